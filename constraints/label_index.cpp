@@ -1,0 +1,49 @@
+#include "constraints/label_index.h"
+
+#include <algorithm>
+
+void LabelIndex::clear() {
+  blocks.clear();
+  values.clear();
+  table.clear();
+}
+
+void LabelIndex::add(unsigned variable, unsigned value) {
+  const auto label = static_cast<unsigned>(values.size());
+  if (blocks.empty() || blocks.back().variable != variable) {
+    blocks.push_back({variable, label, label, value, 1, noTable});
+  }
+  values.push_back(value);
+  blocks.back().end = label + 1;
+  blocks.back().span = value - blocks.back().firstValue + 1;
+}
+
+void LabelIndex::finish() {
+  for (Block& block : blocks) {
+    const unsigned count = block.end - block.begin;
+    if (block.span / maxSpanPerLabel > count) {
+      continue;
+    }
+    block.table = static_cast<unsigned>(table.size());
+    table.resize(table.size() + block.span, block.end);
+    for (unsigned label = block.begin; label < block.end; ++label) {
+      table[block.table + values[label] - block.firstValue] = label;
+    }
+  }
+}
+
+unsigned LabelIndex::find(Block const& block, unsigned value) const {
+  const unsigned offset = value - block.firstValue;
+  if (offset >= block.span) {
+    return block.end;
+  }
+  if (block.table != noTable) {
+    return table[block.table + offset];
+  }
+  const auto begin = values.begin() + block.begin;
+  const auto end = values.begin() + block.end;
+  const auto found = std::lower_bound(begin, end, value);
+  return found != end && *found == value
+             ? static_cast<unsigned>(found - values.begin())
+             : block.end;
+}

@@ -1,0 +1,32 @@
+// The all-different constraint: a list of variables takes pairwise different
+// value numbers.
+
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "constraints/array.h"
+#include "solver/wcsp.h"
+
+/// The violation is the number of variables minus the number of distinct value
+/// numbers that they take. Value numbers are compared, not value names.
+class WcspAlldiff : public WcspConstraint {
+ public:
+  /// Filled by the caller in any order; sorted and freed of repeats by
+  /// preprocess().
+  Array<unsigned, std::less_equal<unsigned>> variables;
+
+  /// The largest value number that any of the variables can take; kept by the
+  /// caller while it fills `variables`.
+  unsigned maxValue = 0;
+
+  using WcspConstraint::WcspConstraint;
+
+  void preprocess() override;
+  int calculate(std::vector<unsigned> const& assignment) override;
+
+ private:
+  void report(unsigned variable, std::vector<unsigned> const& values,
+              unsigned current, int diff);
+};

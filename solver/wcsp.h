@@ -1,0 +1,161 @@
+// The two interfaces on which everything meets: `Wcsp`, the solver as its
+// callers and its constraints see it, and `WcspConstraint`, a constraint as the
+// solver sees it.
+//
+// Variables are numbered from 0 in the order of their declaration, the values
+// of each variable from 0, and constraints from 0 in the order in which they
+// are constructed. An assignment holds one value number per variable. A label
+// is a pair (variable, value); it is on when the assignment gives the variable
+// that value.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+class WcspConstraint;
+
+/// A solver for weighted constraint satisfaction. No operation checks a
+/// variable, value or constraint number: callers keep them in range.
+class Wcsp {
+ public:
+  /// As a weight: hard. As an answer: nothing to return.
+  static constexpr int inf = 2147483647;
+
+  /// A new solver without variables or constraints; the caller deletes it.
+  /// Every CPU time that it measures counts from this call.
+  static Wcsp* makeWcsp();
+
+  Wcsp() = default;
+  Wcsp(Wcsp const&) = delete;
+  Wcsp& operator=(Wcsp const&) = delete;
+
+  /// Deletes every added constraint too.
+  virtual ~Wcsp() = default;
+
+  /// The number of the last tabu iteration (default 2147483647).
+  virtual void setMaxIteration(unsigned maxIteration) = 0;
+
+  /// How many iterations may follow the last improvement (default 2147483647).
+  virtual void setMaxIterationUnimproved(unsigned maxIteration) = 0;
+
+  /// The limit in user CPU seconds since makeWcsp() (default 600.0).
+  virtual void setMaxCpuTime(double seconds) = 0;
+
+  /// Stop at hard penalty 0 and a soft penalty of at most `soft` (default 0).
+  virtual void setTarget(int soft) = 0;
+
+  /// Stop at a penalty that is not worse than (`hard`, `soft`).
+  virtual void setTarget(int hard, int soft) = 0;
+
+  /// Seeds the random generator (default 1). 0 and every other multiple of
+  /// 2147483647 are fixed points of the generator and are replaced by 1.
+  virtual void setRandomSeed(int seed) = 0;
+
+  /// What the search log shows: bit 1 the details of moves, bit 2 the runs; a
+  /// positive level also shows dead ends (default 0).
+  virtual void setDisplay(int display) = 0;
+
+  /// A progress line every `interval` iterations; 0 (the default) for none.
+  virtual void setInterval(unsigned interval) = 0;
+
+  /// Switches the adjustment of constraint weights (default on).
+  virtual void setAdjustment(bool adjustment) = 0;
+
+  /// Sends the search log to a file, truncated or appended to, in place of
+  /// standard output. Returns true, leaving the log where it was, when the file
+  /// cannot be opened or a log file is already open.
+  virtual bool setLogFileName(std::string name, bool append) = 0;
+
+  /// Declares the variables, once and before the first constraint.
+  /// `numValues` holds `numVariables` domain sizes. Throws std::runtime_error,
+  /// changing nothing, when called a second time or with an empty domain.
+  virtual void initialize(unsigned numVariables,
+                          std::vector<unsigned>& numValues) = 0;
+
+  virtual unsigned getNumVariables() const = 0;
+
+  /// The domain size of `variable`.
+  virtual unsigned getNumValues(unsigned variable) const = 0;
+
+  virtual unsigned getNumConstraints() const = 0;
+
+  /// Searches from a random assignment, first improved greedily.
+  virtual void solve() = 0;
+
+  /// Searches from `initial`, one value number per variable, until a limit or
+  /// the target is reached; the getters then answer for the best assignment
+  /// met. Throws std::runtime_error: "Interrupted." after SIGINT, "Negative
+  /// weight; Overflow" and "Error: in improving the initial solution" when the
+  /// search cannot go on, and another message, changing nothing, when `initial`
+  /// has the wrong size or a value out of range. std::bad_alloc passes through.
+  /// After an exception the getters answer for the best assignment so far.
+  virtual void solve(std::vector<unsigned> const& initial) = 0;
+
+  /// The value of `variable` in the best assignment, 0 before any search;
+  /// `inf` while no variables are declared.
+  virtual unsigned getValue(unsigned variable) const = 0;
+
+  /// The summed violation of the hard constraints in the best assignment, at
+  /// most `inf`; 0 before any search, `inf` from the start of the first search
+  /// until it has recorded an assignment.
+  virtual int getHardPenalty() const = 0;
+
+  /// The sum of weight times violation over the soft constraints, otherwise as
+  /// getHardPenalty().
+  virtual int getSoftPenalty() const = 0;
+
+  /// The violation of one constraint in the best assignment; `inf` before the
+  /// first search has started, 0 while that has recorded no assignment.
+  virtual int getPenalty(unsigned constraint) const = 0;
+
+  /// Takes ownership of `c` and returns its id; calls nothing on `c`, which is
+  /// still under construction. Throws std::runtime_error, storing nothing, when
+  /// no variables are declared.
+  virtual unsigned addConstraint(WcspConstraint* c) = 0;
+
+  /// From preprocess(): `constraint` must be evaluated again whenever
+  /// `variable` takes or leaves `value`.
+  virtual void involve(unsigned constraint, unsigned variable,
+                       unsigned value) = 0;
+
+  /// The same for every value of `variable`.
+  virtual void involve(unsigned constraint, unsigned variable) = 0;
+
+  /// From calculate(): moving `variable` to `value` would change the violation
+  /// of `constraint` by `diff`. A diff of 0 is ignored.
+  virtual void setDiffPenalty(unsigned constraint, unsigned variable,
+                              unsigned value, int diff) = 0;
+};
+
+/// A constraint. It knows how to measure its violation and, each time it is
+/// measured, reports how every single move would change it.
+class WcspConstraint {
+ public:
+  Wcsp* wcsp;       ///< the solver it belongs to and reports to; not owned
+  unsigned id = 0;  ///< its number in the solver
+  int weight;       ///< declared weight, 0 to Wcsp::inf; Wcsp::inf: hard
+
+  /// Registers the constraint with `solver`, which owns it from here on. If the
+  /// solver refuses by throwing, the caller still owns the memory.
+  WcspConstraint(Wcsp* solver, int declaredWeight)
+      : wcsp(solver), weight(declaredWeight) {
+    id = wcsp->addConstraint(this);
+  }
+
+  WcspConstraint(WcspConstraint const&) = delete;
+  WcspConstraint& operator=(WcspConstraint const&) = delete;
+  virtual ~WcspConstraint() = default;
+
+  /// Called once, before the first calculate() and in the order of ids: brings
+  /// the data into the order that calculate() needs and calls `involve` for
+  /// every label whose taking or leaving can change the violation or a report.
+  virtual void preprocess() = 0;
+
+  /// Returns the violation of `assignment`: 0 when satisfied, else positive.
+  /// Reports with `setDiffPenalty` the violation after each single move minus
+  /// the violation now, strictly ascending by variable and then value, each
+  /// label at most once; a label that is not reported has diff 0. The result
+  /// depends on nothing but `assignment`. Allocates nothing.
+  virtual int calculate(std::vector<unsigned> const& assignment) = 0;
+};
