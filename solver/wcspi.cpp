@@ -1,0 +1,176 @@
+// The store: construction, settings, the declaration of variables and
+// constraints, the reports of the constraints, and the getters.
+
+#include "solver/wcspi.h"
+
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <utility>
+
+Wcsp* Wcsp::makeWcsp() {
+  return new RealWcsp;
+}
+
+int saturated(Int128 penalty) {
+  return static_cast<int>(std::min<Int128>(penalty, Wcsp::inf));
+}
+
+RealWcsp::RealWcsp() : log(&std::cout) {}
+
+RealWcsp::~RealWcsp() {
+  for (Constraint const* record : constraints) {
+    delete record->constraint;
+  }
+  for (Constraint const* record : constraints) {
+    delete record;
+  }
+}
+
+void RealWcsp::setMaxIteration(unsigned maxIteration_) {
+  maxIteration = maxIteration_;
+}
+
+void RealWcsp::setMaxIterationUnimproved(unsigned maxIteration_) {
+  maxIterationUnimproved = maxIteration_;
+}
+
+void RealWcsp::setMaxCpuTime(double seconds) {
+  maxCpuTime = seconds;
+}
+
+void RealWcsp::setTarget(int soft) {
+  setTarget(0, soft);
+}
+
+void RealWcsp::setTarget(int hard, int soft) {
+  targetHard = hard;
+  targetSoft = soft;
+}
+
+void RealWcsp::setRandomSeed(int seed_) {
+  seed = seed_ % 2147483647 == 0 ? defaultRandomSeed : seed_;
+}
+
+void RealWcsp::setDisplay(int display_) {
+  display = display_;
+}
+
+void RealWcsp::setInterval(unsigned interval_) {
+  interval = interval_;
+}
+
+void RealWcsp::setAdjustment(bool adjustment_) {
+  adjustment = adjustment_;
+}
+
+bool RealWcsp::setLogFileName(std::string name, bool append) {
+  if (logFile.is_open()) {
+    return true;
+  }
+  logFile.open(name, append ? std::ios_base::out | std::ios_base::app
+                            : std::ios_base::out);
+  if (logFile.fail()) {
+    return true;
+  }
+  log = &logFile;
+  return false;
+}
+
+void RealWcsp::initialize(unsigned numVariables_,
+                          std::vector<unsigned>& numValues_) {
+  if (isDeclared) {
+    throw std::runtime_error(
+        "Error in RealWcsp::initialize(...): called a second time.");
+  }
+  if (numValues_.size() != numVariables_ ||
+      std::find(numValues_.begin(), numValues_.end(), 0U) != numValues_.end()) {
+    throw std::runtime_error(
+        "Error in RealWcsp::initialize(...): wrong number of domain sizes or "
+        "empty domain.");
+  }
+  LabelTable<Label> table(numValues_);
+  for (unsigned v = 0; v < numVariables_; ++v) {
+    for (unsigned a = 0; a < numValues_[v]; ++a) {
+      table[v][a].variable = v;
+      table[v][a].value = a;
+      table[v][a].constraintIds.push_back(uinf);
+    }
+  }
+  table.sentinel()->variable = numVariables_;
+  Solution start;
+  start.value.resize(numVariables_);
+  Solution bestStart = start;
+  numValues = numValues_;
+  numVariables = numVariables_;
+  labels = std::move(table);
+  current = std::move(start);
+  best = std::move(bestStart);
+  isDeclared = true;
+}
+
+unsigned RealWcsp::getNumVariables() const {
+  return numVariables;
+}
+
+unsigned RealWcsp::getNumValues(unsigned variable) const {
+  return numValues[variable];
+}
+
+unsigned RealWcsp::getNumConstraints() const {
+  return static_cast<unsigned>(constraints.size());
+}
+
+unsigned RealWcsp::getValue(unsigned variable) const {
+  return best.value.empty() ? inf : best.value[variable];
+}
+
+int RealWcsp::getHardPenalty() const {
+  return saturated(best.hardPenalty);
+}
+
+int RealWcsp::getSoftPenalty() const {
+  return saturated(best.softPenalty);
+}
+
+int RealWcsp::getPenalty(unsigned constraint) const {
+  if (!isSearched) {
+    return inf;
+  }
+  // A search that has run out of memory early has not sized the list.
+  return constraint < bestConstraintPenalty.size()
+             ? bestConstraintPenalty[constraint]
+             : 0;
+}
+
+unsigned RealWcsp::addConstraint(WcspConstraint* c) {
+  if (numVariables == 0) {
+    throw std::runtime_error(
+        "Error in RealWcsp::addConstraint(...): wcsp has no variable.\n");
+  }
+  auto record = std::make_unique<Constraint>(c);
+  constraints.push_back(record.get());
+  record.release();
+  return static_cast<unsigned>(constraints.size() - 1);
+}
+
+void RealWcsp::involve(unsigned constraint, unsigned variable, unsigned value) {
+  std::vector<unsigned>& ids = labels[variable][value].constraintIds;
+  // The new end mark first: the list stays ended if there is no memory for it.
+  ids.push_back(uinf);
+  ids[ids.size() - 2] = constraint;
+}
+
+void RealWcsp::involve(unsigned constraint, unsigned variable) {
+  for (unsigned a = 0; a < numValues[variable]; ++a) {
+    involve(constraint, variable, a);
+  }
+}
+
+void RealWcsp::setDiffPenalty(unsigned constraint, unsigned variable,
+                              unsigned value, int diff) {
+  if (diff != 0) {
+    constraints[constraint]->next->push_back({&labels[variable][value], diff});
+  }
+}

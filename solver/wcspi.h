@@ -1,0 +1,297 @@
+// The solver behind `Wcsp`: its store, the incremental evaluation of penalties
+// and move scores, and the tabu search with adaptive constraint weights.
+//
+// Internal to solver/ and its tests. The operations are grouped under the file
+// that holds them. Two words need care: the `weight` of a constraint object is
+// the declared one; the `weight` of its record here is the adaptive one.
+//
+// Invariants of the store, for `current.value` and the adaptive weights, from
+// the first initialize() of a search on. bookkeepingHolds() checks them by
+// number.
+//  1. A record's `penalty` is the violation of its constraint.
+//  2. A record's `next` list holds its non-zero diffs, strictly ascending by
+//     label, and ends in the sentinel.
+//  3. `current` holds the sums: hard, soft and weighted penalty.
+//  4. A label's `score` is the sum of weight times diff over all records, its
+//     `improvingCount` the number of records with a negative diff.
+//  5. `candidates` holds exactly the labels with a positive `improvingCount`,
+//     each at its `position`.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <fstream>
+#include <iosfwd>
+#include <limits>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "solver/cpu_time.h"
+#include "solver/label_table.h"
+#include "solver/tabulist.h"
+#include "solver/wcsp.h"
+
+/// Wide enough for any sum of weights times violations.
+__extension__ typedef __int128 Int128;
+
+/// `penalty` as it is printed and returned: at most Wcsp::inf.
+int saturated(Int128 penalty);
+
+/// SIGINT during the tabu search: asks it to stop at the next iteration.
+void handler(int);
+
+class RealWcsp : public Wcsp {
+ public:
+  static constexpr unsigned defaultMaxIteration = 2147483647;
+  static constexpr unsigned defaultMaxIterationUnimproved = 2147483647;
+  static constexpr double defaultMaxCpuTime = 600.0;  ///< seconds
+  static constexpr int defaultRandomSeed = 1;
+  static constexpr int defaultDisplay = 0;
+  static constexpr unsigned defaultInterval = 0;
+  static constexpr double divisorDecreaseRunLength = 2.0;
+  static constexpr double multiplierIncreaseRunLength = 1.2;
+  static constexpr int maxNumPhases = 30;
+  static constexpr double minimumRunLength = 30.0;  ///< iterations
+  static constexpr double ratioResetWeights = 0.5;
+  static constexpr double eps = 0.000001;  ///< tolerance of the reset test
+  /// A score or penalty that is not set yet.
+  static constexpr double dinf = std::numeric_limits<double>::max();
+  static constexpr unsigned uinf = 4294967295U;  ///< ends a list of ids
+
+  /// The bits of the display level.
+  static constexpr int displayMoves = 1;
+  static constexpr int displayRuns = 2;
+
+  struct Label {
+    unsigned variable = 0;
+    unsigned value = 0;
+    /// The constraints that depend on this label, ascending, ended by `uinf`.
+    std::vector<unsigned> constraintIds;
+    double score = 0.0;      ///< what moving here adds to the weighted penalty
+    int improvingCount = 0;  ///< constraints whose penalty moving here lowers
+    unsigned position = 0;   ///< index in `candidates` while that is above 0
+  };
+
+  struct DiffPenalty {
+    Label* label;
+    int diff;  ///< never 0 but in the end entry
+  };
+
+  /// One added constraint. Each evaluation swaps the two lists and fills `next`
+  /// anew, so that their storage is kept and nothing is copied.
+  struct Constraint {
+    WcspConstraint* constraint;          ///< owned by the solver
+    int penalty = 0;                     ///< as of the last evaluation
+    double weight = 0.0;                 ///< adaptive
+    std::vector<DiffPenalty>* previous;  ///< of the evaluation before
+    std::vector<DiffPenalty>* next;      ///< of the latest evaluation
+    std::vector<DiffPenalty> lists[2];
+
+    explicit Constraint(WcspConstraint* c)
+        : constraint(c), previous(&lists[0]), next(&lists[1]) {}
+    Constraint(Constraint const&) = delete;
+    Constraint& operator=(Constraint const&) = delete;
+
+    bool isHard() const { return constraint->weight == inf; }
+  };
+
+  struct Solution {
+    std::vector<unsigned> value;   ///< one value number per variable
+    Int128 hardPenalty = 0;        ///< summed violation of hard constraints
+    Int128 softPenalty = 0;        ///< declared weight times violation, soft
+    double weightedPenalty = 0.0;  ///< adaptive weight times violation, all
+    unsigned iteration = 0;        ///< when it was reached
+    double time = 0.0;             ///< CPU seconds; kept for `best` only
+
+    bool isBetterThan(Solution const& other) const {
+      return hardPenalty < other.hardPenalty ||
+             (hardPenalty == other.hardPenalty &&
+              softPenalty < other.softPenalty);
+    }
+  };
+
+  /// The runs and phases of one search.
+  struct Run {
+    Solution best;                     ///< of the run, by weighted penalty
+    unsigned start = 0;                ///< iteration at which it began
+    double length = minimumRunLength;  ///< nominal, in iterations
+    unsigned numRuns = 0;              ///< completed in this phase
+    unsigned sumIterations = 0;        ///< start to best, over the phase
+    unsigned maxIterations = 0;        ///< the same, largest
+    int numPhases = 0;                 ///< ended in a row without improvement
+    Int128 phaseStartHard = 0;         ///< the incumbent's penalties when the
+    Int128 phaseStartSoft = 0;         ///< phase began
+
+    /// Start to best, over the phase.
+    double averageIterations() const {
+      return static_cast<double>(sumIterations) / numRuns;
+    }
+  };
+
+  /// What lives for one solve(initial).
+  struct Search {
+    Tabulist tabulist;
+    std::vector<Label*> ties;  ///< best moves of a scan, or kick labels
+    double bestScore = dinf;   ///< of the last scan
+    unsigned iteration = 1;
+    unsigned numKicks = 0;
+    unsigned lastNoNeighbor = 0;  ///< latest dead end answered by a reset
+    Run run;
+    std::vector<unsigned> ids;  ///< scratch of restoreRunBest()
+
+    explicit Search(RealWcsp const& solver);
+  };
+
+  std::int64_t seed = defaultRandomSeed;  ///< state of the generator
+  CpuTime cpuTime;
+  unsigned maxIteration = defaultMaxIteration;
+  unsigned maxIterationUnimproved = defaultMaxIterationUnimproved;
+  double maxCpuTime = defaultMaxCpuTime;  ///< seconds
+  int display = defaultDisplay;
+  unsigned interval = defaultInterval;
+  int targetHard = 0;
+  int targetSoft = 0;
+  bool adjustment = true;
+  std::ofstream logFile;
+  std::ostream* log;  ///< standard output or `logFile`; not owned
+  unsigned numVariables = 0;
+  std::vector<unsigned> numValues;
+  std::vector<Constraint*> constraints;  ///< owned; the index is the id
+  unsigned numPreprocessed = 0;          ///< from id 0 on
+  LabelTable<Label> labels;
+  /// Appends and removals leave it in an order that decides ties.
+  std::vector<Label*> candidates;
+  Solution best;
+  Solution current;
+  std::vector<int> bestConstraintPenalty;  ///< in `best`, by id
+  bool keepInitial = true;  ///< false: improve the start greedily first
+  bool isDeclared = false;  ///< initialize(n, sizes) has been called
+  bool isSearched = false;  ///< a search has been started
+  double largestSum = 0.0;  ///< met by bookkeepingHolds(), for its tolerance
+
+  // wcspi.cpp: the store.
+  RealWcsp();
+  RealWcsp(RealWcsp const&) = delete;
+  RealWcsp& operator=(RealWcsp const&) = delete;
+  ~RealWcsp() override;
+  void setMaxIteration(unsigned maxIteration) override;
+  void setMaxIterationUnimproved(unsigned maxIteration) override;
+  void setMaxCpuTime(double seconds) override;
+  void setTarget(int soft) override;
+  void setTarget(int hard, int soft) override;
+  void setRandomSeed(int seed) override;
+  void setDisplay(int display) override;
+  void setInterval(unsigned interval) override;
+  void setAdjustment(bool adjustment) override;
+  bool setLogFileName(std::string name, bool append) override;
+  void initialize(unsigned numVariables,
+                  std::vector<unsigned>& numValues) override;
+  unsigned getNumVariables() const override;
+  unsigned getNumValues(unsigned variable) const override;
+  unsigned getNumConstraints() const override;
+  unsigned getValue(unsigned variable) const override;
+  int getHardPenalty() const override;
+  int getSoftPenalty() const override;
+  int getPenalty(unsigned constraint) const override;
+  unsigned addConstraint(WcspConstraint* c) override;
+  void involve(unsigned constraint, unsigned variable, unsigned value) override;
+  void involve(unsigned constraint, unsigned variable) override;
+  void setDiffPenalty(unsigned constraint, unsigned variable, unsigned value,
+                      int diff) override;
+
+  // wcspi_evaluate.cpp: the evaluation.
+
+  /// Evaluates `current.value` from scratch under the adaptive weights and
+  /// builds `candidates` anew.
+  void initialize();
+
+  /// Evaluates one constraint again. After any change of `current.value`, one
+  /// call for every constraint on a label taken or left, in ascending id,
+  /// restores the invariants; that order also fixes the order of `candidates`
+  /// and of the additions to the scores.
+  void calculate(unsigned constraint);
+
+  /// Gives a variable a value and evaluates the constraints concerned.
+  void applyMove(Label const& label);
+
+  /// Folds the difference of a record's two lists into scores, counts and
+  /// `candidates`.
+  void mergeDiffs(Constraint const& record);
+
+  /// Whether the invariants hold, by their definitions. Floating-point sums may
+  /// be off by rounding, as they depend on the order of additions.
+  bool bookkeepingHolds();
+
+  /// The same, taken for granted in models too large to check at every move.
+  bool smallBookkeepingHolds();
+
+  // wcspi_search.cpp: the search.
+  void solve() override;
+  void solve(std::vector<unsigned> const& initial) override;
+
+  /// Advances the generator: Park and Miller's minimal standard with
+  /// multiplier 48271, by Schrage's method. 1 to 2147483646.
+  std::int64_t nextRandom();
+
+  /// A random number from 0 to k - 1; k is at least 1.
+  unsigned randomInt(unsigned k);
+
+  void checkInitial(std::vector<unsigned> const& initial) const;
+  void markSearched();
+  void prepare(std::vector<unsigned> const& initial);
+
+  /// Makes `current` the incumbent. Allocates nothing.
+  void recordBest();
+  void improveGreedily();
+
+  /// Fills `ties` with the labels of a variable that have the least score below
+  /// `dinf` and returns that score.
+  double scanValues(unsigned variable, std::vector<Label*>& ties);
+  Label* pick(std::vector<Label*> const& ties);
+  void tabuSearch();
+  bool mustStop(Search const& search) const;
+  bool isTargetReached() const;
+
+  /// Fills `ties` with the admissible moves of least score.
+  void scan(Search& search) const;
+
+  /// Answers a scan that found no admissible move. Returns false when the
+  /// iteration ends without a move, true when `ties` holds kick labels.
+  bool answersByKick(Search& search);
+  void drawKick(Search& search);
+
+  /// Moves to one of `ties`, records an improvement and updates the tabu list.
+  void moveOnce(Search& search);
+
+  // wcspi_weights.cpp: runs and phases.
+
+  /// Keeps track of the run's best and, when the run is over, ends it. Returns
+  /// true when the search must stop: too many phases without improvement.
+  bool adjustWeights(Search& search);
+  bool isRunOver(Search const& search) const;
+  bool endRun(Search& search);
+  double upperBound() const;
+  void countRun(Run& run) const;
+  void restoreRunBest(Search& search);
+  void scaleWeights();
+  bool endPhase(Run& run) const;
+  void startPhase(Run& run) const;
+  void increaseWeights(double bound);
+  void raiseWeight(Constraint& record, double step);
+
+  // wcspi_log.cpp: the search log, one operation per line.
+  bool showsProgress(unsigned iteration) const;
+  void logBest(unsigned iteration);
+  void logGreedy();
+  void logStart();
+  void logProgress(unsigned iteration, Label const& label, unsigned from);
+  void logNoNeighbor(unsigned iteration);
+  void logKick(unsigned numExtra);
+  void logRun(Search const& search, double bound);
+  void logPhase(Run const& run);
+  void logRecalculate();
+  void logSummary();
+  void logEndOfLine();
+};
