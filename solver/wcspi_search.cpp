@@ -1,0 +1,279 @@
+// The search: random numbers, the start, the greedy pass, the main loop of the
+// tabu search with the choice of its moves, dead ends and kicks, and the
+// keyboard interrupt.
+
+#include <algorithm>
+#include <cassert>
+#include <csignal>
+#include <stdexcept>
+
+#include "solver/wcspi.h"
+
+namespace {
+
+/// Set by SIGINT during a tabu search and never cleared.
+volatile std::sig_atomic_t flag_interrupt = 0;
+
+/// Turns SIGINT into `flag_interrupt` while it lives. The C library's signal()
+/// restarts an interrupted write, so no line of the log is lost.
+class InterruptScope {
+ public:
+  InterruptScope() : previousHandler(std::signal(SIGINT, handler)) {}
+  InterruptScope(InterruptScope const&) = delete;
+  InterruptScope& operator=(InterruptScope const&) = delete;
+  ~InterruptScope() { release(); }
+
+  /// Restores the disposition that was in force before.
+  void release() {
+    if (previousHandler != SIG_ERR) {
+      std::signal(SIGINT, previousHandler);
+      previousHandler = SIG_ERR;
+    }
+  }
+
+ private:
+  void (*previousHandler)(int);
+};
+
+}  // namespace
+
+void handler(int) {
+  flag_interrupt = 1;
+}
+
+std::int64_t RealWcsp::nextRandom() {
+  // 44488 and 3399: quotient and remainder of 2147483647 by 48271. A negative
+  // seed relies on divisions that truncate toward zero.
+  const std::int64_t high = seed / 44488;
+  const std::int64_t low = seed - 44488 * high;
+  seed = 48271 * low - 3399 * high;
+  if (seed <= 0) {
+    seed += 2147483647;
+  }
+  return seed;
+}
+
+unsigned RealWcsp::randomInt(unsigned k) {
+  assert(k >= 1 && k <= static_cast<unsigned>(inf));
+  const std::int64_t divisor = 2147483646 / static_cast<int>(k) + 1;
+  return static_cast<unsigned>(nextRandom() / divisor);
+}
+
+void RealWcsp::solve() {
+  markSearched();
+  std::vector<unsigned> initial(numVariables);
+  for (unsigned v = 0; v < numVariables; ++v) {
+    initial[v] = randomInt(numValues[v]);
+  }
+  keepInitial = false;
+  solve(initial);
+}
+
+void RealWcsp::solve(std::vector<unsigned> const& initial) {
+  const bool isKept = keepInitial;
+  keepInitial = true;
+  checkInitial(initial);
+  markSearched();
+  prepare(initial);
+  recordBest();
+  logBest(0);
+  if (!isKept) {
+    logGreedy();
+    improveGreedily();
+    recordBest();
+    logBest(0);
+  }
+  logStart();
+  tabuSearch();
+}
+
+void RealWcsp::checkInitial(std::vector<unsigned> const& initial) const {
+  if (initial.size() != numVariables) {
+    throw std::runtime_error(
+        "Error in RealWcsp::solve(...): wrong number of values.");
+  }
+  for (unsigned v = 0; v < numVariables; ++v) {
+    if (initial[v] >= numValues[v]) {
+      throw std::runtime_error(
+          "Error in RealWcsp::solve(...): value out of range.");
+    }
+  }
+}
+
+// Whoever asks before the first recorded assignment must not read penalties of
+// 0, which would pass for a perfect one.
+void RealWcsp::markSearched() {
+  if (!isSearched) {
+    isSearched = true;
+    best.hardPenalty = inf;
+    best.softPenalty = inf;
+  }
+}
+
+void RealWcsp::prepare(std::vector<unsigned> const& initial) {
+  while (numPreprocessed < constraints.size()) {
+    constraints[numPreprocessed]->constraint->preprocess();
+    ++numPreprocessed;
+  }
+  for (Constraint* record : constraints) {
+    record->weight = record->constraint->weight;
+  }
+  bestConstraintPenalty.resize(constraints.size());
+  current.value = initial;
+  initialize();
+  current.iteration = 0;
+}
+
+void RealWcsp::recordBest() {
+  best = current;
+  best.time = cpuTime();
+  for (unsigned c = 0; c < constraints.size(); ++c) {
+    bestConstraintPenalty[c] = constraints[c]->penalty;
+  }
+}
+
+// Visits the variables in a random order, by a forward Fisher-Yates shuffle,
+// and gives each its best value if that is a strict gain.
+void RealWcsp::improveGreedily() {
+  std::vector<unsigned> order(numVariables);
+  for (unsigned k = 0; k < numVariables; ++k) {
+    order[k] = k;
+  }
+  std::vector<Label*> ties;
+  for (unsigned k = 0; k < numVariables; ++k) {
+    const unsigned j = k + randomInt(numVariables - k);
+    const unsigned variable = order[j];
+    order[j] = order[k];
+    const double leastScore = scanValues(variable, ties);
+    if (ties.empty()) {
+      throw std::runtime_error("Error: in improving the initial solution");
+    }
+    if (leastScore < 0.0) {
+      applyMove(*pick(ties));
+    }
+  }
+}
+
+double RealWcsp::scanValues(unsigned variable, std::vector<Label*>& ties) {
+  double leastScore = dinf;
+  ties.clear();
+  for (Label& label : labels[variable]) {
+    if (label.score < leastScore) {
+      leastScore = label.score;
+      ties.clear();
+    }
+    if (label.score == leastScore && leastScore != dinf) {
+      ties.push_back(&label);
+    }
+  }
+  return leastScore;
+}
+
+RealWcsp::Label* RealWcsp::pick(std::vector<Label*> const& ties) {
+  return ties[randomInt(static_cast<unsigned>(ties.size()))];
+}
+
+void RealWcsp::tabuSearch() {
+  Search search(*this);
+  InterruptScope interruptScope;
+  while (!mustStop(search)) {
+    if (flag_interrupt != 0) {
+      throw std::runtime_error("Interrupted.");
+    }
+    scan(search);
+    if (!search.ties.empty() || answersByKick(search)) {
+      moveOnce(search);
+      if (adjustment && adjustWeights(search)) {
+        break;
+      }
+    }
+    ++search.iteration;
+  }
+  interruptScope.release();
+  logSummary();
+}
+
+bool RealWcsp::mustStop(Search const& search) const {
+  return isTargetReached() || search.iteration > maxIteration ||
+         search.iteration - best.iteration > maxIterationUnimproved ||
+         cpuTime() >= maxCpuTime;
+}
+
+bool RealWcsp::isTargetReached() const {
+  return best.hardPenalty < targetHard ||
+         (best.hardPenalty == targetHard && best.softPenalty <= targetSoft);
+}
+
+// Every candidate but current values is put to the tabu list, whatever its
+// score.
+void RealWcsp::scan(Search& search) const {
+  search.bestScore = dinf;
+  search.ties.clear();
+  for (Label* label : candidates) {
+    if (current.value[label->variable] == label->value ||
+        search.tabulist(static_cast<int>(label->variable),
+                        current.weightedPenalty + label->score, label->score)) {
+      continue;
+    }
+    if (label->score < search.bestScore) {
+      search.bestScore = label->score;
+      search.ties.clear();
+    }
+    if (label->score == search.bestScore) {
+      search.ties.push_back(label);
+    }
+  }
+}
+
+// A dead end resets the tabu list, and the iteration passes without a move.
+// When dead ends come close together it kicks: it draws labels to move to
+// without asking the tabu list.
+bool RealWcsp::answersByKick(Search& search) {
+  if (display > 0) {
+    logNoNeighbor(search.iteration);
+  }
+  // A tenth of the variables is how close is close.
+  if (search.iteration < numVariables / 10 + search.lastNoNeighbor) {
+    drawKick(search);
+    return true;
+  }
+  search.tabulist.resetAll();
+  search.lastNoNeighbor = search.iteration;
+  return false;
+}
+
+// The move step applies one of the labels drawn.
+void RealWcsp::drawKick(Search& search) {
+  const unsigned numExtra = std::min(search.numKicks, numVariables / 2);
+  if (display > 0) {
+    logKick(numExtra);
+  }
+  for (unsigned i = 0; i <= numExtra; ++i) {
+    const unsigned variable = randomInt(numVariables);
+    const unsigned value = randomInt(numValues[variable]);
+    search.ties.push_back(&labels[variable][value]);
+  }
+  ++search.numKicks;
+}
+
+void RealWcsp::moveOnce(Search& search) {
+  Label const& label = *pick(search.ties);
+  const unsigned from = current.value[label.variable];
+  current.iteration = search.iteration;
+  applyMove(label);
+  if (current.isBetterThan(best)) {
+    recordBest();
+    logBest(search.iteration);
+  }
+  const bool isShown = showsProgress(search.iteration);
+  if (isShown) {
+    logProgress(search.iteration, label, from);
+  }
+  const int noise = static_cast<int>(randomInt(3)) - 1;
+  search.tabulist.update(static_cast<int>(label.variable),
+                         current.weightedPenalty, search.bestScore, noise,
+                         isShown && (display & displayMoves) != 0);
+  if (isShown) {
+    logEndOfLine();
+  }
+}
