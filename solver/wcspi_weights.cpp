@@ -1,0 +1,197 @@
+// The adjustment of constraint weights, in runs and phases.
+//
+// A run ends by returning to its best assignment and raising the weights of the
+// constraints that this one violates: a subgradient step with Polyak's step
+// length, the incumbent's combined penalty serving as the target value. When
+// the weighted penalty has caught up with the incumbent's, all weights are
+// scaled down, and that closes a phase. Phases without an improvement of the
+// incumbent lengthen the runs and, after some in a row, end the search.
+//
+// Invariant: every weight stays between 0 and its declared weight.
+
+#include <algorithm>
+#include <cassert>
+#include <stdexcept>
+
+#include "solver/wcspi.h"
+
+namespace {
+
+/// Violated, and below its declared weight.
+bool isRaisable(RealWcsp::Constraint const& record) {
+  return record.penalty > 0 && record.constraint->weight > record.weight;
+}
+
+}  // namespace
+
+RealWcsp::Search::Search(RealWcsp const& solver)
+    : tabulist(static_cast<int>(solver.numVariables), solver.log) {
+  run.best.value.resize(solver.numVariables);
+  run.best.weightedPenalty = dinf;
+  solver.startPhase(run);
+}
+
+bool RealWcsp::adjustWeights(Search& search) {
+  Run& run = search.run;
+  if (run.best.weightedPenalty > current.weightedPenalty) {
+    run.best = current;
+  }
+  return isRunOver(search) && endRun(search);
+}
+
+bool RealWcsp::isRunOver(Search const& search) const {
+  Run const& run = search.run;
+  // 64 bits: a nominal length can pass the range of iterations.
+  const auto length = static_cast<std::uint64_t>(run.length);
+  return search.iteration >= run.start + length &&
+         run.best.iteration < search.iteration;
+}
+
+bool RealWcsp::endRun(Search& search) {
+  Run& run = search.run;
+  const double bound = upperBound();
+  const bool isShown = (display & displayRuns) != 0;
+  if (isShown) {
+    logRun(search, bound);
+  }
+  countRun(run);
+  restoreRunBest(search);
+  if (current.weightedPenalty >= bound * (1.0 - eps)) {
+    scaleWeights();
+    if (endPhase(run)) {
+      return true;
+    }
+    if (isShown) {
+      logPhase(run);
+    }
+    startPhase(run);
+  }
+  if (isShown) {
+    logEndOfLine();
+  }
+  increaseWeights(bound);
+  assert(smallBookkeepingHolds());
+  run.best.iteration = search.iteration;
+  run.best.weightedPenalty = current.weightedPenalty;
+  search.tabulist.reset();
+  run.start = search.iteration;
+  return false;
+}
+
+/// The incumbent's combined penalty.
+double RealWcsp::upperBound() const {
+  return static_cast<double>(best.hardPenalty) * 2147483647.0 +
+         static_cast<double>(best.softPenalty);
+}
+
+void RealWcsp::countRun(Run& run) const {
+  const unsigned numIterations = run.best.iteration - run.start;
+  run.sumIterations += numIterations;
+  run.maxIterations = std::max(run.maxIterations, numIterations);
+  ++run.numRuns;
+}
+
+// All values first, then every constraint concerned, once and in ascending id.
+void RealWcsp::restoreRunBest(Search& search) {
+  std::vector<unsigned>& ids = search.ids;
+  ids.clear();
+  for (unsigned v = 0; v < numVariables; ++v) {
+    const unsigned from = current.value[v];
+    const unsigned to = search.run.best.value[v];
+    if (from == to) {
+      continue;
+    }
+    for (const unsigned value : {from, to}) {
+      std::vector<unsigned> const& list = labels[v][value].constraintIds;
+      ids.insert(ids.end(), list.begin(), list.end() - 1);
+    }
+    current.value[v] = to;
+  }
+  std::sort(ids.begin(), ids.end());
+  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+  for (const unsigned c : ids) {
+    calculate(c);
+  }
+}
+
+void RealWcsp::scaleWeights() {
+  double largest = current.weightedPenalty;
+  for (Constraint const* record : constraints) {
+    largest = std::max(largest, record->weight);
+  }
+  if (largest == 0.0) {
+    return;
+  }
+  const double factor = ratioResetWeights * current.weightedPenalty / largest;
+  current.weightedPenalty = 0.0;
+  for (Constraint* record : constraints) {
+    record->weight *= factor;
+    current.weightedPenalty += record->penalty * record->weight;
+  }
+  for (Label& label : labels.all()) {
+    label.score *= factor;
+  }
+}
+
+// Adapts the run length. Returns true when the search has to end.
+bool RealWcsp::endPhase(Run& run) const {
+  if (best.hardPenalty == run.phaseStartHard &&
+      best.softPenalty == run.phaseStartSoft) {
+    ++run.numPhases;
+    if (run.numPhases >= maxNumPhases) {
+      return true;
+    }
+    run.length = std::max(run.averageIterations(),
+                          run.length * multiplierIncreaseRunLength);
+  } else {
+    run.numPhases = 0;
+    run.length =
+        std::max(run.length / divisorDecreaseRunLength, minimumRunLength);
+  }
+  return false;
+}
+
+void RealWcsp::startPhase(Run& run) const {
+  run.maxIterations = 0;
+  run.sumIterations = 0;
+  run.numRuns = 0;
+  run.phaseStartHard = best.hardPenalty;
+  run.phaseStartSoft = best.softPenalty;
+}
+
+void RealWcsp::increaseWeights(double bound) {
+  const double gap = bound - current.weightedPenalty;
+  double sumSquares = 0.0;
+  for (Constraint const* record : constraints) {
+    if (isRaisable(*record)) {
+      const double penalty = record->penalty;
+      sumSquares += penalty * penalty;
+    }
+  }
+  if (sumSquares <= 0.0) {
+    logRecalculate();
+    initialize();
+    return;
+  }
+  const double step = gap / sumSquares;
+  for (Constraint* record : constraints) {
+    if (isRaisable(*record)) {
+      raiseWeight(*record, step);
+    }
+  }
+}
+
+void RealWcsp::raiseWeight(Constraint& record, double step) {
+  const double before = record.weight;
+  const double declared = record.constraint->weight;
+  record.weight = std::min(before + record.penalty * step, declared);
+  if (record.weight <= 0.0) {
+    throw std::runtime_error("Negative weight; Overflow");
+  }
+  const double change = record.weight - before;
+  current.weightedPenalty += record.penalty * change;
+  for (DiffPenalty const& entry : *record.next) {
+    // The end entry's diff is 0 and the sentinel's score is never read.
+    entry.label->score += entry.diff * change;
+  }
+}
