@@ -1,0 +1,37 @@
+// One pass over the tokens. The token behind a variable's name is consumed also
+// when it is no ':', and so never starts a pair itself.
+
+#include "front/initial_solution.h"
+
+namespace {
+
+// Reads what follows the name of a variable whose values have these names.
+void readValue(Lexer& lexer, Dictionary const& names, unsigned& value) {
+  lexer.getnext();
+  if (lexer.text != ":") {
+    return;
+  }
+  lexer.getnext();
+  const unsigned a = names.getId(lexer.text, true);
+  if (a < names.size()) {
+    value = a;
+  }
+}
+
+}  // namespace
+
+std::vector<unsigned> readInitialSolution(
+    Lexer& lexer, Dictionary const& variables,
+    std::vector<Dictionary*> const& values) {
+  std::vector<unsigned> assignment(variables.size(), 0);
+  for (lexer.getnext(); lexer.kind != Lexer::eof; lexer.getnext()) {
+    if (lexer.kind != Lexer::identifier) {
+      continue;
+    }
+    const unsigned v = variables.getId(lexer.text, true);
+    if (v < variables.size()) {
+      readValue(lexer, *values[v], assignment[v]);
+    }
+  }
+  return assignment;
+}

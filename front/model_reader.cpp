@@ -1,0 +1,210 @@
+// Reading by recursive descent: one function per statement and per body of a
+// constraint. A function that reads the rest of a statement starts behind the
+// token that selected it.
+
+#include "front/model_reader.h"
+
+#include <algorithm>
+#include <memory>
+#include <stdexcept>
+
+#include "constraints/wcsp_alldiff.h"
+#include "constraints/wcsp_linear.h"
+#include "constraints/wcsp_quadratic.h"
+
+namespace {
+
+struct ModelReader {
+  Lexer& lexer;
+  Wcsp& solver;
+  Dictionary& variables;
+  std::vector<Dictionary*>& values;
+  std::vector<std::string>& constraintName;
+  int& target;
+  std::vector<unsigned> numValues;  // domain sizes of the variables so far
+
+  struct Label {
+    unsigned variable;
+    unsigned value;
+  };
+
+  void read();
+  void readDeclarations();
+  void readTarget();
+  void readVariable();
+  void readConstraint();
+  void readLinear(int weight);
+  void readQuadratic(int weight);
+  void readAlldiff(int weight);
+  void readRelation(int& lower, int& upper);
+  Label readLabel();
+  void expect(const char* word);
+  int readNumber();
+  int currentNumber() const;
+};
+
+void ModelReader::read() {
+  readDeclarations();
+  solver.initialize(static_cast<unsigned>(variables.size()), numValues);
+  for (lexer.getnext(); lexer.kind != Lexer::eof; lexer.getnext()) {
+    readConstraint();
+  }
+}
+
+void ModelReader::readDeclarations() {
+  for (lexer.getnext(); lexer.kind != Lexer::eof; lexer.getnext()) {
+    if (lexer.text == "target") {
+      readTarget();
+    } else if (lexer.text == "variable") {
+      readVariable();
+    } else {
+      lexer.unget();
+      return;
+    }
+  }
+}
+
+void ModelReader::readTarget() {
+  lexer.next('=', "");
+  const int value = readNumber();
+  if (target == -1) {
+    target = value;
+  }
+}
+
+void ModelReader::readVariable() {
+  lexer.next(Lexer::identifier, "");
+  const unsigned v = variables.add(lexer.text);
+  values.push_back(nullptr);
+  values[v] = new Dictionary;
+  expect("in");
+  lexer.next('{', "");
+  do {
+    lexer.next(Lexer::eof, "");
+    values[v]->add(lexer.text);
+    lexer.next(Lexer::symbol, "");
+  } while (lexer.text == ",");
+  numValues.push_back(static_cast<unsigned>(values[v]->size()));
+}
+
+void ModelReader::readConstraint() {
+  constraintName.push_back(lexer.text);
+  lexer.next(':', "");
+  expect("weight");
+  lexer.next('=', "");
+  const int weight = std::max(readNumber(), 0);
+  expect("type");
+  lexer.next('=', "");
+  lexer.next(Lexer::identifier, "");
+  if (lexer.text == "linear") {
+    readLinear(weight);
+  } else if (lexer.text == "quadratic") {
+    readQuadratic(weight);
+  } else if (lexer.text == "alldiff") {
+    readAlldiff(weight);
+  } else {
+    throw std::runtime_error(lexer.text + ": unknown constraint type\n");
+  }
+}
+
+void ModelReader::readLinear(int weight) {
+  auto* linear = new WcspLinear(&solver, weight);
+  for (lexer.getnext(); lexer.kind == Lexer::number; lexer.getnext()) {
+    const int coefficient = currentNumber();
+    const Label label = readLabel();
+    linear->terms.push_back({coefficient, label.variable, label.value});
+  }
+  readRelation(linear->lower, linear->upper);
+}
+
+// Appends a term and returns it; the constraint owns it from here on.
+WcspQuadratic::Term* addTerm(WcspQuadratic& quadratic,
+                             WcspQuadratic::Term const& term) {
+  auto owned = std::make_unique<WcspQuadratic::Term>(term);
+  quadratic.terms.push_back(owned.get());
+  return owned.release();
+}
+
+void ModelReader::readQuadratic(int weight) {
+  auto* quadratic = new WcspQuadratic(&solver, weight);
+  for (lexer.getnext(); lexer.kind == Lexer::number; lexer.getnext()) {
+    const int coefficient = currentNumber();
+    const auto [x, a] = readLabel();
+    const auto [y, b] = readLabel();
+    auto* term =
+        addTerm(*quadratic, {coefficient, x, a, y, b, nullptr, nullptr});
+    term->pair = term;
+    if (x != y || a != b) {
+      term->pair =
+          addTerm(*quadratic, {coefficient, y, b, x, a, nullptr, term});
+    }
+  }
+  readRelation(quadratic->lower, quadratic->upper);
+}
+
+void ModelReader::readAlldiff(int weight) {
+  auto* alldiff = new WcspAlldiff(&solver, weight);
+  for (lexer.getnext(); lexer.kind != Lexer::symbol; lexer.getnext()) {
+    const unsigned v = variables.getId(lexer.text, false);
+    if (lexer.kind == Lexer::eof) {  // and a variable has the name "EOF"
+      lexer.error("");
+    }
+    alldiff->variables.push_back(v);
+    alldiff->maxValue = std::max(alldiff->maxValue, solver.getNumValues(v) - 1);
+  }
+}
+
+// Starts at the current token.
+void ModelReader::readRelation(int& lower, int& upper) {
+  const char relation = lexer.text[0];
+  if (relation == '=') {
+    lower = upper = readNumber();
+  } else if (relation == '>') {
+    lexer.next('=', "");
+    lower = readNumber();
+  } else if (relation == '<') {
+    lexer.next('=', "");
+    upper = readNumber();
+  } else {
+    lexer.error("");
+  }
+}
+
+ModelReader::Label ModelReader::readLabel() {
+  lexer.next('(', "");
+  lexer.next(Lexer::identifier, "");
+  const unsigned v = variables.getId(lexer.text, false);
+  lexer.next(',', "");
+  lexer.next(Lexer::eof, "");
+  const unsigned a = values[v]->getId(lexer.text, false);
+  lexer.next(')', "");
+  return {v, a};
+}
+
+void ModelReader::expect(const char* word) {
+  lexer.next(Lexer::identifier, "");
+  if (lexer.text != word) {
+    lexer.error("");
+  }
+}
+
+int ModelReader::readNumber() {
+  lexer.next(Lexer::number, "");
+  return currentNumber();
+}
+
+int ModelReader::currentNumber() const {
+  if (!lexer.fitsInt()) {
+    lexer.error("");
+  }
+  return lexer.i();
+}
+
+}  // namespace
+
+void readModel(Lexer& lexer, Wcsp& solver, Dictionary& variables,
+               std::vector<Dictionary*>& values,
+               std::vector<std::string>& constraintName, int& target) {
+  ModelReader{lexer, solver, variables, values, constraintName, target, {}}
+      .read();
+}

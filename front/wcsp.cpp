@@ -1,0 +1,236 @@
+// The program: reads the options, the model and a start, runs the solver and
+// prints its report. Every failure becomes one message on standard output and
+// one exit status; nothing is ever written to standard error. Exceptions are
+// caught here and nowhere else.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <new>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "front/dictionary.h"
+#include "front/initial_solution.h"
+#include "front/lexer.h"
+#include "front/model_reader.h"
+#include "front/options.h"
+#include "solver/cpu_time.h"
+#include "solver/wcsp.h"
+
+namespace {
+
+Wcsp* wcsp = Wcsp::makeWcsp();
+Dictionary variables;
+std::vector<Dictionary*> values;
+std::vector<std::string> constraintName;
+
+enum Status {
+  success = 0,
+  interrupted = 1,
+  unreadableModel = 2,
+  unreadableStart = 3,
+  unwritableLog = 4,
+  wrongModel = 5,
+  outOfMemory = 6,
+  failure = -1
+};
+
+// A standard descriptor that is closed would be given to the next file opened,
+// which would then be read or written in its place. A directory can be neither
+// read nor written: such input and output fail as they ought to.
+void occupyClosedDescriptors() {
+  for (int descriptor = 0; descriptor <= 2; ++descriptor) {
+    if (fcntl(descriptor, F_GETFD) == -1 && open("/", O_RDONLY) != descriptor) {
+      std::_Exit(failure);
+    }
+  }
+}
+
+// A directory opens like a file and only fails when it is read.
+bool openFile(std::ifstream& stream, std::string const& name) {
+  std::error_code unknown;
+  if (!std::filesystem::is_directory(name, unknown)) {
+    stream.open(name);
+  }
+  return stream.is_open();
+}
+
+void printUnreadable(std::string const& name) {
+  std::cout << "\n# cannot read data from " << name << std::endl;
+}
+
+void printModelError(int line, const char* message) {
+  std::cout << '\n' << line << ": " << message << std::endl;
+}
+
+void printAssignment(std::vector<unsigned> const& assignment) {
+  for (unsigned v = 0; v < assignment.size(); ++v) {
+    std::cout << *variables.names[v] << " = "
+              << *values[v]->names[assignment[v]] << std::endl;
+  }
+}
+
+// The report on the best assignment. Allocates nothing, memory may be out; the
+// heading comes by value because its caller may have had to set it aside.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
+void printsol(std::string heading) {
+  std::cout << std::endl << heading << std::endl;
+  for (unsigned v = 0; v < wcsp->getNumVariables(); ++v) {
+    std::cout << *variables.names[v] << ": "
+              << *values[v]->names[wcsp->getValue(v)] << std::endl;
+  }
+  std::cout << std::endl;
+  std::cout << "penalty: " << wcsp->getHardPenalty() << "/"
+            << wcsp->getSoftPenalty() << " (hard/soft)" << std::endl;
+  std::cout << std::endl << "[Violated constraints]" << std::endl;
+  for (unsigned c = 0; c < wcsp->getNumConstraints(); ++c) {
+    if (wcsp->getPenalty(c) > 0) {
+      std::cout << constraintName[c] << ": " << wcsp->getPenalty(c)
+                << std::endl;
+    }
+  }
+}
+
+void configure(Options const& options) {
+  wcsp->setAdjustment(options.adjustment);
+  wcsp->setDisplay(options.display);
+  wcsp->setMaxIteration(static_cast<unsigned>(options.maxIteration));
+  wcsp->setMaxIterationUnimproved(
+      static_cast<unsigned>(options.maxIterationUnimproved));
+  wcsp->setInterval(static_cast<unsigned>(options.interval));
+  wcsp->setRandomSeed(options.seed);
+  wcsp->setTarget(options.target < 0 ? 0 : options.target);
+  wcsp->setMaxCpuTime(options.maxCpuTime);
+}
+
+// Whether the model could be read; what is wrong with it is printed.
+bool loadModel(Lexer& lexer, int& target) {
+  try {
+    readModel(lexer, *wcsp, variables, values, constraintName, target);
+  } catch (std::ios_base::failure const&) {
+    printModelError(lexer.tokenLine, "cannot read the model");
+    return false;
+  } catch (std::runtime_error const& error) {
+    printModelError(lexer.tokenLine, error.what());
+    return false;
+  }
+  return true;
+}
+
+// Nothing when the file cannot be opened or fails while it is read.
+std::optional<std::vector<unsigned>> loadStart(std::string const& name) {
+  std::ifstream file;
+  if (!openFile(file, name)) {
+    return std::nullopt;
+  }
+  Lexer lexer(file, 1, Wcsp::inf);
+  try {
+    return readInitialSolution(lexer, variables, values);
+  } catch (std::ios_base::failure const&) {
+    return std::nullopt;
+  }
+}
+
+// An empty assignment: the solver makes its own.
+Status solve(std::vector<unsigned> const& initial) {
+  // Too long for the string's own storage, so made while there is memory.
+  std::string heading = "[incumbent solution]";
+  try {
+    if (initial.empty()) {
+      wcsp->solve();
+    } else {
+      wcsp->solve(initial);
+    }
+  } catch (std::bad_alloc const&) {
+    std::cout << "Memory overflow" << std::endl;
+    printsol(std::move(heading));
+    return outOfMemory;
+  } catch (std::runtime_error const& error) {
+    std::cout << error.what() << std::endl;
+    if (std::strcmp(error.what(), "Interrupted.") != 0) {
+      return failure;
+    }
+    printsol(std::move(heading));
+    return interrupted;
+  }
+  printsol("[best solution]");
+  return success;
+}
+
+// What `main` returns. A run whose output was lost must not pass for one that
+// came to its end. A solver that was stopped is left to the end of the process:
+// deleting it would write what its log file still holds back.
+int endRun(Status status) {
+  for (Dictionary* names : values) {
+    delete names;
+  }
+  values.clear();
+  if (status == success) {
+    delete wcsp;
+  }
+  std::cout.flush();
+  const bool claimsReport =
+      status == success || status == interrupted || status == outOfMemory;
+  return claimsReport && !std::cout ? failure : status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const CpuTime cpuTime;
+  occupyClosedDescriptors();
+  // The runtime would name an exception that nobody catches on standard error.
+  std::set_terminate(std::abort);
+  // Without this, standard input is read character by character.
+  std::ios_base::sync_with_stdio(false);
+
+  std::optional<Options> options = readOptions(argc, argv);
+  if (!options) {
+    std::cout << usageText(argv[0]) << std::flush;
+    return endRun(success);
+  }
+
+  std::cout << "# reading data ..." << std::flush;
+  std::ifstream modelFile;
+  if (!options->inputFile.empty() && !openFile(modelFile, options->inputFile)) {
+    printUnreadable(options->inputFile);
+    return endRun(unreadableModel);
+  }
+  Lexer lexer(options->inputFile.empty() ? std::cin : modelFile, 1, Wcsp::inf);
+  if (!loadModel(lexer, options->target)) {
+    return endRun(wrongModel);
+  }
+  std::cout.setf(std::ios_base::fixed, std::ios_base::floatfield);
+  std::cout.precision(2);
+  std::cout << " done: " << cpuTime() << "(s)" << std::endl;
+  modelFile.close();
+
+  std::optional<std::vector<unsigned>> initial;
+  if (!options->initialSolutionFile.empty()) {
+    initial = loadStart(options->initialSolutionFile);
+    if (!initial) {
+      printUnreadable(options->initialSolutionFile);
+      return endRun(unreadableStart);
+    }
+    printAssignment(*initial);
+  }
+
+  configure(*options);
+  if (!options->logFile.empty() &&
+      wcsp->setLogFileName(options->logFile, false)) {
+    std::cout << "Cannot open log file." << std::endl;
+    return endRun(unwritableLog);
+  }
+  return endRun(solve(initial.value_or(std::vector<unsigned>())));
+}
