@@ -1,0 +1,68 @@
+// What a constraint's violation is under an assignment, and what it can be
+// under any.
+//
+// Everything is summed again from the model's own terms in exact arithmetic.
+// A violation is capped at `inf`; totals are exact.
+
+#ifndef TOOLS_CHECK_EVALUATE_H_
+#define TOOLS_CHECK_EVALUATE_H_
+
+#include <vector>
+
+#include "tools/check/model.h"
+
+namespace check {
+
+// Wide enough for the totals of any model that fits in memory.
+__extension__ typedef __int128 Int128;
+
+// One value number for each variable.
+using Assignment = std::vector<unsigned>;
+
+struct Evaluation {
+  std::vector<int> violations;  // one for each constraint, 0 to inf
+  Int128 hard = 0;              // violations of the hard constraints
+  Int128 soft = 0;              // weight times violation of the others
+};
+
+// The assignment has a valid value number for every variable of the model.
+Evaluation evaluate(const Model& model, const Assignment& assignment);
+
+// Whether the term counts in the sum.
+bool isOn(const Term& term, const Assignment& assignment);
+
+// The sum that the bounds of a linear or quadratic constraint apply to.
+Int128 sumOf(const Constraint& constraint, const Assignment& assignment);
+
+// Whether the bound is one at all: its default value means none.
+bool hasLower(const Constraint& constraint);
+bool hasUpper(const Constraint& constraint);
+
+// The variables of an all-different constraint that share a value, each set
+// sorted, the sets in the order of their value numbers.
+std::vector<std::vector<unsigned>> sharedValues(const Constraint& constraint,
+                                                const Assignment& assignment);
+
+// The variables of an all-different constraint, sorted, each once: a repeat
+// counts once.
+std::vector<unsigned> distinctVariables(const Constraint& constraint);
+
+// The terms with the smaller label first, sorted by their labels.
+std::vector<Term> sortedTerms(const Constraint& constraint);
+
+// Whether two terms of `sortedTerms` have the same labels.
+bool hasSameLabels(const Term& a, const Term& b);
+
+struct Range {
+  Int128 least = 0;
+  Int128 greatest = 0;
+};
+
+// Bounds on the violation over all assignments, before its cap. Both ends are
+// reached for linear and all-different constraints; for quadratic ones they
+// may lie outside what is reached.
+Range violationRange(const Model& model, const Constraint& constraint);
+
+}  // namespace check
+
+#endif  // TOOLS_CHECK_EVALUATE_H_

@@ -1,0 +1,54 @@
+// The tokens of the modelling language, read from a text held in memory.
+//
+// Bytes are classed as in the C locale; a lead byte of a Shift_JIS double-byte
+// character takes the byte after it along, whatever that byte is. Every byte
+// belongs to a token, to white space or to a comment, so the lexer never fails.
+
+#ifndef TOOLS_CHECK_LEXER_H_
+#define TOOLS_CHECK_LEXER_H_
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace check {
+
+// Whether the byte opens a double-byte character.
+bool isLeadByte(char c);
+
+struct Token {
+  enum Kind { end, number, identifier, symbol };
+
+  Kind kind = end;
+  std::string text;      // numbers lose their leading zeros; "EOF" at the end
+  std::size_t line = 0;  // the line on which the token ends, from 1
+
+  // The value of a number token; nothing for other tokens and for digits that,
+  // with their sign, do not fit an int.
+  std::optional<int> value() const;
+};
+
+class Lexer {
+ public:
+  // The text must outlive the lexer.
+  explicit Lexer(std::string_view source) : text(source) {}
+
+  // The next token; the end token again and again once it is reached.
+  Token next();
+
+ private:
+  void skipBlanks();
+  void take(std::string& into);
+  void takeDigits(std::string& into);
+  bool takeWord(std::string& into);
+  bool atDigit() const;
+
+  std::string_view text;
+  std::size_t position = 0;  // of the first byte not yet read
+  std::size_t line = 1;      // 1 + the newlines read
+};
+
+}  // namespace check
+
+#endif  // TOOLS_CHECK_LEXER_H_

@@ -1,0 +1,92 @@
+// A model as it stands in its file: variables with their named values, and
+// constraints with their lines.
+//
+// Variables, values and constraints are numbered from 0 in the order of the
+// file. Nothing is sorted, merged or dropped here.
+
+#ifndef TOOLS_CHECK_MODEL_H_
+#define TOOLS_CHECK_MODEL_H_
+
+#include <cstddef>
+#include <exception>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace check {
+
+// The weight of a hard constraint, the value of the word "inf", and the ceiling
+// of a violation and of a printed penalty.
+inline constexpr int inf = 2147483647;
+
+// Names and their numbers. Names stand in the nodes of the map, whose addresses
+// last: moving keeps them, copying would not.
+class Names {
+ public:
+  Names() = default;
+  Names(Names&&) = default;
+  Names& operator=(Names&&) = default;
+  Names(const Names&) = delete;
+  Names& operator=(const Names&) = delete;
+
+  // Adds the name with the next number; false if it is there already.
+  bool add(const std::string& name);
+  // The number of the name, or size() if there is none.
+  unsigned find(std::string_view name) const;
+  const std::string& operator[](unsigned i) const { return *names[i]; }
+  unsigned size() const { return static_cast<unsigned>(names.size()); }
+
+ private:
+  std::map<std::string, unsigned, std::less<>> numbers;
+  std::vector<const std::string*> names;
+};
+
+struct Label {
+  unsigned variable = 0;
+  unsigned value = 0;
+};
+
+// Contributes its coefficient when both labels are on. A linear term names its
+// one label twice, so that one rule serves both kinds.
+struct Term {
+  int coefficient = 0;
+  Label label1;
+  Label label2;
+};
+
+struct Constraint {
+  enum Kind { linear, quadratic, alldiff };
+
+  std::string name;
+  std::size_t line = 0;  // of the name
+  Kind kind = linear;
+  int weight = 0;           // 0 to inf
+  int lower = -inf;         // of the sum; -inf, written or not, is no bound
+  int upper = inf;          // of the sum; inf, written or not, is no bound
+  std::vector<Term> terms;  // linear and quadratic
+  std::vector<unsigned> variables;  // all-different
+};
+
+struct Model {
+  Names variables;
+  std::vector<Names> values;  // one list for each variable
+  std::vector<Constraint> constraints;
+};
+
+// What makes a text no model, and where.
+struct ModelError : std::exception {
+  ModelError(std::size_t where, std::string what)
+      : line(where), message(std::move(what)) {}
+
+  std::size_t line;
+  std::string message;  // may hold any bytes of the text
+};
+
+// The model that the text states, or a ModelError at its first fault.
+Model readModel(std::string_view text);
+
+}  // namespace check
+
+#endif  // TOOLS_CHECK_MODEL_H_

@@ -1,0 +1,52 @@
+// What the checker says, as text and as JSON.
+//
+// Names come from files and are untrusted: control characters, bytes beyond
+// ASCII and backslashes are written as escapes, so output is plain ASCII and
+// different names stay different.
+
+#ifndef TOOLS_CHECK_OUTPUT_H_
+#define TOOLS_CHECK_OUTPUT_H_
+
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/check/evaluate.h"
+#include "tools/check/model.h"
+#include "tools/check/report.h"
+#include "tools/check/warnings.h"
+
+namespace check {
+
+enum Status { agrees = 0, differs = 1, unreadable = 2 };
+
+// All that is known when a check is over.
+struct Result {
+  Status status = agrees;
+  std::string verdict;  // one line
+  std::vector<Warning> warnings;
+  std::vector<std::string> differences;
+  bool isEvaluated = false;  // whether the following two mean anything
+  Assignment assignment;
+  Evaluation evaluation;
+};
+
+// "\x1b" for the byte 27, "\\" for a backslash.
+std::string printable(std::string_view text);
+
+std::string decimal(Int128 number);
+
+// The violated constraints explained, the differences and the verdict.
+void writeText(std::ostream& out, const Model& model, const Result& result);
+
+// The same and the warnings, as one JSON object.
+void writeJson(std::ostream& out, const Model& model, const Result& result);
+
+// A line for each warning, each opened by the name of the model's file.
+void writeWarnings(std::ostream& out, const std::string& fileName,
+                   const std::vector<Warning>& warnings);
+
+}  // namespace check
+
+#endif  // TOOLS_CHECK_OUTPUT_H_

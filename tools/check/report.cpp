@@ -1,0 +1,202 @@
+// A report's lines are compared as whole texts with the lines that they must
+// be. Names may hold newlines as second bytes of double-byte characters, so
+// lines are cut with an eye to those.
+
+#include "tools/check/report.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tools/check/lexer.h"
+
+namespace check {
+
+namespace {
+
+constexpr std::size_t none = std::string_view::npos;
+
+// The position of the last whole line that is this heading. No name can hold
+// such a line, since its blank follows a byte that is no lead byte.
+std::size_t findHeading(std::string_view text, std::string_view heading) {
+  std::size_t at = text.rfind(heading);
+  while (at != none) {
+    const std::string_view rest = text.substr(at + heading.size());
+    const bool isWhole =
+        rest.empty() || rest[0] == '\n' || rest.substr(0, 2) == "\r\n";
+    if (isWhole && (at == 0 || text[at - 1] == '\n')) {
+      return at;
+    }
+    at = at == 0 ? none : text.rfind(heading, at - 1);
+  }
+  return none;
+}
+
+// One past the last byte of the line that begins at `start`.
+std::size_t endOfLine(std::string_view text, std::size_t start, bool& hasCr) {
+  std::size_t at = start;
+  hasCr = false;
+  while (at < text.size() && text[at] != '\n') {
+    hasCr = text[at] == '\r';
+    at += isLeadByte(text[at]) && at + 1 < text.size() ? 2U : 1U;
+  }
+  return at;
+}
+
+// The lines of the text without their ends; a last line may lack its end.
+std::vector<std::string_view> cutLines(std::string_view text) {
+  std::vector<std::string_view> lines;
+  for (std::size_t start = 0; start < text.size();) {
+    bool hasCr = false;
+    const std::size_t end = endOfLine(text, start, hasCr);
+    lines.push_back(text.substr(start, end - start - (hasCr ? 1 : 0)));
+    start = end + 1;
+  }
+  return lines;
+}
+
+std::size_t countNewlines(std::string_view text) {
+  return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+std::vector<std::string> linesAfterAssignment(const Model& model,
+                                              const Evaluation& evaluation) {
+  std::vector<std::string> lines = {
+      "", "penalty: " + penaltyText(evaluation) + " (hard/soft)", "",
+      "[Violated constraints]"};
+  for (std::size_t c = 0; c < model.constraints.size(); ++c) {
+    if (evaluation.violations[c] > 0) {
+      lines.push_back(model.constraints[c].name + ": " +
+                      std::to_string(evaluation.violations[c]));
+    }
+  }
+  return lines;
+}
+
+// A run out of memory before its first assignment shows both penalties at
+// their ceiling and no violated constraint; its variables have no meaning.
+bool isUnrecorded(const Model& model,
+                  const std::vector<std::string_view>& lines) {
+  Evaluation nothing;
+  nothing.hard = nothing.soft = inf;
+  const auto tail = linesAfterAssignment(Model(), nothing);
+  const std::size_t size = lines.size();
+  const std::size_t numTail = tail.size();
+  return (size == numTail || size == numTail + model.variables.size()) &&
+         std::equal(tail.rbegin(), tail.rend(), lines.rbegin());
+}
+
+// The value that the line gives variable v, or the size of v's list.
+unsigned readValue(const Model& model, unsigned v, std::string_view line) {
+  const std::string prefix = model.variables[v] + ": ";
+  if (line.substr(0, prefix.size()) != prefix) {
+    return model.values[v].size();
+  }
+  return model.values[v].find(line.substr(prefix.size()));
+}
+
+Report readLines(const Model& model, std::vector<std::string_view> lines,
+                 std::size_t line) {
+  Report result;
+  result.kind = Report::report;
+  for (unsigned v = 0; v < model.variables.size(); ++v) {
+    const unsigned value = v < lines.size() ? readValue(model, v, lines[v]) : 0;
+    if (v >= lines.size() || value == model.values[v].size()) {
+      result.kind = Report::broken;
+      result.problem = "line " + std::to_string(line) +
+                       ": no line that gives variable '" + model.variables[v] +
+                       "' one of its values";
+      return result;
+    }
+    result.assignment.push_back(value);
+    line += 1 + countNewlines(lines[v]);
+  }
+  lines.erase(lines.begin(), lines.begin() + model.variables.size());
+  result.lines = std::move(lines);
+  result.line = line;
+  return result;
+}
+
+// As the solver reads its start: a later pair wins, the rest is passed over,
+// and a variable that is not mentioned takes its first value.
+Report readStart(const Model& model, std::string_view text) {
+  Report result;
+  result.assignment.resize(model.variables.size());
+  std::vector<bool> isSet(model.variables.size());
+  Lexer lexer(text);
+  for (Token token = lexer.next(); token.kind != Token::end;
+       token = lexer.next()) {
+    const unsigned v = token.kind == Token::identifier
+                           ? model.variables.find(token.text)
+                           : model.variables.size();
+    if (v == model.variables.size() || lexer.next().text != ":") {
+      continue;
+    }
+    const unsigned value = model.values[v].find(lexer.next().text);
+    if (value < model.values[v].size()) {
+      result.assignment[v] = value;
+      isSet[v] = true;
+    }
+  }
+  result.numSet =
+      static_cast<std::size_t>(std::count(isSet.begin(), isSet.end(), true));
+  return result;
+}
+
+}  // namespace
+
+Report readReport(const Model& model, std::string_view text) {
+  const std::size_t best = findHeading(text, "[best solution]");
+  const std::size_t incumbent = findHeading(text, "[incumbent solution]");
+  if (best == none && incumbent == none) {
+    Report result = readStart(model, text);
+    if (text.substr(0, 18) == "# reading data ...") {
+      result.kind = Report::missing;
+    }
+    return result;
+  }
+  const bool isIncumbent =
+      best == none || (incumbent != none && incumbent > best);
+  const std::size_t heading = isIncumbent ? incumbent : best;
+  std::vector<std::string_view> lines = cutLines(text.substr(heading));
+  lines.erase(lines.begin());
+  if (isIncumbent && isUnrecorded(model, lines)) {
+    Report result;
+    result.kind = Report::unrecorded;
+    return result;
+  }
+  return readLines(model, std::move(lines),
+                   countNewlines(text.substr(0, heading)) + 2);
+}
+
+std::string penaltyText(const Evaluation& evaluation) {
+  const auto capped = [](Int128 total) {
+    return std::to_string(static_cast<int>(std::min<Int128>(total, inf)));
+  };
+  return capped(evaluation.hard) + "/" + capped(evaluation.soft);
+}
+
+std::vector<std::string> findDifferences(const Model& model,
+                                         const Evaluation& evaluation,
+                                         const Report& report) {
+  std::vector<std::string> differences;
+  const auto expected = linesAfterAssignment(model, evaluation);
+  const auto& lines = report.lines;
+  std::size_t line = report.line;
+  for (std::size_t i = 0; i < std::max(lines.size(), expected.size()); ++i) {
+    const auto show = [i](const auto& texts) {
+      return i < texts.size() ? "'" + std::string(texts[i]) + "'"
+                              : std::string("the end");
+    };
+    if (show(lines) != show(expected)) {
+      differences.push_back("line " + std::to_string(line) + ": printed " +
+                            show(lines) + ", computed " + show(expected));
+      if (i != 1 || i >= lines.size()) {
+        break;
+      }
+    }
+    line += i < lines.size() ? 1 + countNewlines(lines[i]) : 0;
+  }
+  return differences;
+}
+
+}  // namespace check

@@ -1,0 +1,50 @@
+// The two kinds of text that give an assignment: a report, alone or at the end
+// of a whole run's output, whose every line after its heading is fixed by the
+// model and the assignment; and a start file, out of which pairs of a variable,
+// ':' and a value are picked.
+
+#ifndef TOOLS_CHECK_REPORT_H_
+#define TOOLS_CHECK_REPORT_H_
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/check/evaluate.h"
+#include "tools/check/model.h"
+
+namespace check {
+
+struct Report {
+  enum Kind {
+    report,      // an assignment with its penalties
+    unrecorded,  // a run that failed before it had an assignment
+    start,       // an assignment alone
+    broken,      // a report whose assignment cannot be read
+    missing      // a run's output without a report
+  };
+
+  Kind kind = start;
+  Assignment assignment;                // for kinds `report` and `start`
+  std::vector<std::string_view> lines;  // after the assignment, of a `report`
+  std::size_t line = 0;                 // the number of the first of them
+  std::size_t numSet = 0;               // variables that a `start` sets
+  std::string problem;                  // what is wrong with a `broken` one
+};
+
+// Reads either kind; no text fails. The result refers to the text.
+Report readReport(const Model& model, std::string_view text);
+
+// The two penalties as a report prints them, capped: "0/7".
+std::string penaltyText(const Evaluation& evaluation);
+
+// Where the lines after the assignment differ from what the evaluation has to
+// give, one text each; of the list of violated constraints the first only.
+std::vector<std::string> findDifferences(const Model& model,
+                                         const Evaluation& evaluation,
+                                         const Report& report);
+
+}  // namespace check
+
+#endif  // TOOLS_CHECK_REPORT_H_
