@@ -1,0 +1,260 @@
+// The benchmarks of the parts that a whole run is made of: calculate() per kind
+// and size, the plain forms of the same loops, preparing a million terms, and
+// reading. What the solver does is set against its plain form in the same run,
+// since a ratio says more than a time on an unknown machine.
+//
+//   calculate/CASE/solver|plain    one evaluation of one constraint
+//   calculate/CASE/limit           only its loads and additions, flat arrays
+//   move/CASE/plain                one move: evaluations and merges
+//   merge/SIZE/changed:PERCENT     one plain merge of two diff lists
+//   prepare/KIND/ORDER             preprocess() of 1,000,000 terms, 256 KB
+//   stack read/KIND/file|string          reading a model
+
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <map>
+#include <numeric>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "bench/bench.h"
+#include "bench/cases.h"
+#include "bench/plain.h"
+#include "bench/stand_in.h"
+
+namespace {
+
+/// Walks over the moves of a setting again and again.
+class MoveCycle {
+ public:
+  explicit MoveCycle(std::vector<Move> const& cycle) : moves(cycle) {}
+  Move next() {
+    const Move move = moves[position];
+    position = position + 1 == moves.size() ? 0 : position + 1;
+    return move;
+  }
+
+ private:
+  std::vector<Move> const& moves;
+  std::size_t position = 0;
+};
+
+void calculate(benchmark::State& state, Setting const& setting,
+               Builder const& build) {
+  StandInWcsp solver(setting.numValues);
+  build(solver);
+  WcspConstraint& constraint = *solver.constraints.front();
+  constraint.preprocess();
+  std::vector<unsigned> assignment = setting.start;
+  MoveCycle cycle(setting.moves);
+  for (auto _ : state) {
+    const Move move = cycle.next();
+    assignment[move.variable] = move.value;
+    benchmark::DoNotOptimize(constraint.calculate(assignment));
+  }
+  benchmark::DoNotOptimize(solver.sumReports);
+}
+
+/// Keeps what was reported; a diff of 0 says nothing and is dropped.
+class RecordingWcsp : public StandInWcsp {
+ public:
+  std::vector<std::array<int, 3>> reports;  ///< variable, value, diff
+
+  using StandInWcsp::StandInWcsp;
+
+  void setDiffPenalty(unsigned, unsigned variable, unsigned value,
+                      int diff) override {
+    if (diff != 0) {
+      reports.push_back(
+          {static_cast<int>(variable), static_cast<int>(value), diff});
+    }
+  }
+};
+
+/// Whether both forms of a case answer and report the same along its moves:
+/// times of different work are not worth comparing.
+bool formsAgree(Case const& c) {
+  RecordingWcsp solver(c.setting.numValues);
+  RecordingWcsp plain(c.setting.numValues);
+  c.build(solver);
+  c.buildPlain(plain);
+  solver.constraints.front()->preprocess();
+  plain.constraints.front()->preprocess();
+  std::vector<unsigned> assignment = c.setting.start;
+  for (Move const& move : c.setting.moves) {
+    assignment[move.variable] = move.value;
+    solver.reports.clear();
+    plain.reports.clear();
+    if (solver.constraints.front()->calculate(assignment) !=
+            plain.constraints.front()->calculate(assignment) ||
+        solver.reports != plain.reports) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void calculatePlain(benchmark::State& state, Case const& c) {
+  if (!formsAgree(c)) {
+    state.SkipWithError("the solver's form and the plain one differ");
+    return;
+  }
+  calculate(state, c.setting, c.buildPlain);
+}
+
+/// The least that an evaluation of the quadratic assignment can do with flat
+/// data: per on label one row of coefficients added to one row of sums, then
+/// one look at each sum.
+void limitOfAssignment(benchmark::State& state, std::size_t n) {
+  const std::size_t rowLength = n * n;
+  const std::vector<int> coefficients(n * n * rowLength, 3);
+  std::vector<int> sums(rowLength);
+  std::mt19937 random(6);
+  std::vector<std::size_t> on(n);
+  for (auto _ : state) {
+    on[random() % n] = random() % n;
+    std::fill(sums.begin(), sums.end(), 0);
+    for (std::size_t x = 0; x < n; ++x) {
+      const int* row = coefficients.data() + (x * n + on[x]) * rowLength;
+      for (std::size_t i = 0; i < rowLength; ++i) {
+        sums[i] += row[i];
+      }
+    }
+    benchmark::DoNotOptimize(std::accumulate(sums.begin(), sums.end(), 0));
+  }
+}
+
+void moveInPlainStore(benchmark::State& state, Case const& c) {
+  PlainStore store(c.setting.numValues);
+  c.buildPlain(store);
+  store.start(c.setting.start);
+  MoveCycle cycle(c.setting.moves);
+  for (auto _ : state) {
+    const Move move = cycle.next();
+    store.move(move.variable, move.value);
+  }
+  benchmark::DoNotOptimize(store.weightedPenalty);
+}
+
+/// Reports a prepared list, one of two by turns, for the merge alone.
+class ListReporter : public WcspConstraint {
+ public:
+  std::vector<int> diffs[2];  ///< by variable, of its value 0
+
+  using WcspConstraint::WcspConstraint;
+
+  void preprocess() override {}
+  int calculate(std::vector<unsigned> const& assignment) override {
+    std::vector<int> const& turn = diffs[assignment[0]];
+    for (unsigned v = 0; v < turn.size(); ++v) {
+      wcsp->setDiffPenalty(id, v, 0, turn[v]);
+    }
+    return 1;
+  }
+};
+
+void mergeInPlainStore(benchmark::State& state) {
+  const auto size = static_cast<unsigned>(state.range(0));
+  const auto percent = static_cast<unsigned>(state.range(1));
+  PlainStore store(std::vector<unsigned>(size, 2));
+  auto* reporter = new ListReporter(&store, 1);
+  std::mt19937 random(7);
+  for (unsigned v = 0; v < size; ++v) {
+    reporter->diffs[0].push_back(v % 8 == 0 ? -1 : 2);
+    const bool changes = random() % 100 < percent;
+    reporter->diffs[1].push_back(reporter->diffs[0].back() + (changes ? 1 : 0));
+  }
+  store.start(std::vector<unsigned>(size, 0));
+  for (auto _ : state) {
+    store.assignment[0] ^= 1;
+    store.calculate(0);
+  }
+  state.SetItemsProcessed(state.iterations() * size);
+}
+
+/// Prints the usual table, then how each solver's form compares with others of
+/// the same case.
+class RatioReporter : public benchmark::ConsoleReporter {
+ public:
+  RatioReporter()
+      : ConsoleReporter(isatty(STDOUT_FILENO) != 0 ? OO_ColorTabular
+                                                   : OO_Tabular) {}
+
+  void ReportRuns(std::vector<Run> const& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (Run const& run : runs) {
+      if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
+        const std::string name = run.run_name.function_name;
+        const std::size_t slash = name.rfind('/');
+        double& least = times[name.substr(0, slash)][name.substr(slash + 1)];
+        const double time = run.GetAdjustedCPUTime();
+        least = least == 0.0 ? time : std::min(least, time);
+      }
+    }
+  }
+
+  void Finalize() override {
+    std::printf("\n%-40s %14s %14s\n", "case", "plain/solver", "solver/limit");
+    for (auto& [name, forms] : times) {
+      if (forms.count("solver") != 0 && forms.count("plain") != 0) {
+        std::printf("%-40s %14.2f", name.c_str(),
+                    forms["plain"] / forms["solver"]);
+        if (forms.count("limit") != 0) {
+          std::printf(" %14.2f", forms["solver"] / forms["limit"]);
+        }
+        std::printf("\n");
+      }
+    }
+  }
+
+ private:
+  /// CPU time by case and form, the least of the repetitions.
+  std::map<std::string, std::map<std::string, double>> times;
+};
+
+void addCalculateBenchmarks() {
+  for (Case const& c : calculateCases()) {
+    const std::string name = "calculate/" + c.name;
+    benchmark::RegisterBenchmark((name + "/solver").c_str(), calculate,
+                                 c.setting, c.build);
+    benchmark::RegisterBenchmark((name + "/plain").c_str(), calculatePlain, c);
+  }
+  for (std::size_t n : {5U, 10U, 20U, 30U}) {
+    benchmark::RegisterBenchmark(
+        ("calculate/quadratic/assignment:" + std::to_string(n) + "/limit")
+            .c_str(),
+        limitOfAssignment, n);
+  }
+}
+
+void addPlainBenchmarks() {
+  for (Case const& c : moveCases()) {
+    benchmark::RegisterBenchmark(("move/" + c.name + "/plain").c_str(),
+                                 moveInPlainStore, c)
+        ->Unit(benchmark::kMicrosecond);
+  }
+  benchmark::RegisterBenchmark("merge", mergeInPlainStore)
+      ->ArgNames({"size", "changed"})
+      ->ArgsProduct({{10, 100, 1000, 10000}, {0, 10, 100}});
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+    return 1;
+  }
+  addCalculateBenchmarks();
+  addPlainBenchmarks();
+  addPrepareBenchmarks();
+  addReadBenchmarks();
+  RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  return 0;
+}

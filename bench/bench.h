@@ -1,0 +1,7 @@
+// The groups of benchmarks that have a file of their own; each function
+// registers its group.
+
+#pragma once
+
+void addPrepareBenchmarks();
+void addReadBenchmarks();

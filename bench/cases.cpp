@@ -1,0 +1,278 @@
+#include "bench/cases.h"
+
+#include <memory>
+
+namespace {
+
+constexpr std::size_t numMoves = 256;
+
+unsigned draw(std::mt19937& random, unsigned bound) {
+  return std::uniform_int_distribution<unsigned>(0, bound - 1)(random);
+}
+
+/// `n` variables of `size` values of which `percent` per cent stand on value 0,
+/// before and after each move.
+Setting settingOn(unsigned n, unsigned size, unsigned percent) {
+  std::mt19937 random(1);
+  const auto drawValue = [&] {
+    return draw(random, 100) < percent ? 0 : 1 + draw(random, size - 1);
+  };
+  Setting setting{std::vector<unsigned>(n, size), {}, {}};
+  for (unsigned v = 0; v < n; ++v) {
+    setting.start.push_back(drawValue());
+  }
+  for (std::size_t i = 0; i < numMoves; ++i) {
+    setting.moves.push_back({draw(random, n), drawValue()});
+  }
+  return setting;
+}
+
+/// Moves of one variable to a random value, each followed by its undoing: the
+/// assignment stays as close to `start` as a search stays to a good one.
+void addMovesAndBack(Setting& setting) {
+  std::mt19937 random(1);
+  const auto n = static_cast<unsigned>(setting.start.size());
+  while (setting.moves.size() < numMoves) {
+    const unsigned v = draw(random, n);
+    setting.moves.push_back({v, draw(random, setting.numValues[v])});
+    setting.moves.push_back({v, setting.start[v]});
+  }
+}
+
+/// `n` variables over `n` values, variable v on value v modulo `distinct`.
+Setting permutation(unsigned n, unsigned distinct) {
+  Setting setting{std::vector<unsigned>(n, n), {}, {}};
+  for (unsigned v = 0; v < n; ++v) {
+    setting.start.push_back(v % distinct);
+  }
+  addMovesAndBack(setting);
+  return setting;
+}
+
+Setting anyValues(unsigned n, unsigned size) {
+  std::mt19937 random(2);
+  Setting setting{std::vector<unsigned>(n, size), {}, {}};
+  for (unsigned v = 0; v < n; ++v) {
+    setting.start.push_back(draw(random, size));
+  }
+  addMovesAndBack(setting);
+  return setting;
+}
+
+/// A quarter of `n` variables stands on value 0.
+template <class Kinds>
+void buildCount(Wcsp& wcsp, unsigned n) {
+  auto* c = new typename Kinds::Linear(&wcsp, 1);
+  for (unsigned v = 0; v < n; ++v) {
+    c->terms.push_back({1, v, 0});
+  }
+  c->lower = c->upper = static_cast<int>(n / 4);
+}
+
+/// A term for every value of every variable.
+template <class Kinds>
+void buildWorkload(Wcsp& wcsp, unsigned n, unsigned size) {
+  auto* c = new typename Kinds::Linear(&wcsp, 1);
+  for (unsigned v = 0; v < n; ++v) {
+    for (unsigned a = 0; a < size; ++a) {
+      c->terms.push_back({a % 5, v, a});
+    }
+  }
+  c->upper = static_cast<int>(n);
+}
+
+template <class Kinds>
+void buildClauses(Wcsp& wcsp, unsigned n, unsigned numClauses) {
+  std::mt19937 random(3);
+  for (unsigned i = 0; i < numClauses; ++i) {
+    auto* c = new typename Kinds::Linear(&wcsp, static_cast<int>(1 + i % 9));
+    for (unsigned k = 0; k < 3; ++k) {
+      c->terms.push_back(
+          {1, k * (n / 3) + draw(random, n / 3), draw(random, 2)});
+    }
+    c->lower = 1;
+  }
+}
+
+template <class Kinds>
+void buildEdge(Wcsp& wcsp, unsigned u, unsigned v, unsigned numColours) {
+  auto* c = new typename Kinds::Quadratic(&wcsp, 1);
+  for (unsigned a = 0; a < numColours; ++a) {
+    addTerm(*c, 1, u, a, v, a);
+  }
+  c->upper = 0;
+}
+
+template <class Kinds>
+void buildColouring(Wcsp& wcsp, unsigned n, unsigned numColours) {
+  std::mt19937 random(4);
+  for (unsigned u = 0; u < n; ++u) {
+    for (unsigned v = u + 1; v < n; ++v) {
+      if (draw(random, 10) == 0) {
+        buildEdge<Kinds>(wcsp, u, v, numColours);
+      }
+    }
+  }
+}
+
+template <class Kinds>
+void buildAlldiff(Wcsp& wcsp, unsigned first, unsigned step, unsigned n) {
+  auto* c = new typename Kinds::Alldiff(&wcsp, 10);
+  for (unsigned i = 0; i < n; ++i) {
+    c->variables.push_back(first + i * step);
+  }
+  c->maxValue = n - 1;
+}
+
+/// Flow times distance over every pair of `n` facilities and `n` places.
+template <class Kinds>
+void buildAssignment(Wcsp& wcsp, unsigned n) {
+  std::mt19937 random(5);
+  std::vector<int> distances;
+  for (unsigned i = 0; i < n * n; ++i) {
+    distances.push_back(static_cast<int>(1 + draw(random, 9)));
+  }
+  auto* c = new typename Kinds::Quadratic(&wcsp, 1);
+  for (unsigned x = 0; x < n; ++x) {
+    for (unsigned y = x + 1; y < n; ++y) {
+      const int flow = static_cast<int>(1 + draw(random, 9));
+      for (unsigned a = 0; a < n; ++a) {
+        for (unsigned b = 0; b < n; ++b) {
+          if (a != b) {
+            addTerm(*c, flow * distances[a * n + b], x, a, y, b);
+          }
+        }
+      }
+    }
+  }
+  c->upper = 0;
+}
+
+/// A cyclic latin square: cell (i, k) has the value i + k modulo n.
+Setting latinSetting(unsigned n) {
+  Setting setting{std::vector<unsigned>(n * n, n), {}, {}};
+  for (unsigned cell = 0; cell < n * n; ++cell) {
+    setting.start.push_back((cell / n + cell % n) % n);
+  }
+  addMovesAndBack(setting);
+  return setting;
+}
+
+template <class Kinds>
+void buildLatin(Wcsp& wcsp, unsigned n) {
+  for (unsigned i = 0; i < n; ++i) {
+    buildAlldiff<Kinds>(wcsp, i * n, 1, n);
+    buildAlldiff<Kinds>(wcsp, i, n, n);
+  }
+}
+
+/// `build(kinds, wcsp)` builds the model from the classes of `kinds`.
+template <class Build>
+Case makeCase(std::string const& name, Setting const& setting, Build build) {
+  return {name, setting, [=](Wcsp& wcsp) { build(SolverKinds{}, wcsp); },
+          [=](Wcsp& wcsp) { build(PlainKinds{}, wcsp); }};
+}
+
+std::string sized(std::string const& name, unsigned size) {
+  return name + ":" + std::to_string(size);
+}
+
+void addLinearCases(std::vector<Case>& cases) {
+  for (unsigned n : {8U, 64U, 512U, 4096U}) {
+    for (unsigned percent : {10U, 90U}) {
+      cases.push_back(makeCase(
+          sized(sized("linear/count", n) + "/on", percent),
+          settingOn(n, 5, percent),
+          [=](auto kinds, Wcsp& w) { buildCount<decltype(kinds)>(w, n); }));
+    }
+  }
+  cases.push_back(makeCase(
+      "linear/clause", settingOn(3, 2, 50),
+      [](auto kinds, Wcsp& w) { buildClauses<decltype(kinds)>(w, 3, 1); }));
+  for (unsigned n : {8U, 64U, 512U}) {
+    cases.push_back(makeCase(sized("linear/workload", n), anyValues(n, 16),
+                             [=](auto kinds, Wcsp& w) {
+                               buildWorkload<decltype(kinds)>(w, n, 16);
+                             }));
+  }
+}
+
+void addQuadraticCases(std::vector<Case>& cases) {
+  for (unsigned size : {3U, 13U, 50U}) {
+    for (unsigned percent : {5U, 90U}) {
+      cases.push_back(
+          makeCase(sized(sized("quadratic/edge", size) + "/on", percent),
+                   settingOn(2, size, percent), [=](auto kinds, Wcsp& w) {
+                     buildEdge<decltype(kinds)>(w, 0, 1, size);
+                   }));
+    }
+  }
+  for (unsigned n : {5U, 10U, 20U, 30U}) {
+    cases.push_back(makeCase(
+        sized("quadratic/assignment", n), permutation(n, n),
+        [=](auto kinds, Wcsp& w) { buildAssignment<decltype(kinds)>(w, n); }));
+  }
+}
+
+void addAlldiffCases(std::vector<Case>& cases) {
+  for (unsigned n : {9U, 40U, 160U}) {
+    for (unsigned distinct : {n, n / 4}) {
+      cases.push_back(
+          makeCase(sized(sized("alldiff", n) + "/distinct", distinct),
+                   permutation(n, distinct), [=](auto kinds, Wcsp& w) {
+                     buildAlldiff<decltype(kinds)>(w, 0, 1, n);
+                   }));
+    }
+  }
+}
+
+}  // namespace
+
+void addTerm(WcspQuadratic& constraint, int coefficient, unsigned variable1,
+             unsigned value1, unsigned variable2, unsigned value2) {
+  auto* const term = new WcspQuadratic::Term{
+      coefficient, variable1, value1, variable2, value2, nullptr, nullptr};
+  term->pair = term;
+  constraint.terms.push_back(term);
+  if (variable1 != variable2 || value1 != value2) {
+    term->pair = new WcspQuadratic::Term{
+        coefficient, variable2, value2, variable1, value1, nullptr, term};
+    constraint.terms.push_back(term->pair);
+  }
+}
+
+void addTerm(PlainQuadratic& constraint, int coefficient, unsigned variable1,
+             unsigned value1, unsigned variable2, unsigned value2) {
+  constraint.addTerm(coefficient, variable1, value1, variable2, value2);
+}
+
+std::vector<Case> calculateCases() {
+  std::vector<Case> cases;
+  addLinearCases(cases);
+  addQuadraticCases(cases);
+  addAlldiffCases(cases);
+  return cases;
+}
+
+std::vector<Case> moveCases() {
+  std::vector<Case> cases;
+  for (unsigned n : {20U, 30U}) {
+    cases.push_back(makeCase(sized("assignment", n), permutation(n, n),
+                             [=](auto kinds, Wcsp& w) {
+                               buildAssignment<decltype(kinds)>(w, n);
+                               buildAlldiff<decltype(kinds)>(w, 0, 1, n);
+                             }));
+  }
+  cases.push_back(
+      makeCase("colouring:500", anyValues(500, 13), [](auto kinds, Wcsp& w) {
+        buildColouring<decltype(kinds)>(w, 500, 13);
+      }));
+  cases.push_back(makeCase(
+      "latin:40", latinSetting(40),
+      [](auto kinds, Wcsp& w) { buildLatin<decltype(kinds)>(w, 40); }));
+  cases.push_back(
+      makeCase("clauses:4600", anyValues(1000, 2), [](auto kinds, Wcsp& w) {
+        buildClauses<decltype(kinds)>(w, 1000, 4600);
+      }));
+  return cases;
+}

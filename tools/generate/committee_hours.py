@@ -1,0 +1,61 @@
+#!/usr/bin/env python3
+"""Generates a graph colouring of committees: examples/committee-hours.model.
+
+The members are drawn so that a timetable with one hour per board name exists;
+the rector sits in as many committees as there are hours, so fewer hours can
+never do.
+"""
+
+from model_text import HARD, Draw, Model
+
+FACULTIES = ["Arts", "Biology", "Chemistry", "Economics", "History", "Law",
+             "Mathematics", "Medicine", "Music", "Physics"]
+BOARDS = ["Admissions", "Budget", "Buildings", "Curriculum", "Ethics",
+          "Examinations", "Hiring", "Library", "Research", "Safety"]
+HOURS = ["Mon_9", "Mon_11", "Mon_14", "Tue_9", "Tue_11", "Tue_14"]
+MEMBERS = 120
+SEATS = 4
+
+COMMENT = """
+Committee hours: a graph colouring.
+
+%d committees of a university meet in %d hours; two that share a member can't
+meet in the same hour: %d pairs.
+Teaches: a colouring as one hard quadratic constraint per edge. Its terms are
+  the pairs of equal hours, of which none may be on.
+Best known penalty: 0/0. Proved: no penalty is lower. One hour less can't do,
+  since the rector sits in %d committees.
+"""
+
+
+def main():
+    draw = Draw(3)
+    committees = ["%s_%s" % (faculty, board)
+                  for faculty in FACULTIES for board in BOARDS]
+    # A hidden timetable: members are drawn so that theirs never clash in it.
+    hidden = {committee: place % len(HOURS) for place, committee
+              in enumerate(draw.shuffled(committees))}
+    pairs = set()
+    for member in range(MEMBERS):
+        seats = len(HOURS) if member == 0 else SEATS
+        chosen = {}
+        for committee in draw.shuffled(committees):
+            if len(chosen) < seats:
+                chosen.setdefault(hidden[committee], committee)
+        pairs |= {(a, b) for a in chosen.values() for b in chosen.values()
+                  if a < b}
+
+    model = Model(COMMENT % (len(committees), len(HOURS), len(pairs),
+                             len(HOURS)))
+    model.section("When each committee meets.")
+    for committee in committees:
+        model.variable(committee, HOURS)
+    model.section("Hard: committees that share a member meet apart.")
+    for a, b in sorted(pairs):
+        model.quadratic("%s_or_%s" % (a, b), HARD,
+                        [(1, a, hour, b, hour) for hour in HOURS], "<=", 0)
+    print(model.text(), end="")
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,69 @@
+#!/usr/bin/env python3
+"""Generates a warehouse location problem: examples/warehouse-location.model.
+
+Sites and shops lie on a map of 100 by 100 kilometres; a delivery costs its
+distance times the shop's demand.
+"""
+
+from model_text import HARD, Draw, Model
+
+SITES = ["Northgate", "Riverside", "Hillcross", "Oldport", "Millfield",
+         "Eastquay", "Stonebridge", "Southpark"]
+SHOPS = """
+Ashford Barton Clifton Denby Easton Farley Grafton Hanley Ilford Kelby Linton
+Marston Newby Orton Preston Quorn Ripley Selby Thornton Upton Walton Yarby
+""".split()
+OPTIMUM = 1764
+
+COMMENT = """
+Warehouse location: which of %d warehouses to open, and which one serves each
+of %d shops.
+
+Hard: shops are served by open warehouses, within their capacity.
+Soft: rent of the open warehouses and cost of deliveries, in one sum.
+Teaches: "served by implies open" as a linear constraint with coefficients 1
+  and -1, and a sum of costs with a bound of 0 as the objective.
+Best known penalty: 0/%d. Proved optimal by the MIP solver cbc. The run ends
+  when it is reached.
+"""
+
+
+def main():
+    draw = Draw(2)
+    model = Model(COMMENT % (len(SITES), len(SHOPS), OPTIMUM))
+    model.target(OPTIMUM)
+    place = {name: (draw.below(100), draw.below(100))
+             for name in SITES + SHOPS}
+    demand = {shop: draw.between(2, 9) for shop in SHOPS}
+    capacity = {site: draw.between(30, 50) for site in SITES}
+    rent = {site: draw.between(250, 400) for site in SITES}
+
+    model.section("Which warehouses open.")
+    for site in SITES:
+        model.variable(site, ["closed", "open"])
+    model.section("Which warehouse serves each shop.")
+    for shop in SHOPS:
+        model.variable(shop, SITES)
+    model.section("Hard: a warehouse that serves a shop is open.")
+    for shop in SHOPS:
+        for site in SITES:
+            model.linear("%s_opens_%s" % (shop, site), HARD,
+                         [(1, shop, site), (-1, site, "open")], "<=", 0)
+    model.section("Hard: capacities, in pallets a day.")
+    for site in SITES:
+        model.linear("capacity_" + site, HARD,
+                     [(demand[shop], shop, site) for shop in SHOPS],
+                     "<=", capacity[site])
+    model.section("Soft: rent and deliveries.")
+    terms = [(rent[site], site, "open") for site in SITES]
+    for shop in SHOPS:
+        for site in SITES:
+            distance = sum(abs(a - b)
+                           for a, b in zip(place[shop], place[site]))
+            terms.append((demand[shop] * distance // 5, shop, site))
+    model.linear("cost", 1, terms, "<=", 0)
+    print(model.text(), end="")
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,165 @@
+#!/usr/bin/env python3
+"""Generates the benchmark's models: workloads.py NAME [--size N] [--seed N].
+
+No workload can reach its target of 0, so that a run always lasts until its
+iteration limit; each function says why. "reading" is only for the reader.
+"""
+
+import argparse
+
+from model_text import HARD, Draw, Model
+from nurse_roster import nurse_roster
+
+
+def colouring(vertices, seed):
+    """A tenth of all edges, 13 colours, one quadratic constraint per edge.
+
+    The edges include all pairs of 14 vertices, which 13 colours can't serve.
+    """
+    draw = Draw(seed)
+    model = Model("Colouring of a random graph of %d vertices." % vertices)
+    colours = list(range(13))
+    names = ["vertex_%d" % v for v in range(vertices)]
+    for name in names:
+        model.variable(name, colours)
+    crowd = draw.sample(range(vertices), len(colours) + 1)
+    edges = {(u, v) for u in crowd for v in crowd if u < v}
+    while len(edges) < vertices * (vertices - 1) // 20:
+        u = draw.below(vertices)
+        v = draw.below(vertices)
+        if u < v:
+            edges.add((u, v))
+    for u, v in sorted(edges):
+        model.quadratic("edge_%d_%d" % (u, v), 1,
+                        [(1, names[u], colour, names[v], colour)
+                         for colour in colours], "<=", 0)
+    return model.text()
+
+
+def assignment(facilities, seed):
+    """Quadratic assignment: all terms in one constraint, one all-different.
+
+    Every flow and distance is positive, and so is the cost.
+    """
+    draw = Draw(seed)
+    model = Model("Quadratic assignment of size %d." % facilities)
+    places = list(range(facilities))
+    names = ["facility_%d" % f for f in range(facilities)]
+    for name in names:
+        model.variable(name, places)
+    distance = [[0] * facilities for _ in places]
+    for i in places:
+        for j in range(i):
+            distance[i][j] = distance[j][i] = draw.between(1, 9)
+    terms = []
+    for f in range(facilities):
+        for g in range(f):
+            flow = draw.between(1, 9)
+            terms += [(flow * distance[i][j], names[f], i, names[g], j)
+                      for i in places for j in places if i != j]
+    model.all_different("one_each", HARD, names)
+    model.quadratic("cost", 1, terms, "<=", 0)
+    return model.text()
+
+
+def latin(order, seed):
+    """A latin square: rows and columns of weight 10, one wish per cell.
+
+    The first two cells wish for the same value, which their row forbids.
+    """
+    draw = Draw(seed)
+    model = Model("Latin square of order %d with wishes." % order)
+    values = list(range(order))
+    cells = [["row_%d_column_%d" % (r, c) for c in values] for r in values]
+    for row in cells:
+        for cell in row:
+            model.variable(cell, values)
+    for r in values:
+        model.all_different("row_%d" % r, 10, cells[r])
+    for c in values:
+        model.all_different("column_%d" % c, 10, [row[c] for row in cells])
+    for r in values:
+        for c in values:
+            wish = 0 if r == 0 and c < 2 else draw.below(order)
+            model.linear("wish_%d_%d" % (r, c), 1,
+                         [(1, cells[r][c], wish)], ">=", 1)
+    return model.text()
+
+
+def roster(nurses, seed):
+    """The roster; its demand on the holiday breaks as many wishes."""
+    return nurse_roster(nurses, seed, "Roster of %d nurses." % nurses)
+
+
+def sat(variables, seed):
+    """Weighted 3-SAT, 4.6 clauses per variable, each a linear constraint.
+
+    Eight of the clauses are all the signs of the same three variables.
+    """
+    draw = Draw(seed)
+    model = Model("Weighted 3-SAT over %d variables." % variables)
+    names = ["variable_%d" % v for v in range(variables)]
+    for name in names:
+        model.variable(name, ["false", "true"])
+    clauses = [[(v, signs >> v & 1) for v in range(3)] for signs in range(8)]
+    while len(clauses) < variables * 46 // 10:
+        chosen = {draw.below(variables) for _ in range(3)}
+        if len(chosen) == 3:
+            clauses.append([(v, draw.below(2)) for v in sorted(chosen)])
+    for number, clause in enumerate(clauses):
+        model.linear("clause_%d" % number, draw.between(1, 10),
+                     [(1, names[v], "true" if sign else "false")
+                      for v, sign in clause], ">=", 1)
+    return model.text()
+
+
+def reading(megabytes, seed):
+    """About so many megabytes of all kinds of statement, for the reader."""
+    draw = Draw(seed)
+    model = Model("A large model of all kinds of statement.")
+    people = 134 * megabytes
+    tasks = ["task_%d" % t for t in range(40)]
+    names = ["person_%d" % p for p in range(people)]
+    for name in names:
+        model.variable(name, tasks)
+    for p, name in enumerate(names):
+        others = [names[draw.below(people)] for _ in range(40)]
+        model.linear("load_%d" % p, draw.between(1, 9),
+                     [(draw.between(-9, 9), other, task)
+                      for other in others[:2] for task in tasks], "<=", 4)
+        model.quadratic("pairs_%d" % p, draw.between(1, 9),
+                        [(draw.between(1, 9), name, tasks[draw.below(40)],
+                          other, tasks[draw.below(40)])
+                         for other in others if other != name], ">=", 1)
+        model.all_different("team_%d" % p, HARD, others)
+        for task in tasks:
+            model.linear("skill_%d_%s" % (p, task), 1,
+                         [(1, name, task)], "<=", 0)
+    return model.text()
+
+
+# Name: generator and its size.
+WORKLOADS = {
+    "colouring": (colouring, 500),
+    "qap20": (assignment, 20),
+    "qap30": (assignment, 30),
+    "latin40": (latin, 40),
+    "roster60": (roster, 60),
+    "sat1000": (sat, 1000),
+    "reading": (reading, 15),
+}
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("name", choices=WORKLOADS)
+    parser.add_argument("--size", type=int, help="in place of the usual size")
+    parser.add_argument("--seed", type=int, default=1)
+    arguments = parser.parse_args()
+    generate, usual_size = WORKLOADS[arguments.name]
+    size = usual_size if arguments.size is None else arguments.size
+    print(generate(size, arguments.seed), end="")
+
+
+if __name__ == "__main__":
+    main()
