@@ -17,8 +17,8 @@ Wivenhoe Wormingford Wrabness
 CHANNELS = 7
 # Kilometres: nearer masts must, or should, differ.
 NEAR = 20
-MIDDLE = 40
-OPTIMUM = 0
+MIDDLE = 45
+OPTIMUM = 9
 
 COMMENT = """
 Frequency assignment: channels for %d radio masts.
@@ -56,7 +56,7 @@ def main():
     for mast in MASTS:
         model.linear("avoid_" + mast, draw.between(1, 2),
                      [(1, mast, channel)
-                      for channel in sorted(draw.sample(channels, 3))],
+                      for channel in sorted(draw.sample(channels, 4))],
                      "<=", 0)
     print(model.text(), end="")
 

@@ -14,8 +14,8 @@ COMMENT = """
 Sports schedule: a league of %d teams, everyone against everyone once.
 
 A variable per match holds its round and whether the first team is at home.
-Hard: a team plays once in every round; %s and %s share a stadium and are
-  never both at home.
+Hard: a team plays once in every round; %s and %s share a stadium
+  and are never both at home.
 Soft: a team's matches at home and away alternate (weight 1 for a break), and
   the last round has the match of the two best teams (weight 3).
 Teaches: two decisions in one value, and "exactly one of two" as a sum of 1.
