@@ -6,7 +6,7 @@
 // the declared one; the `weight` of its record here is the adaptive one.
 //
 // Invariants of the store, for `current.value` and the adaptive weights, from
-// the first initialize() of a search on. bookkeepingHolds() checks them by
+// the first initialize() of a search on. bookkeepingHolds() checks 2 to 5 by
 // number.
 //  1. A record's `penalty` is the violation of its constraint.
 //  2. A record's `next` list holds its non-zero diffs, strictly ascending by

@@ -1,0 +1,187 @@
+// The constraint kinds against their naive meaning, through a solver that only
+// records what they register and report; and the sort.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <new>
+#include <set>
+
+#include "tests/build_model.h"
+
+namespace {
+
+using naive::Assignment;
+using LabelKey = std::pair<unsigned, unsigned>;  // variable, value
+using Reports = std::vector<std::pair<LabelKey, int>>;
+
+struct Recorder : TestSolver {
+  Reports reports;
+  std::vector<LabelKey> involved;
+  unsigned expectedId = 0;
+  int numCallsLeft = -1;  ///< a callback throws when it is 0
+
+  explicit Recorder(std::vector<unsigned> const& sizes)
+      : TestSolver({sizes, {}}) {}
+
+  void call(unsigned id) {
+    EXPECT_EQ(id, expectedId);
+    if (numCallsLeft-- == 0) {
+      throw std::bad_alloc();
+    }
+  }
+  void involve(unsigned id, unsigned v, unsigned a) override {
+    call(id);
+    involved.emplace_back(v, a);
+  }
+  void involve(unsigned id, unsigned v) override {
+    for (unsigned a = 0; a < getNumValues(v); ++a) {
+      involve(id, v, a);
+    }
+  }
+  void setDiffPenalty(unsigned id, unsigned v, unsigned a, int diff) override {
+    call(id);
+    EXPECT_LT(a, getNumValues(v));
+    reports.push_back({{v, a}, diff});
+  }
+
+  WcspConstraint& make(naive::Constraint const& c) {
+    WcspConstraint* made = ::addConstraint(*this, c);
+    expectedId = made->id;
+    return *made;
+  }
+
+  /// Calls `act` and lets one of its callbacks run out of memory.
+  template <class Act>
+  void failsAfter(unsigned numCalls, Act act) {
+    numCallsLeft = static_cast<int>(numCalls);
+    try {
+      act();
+    } catch (std::bad_alloc const&) {
+    }
+    numCallsLeft = -1;
+  }
+
+  void check(WcspConstraint& made, naive::Constraint const& c,
+             Assignment const& at) {
+    reports.clear();
+    expectedId = made.id;
+    const int now = naive::violation(c, at);
+    EXPECT_EQ(made.calculate(at), now);
+    for (std::size_t i = 1; i < reports.size(); ++i) {
+      EXPECT_LT(reports[i - 1].first, reports[i].first);
+    }
+    std::erase_if(reports, [](auto const& report) { return !report.second; });
+    Reports expected;
+    for (unsigned v = 0; v < at.size(); ++v) {
+      Assignment moved = at;
+      for (moved[v] = 0; moved[v] < getNumValues(v); ++moved[v]) {
+        if (const int diff = naive::violation(c, moved) - now; diff != 0) {
+          expected.push_back({{v, moved[v]}, diff});
+        }
+      }
+    }
+    EXPECT_EQ(reports, expected) << testing::PrintToString(at);
+  }
+};
+
+struct Shape {
+  std::vector<unsigned> sizes;
+  std::vector<int> numbers;
+};
+constexpr int inf = naive::inf;
+const std::vector<Shape> shapes{
+    {{3, 2, 4}, smallNumbers},
+    {{1, 3, 2, 2}, smallNumbers},
+    {{60, 4}, smallNumbers},  // sparse labels: found by binary search
+    {{3, 3, 3}, {-inf, 1 - inf, -1, 0, 1, inf - 1, inf}}};  // 64-bit sums
+
+/// Every label in the terms, or every value of the variables, once.
+std::vector<LabelKey> labelsOf(naive::Constraint const& c, Recorder& recorder) {
+  std::set<LabelKey> labels;
+  for (auto const& [coefficient, first, second] : c.terms) {
+    labels.insert(
+        {{first.variable, first.value}, {second.variable, second.value}});
+  }
+  for (const unsigned v : c.variables) {
+    for (unsigned a = 0; a < recorder.getNumValues(v); ++a) {
+      labels.emplace(v, a);
+    }
+  }
+  return {labels.begin(), labels.end()};
+}
+
+void checkEverywhere(std::mt19937& random, Kind kind, Shape const& shape) {
+  Recorder recorder(shape.sizes);
+  const auto c = randomConstraint(random, kind, shape.sizes, shape.numbers);
+  WcspConstraint& other =
+      recorder.make(randomConstraint(random, kind, shape.sizes, shape.numbers));
+  WcspConstraint& made = recorder.make(c);
+  recorder.failsAfter(below(random, 6), [&] { made.preprocess(); });
+  recorder.involved.clear();
+  made.preprocess();
+  EXPECT_EQ(recorder.involved, labelsOf(c, recorder));
+  recorder.expectedId = other.id;
+  other.preprocess();
+  forEachAssignment(shape.sizes, [&](Assignment const& at) {
+    recorder.expectedId = other.id;
+    recorder.failsAfter(below(random, 4), [&] { other.calculate(at); });
+    recorder.check(made, c, at);  // finds the shared scratch clean
+  });
+}
+
+TEST(Constraints, ReportWhatEveryMoveWouldChange) {
+  for (const Kind kind : {Kind::linear, Kind::quadratic, Kind::alldiff}) {
+    for (std::size_t s = 0; s < shapes.size(); ++s) {
+      for (unsigned seed = 1; seed <= 60 && !HasFailure(); ++seed) {
+        SCOPED_TRACE(testing::Message() << "kind " << static_cast<int>(kind)
+                                        << " shape " << s << " seed " << seed);
+        std::mt19937 random(seed);
+        checkEverywhere(random, kind, shapes[s]);
+      }
+    }
+  }
+}
+
+std::size_t numComparisons = 0;
+struct CountingLessEqual {
+  bool operator()(unsigned a, unsigned b) const {
+    ++numComparisons;
+    return a <= b;
+  }
+};
+
+TEST(Sort, OrdersEveryPatternInNLogN) {
+  constexpr unsigned n = 100000;  // log2 n < 17
+  std::mt19937 random(1);
+  const std::function<unsigned(unsigned)> patterns[] = {
+      [](unsigned i) { return i; },
+      [](unsigned i) { return n - i; },
+      [](unsigned) { return 7U; },
+      [](unsigned i) { return std::min(i, n - i); },  // organ pipe
+      [](unsigned i) { return i ^ 1U; },  // the pivot is always near the least
+      [](unsigned i) { return n - (i ^ 1U); },
+      [](unsigned i) { return i % 2 == 0 ? i : n; },
+      [&](unsigned) { return below(random, 3); },
+      [&](unsigned) { return below(random, n); }};
+  for (auto const& pattern : patterns) {
+    for (const unsigned size : {2U, 3U, 10U, n}) {
+      Array<unsigned, CountingLessEqual> array;
+      for (unsigned i = 0; i < size; ++i) {
+        array.push_back(pattern(i));
+      }
+      std::vector<unsigned> sorted = array;
+      std::sort(sorted.begin(), sorted.end());
+      numComparisons = 0;
+      array.quicksort(0, size - 1);
+      EXPECT_TRUE(std::equal(sorted.begin(), sorted.end(), array.begin()));
+      EXPECT_LT(numComparisons, std::size_t{n} * 17 * 10);
+    }
+  }
+  Array<unsigned, CountingLessEqual> part{9, 5, 8, 7, 6, 1};
+  part.quicksort(1, 4);
+  EXPECT_EQ(part, (Array<unsigned, CountingLessEqual>{9, 5, 6, 7, 8, 1}));
+}
+
+}  // namespace

@@ -1,0 +1,153 @@
+// The store and the incremental evaluation: after every move the bookkeeping
+// must equal its definitions and an evaluation from scratch.
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <utility>
+
+#include "tests/build_model.h"
+
+namespace {
+
+using naive::Assignment;
+using Labels = std::vector<std::pair<unsigned, unsigned>>;
+constexpr int inf = naive::inf;
+
+Labels candidatesOf(RealWcsp const& solver) {
+  Labels list;
+  for (auto const* label : solver.candidates) {
+    list.emplace_back(label->variable, label->value);
+  }
+  return list;
+}
+
+void expectAsFromScratch(naive::Model const& model, RealWcsp& solver) {
+  TestSolver twin(model);
+  twin.prepare(solver.current.value);
+  const naive::Totals totals = naive::totalsOf(model, solver.current.value);
+  EXPECT_TRUE(solver.current.hardPenalty == totals.hard);
+  EXPECT_TRUE(solver.current.softPenalty == totals.soft);
+  // Sums of integers below 2^53: doubles compare exactly.
+  EXPECT_EQ(solver.current.weightedPenalty, twin.current.weightedPenalty);
+  EXPECT_EQ(solver.candidates.size(), twin.candidates.size());
+  for (std::size_t i = 0; i < twin.labels.all().size(); ++i) {
+    EXPECT_EQ(solver.labels.all()[i].score, twin.labels.all()[i].score);
+    EXPECT_EQ(solver.labels.all()[i].improvingCount,
+              twin.labels.all()[i].improvingCount);
+  }
+}
+
+TEST(Evaluation, AgreesWithScratchAfterEveryMove) {
+  for (unsigned seed = 1; seed <= 20 && !HasFailure(); ++seed) {
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    std::mt19937 random(seed);
+    const naive::Model model = randomModel(random, 4 + seed % 4, 9);
+    TestSolver solver(model);
+    solver.prepare(Assignment(model.sizes.size(), 0));
+    for (int move = 0; move < 60; ++move) {
+      const unsigned v = below(random, model.sizes.size());
+      solver.applyMove(solver.labels[v][below(random, model.sizes[v])]);
+      EXPECT_TRUE(solver.bookkeepingHolds());
+      expectAsFromScratch(model, solver);
+    }
+  }
+}
+
+TEST(Evaluation, OrdersCandidatesByIdThenLabel) {
+  // x = 0, and c0: x1 <= p1, c1: x0 + q1 >= 1, c2: x1 <= r1. All hold.
+  const auto atMost = [](naive::Label a, naive::Label b) {
+    return naive::Constraint{
+        Kind::linear, 1, -inf, 0, {{1, a, a}, {-1, b, b}}, {}};
+  };
+  naive::Constraint either = wish(1, 0, 0);
+  either.terms.push_back({1, {2, 1}, {2, 1}});
+  TestSolver solver(
+      {{2, 2, 2, 2}, {atMost({0, 1}, {1, 1}), either, atMost({0, 1}, {3, 1})}});
+  solver.prepare({0, 0, 0, 0});
+  EXPECT_EQ(candidatesOf(solver), Labels{});
+  // x to 1 breaks all: c0 appends x0 and p1, c1 q1 (x0 again), c2 r1.
+  solver.applyMove(solver.labels[0][1]);
+  EXPECT_EQ(candidatesOf(solver), (Labels{{0, 0}, {1, 1}, {2, 1}, {3, 1}}));
+  EXPECT_EQ(solver.labels[0][0].improvingCount, 3);
+  // p to 1 mends c0: p1 leaves and the last one, r1, takes its place.
+  solver.applyMove(solver.labels[1][1]);
+  EXPECT_EQ(candidatesOf(solver), (Labels{{0, 0}, {3, 1}, {2, 1}}));
+  solver.initialize();  // anew: c1 appends x0 and q1, c2 r1
+  EXPECT_EQ(candidatesOf(solver), (Labels{{0, 0}, {2, 1}, {3, 1}}));
+}
+
+TEST(Evaluation, TotalsPassTheirReturnTypeAndSaturate) {
+  const naive::Constraint hard = wish(inf, 0, 1, inf);
+  TestSolver solver({{2}, {hard, hard, wish(inf - 1, 0, 1, inf)}});
+  solver.prepare({0});
+  solver.recordBest();
+  EXPECT_EQ(solver.getHardPenalty(), inf);
+  EXPECT_EQ(solver.getSoftPenalty(), inf);
+  EXPECT_TRUE(solver.best.hardPenalty == Int128{2} * inf);
+  EXPECT_TRUE(solver.best.softPenalty == Int128{inf} * (inf - 1));
+  RealWcsp::Solution other = solver.best;
+  ++other.softPenalty;
+  EXPECT_TRUE(solver.best.isBetterThan(other));
+  --other.hardPenalty;
+  EXPECT_FALSE(solver.best.isBetterThan(other));
+}
+
+TEST(Evaluation, CheckNoticesWhatIsSpoilt) {
+  TestSolver solver({{3, 2}, {wish(inf, 0, 1), wish(3, 0, 2), wish(2, 1, 1)}});
+  solver.prepare({0, 0});
+  RealWcsp::Label& label = solver.labels[0][2];
+  auto& list = *solver.constraints[1]->next;
+  const auto expectNoticed = [&](char const* what, auto& field, auto spoilt) {
+    const auto kept = field;
+    field = static_cast<std::decay_t<decltype(field)>>(spoilt);
+    EXPECT_FALSE(solver.bookkeepingHolds()) << what;
+    field = kept;
+    EXPECT_TRUE(solver.bookkeepingHolds()) << what;
+  };
+  auto& sums = solver.current;
+  expectNoticed("score", label.score, 2147483644.0 + 3);
+  expectNoticed("count", label.improvingCount, 2);
+  expectNoticed("position", label.position, 0);
+  expectNoticed("hard", sums.hardPenalty, 2);
+  expectNoticed("soft", sums.softPenalty, 4);
+  expectNoticed("weighted", sums.weightedPenalty, 2147483646.0);
+  expectNoticed("penalty", solver.constraints[0]->penalty, 2);
+  expectNoticed("diff", list[0].diff, 1);
+  expectNoticed("order", list[0].label, &solver.labels[1][1]);
+  expectNoticed("candidate", solver.candidates[0], solver.candidates[1]);
+  expectNoticed("end", list, std::vector{list[0]});
+  solver.candidates.push_back(&solver.labels[1][0]);
+  EXPECT_FALSE(solver.bookkeepingHolds());
+}
+
+TEST(Store, RefusesWhatItCannotHold) {
+  TestSolver solver({});
+  EXPECT_EQ(solver.getValue(0), unsigned{inf});
+  std::vector<unsigned> sizes{3, 1};
+  // Declared already, although without variables.
+  EXPECT_THROW(solver.RealWcsp::initialize(2, sizes), std::runtime_error);
+  EXPECT_THROW(WcspAlldiff(&solver, 1), std::runtime_error);
+  EXPECT_EQ(solver.getNumConstraints(), 0U);
+  EXPECT_TRUE(solver.setLogFileName("/none/log", false));
+  EXPECT_EQ(solver.log, &solver.text);
+  RealWcsp other;
+  std::vector<unsigned> bad{2, 0};
+  EXPECT_THROW(other.initialize(2, bad), std::runtime_error);
+  EXPECT_EQ(other.getNumVariables(), 0U);
+  other.initialize(2, sizes);
+  EXPECT_EQ(other.getValue(1), 0U);
+  for (unsigned id = 0; id < 2; ++id) {
+    EXPECT_EQ(::addConstraint(other, wish(1, 0, 0))->id, id);
+  }
+  EXPECT_EQ(other.getPenalty(1), inf);
+  EXPECT_EQ(other.getHardPenalty(), 0);
+  other.involve(0, 0);
+  other.involve(1, 0, 2);
+  using Ids = std::vector<unsigned>;
+  EXPECT_EQ(other.labels[0][1].constraintIds, (Ids{0, RealWcsp::uinf}));
+  EXPECT_EQ(other.labels[0][2].constraintIds, (Ids{0, 1, RealWcsp::uinf}));
+  EXPECT_EQ(other.labels[1][0].constraintIds, Ids{RealWcsp::uinf});
+}
+
+}  // namespace
