@@ -30,6 +30,10 @@
 
 namespace {
 
+// The runtime would name an exception that nobody catches on standard error;
+// the solver, made next, can already throw one.
+const std::terminate_handler previousTerminate = std::set_terminate(std::abort);
+
 Wcsp* wcsp = Wcsp::makeWcsp();
 Dictionary variables;
 std::vector<Dictionary*> values;
@@ -190,8 +194,6 @@ int endRun(Status status) {
 int main(int argc, char** argv) {
   const CpuTime cpuTime;
   occupyClosedDescriptors();
-  // The runtime would name an exception that nobody catches on standard error.
-  std::set_terminate(std::abort);
   // Without this, standard input is read character by character.
   std::ios_base::sync_with_stdio(false);
 
