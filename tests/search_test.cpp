@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <new>
 #include <stdexcept>
 
@@ -238,6 +239,30 @@ struct FailsOnce : WcspConstraint {
   }
   int calculate(Assignment const&) override { return 3; }
 };
+
+/// Notes at each flush, so at each line, whether SIGINT meets the handler.
+struct DispositionProbe : std::stringbuf {
+  std::string seen;
+
+  int sync() override {
+    void (*const disposition)(int) = std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGINT, disposition);
+    seen += disposition == handler ? '!' : '.';
+    return 0;
+  }
+};
+
+TEST(Search, HandlesInterruptsInTheTabuIterationsOnly) {
+  TestSolver solver({{2}, {wish(inf, 0, 1), wish(2, 0, 0)}});
+  DispositionProbe probe;
+  std::ostream stream(&probe);
+  solver.log = &stream;
+  solver.setInterval(1);
+  solver.setMaxIteration(2);
+  solver.solve({0});
+  // Initial line, start; new best and progress twice; five of the summary.
+  EXPECT_EQ(probe.seen, "..!!!.....");
+}
 
 TEST(Search, FailureBeforeTheFirstBestIsNoPerfectSolution) {
   for (const bool isKept : {true, false}) {
