@@ -1,0 +1,48 @@
+# shellcheck shell=bash
+# Shared by solve, check and .ci/run: installs missing Debian packages and
+# builds presets. Everything it prints goes to standard error and nothing it
+# starts reads standard input, which belongs to the caller's program.
+
+# shellcheck disable=SC2034  # read by the scripts that source this file
+build_packages=(g++ cmake ninja-build)
+# shellcheck disable=SC2034  # as above
+test_packages=(libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
+  python3)
+
+# require_packages NAME...: all of them are installed afterwards, or the shell
+# has ended with status 1 after saying what to do.
+require_packages() {
+  local name missing=()
+  for name in "$@"; do
+    dpkg-query -W -f '${db:Status-Status}\n' "$name" 2>/dev/null </dev/null |
+      grep -qx installed || missing+=("$name")
+  done
+  [[ ${#missing[@]} -gt 0 ]] || return 0
+  if [[ $EUID -ne 0 ]]; then
+    echo "apt-get install --no-install-recommends ${missing[*]}" >&2
+    exit 1
+  fi
+  echo "Installing ${missing[*]}" >&2
+  {
+    DEBIAN_FRONTEND=noninteractive apt-get update -q
+    DEBIAN_FRONTEND=noninteractive \
+      apt-get install -q -y --no-install-recommends "${missing[@]}"
+  } </dev/null >&2
+}
+
+# build PRESET TARGET CMAKE_OPTION...: configures and builds in build/PRESET.
+# A build folder that was moved together with its project is set up anew, for
+# it still names the old place.
+build() {
+  local preset=$1 target=$2 fresh=()
+  shift 2
+  local cache=build/$preset/CMakeCache.txt
+  if [[ -f $cache ]] && ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$PWD" "$cache"
+  then
+    fresh=(--fresh)
+  fi
+  {
+    cmake "${fresh[@]}" --preset "$preset" "$@"
+    cmake --build --preset "$preset" --target "$target"
+  } </dev/null >&2
+}
