@@ -1,21 +1,28 @@
-// The dictionary looks a name up by the address of the caller's string and
-// copies it only when it is new, so that a look-up allocates nothing.
-
 #include "front/dictionary.h"
 
+#include <algorithm>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 
+namespace {
+
+constexpr std::size_t minNumSlots = 8;
+
+}  // namespace
+
 Dictionary::~Dictionary() {
-  for (auto const& entry : *this) {
-    delete entry.first;
+  for (std::string const* name : names) {
+    delete name;
   }
 }
 
 unsigned Dictionary::getId(std::string const& name, bool lenient) const {
-  const auto entry = find(&name);
-  if (entry != end()) {
-    return entry->second;
+  if (!slots.empty()) {
+    const unsigned id = slots[findSlot(name)];
+    if (id != noName) {
+      return id;
+    }
   }
   if (!lenient) {
     throw std::runtime_error(name + ": unknown variable/value\n");
@@ -24,12 +31,35 @@ unsigned Dictionary::getId(std::string const& name, bool lenient) const {
 }
 
 unsigned Dictionary::add(std::string const& name) {
-  if (contains(&name)) {
+  if (2 * (size() + 1) > slots.size()) {
+    grow();
+  }
+  const std::size_t slot = findSlot(name);
+  if (slots[slot] != noName) {
     throw std::runtime_error(name + ": already defined\n");
   }
   const auto id = static_cast<unsigned>(size());
   auto copy = std::make_unique<const std::string>(name);
-  emplace(copy.get(), id);
-  names.push_back(copy.release());  // the map owns it from here on
+  names.push_back(copy.get());
+  copy.release();
+  slots[slot] = id;
   return id;
+}
+
+// The slot that holds the name's number, or the empty one where it belongs.
+std::size_t Dictionary::findSlot(std::string const& name) const {
+  const std::size_t mask = slots.size() - 1;
+  std::size_t slot = std::hash<std::string>()(name) & mask;
+  while (slots[slot] != noName && *names[slots[slot]] != name) {
+    slot = (slot + 1) & mask;
+  }
+  return slot;
+}
+
+void Dictionary::grow() {
+  std::vector<unsigned> old(std::max(2 * slots.size(), minNumSlots), noName);
+  old.swap(slots);
+  for (unsigned id = 0; id < size(); ++id) {
+    slots[findSlot(*names[id])] = id;
+  }
 }
