@@ -59,7 +59,7 @@ void Lexer::getnext() {
     return;
   }
   previousKind = kind;
-  previousText = text;
+  previousText.swap(text);  // both strings keep their storage
   previousLine = tokenLine;
   text.clear();
   skipBlanks();
