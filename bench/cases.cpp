@@ -150,7 +150,7 @@ void buildAssignment(Wcsp& wcsp, unsigned n) {
 
 /// A cyclic latin square: cell (i, k) has the value i + k modulo n.
 Setting latinSetting(unsigned n) {
-  Setting setting{std::vector<unsigned>(n * n, n), {}, {}};
+  Setting setting{std::vector<unsigned>(std::size_t{n} * n, n), {}, {}};
   for (unsigned cell = 0; cell < n * n; ++cell) {
     setting.start.push_back((cell / n + cell % n) % n);
   }
@@ -230,15 +230,8 @@ void addAlldiffCases(std::vector<Case>& cases) {
 
 void addTerm(WcspQuadratic& constraint, int coefficient, unsigned variable1,
              unsigned value1, unsigned variable2, unsigned value2) {
-  auto* const term = new WcspQuadratic::Term{
-      coefficient, variable1, value1, variable2, value2, nullptr, nullptr};
-  term->pair = term;
-  constraint.terms.push_back(term);
-  if (variable1 != variable2 || value1 != value2) {
-    term->pair = new WcspQuadratic::Term{
-        coefficient, variable2, value2, variable1, value1, nullptr, term};
-    constraint.terms.push_back(term->pair);
-  }
+  constraint.terms.push_back(
+      {coefficient, variable1, value1, variable2, value2});
 }
 
 void addTerm(PlainQuadratic& constraint, int coefficient, unsigned variable1,

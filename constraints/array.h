@@ -24,7 +24,7 @@ class Array : public std::vector<T> {
   }
 
  private:
-  Cmp cmp;
+  [[no_unique_address]] Cmp cmp;
 
   void sortRange(unsigned first, unsigned last, unsigned depth) {
     while (first < last && !isOrdered(first, last)) {

@@ -11,7 +11,7 @@ void LabelIndex::clear() {
 void LabelIndex::add(unsigned variable, unsigned value) {
   const auto label = static_cast<unsigned>(values.size());
   if (blocks.empty() || blocks.back().variable != variable) {
-    blocks.push_back({variable, label, label, value, 1, noTable});
+    blocks.push_back({variable, label, label, value, 1, consecutive});
   }
   values.push_back(value);
   blocks.back().end = label + 1;
@@ -19,8 +19,14 @@ void LabelIndex::add(unsigned variable, unsigned value) {
 }
 
 void LabelIndex::finish() {
+  bool needsValues = false;
   for (Block& block : blocks) {
     const unsigned count = block.end - block.begin;
+    if (block.span == count) {
+      continue;
+    }
+    needsValues = true;
+    block.table = searched;
     if (block.span / maxSpanPerLabel > count) {
       continue;
     }
@@ -30,16 +36,15 @@ void LabelIndex::finish() {
       table[block.table + values[label] - block.firstValue] = label;
     }
   }
+  if (!needsValues) {
+    values.clear();
+  }
+  blocks.shrink_to_fit();
+  values.shrink_to_fit();
+  table.shrink_to_fit();
 }
 
-unsigned LabelIndex::find(Block const& block, unsigned value) const {
-  const unsigned offset = value - block.firstValue;
-  if (offset >= block.span) {
-    return block.end;
-  }
-  if (block.table != noTable) {
-    return table[block.table + offset];
-  }
+unsigned LabelIndex::search(Block const& block, unsigned value) const {
   const auto begin = values.begin() + block.begin;
   const auto end = values.begin() + block.end;
   const auto found = std::lower_bound(begin, end, value);

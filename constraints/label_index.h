@@ -1,8 +1,9 @@
-// Finds the record of a variable's current value among a constraint's labels.
+// Finds the number of a variable's current label among a constraint's labels.
 //
-// The labels are grouped into blocks by variable. A block whose values fill a
-// good part of their span is looked up by index, any other by binary search, so
-// that the memory stays within a constant times the number of labels.
+// The labels are grouped into blocks by variable. A block of consecutive values
+// needs no memory for them; one whose values fill a good part of their span is
+// looked up by index, any other by binary search, so that the memory stays
+// within a constant times the number of labels.
 
 #pragma once
 
@@ -18,7 +19,8 @@ class LabelIndex {
     unsigned end;
     unsigned firstValue;  ///< the value of label `begin`
     unsigned span;        ///< largest value - firstValue + 1
-    unsigned table;       ///< where its part of the table begins, or `noTable`
+    unsigned table;       ///< where its part of the table begins, or how it
+                          ///< does without: `consecutive` or `searched`
   };
 
   std::vector<Block> blocks;  ///< ascending by variable
@@ -33,14 +35,31 @@ class LabelIndex {
 
   /// The number of the label (block.variable, value), or `block.end` when there
   /// is none.
-  unsigned find(Block const& block, unsigned value) const;
+  unsigned find(Block const& block, unsigned value) const {
+    const unsigned offset = value - block.firstValue;
+    if (offset >= block.span) {
+      return block.end;
+    }
+    if (block.table == consecutive) {
+      return block.begin + offset;
+    }
+    return block.table == searched ? search(block, value)
+                                   : table[block.table + offset];
+  }
 
-  unsigned value(unsigned label) const { return values[label]; }
+  /// The value of a label of the block.
+  unsigned value(Block const& block, unsigned label) const {
+    return block.table == consecutive ? block.firstValue + label - block.begin
+                                      : values[label];
+  }
 
  private:
-  static constexpr unsigned noTable = 4294967295U;
+  static constexpr unsigned consecutive = 4294967295U;
+  static constexpr unsigned searched = 4294967294U;
   static constexpr unsigned maxSpanPerLabel = 4;
 
-  std::vector<unsigned> values;  ///< the value of each label
+  std::vector<unsigned> values;  ///< by label; empty if all are consecutive
   std::vector<unsigned> table;   ///< label numbers by value - firstValue
+
+  unsigned search(Block const& block, unsigned value) const;
 };

@@ -9,6 +9,10 @@
 
 namespace {
 
+/// How many value numbers there must be for each variable until sorting the
+/// values taken is faster than a walk over all numbers.
+constexpr unsigned sparseness = 8;
+
 // The scratch of calculate(), shared by all constraints and as long as the
 // largest of them needs. Between two calls the counters are all 0.
 std::vector<unsigned> counters;
@@ -45,11 +49,34 @@ int countRepeats(std::vector<unsigned> const& variables,
   return repeats;
 }
 
-void listValues(unsigned maxValue) {
+/// Lists the values taken: by a walk over all value numbers or, where few of
+/// them can be taken, by sorting.
+void listUsedValues(std::vector<unsigned> const& variables,
+                    std::vector<unsigned> const& assignment,
+                    unsigned maxValue) {
   usedValues.clear();
+  if (maxValue / sparseness < variables.size()) {
+    for (unsigned value = 0; value <= maxValue; ++value) {
+      if (counters[value] > 0) {
+        usedValues.push_back(value);
+      }
+    }
+    return;
+  }
+  for (const unsigned variable : variables) {
+    usedValues.push_back(assignment[variable]);
+  }
+  std::sort(usedValues.begin(), usedValues.end());
+  usedValues.erase(std::unique(usedValues.begin(), usedValues.end()),
+                   usedValues.end());
+}
+
+void listFreeValues(unsigned maxValue) {
   freeValues.clear();
   for (unsigned value = 0; value <= maxValue; ++value) {
-    (counters[value] > 0 ? usedValues : freeValues).push_back(value);
+    if (counters[value] == 0) {
+      freeValues.push_back(value);
+    }
   }
 }
 
@@ -68,7 +95,7 @@ void WcspAlldiff::preprocess() {
   if (counters.size() <= maxValue) {
     counters.resize(maxValue + std::size_t{1});
   }
-  usedValues.reserve(counters.size());
+  usedValues.reserve(std::max(counters.size(), variables.size()));
   freeValues.reserve(counters.size());
 }
 
@@ -78,7 +105,10 @@ int WcspAlldiff::calculate(std::vector<unsigned> const& assignment) {
   }
   const CountersCleaner cleaner(variables, assignment);
   const int repeats = countRepeats(variables, assignment);
-  listValues(maxValue);
+  listUsedValues(variables, assignment, maxValue);
+  if (repeats > 0) {
+    listFreeValues(maxValue);
+  }
   for (const unsigned variable : variables) {
     const unsigned current = assignment[variable];
     if (counters[current] <= 1) {
@@ -90,15 +120,18 @@ int WcspAlldiff::calculate(std::vector<unsigned> const& assignment) {
   return repeats;
 }
 
+// The values ascend, and those below the domain size of the variable are
+// reported, all but the current one.
 void WcspAlldiff::report(unsigned variable, std::vector<unsigned> const& values,
                          unsigned current, int diff) {
-  const unsigned numValues = wcsp->getNumValues(variable);
-  for (const unsigned value : values) {
-    if (value >= numValues) {
-      return;
-    }
-    if (value != current) {
-      wcsp->setDiffPenalty(id, variable, value, diff);
-    }
+  const auto end = std::lower_bound(values.begin(), values.end(),
+                                    wcsp->getNumValues(variable));
+  const auto own = std::lower_bound(values.begin(), end, current);
+  const auto behindOwn = own != end && *own == current ? own + 1 : own;
+  for (auto value = values.begin(); value != own; ++value) {
+    wcsp->setDiffPenalty(id, variable, *value, diff);
+  }
+  for (auto value = behindOwn; value != end; ++value) {
+    wcsp->setDiffPenalty(id, variable, *value, diff);
   }
 }

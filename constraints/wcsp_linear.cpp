@@ -1,10 +1,22 @@
-// The linear constraint. One pass over the blocks of terms forms the sum, a
-// second one reports; only a block whose variable is on one of its labels walks
-// that variable's whole domain.
+// The linear constraint. One pass over the terms forms the sum, a second one
+// reports; it is left out when no single move can leave the bounds. Where each
+// variable has one term, as in most constraints, the terms themselves are all
+// that is needed.
 
 #include "constraints/wcsp_linear.h"
 
-#include "constraints/bounds.h"
+#include <algorithm>
+#include <ranges>
+
+#include "constraints/bounded_sum.h"
+
+namespace {
+
+/// The label that is on in each block: one buffer for all constraints, as long
+/// as the largest of them needs. Every call writes it before it reads it.
+std::vector<unsigned> currentLabels;
+
+}  // namespace
 
 void WcspLinear::preprocess() {
   if (terms.empty()) {
@@ -12,12 +24,14 @@ void WcspLinear::preprocess() {
   }
   terms.quicksort(0, static_cast<unsigned>(terms.size() - 1));
   mergeRepeats();
-  index.clear();
+  terms.shrink_to_fit();
   for (Term const& term : terms) {
-    index.add(term.variable, term.value);
     wcsp->involve(id, term.variable, term.value);
   }
-  index.finish();
+  findMaxChange();
+  if (!isSingle) {
+    makeIndex();
+  }
 }
 
 void WcspLinear::mergeRepeats() {
@@ -33,58 +47,87 @@ void WcspLinear::mergeRepeats() {
   terms.resize(last + 1);
 }
 
+// A value without a term counts with 0.
+void WcspLinear::findMaxChange() {
+  maxChange = 0;
+  isSingle = true;
+  for (auto first = terms.begin(); first != terms.end();) {
+    std::int64_t least = 0;
+    std::int64_t greatest = 0;
+    auto term = first;
+    for (; term != terms.end() && term->variable == first->variable; ++term) {
+      least = std::min(least, term->coefficient);
+      greatest = std::max(greatest, term->coefficient);
+    }
+    maxChange = std::max(maxChange, greatest - least);
+    isSingle = isSingle && term - first == 1;
+    first = term;
+  }
+}
+
+void WcspLinear::makeIndex() {
+  index.clear();
+  coefficients.clear();
+  coefficients.reserve(terms.size());
+  for (Term const& term : terms) {
+    index.add(term.variable, term.value);
+    coefficients.push_back(term.coefficient);
+  }
+  index.finish();
+  if (currentLabels.size() < index.blocks.size()) {
+    currentLabels.resize(index.blocks.size());
+  }
+  terms = {};
+}
+
 int WcspLinear::calculate(std::vector<unsigned> const& assignment) {
-  const std::int64_t total = sum(assignment);
+  return isSingle ? calculateSingle(assignment) : calculateBlocks(assignment);
+}
+
+int WcspLinear::calculateSingle(std::vector<unsigned> const& assignment) const {
+  std::int64_t sum = 0;
+  for (Term const& term : terms) {
+    sum += assignment[term.variable] == term.value ? term.coefficient : 0;
+  }
+  const BoundedSum bounded(*this, lower, upper, sum);
+  if (bounded.admits(maxChange)) {
+    return bounded.violation();
+  }
+  for (Term const& term : terms) {
+    if (assignment[term.variable] != term.value) {
+      bounded.report(term.variable, term.value, bounded.diff(term.coefficient));
+      continue;
+    }
+    const int leaving = bounded.diff(-term.coefficient);
+    if (leaving != 0) {
+      const unsigned numValues = wcsp->getNumValues(term.variable);
+      for (unsigned value = 0; value < numValues; ++value) {
+        if (value != term.value) {
+          bounded.report(term.variable, value, leaving);
+        }
+      }
+    }
+  }
+  return bounded.violation();
+}
+
+int WcspLinear::calculateBlocks(std::vector<unsigned> const& assignment) const {
+  std::int64_t sum = 0;
+  unsigned* current = currentLabels.data();
   for (LabelIndex::Block const& block : index.blocks) {
-    const unsigned current = index.find(block, assignment[block.variable]);
-    if (current == block.end) {
-      reportWithoutCurrent(block, total);
-    } else {
-      reportWithCurrent(block, current, total);
-    }
+    *current = index.find(block, assignment[block.variable]);
+    sum += *current == block.end ? 0 : coefficients[*current];
+    ++current;
   }
-  return distanceFromBounds(total, lower, upper);
-}
-
-std::int64_t WcspLinear::sum(std::vector<unsigned> const& assignment) const {
-  std::int64_t total = 0;
+  const BoundedSum bounded(*this, lower, upper, sum);
+  if (bounded.admits(maxChange)) {
+    return bounded.violation();
+  }
+  current = currentLabels.data();
   for (LabelIndex::Block const& block : index.blocks) {
-    const unsigned current = index.find(block, assignment[block.variable]);
-    if (current != block.end) {
-      total += terms[current].coefficient;
-    }
+    bounded.report(index, block, *current++,
+                   std::views::iota(block.begin, block.end),
+                   coefficients.data());
   }
-  return total;
-}
-
-void WcspLinear::reportWithoutCurrent(LabelIndex::Block const& block,
-                                      std::int64_t sum) {
-  const int before = distanceFromBounds(sum, lower, upper);
-  for (unsigned i = block.begin; i < block.end; ++i) {
-    report(block.variable, terms[i].value, sum + terms[i].coefficient, before);
-  }
-}
-
-void WcspLinear::reportWithCurrent(LabelIndex::Block const& block,
-                                   unsigned current, std::int64_t sum) {
-  const int before = distanceFromBounds(sum, lower, upper);
-  const std::int64_t left = sum - terms[current].coefficient;
-  const unsigned numValues = wcsp->getNumValues(block.variable);
-  unsigned i = block.begin;
-  for (unsigned value = 0; value < numValues; ++value) {
-    std::int64_t after = left;
-    if (i < block.end && terms[i].value == value) {
-      after += terms[i].coefficient;
-      ++i;
-    }
-    report(block.variable, value, after, before);
-  }
-}
-
-void WcspLinear::report(unsigned variable, unsigned value, std::int64_t sum,
-                        int before) {
-  const int diff = distanceFromBounds(sum, lower, upper) - before;
-  if (diff != 0) {
-    wcsp->setDiffPenalty(id, variable, value, diff);
-  }
+  return bounded.violation();
 }

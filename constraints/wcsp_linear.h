@@ -32,7 +32,7 @@ class WcspLinear : public WcspConstraint {
   int upper = Wcsp::inf;   ///< Wcsp::inf: no bound
 
   /// Filled by the caller in any order before the search starts; sorted and
-  /// freed of repeated labels by preprocess().
+  /// freed of repeats by preprocess().
   Array<Term, Lt> terms;
 
   using WcspConstraint::WcspConstraint;
@@ -41,12 +41,14 @@ class WcspLinear : public WcspConstraint {
   int calculate(std::vector<unsigned> const& assignment) override;
 
  private:
-  LabelIndex index;  ///< of `terms`: label i is terms[i]
+  std::int64_t maxChange = 0;  ///< by which one move can change the sum
+  bool isSingle = true;        ///< no variable has two terms
+  LabelIndex index;            ///< of the terms, unless isSingle
+  std::vector<std::int64_t> coefficients;  ///< by label, unless isSingle
 
   void mergeRepeats();
-  std::int64_t sum(std::vector<unsigned> const& assignment) const;
-  void reportWithoutCurrent(LabelIndex::Block const& block, std::int64_t sum);
-  void reportWithCurrent(LabelIndex::Block const& block, unsigned current,
-                         std::int64_t sum);
-  void report(unsigned variable, unsigned value, std::int64_t sum, int before);
+  void findMaxChange();
+  void makeIndex();
+  int calculateSingle(std::vector<unsigned> const& assignment) const;
+  int calculateBlocks(std::vector<unsigned> const& assignment) const;
 };

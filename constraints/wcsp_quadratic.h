@@ -16,66 +16,59 @@
 /// most Wcsp::inf.
 class WcspQuadratic : public WcspConstraint {
  public:
-  struct Term;
-
-  /// One label of the terms with its run: the terms whose own label it is,
-  /// consecutive after sorting and ordered by partner. Positions are indexes
-  /// into `terms`.
-  struct Label {
-    unsigned variable;
-    unsigned value;
-    unsigned index;                ///< its position in `labels`
-    std::size_t begin;             ///< first term of the run
-    std::size_t end;               ///< one past the last term of the run
-    std::size_t selfTerm;          ///< first term with a partner at or after it
-    std::size_t sameVariableTerm;  ///< first term with its variable or after
-    std::int64_t selfCoefficient;  ///< of the term with itself; 0: none
-  };
-
-  /// One side of a term. A term with two different labels is two of these, each
-  /// the other's `pair`; a term that names one label twice is its own pair.
   struct Term {
-    std::int64_t coefficient = 0;  ///< any sign
-    unsigned variable1 = 0;        ///< the own label
-    unsigned value1 = 0;
-    unsigned variable2 = 0;  ///< the partner label
-    unsigned value2 = 0;
-    Label* label = nullptr;  ///< the record of the own label; by preprocess()
-    Term* pair = nullptr;    ///< the same term seen from the partner's side
+    std::int64_t coefficient;  ///< any sign
+    unsigned variable1;        ///< one label
+    unsigned value1;
+    unsigned variable2;  ///< the other, or the same again
+    unsigned value2;
   };
 
   /// Orders terms by (variable1, value1, variable2, value2).
   struct Lt {
-    bool operator()(Term const* a, Term const* b) const;
+    bool operator()(Term const& a, Term const& b) const;
   };
 
   int lower = -Wcsp::inf;  ///< -Wcsp::inf: no bound
   int upper = Wcsp::inf;   ///< Wcsp::inf: no bound
 
-  /// Owned. Filled by the caller before the search starts, mirror terms
-  /// included; sorted and freed of repeats by preprocess().
-  Array<Term*, Lt> terms;
-
-  /// Owned. Built by preprocess(), one per label in the terms, in ascending
-  /// order.
-  std::vector<Label*> labels;
+  /// Filled by the caller before the search starts, in any order and with the
+  /// two labels of a term in any order; taken over, and emptied, by
+  /// preprocess(), which adds repeats into one.
+  Array<Term, Lt> terms;
 
   using WcspConstraint::WcspConstraint;
-  ~WcspQuadratic() override;
 
   void preprocess() override;
   int calculate(std::vector<unsigned> const& assignment) override;
 
  private:
-  LabelIndex index;  ///< of `labels`
+  LabelIndex index;  ///< of all labels in the terms
+  /// Where the run of each label begins in the runs, and one more, the end.
+  std::vector<unsigned> offsets;
+  /// The runs: for each label the terms that join it with another one, in
+  /// pieces of partners with consecutive numbers. A piece is the number of its
+  /// first partner, its length and its coefficients side by side; a coefficient
+  /// of 0 bridges a short gap.
+  std::vector<std::int32_t> narrowRuns;  ///< if any sum of coefficients fits
+  std::vector<std::int64_t> wideRuns;    ///< otherwise
+  std::vector<std::int64_t> selfCoefficients;  ///< by label; empty: all are 0
 
   void mergeRepeats();
-  void deleteLabels();
-  void makeLabels();
-  void locate(Label& label) const;
-  std::int64_t accumulate(std::vector<unsigned> const& assignment) const;
-  void reportWithoutCurrent(LabelIndex::Block const& block, std::int64_t sum);
-  void reportWithCurrent(LabelIndex::Block const& block, Label const& current,
-                         std::int64_t sum);
-  void report(unsigned variable, unsigned value, std::int64_t sum, int before);
+  template <class Sum>
+  void layOut(std::vector<std::uint64_t> const& keys, std::vector<Sum>& runs);
+  template <class Sum>
+  int evaluate(Sum const* runs, std::vector<unsigned> const& assignment) const;
+  template <class Sum>
+  int evaluateDense(Sum const* runs) const;
+  template <class Sum>
+  int evaluateSparse(Sum const* runs) const;
+  std::size_t numLabels() const;
+  template <class Sum>
+  void addRun(Sum const* runs, unsigned label, Sum* gains) const;
+  void forEachPiece(auto const* runs, unsigned label, auto act) const;
+  void forEachCurrent(auto act) const;
+  void forEachCurrentBackwards(auto act) const;
+  template <class Sum>
+  std::int64_t sumOf(Sum const* gains, std::int64_t selfSum) const;
 };

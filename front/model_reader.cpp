@@ -117,27 +117,13 @@ void ModelReader::readLinear(int weight) {
   readRelation(linear->lower, linear->upper);
 }
 
-// Appends a term and returns it; the constraint owns it from here on.
-WcspQuadratic::Term* addTerm(WcspQuadratic& quadratic,
-                             WcspQuadratic::Term const& term) {
-  auto owned = std::make_unique<WcspQuadratic::Term>(term);
-  quadratic.terms.push_back(owned.get());
-  return owned.release();
-}
-
 void ModelReader::readQuadratic(int weight) {
   auto* quadratic = new WcspQuadratic(&solver, weight);
   for (lexer.getnext(); lexer.kind == Lexer::number; lexer.getnext()) {
     const int coefficient = currentNumber();
     const auto [x, a] = readLabel();
     const auto [y, b] = readLabel();
-    auto* term =
-        addTerm(*quadratic, {coefficient, x, a, y, b, nullptr, nullptr});
-    term->pair = term;
-    if (x != y || a != b) {
-      term->pair =
-          addTerm(*quadratic, {coefficient, y, b, x, a, nullptr, term});
-    }
+    quadratic->terms.push_back({coefficient, x, a, y, b});
   }
   readRelation(quadratic->lower, quadratic->upper);
 }

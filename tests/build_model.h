@@ -106,17 +106,9 @@ inline WcspConstraint* addConstraint(Wcsp& solver, naive::Constraint const& c) {
   auto* quadratic = new WcspQuadratic(&solver, c.weight);
   quadratic->lower = c.lower;
   quadratic->upper = c.upper;
-  const auto append = [&](int coefficient, naive::Label a, naive::Label b) {
-    quadratic->terms.push_back(new WcspQuadratic::Term{
-        coefficient, a.variable, a.value, b.variable, b.value});
-    return quadratic->terms.back()->pair = quadratic->terms.back();
-  };
   for (auto const& [coefficient, a, b] : c.terms) {
-    auto* const term = append(coefficient, a, b);
-    if (a.variable != b.variable || a.value != b.value) {
-      term->pair = append(coefficient, b, a);
-      term->pair->pair = term;
-    }
+    quadratic->terms.push_back(
+        {coefficient, a.variable, a.value, b.variable, b.value});
   }
   return quadratic;
 }
