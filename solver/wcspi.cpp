@@ -20,11 +20,8 @@ int saturated(Int128 penalty) {
 RealWcsp::RealWcsp() : log(&std::cout) {}
 
 RealWcsp::~RealWcsp() {
-  for (Constraint const* record : constraints) {
-    delete record->constraint;
-  }
-  for (Constraint const* record : constraints) {
-    delete record;
+  for (Constraint const& record : constraints) {
+    delete record.constraint;
   }
 }
 
@@ -95,10 +92,10 @@ void RealWcsp::initialize(unsigned numVariables_,
     for (unsigned a = 0; a < numValues_[v]; ++a) {
       table[v][a].variable = v;
       table[v][a].value = a;
-      table[v][a].constraintIds.push_back(uinf);
     }
   }
-  table.sentinel()->variable = numVariables_;
+  table.at(table.sentinel()).variable = numVariables_;
+  constraintIds.initialize(table.all().size());
   Solution start;
   start.value.resize(numVariables_);
   Solution bestStart = start;
@@ -149,17 +146,12 @@ unsigned RealWcsp::addConstraint(WcspConstraint* c) {
     throw std::runtime_error(
         "Error in RealWcsp::addConstraint(...): wcsp has no variable.\n");
   }
-  auto record = std::make_unique<Constraint>(c);
-  constraints.push_back(record.get());
-  record.release();
+  constraints.emplace_back(c);
   return static_cast<unsigned>(constraints.size() - 1);
 }
 
 void RealWcsp::involve(unsigned constraint, unsigned variable, unsigned value) {
-  std::vector<unsigned>& ids = labels[variable][value].constraintIds;
-  // The new end mark first: the list stays ended if there is no memory for it.
-  ids.push_back(uinf);
-  ids[ids.size() - 2] = constraint;
+  constraintIds.note(labels.number(variable, value), constraint);
 }
 
 void RealWcsp::involve(unsigned constraint, unsigned variable) {
@@ -168,9 +160,9 @@ void RealWcsp::involve(unsigned constraint, unsigned variable) {
   }
 }
 
-void RealWcsp::setDiffPenalty(unsigned constraint, unsigned variable,
-                              unsigned value, int diff) {
+void RealWcsp::setDiffPenalty(unsigned, unsigned variable, unsigned value,
+                              int diff) {
   if (diff != 0) {
-    constraints[constraint]->next->push_back({&labels[variable][value], diff});
+    reports.append({labels.number(variable, value), diff});
   }
 }

@@ -6,10 +6,10 @@
 // the declared one; the `weight` of its record here is the adaptive one.
 //
 // Invariants of the store, for `current.value` and the adaptive weights, from
-// the first initialize() of a search on. bookkeepingHolds() checks 2 to 5 by
+// the first initialize() of a search on. bookkeepingHolds() checks them by
 // number.
 //  1. A record's `penalty` is the violation of its constraint.
-//  2. A record's `next` list holds its non-zero diffs, strictly ascending by
+//  2. A record's `diffs` are the non-zero ones, strictly ascending by
 //     label, and ends in the sentinel.
 //  3. `current` holds the sums: hard, soft and weighted penalty.
 //  4. A label's `score` is the sum of weight times diff over all records, its
@@ -19,6 +19,7 @@
 
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
@@ -29,7 +30,9 @@
 #include <vector>
 
 #include "solver/cpu_time.h"
+#include "solver/id_lists.h"
 #include "solver/label_table.h"
+#include "solver/report_list.h"
 #include "solver/tabulist.h"
 #include "solver/wcsp.h"
 
@@ -65,34 +68,33 @@ class RealWcsp : public Wcsp {
   static constexpr int displayRuns = 2;
 
   struct Label {
+    double score = 0.0;  ///< what moving here adds to the weighted penalty
     unsigned variable = 0;
     unsigned value = 0;
-    /// The constraints that depend on this label, ascending, ended by `uinf`.
-    std::vector<unsigned> constraintIds;
-    double score = 0.0;      ///< what moving here adds to the weighted penalty
     int improvingCount = 0;  ///< constraints whose penalty moving here lowers
     unsigned position = 0;   ///< index in `candidates` while that is above 0
   };
 
   struct DiffPenalty {
-    Label* label;
-    int diff;  ///< never 0 but in the end entry
+    unsigned label;  ///< its number in `labels`
+    int diff;        ///< never 0 but in the end entry
+
+    /// Both fields at once: most entries of two evaluations are equal.
+    bool operator==(DiffPenalty const& other) const {
+      return std::bit_cast<std::uint64_t>(*this) ==
+             std::bit_cast<std::uint64_t>(other);
+    }
   };
 
-  /// One added constraint. Each evaluation swaps the two lists and fills `next`
-  /// anew, so that their storage is kept and nothing is copied.
+  /// One added constraint. An evaluation gathers its reports in a list that all
+  /// constraints share; they are kept here once they are merged.
   struct Constraint {
-    WcspConstraint* constraint;          ///< owned by the solver
-    int penalty = 0;                     ///< as of the last evaluation
-    double weight = 0.0;                 ///< adaptive
-    std::vector<DiffPenalty>* previous;  ///< of the evaluation before
-    std::vector<DiffPenalty>* next;      ///< of the latest evaluation
-    std::vector<DiffPenalty> lists[2];
+    WcspConstraint* constraint;      ///< owned by the solver
+    double weight = 0.0;             ///< adaptive
+    std::vector<DiffPenalty> diffs;  ///< non-zero ones, then the sentinel's
+    int penalty = 0;                 ///< as of the last evaluation
 
-    explicit Constraint(WcspConstraint* c)
-        : constraint(c), previous(&lists[0]), next(&lists[1]) {}
-    Constraint(Constraint const&) = delete;
-    Constraint& operator=(Constraint const&) = delete;
+    explicit Constraint(WcspConstraint* c) : constraint(c) {}
 
     bool isHard() const { return constraint->weight == inf; }
   };
@@ -139,7 +141,6 @@ class RealWcsp : public Wcsp {
     unsigned numKicks = 0;
     unsigned lastNoNeighbor = 0;  ///< latest dead end answered by a reset
     Run run;
-    std::vector<unsigned> ids;  ///< scratch of restoreRunBest()
 
     explicit Search(RealWcsp const& solver);
   };
@@ -158,9 +159,12 @@ class RealWcsp : public Wcsp {
   std::ostream* log;  ///< standard output or `logFile`; not owned
   unsigned numVariables = 0;
   std::vector<unsigned> numValues;
-  std::vector<Constraint*> constraints;  ///< owned; the index is the id
-  unsigned numPreprocessed = 0;          ///< from id 0 on
+  std::vector<Constraint> constraints;  ///< the index is the id
+  unsigned numPreprocessed = 0;         ///< from id 0 on
   LabelTable<Label> labels;
+  IdLists constraintIds;            ///< by label
+  ReportList<DiffPenalty> reports;  ///< of the evaluation under way
+  std::vector<unsigned> concerned;  ///< ids to evaluate after a change
   /// Appends and removals leave it in an order that decides ties.
   std::vector<Label*> candidates;
   Solution best;
@@ -216,9 +220,12 @@ class RealWcsp : public Wcsp {
   /// Gives a variable a value and evaluates the constraints concerned.
   void applyMove(Label const& label);
 
-  /// Folds the difference of a record's two lists into scores, counts and
-  /// `candidates`.
-  void mergeDiffs(Constraint const& record);
+  /// Evaluates the constraints in `concerned`, which ascends.
+  void calculateConcerned();
+
+  /// Folds the difference of `reports` and a record's diffs into scores, counts
+  /// and `candidates`.
+  void mergeReports(Constraint& record);
 
   /// Whether the invariants hold, by their definitions. Floating-point sums may
   /// be off by rounding, as they depend on the order of additions.

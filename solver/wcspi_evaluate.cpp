@@ -12,6 +12,9 @@ namespace {
 
 using Label = RealWcsp::Label;
 
+/// The diff of the sentinel behind reports; behind the diffs kept it is 0.
+constexpr int reportsEnd = 1;
+
 /// Checking costs as much as an evaluation from scratch.
 constexpr std::size_t maxCheckedLabels = 1000;
 
@@ -57,72 +60,105 @@ void RealWcsp::initialize() {
     label.improvingCount = 0;
   }
   for (unsigned c = 0; c < constraints.size(); ++c) {
-    Constraint& record = *constraints[c];
-    record.penalty = 0;
-    record.next->assign(1, {labels.sentinel(), 0});
+    constraints[c].penalty = 0;
+    constraints[c].diffs.assign(1, {labels.sentinel(), 0});
     calculate(c);
   }
   assert(smallBookkeepingHolds());
 }
 
 void RealWcsp::calculate(unsigned constraint) {
-  Constraint& record = *constraints[constraint];
-  std::swap(record.previous, record.next);
-  record.next->clear();
+  Constraint& record = constraints[constraint];
+  reports.clear();
   const int penalty = record.constraint->calculate(current.value);
   const std::int64_t delta =
       static_cast<std::int64_t>(penalty) - record.penalty;
   if (record.isHard()) {
     current.hardPenalty += delta;
   } else {
-    current.softPenalty += record.constraint->weight * delta;
+    current.softPenalty += Int128{record.constraint->weight} * delta;
   }
   current.weightedPenalty += static_cast<double>(delta) * record.weight;
-  record.next->push_back({labels.sentinel(), 0});
-  mergeDiffs(record);
+  reports.append({labels.sentinel(), reportsEnd});
   record.penalty = penalty;
+  mergeReports(record);
 }
 
-// Both lists ascend in the block of labels and end in its sentinel.
-void RealWcsp::mergeDiffs(Constraint const& record) {
-  Label const* const sentinel = labels.sentinel();
-  DiffPenalty const* before = record.previous->data();
-  DiffPenalty const* after = record.next->data();
+// Both lists ascend by label and end in the sentinel, whose diffs differ: so
+// the entries before the first change are passed over by comparing alone.
+void RealWcsp::mergeReports(Constraint& record) {
+  const unsigned sentinel = labels.sentinel();
+  DiffPenalty const* before = record.diffs.data();
+  DiffPenalty const* after = reports.data();
+  while (*before == *after) {
+    ++before;
+    ++after;
+  }
+  const auto firstChange = after - reports.data();
   for (;;) {
-    if (before->label < after->label) {
-      changeDiff(candidates, *before->label, before->diff, 0, record.weight);
+    const unsigned label = std::min(before->label, after->label);
+    if (label == sentinel) {
+      break;
+    }
+    int oldDiff = 0;
+    int newDiff = 0;
+    if (before->label == label) {
+      oldDiff = before->diff;
       ++before;
-    } else if (after->label < before->label) {
-      changeDiff(candidates, *after->label, 0, after->diff, record.weight);
+    }
+    if (after->label == label) {
+      newDiff = after->diff;
       ++after;
-    } else if (before->label == sentinel) {
-      return;
-    } else {
-      if (before->diff != after->diff) {
-        changeDiff(candidates, *before->label, before->diff, after->diff,
-                   record.weight);
-      }
+    }
+    changeDiff(candidates, labels.at(label), oldDiff, newDiff, record.weight);
+    while (*before == *after) {
       ++before;
       ++after;
     }
   }
+  // Only what has changed is copied.
+  record.diffs.resize(reports.size());
+  std::copy(reports.data() + firstChange, after,
+            record.diffs.begin() + firstChange);
+  record.diffs.back() = {sentinel, 0};
 }
 
 // Ascending ids: the order of `candidates` and of the sums follows from it. The
 // end mark is above every id. The same list twice advances together.
 void RealWcsp::applyMove(Label const& label) {
-  Label const& old = labels[label.variable][current.value[label.variable]];
-  current.value[label.variable] = label.value;
-  unsigned const* left = old.constraintIds.data();
-  unsigned const* taken = label.constraintIds.data();
+  unsigned& value = current.value[label.variable];
+  unsigned const* left = constraintIds[labels.number(label.variable, value)];
+  unsigned const* taken =
+      constraintIds[labels.number(label.variable, label.value)];
+  value = label.value;
+  concerned.clear();
   for (;;) {
     const unsigned c = std::min(*left, *taken);
-    if (c >= constraints.size()) {
+    if (c == uinf) {
       break;
     }
-    calculate(c);
+    concerned.push_back(c);
     left += *left == c ? 1 : 0;
     taken += *taken == c ? 1 : 0;
+  }
+  calculateConcerned();
+}
+
+// Most of the time would go into waiting for records and constraints, which lie
+// scattered, if they were not asked for a little ahead.
+void RealWcsp::calculateConcerned() {
+  const std::size_t size = concerned.size();
+  for (std::size_t i = 0; i < size; ++i) {
+    if (i + 4 < size) {
+      __builtin_prefetch(&constraints[concerned[i + 4]]);
+    }
+    if (i + 2 < size) {
+      Constraint const& next = constraints[concerned[i + 2]];
+      __builtin_prefetch(next.diffs.data());
+      __builtin_prefetch(next.constraint);
+      __builtin_prefetch(reinterpret_cast<char const*>(next.constraint) + 64);
+    }
+    calculate(concerned[i]);
   }
   assert(smallBookkeepingHolds());
 }
@@ -136,28 +172,27 @@ bool RealWcsp::bookkeepingHolds() {
   std::vector<double> magnitudes(labels.all().size(), 0.0);
   std::vector<int> counts(labels.all().size(), 0);
   Solution sums;
-  for (Constraint const* record : constraints) {
-    Int128& total = record->isHard() ? sums.hardPenalty : sums.softPenalty;
+  for (Constraint const& record : constraints) {
+    Int128& total = record.isHard() ? sums.hardPenalty : sums.softPenalty;
     total +=
-        static_cast<Int128>(record->isHard() ? 1 : record->constraint->weight) *
-        record->penalty;
-    sums.weightedPenalty += record->penalty * record->weight;
-    Label const* last = nullptr;
-    for (DiffPenalty const& entry : *record->next) {
-      if (entry.label == labels.sentinel()) {
-        last = nullptr;
-        break;
-      }
-      if (entry.diff == 0 || (last != nullptr && entry.label <= last)) {
+        static_cast<Int128>(record.isHard() ? 1 : record.constraint->weight) *
+        record.penalty;
+    sums.weightedPenalty += record.penalty * record.weight;
+    unsigned next = 0;
+    for (DiffPenalty const& entry : record.diffs) {
+      const unsigned i = entry.label;
+      if (i < next || (i == labels.sentinel()) != (entry.diff == 0)) {
         return false;  // invariant 2
       }
-      last = entry.label;
-      const auto i = static_cast<std::size_t>(last - labels.all().data());
-      scores[i] += entry.diff * record->weight;
-      magnitudes[i] += std::abs(entry.diff * record->weight);
+      next = i + 1;
+      if (i == labels.sentinel()) {
+        break;
+      }
+      scores[i] += entry.diff * record.weight;
+      magnitudes[i] += std::abs(entry.diff * record.weight);
       counts[i] += entry.diff < 0 ? 1 : 0;
     }
-    if (last != nullptr) {
+    if (next != labels.sentinel() + 1) {
       return false;  // invariant 2: no end entry
     }
   }

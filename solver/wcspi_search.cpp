@@ -26,7 +26,7 @@ class InterruptScope {
   /// Restores the disposition that was in force before.
   void release() {
     if (previousHandler != SIG_ERR) {
-      std::signal(SIGINT, previousHandler);
+      static_cast<void>(std::signal(SIGINT, previousHandler));
       previousHandler = SIG_ERR;
     }
   }
@@ -112,11 +112,12 @@ void RealWcsp::markSearched() {
 
 void RealWcsp::prepare(std::vector<unsigned> const& initial) {
   while (numPreprocessed < constraints.size()) {
-    constraints[numPreprocessed]->constraint->preprocess();
+    constraints[numPreprocessed].constraint->preprocess();
     ++numPreprocessed;
   }
-  for (Constraint* record : constraints) {
-    record->weight = record->constraint->weight;
+  constraintIds.merge();
+  for (Constraint& record : constraints) {
+    record.weight = record.constraint->weight;
   }
   bestConstraintPenalty.resize(constraints.size());
   current.value = initial;
@@ -128,7 +129,7 @@ void RealWcsp::recordBest() {
   best = current;
   best.time = cpuTime();
   for (unsigned c = 0; c < constraints.size(); ++c) {
-    bestConstraintPenalty[c] = constraints[c]->penalty;
+    bestConstraintPenalty[c] = constraints[c].penalty;
   }
 }
 
@@ -204,13 +205,13 @@ bool RealWcsp::isTargetReached() const {
          (best.hardPenalty == targetHard && best.softPenalty <= targetSoft);
 }
 
-// Every candidate but current values is put to the tabu list, whatever its
-// score.
 void RealWcsp::scan(Search& search) const {
   search.bestScore = dinf;
   search.ties.clear();
   for (Label* label : candidates) {
-    if (current.value[label->variable] == label->value ||
+    // The cheap test first: the order of the tests decides nothing.
+    if (label->score > search.bestScore ||
+        current.value[label->variable] == label->value ||
         search.tabulist(static_cast<int>(label->variable),
                         current.weightedPenalty + label->score, label->score)) {
       continue;

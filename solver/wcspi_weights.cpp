@@ -93,8 +93,7 @@ void RealWcsp::countRun(Run& run) const {
 
 // All values first, then every constraint concerned, once and in ascending id.
 void RealWcsp::restoreRunBest(Search& search) {
-  std::vector<unsigned>& ids = search.ids;
-  ids.clear();
+  concerned.clear();
   for (unsigned v = 0; v < numVariables; ++v) {
     const unsigned from = current.value[v];
     const unsigned to = search.run.best.value[v];
@@ -102,31 +101,32 @@ void RealWcsp::restoreRunBest(Search& search) {
       continue;
     }
     for (const unsigned value : {from, to}) {
-      std::vector<unsigned> const& list = labels[v][value].constraintIds;
-      ids.insert(ids.end(), list.begin(), list.end() - 1);
+      for (unsigned const* id = constraintIds[labels.number(v, value)];
+           *id != uinf; ++id) {
+        concerned.push_back(*id);
+      }
     }
     current.value[v] = to;
   }
-  std::sort(ids.begin(), ids.end());
-  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
-  for (const unsigned c : ids) {
-    calculate(c);
-  }
+  std::sort(concerned.begin(), concerned.end());
+  concerned.erase(std::unique(concerned.begin(), concerned.end()),
+                  concerned.end());
+  calculateConcerned();
 }
 
 void RealWcsp::scaleWeights() {
   double largest = current.weightedPenalty;
-  for (Constraint const* record : constraints) {
-    largest = std::max(largest, record->weight);
+  for (Constraint const& record : constraints) {
+    largest = std::max(largest, record.weight);
   }
   if (largest == 0.0) {
     return;
   }
   const double factor = ratioResetWeights * current.weightedPenalty / largest;
   current.weightedPenalty = 0.0;
-  for (Constraint* record : constraints) {
-    record->weight *= factor;
-    current.weightedPenalty += record->penalty * record->weight;
+  for (Constraint& record : constraints) {
+    record.weight *= factor;
+    current.weightedPenalty += record.penalty * record.weight;
   }
   for (Label& label : labels.all()) {
     label.score *= factor;
@@ -162,9 +162,9 @@ void RealWcsp::startPhase(Run& run) const {
 void RealWcsp::increaseWeights(double bound) {
   const double gap = bound - current.weightedPenalty;
   double sumSquares = 0.0;
-  for (Constraint const* record : constraints) {
-    if (isRaisable(*record)) {
-      const double penalty = record->penalty;
+  for (Constraint const& record : constraints) {
+    if (isRaisable(record)) {
+      const double penalty = record.penalty;
       sumSquares += penalty * penalty;
     }
   }
@@ -174,9 +174,9 @@ void RealWcsp::increaseWeights(double bound) {
     return;
   }
   const double step = gap / sumSquares;
-  for (Constraint* record : constraints) {
-    if (isRaisable(*record)) {
-      raiseWeight(*record, step);
+  for (Constraint& record : constraints) {
+    if (isRaisable(record)) {
+      raiseWeight(record, step);
     }
   }
 }
@@ -190,8 +190,8 @@ void RealWcsp::raiseWeight(Constraint& record, double step) {
   }
   const double change = record.weight - before;
   current.weightedPenalty += record.penalty * change;
-  for (DiffPenalty const& entry : *record.next) {
+  for (DiffPenalty const& entry : record.diffs) {
     // The end entry's diff is 0 and the sentinel's score is never read.
-    entry.label->score += entry.diff * change;
+    labels.at(entry.label).score += entry.diff * change;
   }
 }

@@ -97,7 +97,7 @@ TEST(Evaluation, CheckNoticesWhatIsSpoilt) {
   TestSolver solver({{3, 2}, {wish(inf, 0, 1), wish(3, 0, 2), wish(2, 1, 1)}});
   solver.prepare({0, 0});
   RealWcsp::Label& label = solver.labels[0][2];
-  auto& list = *solver.constraints[1]->next;
+  auto& list = solver.constraints[1].diffs;
   const auto expectNoticed = [&](char const* what, auto& field, auto spoilt) {
     const auto kept = field;
     field = static_cast<std::decay_t<decltype(field)>>(spoilt);
@@ -112,9 +112,9 @@ TEST(Evaluation, CheckNoticesWhatIsSpoilt) {
   expectNoticed("hard", sums.hardPenalty, 2);
   expectNoticed("soft", sums.softPenalty, 4);
   expectNoticed("weighted", sums.weightedPenalty, 2147483646.0);
-  expectNoticed("penalty", solver.constraints[0]->penalty, 2);
+  expectNoticed("penalty", solver.constraints[0].penalty, 2);
   expectNoticed("diff", list[0].diff, 1);
-  expectNoticed("order", list[0].label, &solver.labels[1][1]);
+  expectNoticed("order", list[0].label, solver.labels.number(1, 1));
   expectNoticed("candidate", solver.candidates[0], solver.candidates[1]);
   expectNoticed("end", list, std::vector{list[0]});
   solver.candidates.push_back(&solver.labels[1][0]);
@@ -145,9 +145,17 @@ TEST(Store, RefusesWhatItCannotHold) {
   other.involve(0, 0);
   other.involve(1, 0, 2);
   using Ids = std::vector<unsigned>;
-  EXPECT_EQ(other.labels[0][1].constraintIds, (Ids{0, RealWcsp::uinf}));
-  EXPECT_EQ(other.labels[0][2].constraintIds, (Ids{0, 1, RealWcsp::uinf}));
-  EXPECT_EQ(other.labels[1][0].constraintIds, Ids{RealWcsp::uinf});
+  other.constraintIds.merge();
+  other.involve(2, 0, 2);
+  other.constraintIds.merge();
+  const Ids expected[] = {{0}, {0}, {0, 1, 2}, {}};  // labels in order
+  for (unsigned label = 0; label < 4; ++label) {
+    unsigned const* end = other.constraintIds[label];
+    while (*end != RealWcsp::uinf) {
+      ++end;
+    }
+    EXPECT_EQ(Ids(other.constraintIds[label], end), expected[label]) << label;
+  }
 }
 
 }  // namespace

@@ -246,7 +246,7 @@ struct DispositionProbe : std::stringbuf {
 
   int sync() override {
     void (*const disposition)(int) = std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGINT, disposition);
+    static_cast<void>(std::signal(SIGINT, disposition));
     seen += disposition == handler ? '!' : '.';
     return 0;
   }

@@ -33,8 +33,8 @@ struct Prepared : TestSolver {
     return RealWcsp::Search(*this);
   }
   Doubles weights() const {
-    return {constraints[0]->weight, constraints[1]->weight,
-            constraints[2]->weight};
+    return {constraints[0].weight, constraints[1].weight,
+            constraints[2].weight};
   }
   Doubles scores() const {
     return {labels[0][1].score, labels[1][1].score, labels[2][1].score};
@@ -100,7 +100,7 @@ TEST(Weights, ResetTestUsesTheRestoredPenalty) {
     Prepared p(600000);
     p.best.softPenalty = p.search.run.phaseStartSoft = 1000000;
     p.search.run.best.weightedPenalty = 0.0;
-    p.constraints[0]->weight = (penalty - 2 * 8) / 2;
+    p.constraints[0].weight = (penalty - 2 * 8) / 2;
     p.initialize();
     EXPECT_FALSE(p.endRun(p.search));
     EXPECT_EQ(p.search.run.numPhases, numPhases);
