@@ -91,33 +91,16 @@ void fillLinear(Wcsp& wcsp, std::vector<unsigned> const& keys) {
   c->upper = 1;
 }
 
-/// A key is a pair of labels, the own one and its partner; a term and its
-/// mirror are made in the order in which the keys name them.
+/// A key is a pair of labels; each pair comes in both orders, so that half of
+/// the terms are repeats.
 void fillQuadratic(Wcsp& wcsp, std::vector<unsigned> const& keys) {
   constexpr unsigned numValues = 10;
   auto* c = new WcspQuadratic(&wcsp, 1);
-  std::vector<WcspQuadratic::Term*> waiting(numTerms, nullptr);
   for (unsigned key : keys) {
-    const unsigned own = key / numTermLabels;
-    const unsigned partner = key % numTermLabels;
-    auto* term = new WcspQuadratic::Term{1,
-                                         own / numValues,
-                                         own % numValues,
-                                         partner / numValues,
-                                         partner % numValues,
-                                         nullptr,
-                                         nullptr};
-    c->terms.push_back(term);
-    WcspQuadratic::Term*& mirror = waiting[partner * numTermLabels + own];
-    if (own == partner) {
-      term->pair = term;
-    } else if (mirror != nullptr) {
-      term->pair = mirror;
-      mirror->pair = term;
-      mirror = nullptr;
-    } else {
-      waiting[key] = term;
-    }
+    const unsigned first = key / numTermLabels;
+    const unsigned second = key % numTermLabels;
+    c->terms.push_back({1, first / numValues, first % numValues,
+                        second / numValues, second % numValues});
   }
   c->upper = 1;
 }
