@@ -9,6 +9,26 @@
 
 #include <vector>
 
+/// The numbers from `first` to `last` - 1, as a range.
+struct LabelRange {
+  struct Iterator {
+    unsigned label;
+
+    unsigned operator*() const { return label; }
+    Iterator& operator++() {
+      ++label;
+      return *this;
+    }
+    bool operator==(Iterator const&) const = default;
+  };
+
+  unsigned first;
+  unsigned last;
+
+  Iterator begin() const { return {first}; }
+  Iterator end() const { return {last}; }
+};
+
 /// The labels of one constraint, numbered from 0 in ascending order.
 class LabelIndex {
  public:

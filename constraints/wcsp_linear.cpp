@@ -6,7 +6,6 @@
 #include "constraints/wcsp_linear.h"
 
 #include <algorithm>
-#include <ranges>
 
 #include "constraints/bounded_sum.h"
 
@@ -125,8 +124,7 @@ int WcspLinear::calculateBlocks(std::vector<unsigned> const& assignment) const {
   }
   current = currentLabels.data();
   for (LabelIndex::Block const& block : index.blocks) {
-    bounded.report(index, block, *current++,
-                   std::views::iota(block.begin, block.end),
+    bounded.report(index, block, *current++, LabelRange{block.begin, block.end},
                    coefficients.data());
   }
   return bounded.violation();

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <numeric>
-#include <ranges>
 #include <span>
 #include <utility>
 
@@ -207,10 +206,11 @@ void WcspQuadratic::preprocess() {
   index.finish();
   growTo(currentLabels, index.blocks.size());
   growTo(touchedLabels, keys.size());
-  if (largestSum(terms) <= static_cast<std::uint64_t>(Wcsp::inf)) {
-    layOut(keys, narrowRuns);
-  } else {
+  isWide = largestSum(terms) > static_cast<std::uint64_t>(Wcsp::inf);
+  if (isWide) {
     layOut(keys, wideRuns);
+  } else {
+    layOut(keys, narrowRuns);
   }
   terms = {};
 }
@@ -275,8 +275,8 @@ void WcspQuadratic::layOut(std::vector<LabelKey> const& keys,
 }
 
 int WcspQuadratic::calculate(std::vector<unsigned> const& assignment) {
-  return wideRuns.empty() ? evaluate(narrowRuns.data(), assignment)
-                          : evaluate(wideRuns.data(), assignment);
+  return isWide ? evaluate(wideRuns.data(), assignment)
+                : evaluate(narrowRuns.data(), assignment);
 }
 
 template <class Sum>
@@ -311,8 +311,8 @@ int WcspQuadratic::evaluateDense(Sum const* runs) const {
   const BoundedSum bounded(*this, lower, upper, sumOf(gains, selfSum));
   unsigned const* current = currentLabels.data();
   for (LabelIndex::Block const& block : index.blocks) {
-    bounded.report(index, block, *current++,
-                   std::views::iota(block.begin, block.end), gains);
+    bounded.report(index, block, *current++, LabelRange{block.begin, block.end},
+                   gains);
   }
   return bounded.violation();
 }

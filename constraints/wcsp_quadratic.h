@@ -14,7 +14,7 @@
 /// lower <= sum of the coefficients of the terms whose labels are both on
 /// <= upper. The violation is the distance of the sum from that interval, at
 /// most Wcsp::inf.
-class WcspQuadratic : public WcspConstraint {
+class WCSP_EXPORT WcspQuadratic : public WcspConstraint {
  public:
   struct Term {
     std::int64_t coefficient;  ///< any sign
@@ -52,6 +52,7 @@ class WcspQuadratic : public WcspConstraint {
   /// of 0 bridges a short gap.
   std::vector<std::int32_t> narrowRuns;  ///< if any sum of coefficients fits
   std::vector<std::int64_t> wideRuns;    ///< otherwise
+  bool isWide = false;                   ///< which of the two is in use
   std::vector<std::int64_t> selfCoefficients;  ///< by label; empty: all are 0
 
   void mergeRepeats();
