@@ -11,7 +11,7 @@
 
 /// The violation is the number of variables minus the number of distinct value
 /// numbers that they take. Value numbers are compared, not value names.
-class WcspAlldiff : public WcspConstraint {
+class WCSP_EXPORT WcspAlldiff : public WcspConstraint {
  public:
   /// Filled by the caller in any order; sorted and freed of repeats by
   /// preprocess().

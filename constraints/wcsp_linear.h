@@ -12,7 +12,7 @@
 
 /// lower <= sum of the coefficients of the terms that are on <= upper. The
 /// violation is the distance of the sum from that interval, at most Wcsp::inf.
-class WcspLinear : public WcspConstraint {
+class WCSP_EXPORT WcspLinear : public WcspConstraint {
  public:
   struct Term {
     std::int64_t coefficient;  ///< any sign

@@ -13,11 +13,13 @@
 #include <string>
 #include <vector>
 
+#include "solver/export.h"
+
 class WcspConstraint;
 
 /// A solver for weighted constraint satisfaction. No operation checks a
 /// variable, value or constraint number: callers keep them in range.
-class Wcsp {
+class WCSP_EXPORT Wcsp {
  public:
   /// As a weight: hard. As an answer: nothing to return.
   static constexpr int inf = 2147483647;
@@ -130,7 +132,7 @@ class Wcsp {
 
 /// A constraint. It knows how to measure its violation and, each time it is
 /// measured, reports how every single move would change it.
-class WcspConstraint {
+class WCSP_EXPORT WcspConstraint {
  public:
   Wcsp* wcsp;       ///< the solver it belongs to and reports to; not owned
   unsigned id = 0;  ///< its number in the solver
