@@ -189,9 +189,7 @@ int endRun(Status status) {
   return claimsReport && !std::cout ? failure : status;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+Status run(int argc, char** argv) {
   const CpuTime cpuTime;
   occupyClosedDescriptors();
   // Without this, standard input is read character by character.
@@ -200,39 +198,46 @@ int main(int argc, char** argv) {
   std::optional<Options> options = readOptions(argc, argv);
   if (!options) {
     std::cout << usageText(argv[0]) << std::flush;
-    return endRun(success);
+    return success;
   }
 
   std::cout << "# reading data ..." << std::flush;
   std::ifstream modelFile;
   if (!options->inputFile.empty() && !openFile(modelFile, options->inputFile)) {
     printUnreadable(options->inputFile);
-    return endRun(unreadableModel);
+    return unreadableModel;
   }
   Lexer lexer(options->inputFile.empty() ? std::cin : modelFile, 1, Wcsp::inf);
   if (!loadModel(lexer, options->target)) {
-    return endRun(wrongModel);
+    return wrongModel;
   }
   std::cout.setf(std::ios_base::fixed, std::ios_base::floatfield);
   std::cout.precision(2);
   std::cout << " done: " << cpuTime() << "(s)" << std::endl;
   modelFile.close();
 
-  std::optional<std::vector<unsigned>> initial;
+  std::vector<unsigned> initial;
   if (!options->initialSolutionFile.empty()) {
-    initial = loadStart(options->initialSolutionFile);
-    if (!initial) {
+    auto start = loadStart(options->initialSolutionFile);
+    if (!start) {
       printUnreadable(options->initialSolutionFile);
-      return endRun(unreadableStart);
+      return unreadableStart;
     }
-    printAssignment(*initial);
+    initial = std::move(*start);
+    printAssignment(initial);
   }
 
   configure(*options);
   if (!options->logFile.empty() &&
       wcsp->setLogFileName(options->logFile, false)) {
     std::cout << "Cannot open log file." << std::endl;
-    return endRun(unwritableLog);
+    return unwritableLog;
   }
-  return endRun(solve(initial.value_or(std::vector<unsigned>())));
+  return solve(initial);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  return endRun(run(argc, argv));
 }
