@@ -22,120 +22,107 @@ WRONG = "differs: the report is wrong\n"
 TAIL = "\npenalty: %s (hard/soft)\n\n[Violated constraints]\n"
 REPORT = "\n[best solution]\nx: a\ny: a\n" + TAIL % "0/2" + "s: 1\n"
 FAILED = "Memory overflow\n\n[incumbent solution]\n"
-FULL = "%d/%d" % ((2**31 - 1,) * 2)
-SUM = "penalty: 0/2 (hard/soft)\n" + S + "1\n" + ONE
 BIG = 2**31 - 1
+FULL = "%d/%d" % (BIG, BIG)
+WARN = "m:%d: warning: "
+LINE_9 = "differs: line 9: printed %s, computed 's: 1'\n"
+NAMES = ("variable solution] in {0}variable penalty in {0, 7}variable u in {a}\n"
+         "u: weight = 1 type = alldiff solution] penalty ;\n"
+         "penalty: weight = inf type = linear 1(penalty,7) 1(penalty,0) = 1\n"
+         "u: weight = 1 type = linear 1(penalty,0) 1(solution],0) > = 3")
+SUM = "penalty: 0/2 (hard/soft)\n" + S + "1\n" + ONE
 
 
 def error(line, message):
     return "m:%d: error: %s\n" % (line, message)
 
 
+def bad(model, line, message):
+    """A text that is no model."""
+    return model, "", [], 2, "", error(line, message)
+
+
+def right(model, found, warnings="", report="", end=None):
+    return model, report, [], 0, found + (end or START % (0, model.count("variable"))), warnings
+
+
 # Model, report, options, status, whole output, whole error output.
 CASES = [
     # A report alone, behind a run's log, with other line ends, and a start.
-    (LINEAR, REPORT, [], 0, SUM + RIGHT, ""),
-    (LINEAR, "# reading data ... done: 0.00(s)\nx = b\n" + REPORT, [], 0,
-     SUM + RIGHT, ""),
-    (LINEAR, REPORT.replace("\n", "\r\n"), [], 0, SUM + RIGHT, ""),
-    (LINEAR, "x a x:b x : a", [], 0, SUM + START % (1, 2), ""),
-    (LINEAR, "x: b", [], 0, SUM.replace("0/2", "0/4").replace("by 1", "by 2")
-     .replace(ONE, "  sum 0 is below 2, no term is on\n") + START % (1, 2),
-     ""),
+    right(LINEAR, SUM, "", REPORT, RIGHT),
+    right(LINEAR, SUM, "", "# reading data ... done: 0.00(s)\nx = b\n" + REPORT, RIGHT),
+    right(LINEAR, SUM, "", REPORT.replace("\n", "\r\n"), RIGHT),
+    right(LINEAR, SUM, "", "x a x:b x : a", START % (1, 2)),
+    right(LINEAR, "penalty: 0/4 (hard/soft)\n" + S + "2\n  sum 0 is below 2, no term is on\n",
+          "", "x: b", START % (1, 2)),
     (LINEAR, REPORT, ["--quiet"], 0, "", ""),
     # Each line of a report can be wrong, lacking or too much.
-    (LINEAR, REPORT.replace("0/2", "2/0"), [], 1, SUM + "differs: line 6: "
-     "printed 'penalty: 2/0 (hard/soft)', computed 'penalty: 0/2 "
-     "(hard/soft)'\n" + WRONG, ""),
-    (LINEAR, REPORT.replace("s: 1", "s: 12"), [], 1, SUM +
-     "differs: line 9: printed 's: 12', computed 's: 1'\n" + WRONG, ""),
+    (LINEAR, REPORT.replace("0/2", "2/0"), [], 1, SUM + "differs: line 6: printed 'penalty: 2/0 "
+     "(hard/soft)', computed 'penalty: 0/2 (hard/soft)'\n" + WRONG, ""),
+    (LINEAR, REPORT.replace("s: 1", "s: 12"), [], 1, SUM + LINE_9 % "'s: 12'" + WRONG, ""),
+    (LINEAR, REPORT[:-5], [], 1, SUM + LINE_9 % "the end" + WRONG, ""),
     (LINEAR, REPORT + "t: 1\n", ["--quiet"], 1, "", ""),
-    (LINEAR, REPORT[:-5], [], 1, SUM +
-     "differs: line 9: printed the end, computed 's: 1'\n" + WRONG, ""),
-    (LINEAR, REPORT.replace("y: a", "y: q"), [], 1, "differs: line 4: no line "
-     "that gives variable 'y' one of its values\n"
-     "differs: the report has no whole assignment\n", ""),
+    (LINEAR, REPORT.replace("y: a", "y: q"), [], 1, "differs: line 4: no line that gives variable "
+     "'y' one of its values\ndiffers: the report has no whole assignment\n", ""),
     # Out of memory before the first assignment; a run without a report.
-    (LINEAR, FAILED + TAIL % FULL, [], 0,
-     "agrees: no assignment recorded\n", ""),
-    (LINEAR, FAILED.replace("incumbent", "best") + TAIL % FULL, ["--quiet"],
-     1, "", ""),
+    (LINEAR, FAILED + TAIL % FULL, [], 0, "agrees: no assignment recorded\n", ""),
+    (LINEAR, FAILED.replace("incumbent", "best") + TAIL % FULL, ["--quiet"], 1, "", ""),
     (LINEAR, "# reading data ... \n3: x\n", [], 2, "",
      "wcsp-check: the output of a run that holds no report\n"),
     # Kinds: a mirrored term, a term of two values, a repeated variable.
-    (V + "h: weight = inf type = quadratic 2(x,a)(y,a) 3(y,a)(x,a) "
-     "9(x,a)(x,b) -1(y,a)(y,a) < = +3", "", [], 0,
-     "penalty: 1/0 (hard/soft)\nviolated: h (line 3, quadratic, weight inf) "
-     "by 1\n  sum 4 is above 3 with\n    2 (x, a)(y, a)\n    3 (y, a)(x, a)\n"
-     "    -1 (y, a)(y, a)\n" + START % (0, 2), "m:3: warning: constraint 'h' "
-     "repeats (x, a)(y, a); the coefficients add up\n"),
-    ("variable x in {a}variable y in{a,b;c:weight=3 type=alldiff y x y x.",
-     "", [], 0, "penalty: 0/3 (hard/soft)\nviolated: c (line 1, alldiff, "
-     "weight 3) by 1\n  value number 0 is shared by (x, a) (y, a)\n" +
-     START % (0, 2), "m:1: warning: constraint 'c' repeats 'x', which counts "
-     "once\nm:1: warning: constraint 'c' compares value numbers, but 'y' and "
-     "'x' have different lists of values\n"),
+    right(V + "h: weight = inf type = quadratic 2(x,a)(y,a) 3(y,a)(x,a) 9(x,a)(x,b) -1(y,a)(y,a) "
+          "< = +3", "penalty: 1/0 (hard/soft)\nviolated: h (line 3, quadratic, weight inf) by 1\n"
+          "  sum 4 is above 3 with\n    2 (x, a)(y, a)\n    3 (y, a)(x, a)\n    -1 (y, a)(y, a)\n",
+          WARN % 3 + "constraint 'h' repeats (x, a)(y, a); the coefficients add up\n"),
+    right("variable x in {a}variable y in{a,b;c:weight=3 type=alldiff y x y x.",
+          "penalty: 0/3 (hard/soft)\nviolated: c (line 1, alldiff, weight 3) by 1\n"
+          "  value number 0 is shared by (x, a) (y, a)\n",
+          WARN % 1 + "constraint 'c' repeats 'x', which counts once\n" + WARN % 1 +
+          "constraint 'c' compares value numbers, but 'y' and 'x' have different lists of "
+          "values\n"),
     # Caps: of a violation, of a printed total; a bound at its default is none.
-    (V + "h: weight = 2147483646 type = linear inf(x,a) inf(y,a) = -2147483648",
-     "\n[best solution]\nx: a\ny: a\n" + TAIL % FULL.replace(str(BIG), "0", 1)
-     + "h: %d" % BIG, [], 0, "penalty: 0/%d (hard/soft)\nviolated: h (line 3, "
-     "linear, weight 2147483646) by %d\n  sum %d is above -2147483648 with\n"
-     "    %d (x, a)\n    %d (y, a)\n" % ((BIG - 1) * BIG, BIG, 2 * BIG, BIG,
-                                         BIG) + RIGHT,
-     "m: warning: the largest soft penalties add up to %d: totals above "
-     "2147483647 are printed as that\nm:3: warning: no assignment satisfies "
-     "constraint 'h'\n" % ((BIG - 1) * BIG)),
-    (V + "h: weight = inf type = linear inf(x,a) inf(y,a) <= inf", "", [], 0,
-     "penalty: 0/0 (hard/soft)\n" + START % (0, 2),
-     "m:3: warning: no assignment violates constraint 'h'\n"),
+    right(V + "h: weight = 2147483646 type = linear inf(x,a) inf(y,a) = -2147483648",
+          "penalty: 0/%d (hard/soft)\nviolated: h (line 3, linear, weight 2147483646) by %d\n"
+          "  sum %d is above -2147483648 with\n    %d (x, a)\n    %d (y, a)\n" % (
+              (BIG - 1) * BIG, BIG, 2 * BIG, BIG, BIG),
+          "m: warning: the largest soft penalties add up to %d: totals above 2147483647 are "
+          "printed as that\n" % ((BIG - 1) * BIG) + WARN % 3 +
+          "no assignment satisfies constraint 'h'\n",
+          "\n[best solution]\nx: a\ny: a\n" + TAIL % ("0/%d" % BIG) + "h: %d" % BIG, RIGHT),
+    right(V + "h: weight = inf type = linear inf(x,a) inf(y,a) <= inf",
+          "penalty: 0/0 (hard/soft)\n", WARN % 3 + "no assignment violates constraint 'h'\n"),
     # Warnings: pigeons, names, start files, text, unused variables.
-    ("variable solution] in {0}variable penalty in {0, 7}variable u in {a}\n"
-     "u: weight = 1 type = alldiff solution] penalty ;\n"
-     "penalty: weight = inf type = linear 1(penalty,7) 1(penalty,0) = 1\n"
-     "u: weight = 1 type = linear 1(penalty,0) 1(solution],0) > = 3", "",
-     ["--quiet"], 0, "", ""),
-    ("variable solution] in {0}variable penalty in {0, 7}variable u in {a}\n"
-     "u: weight = 1 type = alldiff solution] penalty ;\n"
-     "penalty: weight = inf type = linear 1(penalty,7) 1(penalty,0) = 1\n"
-     "u: weight = 0 type = linear 1(penalty,0) 1(solution],0) > = 3",
-     REPORT, [], 1, None,
-     "m: warning: variable 'penalty' can be overwritten by the penalty line "
-     "of a report that is read as a start\nm: warning: variable 'solution]' "
-     "is also a word of a report's heading: read as a start, the report loses "
-     "the value of 'solution]'\nm: warning: 1 in no constraint: 'u'\n"
-     "m:2: warning: constraint 'u' compares value numbers, but 'solution]' and "
-     "'penalty' have different lists of values\nm:3: warning: no assignment "
-     "violates constraint 'penalty'\nm:3: warning: constraint 'penalty': its "
-     "line in a report, read as a start, can overwrite the variable of that "
-     "name\nm:4: warning: no assignment satisfies constraint 'u'\nm:4: "
-     "warning: 2 constraints are named 'u', the first on line 2\n"),
-    ("# \xc3\xa9\nvariable x in {\xc3\xa9, \xe3\x81\x82}", "", [], 2, "",
-     "m:2: warning: the text is UTF-8, but its bytes are read as Shift_JIS "
-     "double-byte characters\n" +
+    (NAMES, "", ["--quiet"], 0, "", ""),
+    (NAMES.replace("u: weight = 1 type = linear", "u: weight = 0 type = linear"), REPORT, [], 1,
+     None, "m: warning: variable 'penalty' can be overwritten by the penalty line of a report that "
+     "is read as a start\nm: warning: variable 'solution]' is also a word of a report's heading: "
+     "read as a start, the report loses the value of 'solution]'\n"
+     "m: warning: 1 in no constraint: 'u'\n" + WARN % 2 + "constraint 'u' compares value numbers, "
+     "but 'solution]' and 'penalty' have different lists of values\n" + WARN % 3 + "no assignment "
+     "violates constraint 'penalty'\n" + WARN % 3 + "constraint 'penalty': its line in a report, "
+     "read as a start, can overwrite the variable of that name\n" + WARN % 4 +
+     "no assignment satisfies constraint 'u'\n" + WARN % 4 +
+     "2 constraints are named 'u', the first on line 2\n"),
+    ("# \xc3\xa9\nvariable x in {\xc3\xa9, \xe3\x81\x82}", "", [], 2, "", WARN % 2 + "the text is "
+     "UTF-8, but its bytes are read as Shift_JIS double-byte characters\n" +
      error(2, "expected ':', found '\\xe3\\x81\\x82}'")),
     # What is no model: every kind of fault, with its line.
-    ("", "", [], 0, "penalty: 0/0 (hard/soft)\n" + START % (0, 0), ""),
-    ("variable 3 in {a}", "", [], 2, "",
-     error(1, "expected the name of a variable, found '3'")),
-    ("variable x in {00, 0}", "", [], 2, "",
-     error(1, "value '0' is defined twice")),
-    (V + "variable x in {a}", "", [], 2, "",
-     error(3, "variable 'x' is defined twice")),
-    ("target = 3 target = 2147483648", "", [], 2, "", error(
-        1, "expected a target that fits 32 bits, found '2147483648'")),
-    ("c: weight = 1 type = linear = 0", "", [], 2, "",
-     error(1, "a constraint, but no variable")),
-    (V + "\n\x81\n: weight = 1 type = sum", "", [], 2, "", error(
-        5, "expected 'linear', 'quadratic' or 'alldiff', found 'sum'")),
-    (V + "c: weight = 1 type = linear 1(x,a) == 1", "", [], 2, "",
-     error(3, "expected a bound that fits 32 bits, found '='")),
-    (V + "c: weight = 1 type = linear 1(x,\x01)", "", [], 2, "",
-     error(3, "unknown value '\\x01'")),
-    ("variable EOF in {a}c: weight = 1 type = alldiff EOF", "", [], 2, "",
-     error(1, "expected a variable or the symbol that closes the list, found "
-           "the end of the model")),
-    (V, "", ["--wrong"], 2, "", "wcsp-check: The following argument was not "
-     "expected: --wrong\n"),
+    right("", "penalty: 0/0 (hard/soft)\n"),
+    bad("variable 3 in {a}", 1, "expected the name of a variable, found '3'"),
+    bad("variable x in {00, 0}", 1, "value '0' is defined twice"),
+    bad(V + "variable x in {a}", 3, "variable 'x' is defined twice"),
+    bad("target = 3 target = 2147483648", 1,
+        "expected a target that fits 32 bits, found '2147483648'"),
+    bad("c: weight = 1 type = linear = 0", 1, "a constraint, but no variable"),
+    bad(V + "\n\x81\n: weight = 1 type = sum", 5,
+        "expected 'linear', 'quadratic' or 'alldiff', found 'sum'"),
+    bad(V + "c: weight = 1 type = linear 1(x,a) == 1", 3,
+        "expected a bound that fits 32 bits, found '='"),
+    bad(V + "c: weight = 1 type = linear 1(x,\x01)", 3, "unknown value '\\x01'"),
+    bad("variable EOF in {a}c: weight = 1 type = alldiff EOF", 1, "expected a variable or the "
+        "symbol that closes the list, found the end of the model"),
+    (V, "", ["--wrong"], 2, "",
+     "wcsp-check: The following argument was not expected: --wrong\n"),
 ]
 
 
@@ -189,10 +176,8 @@ def main():
             got = run(["m"] + options, report)
             out = got[1] if out is None else out
             check((model, report, options), got, (status, out, err))
-        check("directory", run(["."])[0], 2)
-        check("no file", run(["m", "none"])[0], 2)
-        check("no argument", run([])[0], 2)
-        check("help", run(["--help"])[0], 0)
+        for arguments, status in (["."], 2), (["m", "none"], 2), ([], 2), (["--help"], 0):
+            check(arguments, run(arguments)[0], status)
         check_json()
         check_size()
 
