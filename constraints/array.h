@@ -23,6 +23,22 @@ class Array : public std::vector<T> {
     sortRange(first, last, 2 * static_cast<unsigned>(depth));
   }
 
+  /// Keeps the first of each group of equal elements of a sorted array, after
+  /// `add(first, other)` for every other one.
+  template <class Add>
+  void mergeEqual(Add add) {
+    std::vector<T>& a = *this;
+    std::size_t size = 0;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+      if (size > 0 && cmp(a[i], a[size - 1])) {
+        add(a[size - 1], a[i]);
+      } else {
+        a[size++] = a[i];
+      }
+    }
+    a.resize(size);
+  }
+
  private:
   [[no_unique_address]] Cmp cmp;
 

@@ -87,8 +87,7 @@ void WcspAlldiff::preprocess() {
     return;
   }
   variables.quicksort(0, static_cast<unsigned>(variables.size() - 1));
-  variables.erase(std::unique(variables.begin(), variables.end()),
-                  variables.end());
+  variables.mergeEqual([](unsigned, unsigned) {});
   for (const unsigned variable : variables) {
     wcsp->involve(id, variable);
   }

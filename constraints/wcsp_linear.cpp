@@ -22,7 +22,9 @@ void WcspLinear::preprocess() {
     return;
   }
   terms.quicksort(0, static_cast<unsigned>(terms.size() - 1));
-  mergeRepeats();
+  terms.mergeEqual([](Term& first, Term const& other) {
+    first.coefficient += other.coefficient;
+  });
   terms.shrink_to_fit();
   for (Term const& term : terms) {
     wcsp->involve(id, term.variable, term.value);
@@ -31,19 +33,6 @@ void WcspLinear::preprocess() {
   if (!isSingle) {
     makeIndex();
   }
-}
-
-void WcspLinear::mergeRepeats() {
-  std::size_t last = 0;
-  for (std::size_t i = 1; i < terms.size(); ++i) {
-    if (terms[i].variable == terms[last].variable &&
-        terms[i].value == terms[last].value) {
-      terms[last].coefficient += terms[i].coefficient;
-    } else {
-      terms[++last] = terms[i];
-    }
-  }
-  terms.resize(last + 1);
 }
 
 // A value without a term counts with 0.

@@ -46,7 +46,6 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
   LabelIndex index;            ///< of the terms, unless isSingle
   std::vector<std::int64_t> coefficients;  ///< by label, unless isSingle
 
-  void mergeRepeats();
   void findMaxChange();
   void makeIndex();
   int calculateSingle(std::vector<unsigned> const& assignment) const;

@@ -193,7 +193,9 @@ void WcspQuadratic::preprocess() {
     orient(term);
   }
   terms.quicksort(0, static_cast<unsigned>(terms.size() - 1));
-  mergeRepeats();
+  terms.mergeEqual([](Term& first, Term const& other) {
+    first.coefficient += other.coefficient;
+  });
   terms.shrink_to_fit();
   std::vector<LabelKey> const keys = labelKeys(terms);
   index.clear();
@@ -213,19 +215,6 @@ void WcspQuadratic::preprocess() {
     layOut(keys, narrowRuns);
   }
   terms = {};
-}
-
-void WcspQuadratic::mergeRepeats() {
-  std::size_t last = 0;
-  for (std::size_t i = 1; i < terms.size(); ++i) {
-    if (firstKey(terms[i]) == firstKey(terms[last]) &&
-        secondKey(terms[i]) == secondKey(terms[last])) {
-      terms[last].coefficient += terms[i].coefficient;
-    } else {
-      terms[++last] = terms[i];
-    }
-  }
-  terms.resize(last + 1);
 }
 
 // The terms are taken in their order from both sides: so the partners of each

@@ -55,7 +55,6 @@ class WCSP_EXPORT WcspQuadratic : public WcspConstraint {
   bool isWide = false;                   ///< which of the two is in use
   std::vector<std::int64_t> selfCoefficients;  ///< by label; empty: all are 0
 
-  void mergeRepeats();
   template <class Sum>
   void layOut(std::vector<std::uint64_t> const& keys, std::vector<Sum>& runs);
   template <class Sum>

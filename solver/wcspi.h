@@ -6,11 +6,11 @@
 // the declared one; the `weight` of its record here is the adaptive one.
 //
 // Invariants of the store, for `current.value` and the adaptive weights, from
-// the first initialize() of a search on. bookkeepingHolds() checks them by
+// the first initialize() of a search on. bookkeepingHolds() checks 2 to 5 by
 // number.
 //  1. A record's `penalty` is the violation of its constraint.
-//  2. A record's `diffs` are the non-zero ones, strictly ascending by
-//     label, and ends in the sentinel.
+//  2. A record's `diffs` are the non-zero ones, strictly ascending by label,
+//     and the sentinel's, 0, behind them.
 //  3. `current` holds the sums: hard, soft and weighted penalty.
 //  4. A label's `score` is the sum of weight times diff over all records, its
 //     `improvingCount` the number of records with a negative diff.
@@ -61,7 +61,7 @@ class RealWcsp : public Wcsp {
   static constexpr double eps = 0.000001;  ///< tolerance of the reset test
   /// A score or penalty that is not set yet.
   static constexpr double dinf = std::numeric_limits<double>::max();
-  static constexpr unsigned uinf = 4294967295U;  ///< ends a list of ids
+  static constexpr unsigned uinf = IdLists::endMark;  ///< ends a list of ids
 
   /// The bits of the display level.
   static constexpr int displayMoves = 1;
@@ -226,6 +226,8 @@ class RealWcsp : public Wcsp {
   /// Folds the difference of `reports` and a record's diffs into scores, counts
   /// and `candidates`.
   void mergeReports(Constraint& record);
+
+  // wcspi_check.cpp: the check of the bookkeeping.
 
   /// Whether the invariants hold, by their definitions. Floating-point sums may
   /// be off by rounding, as they depend on the order of additions.

@@ -41,6 +41,13 @@ void handler(int) {
   flag_interrupt = 1;
 }
 
+RealWcsp::Search::Search(RealWcsp const& solver)
+    : tabulist(static_cast<int>(solver.numVariables), solver.log) {
+  run.best.value.resize(solver.numVariables);
+  run.best.weightedPenalty = dinf;
+  solver.startPhase(run);
+}
+
 std::int64_t RealWcsp::nextRandom() {
   // 44488 and 3399: quotient and remainder of 2147483647 by 48271. A negative
   // seed relies on divisions that truncate toward zero.

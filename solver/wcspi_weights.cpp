@@ -24,13 +24,6 @@ bool isRaisable(RealWcsp::Constraint const& record) {
 
 }  // namespace
 
-RealWcsp::Search::Search(RealWcsp const& solver)
-    : tabulist(static_cast<int>(solver.numVariables), solver.log) {
-  run.best.value.resize(solver.numVariables);
-  run.best.weightedPenalty = dinf;
-  solver.startPhase(run);
-}
-
 bool RealWcsp::adjustWeights(Search& search) {
   Run& run = search.run;
   if (run.best.weightedPenalty > current.weightedPenalty) {

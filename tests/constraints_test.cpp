@@ -18,7 +18,7 @@ using LabelKey = std::pair<unsigned, unsigned>;  // variable, value
 using Reports = std::vector<std::pair<LabelKey, int>>;
 
 struct Recorder : TestSolver {
-  Reports reports;
+  Reports recorded;
   std::vector<LabelKey> involved;
   unsigned expectedId = 0;
   int numCallsLeft = -1;  ///< a callback throws when it is 0
@@ -44,7 +44,7 @@ struct Recorder : TestSolver {
   void setDiffPenalty(unsigned id, unsigned v, unsigned a, int diff) override {
     call(id);
     EXPECT_LT(a, getNumValues(v));
-    reports.push_back({{v, a}, diff});
+    recorded.push_back({{v, a}, diff});
   }
 
   WcspConstraint& make(naive::Constraint const& c) {
@@ -67,14 +67,14 @@ struct Recorder : TestSolver {
 
   void check(WcspConstraint& made, naive::Constraint const& c,
              Assignment const& at) {
-    reports.clear();
+    recorded.clear();
     expectedId = made.id;
     const int now = naive::violation(c, at);
     EXPECT_EQ(made.calculate(at), now);
-    for (std::size_t i = 1; i < reports.size(); ++i) {
-      EXPECT_LT(reports[i - 1].first, reports[i].first);
+    for (std::size_t i = 1; i < recorded.size(); ++i) {
+      EXPECT_LT(recorded[i - 1].first, recorded[i].first);
     }
-    std::erase_if(reports, [](auto const& report) { return !report.second; });
+    std::erase_if(recorded, [](auto const& report) { return !report.second; });
     Reports expected;
     for (unsigned v = 0; v < at.size(); ++v) {
       Assignment moved = at;
@@ -84,7 +84,7 @@ struct Recorder : TestSolver {
         }
       }
     }
-    EXPECT_EQ(reports, expected) << testing::PrintToString(at);
+    EXPECT_EQ(recorded, expected) << testing::PrintToString(at);
   }
 };
 
