@@ -11,6 +11,7 @@ seen, so that a change of the generator cannot quietly lose one.
 import argparse
 import collections
 import os
+import pathlib
 import random
 import re
 import shlex
@@ -20,47 +21,24 @@ import tempfile
 
 INF = 2147483647
 TIMES = re.compile(rb"(\d+\.\d\d/)?\d+\.\d\d\(s\)")
-EVENTS = {  # label: pattern in an output or a log
-    name: re.compile(pattern, re.M)
-    for name, pattern in {
-        "no neighbor": rb": No neighbor$",
-        "kick": rb"^Kick \(0 variables\)$",
-        "kick of several": rb"^Kick \([1-9]\d* variables\)$",
-        "increase": rb"\[increase\]",
-        "diversify": rb"\[div\]",
-        "marked": rb" marked\]",
-        "selected": rb"\d selected\]",
-        "not selected": rb" not selected\]",
-        "reset": rb"\[Reset\]",
-        "reset all": rb"\[reset all\]",
-        "aspiration": rb"\[aspiration\]",
-        "run line": rb", best/ub= ",
-        "phase suffix": rb", avg\./max #iterations= ",
-        "phase limit": rb"best/ub= \S+\n\n# penalty",
-        "recalculate": rb"^sum squares = 0; recalculate$",
-        "overflow": rb"^Negative weight; Overflow$",
-        "new best": rb"^penalty = .* iteration = [1-9]",
-        "saturated": rb"^penalty: .*2147483647",
-        "usage": rb"^Usage: ",
-        "parse error": rb": parse error befor/at `",
-        "defined twice": rb": already defined$",
-        "unknown name": rb": unknown variable/value$",
-        "unknown type": rb": unknown constraint type$",
-        "no variable": rb": wcsp has no variable\.$",
-        "unreadable model": rb": cannot read the model$",
-        "unreadable file": rb"^# cannot read data from ",
-        "unwritable log": rb"^Cannot open log file\.$",
-        "violated": rb"^\[Violated constraints\]\n.",
-    }.items()
-}
+EVENTS = [re.compile(pattern, re.M) for pattern in (  # in an output or a log
+    rb": No neighbor$", rb"^Kick \(0 variables\)$", rb"^Kick \([1-9]\d* variables\)$",
+    rb"\[increase\]", rb"\[div\]", rb" marked\]", rb"\d selected\]", rb" not selected\]",
+    rb"\[Reset\]", rb"\[reset all\]", rb"\[aspiration\]", rb", best/ub= ",
+    rb", avg\./max #iterations= ", rb"best/ub= \S+\n\n# penalty",
+    rb"^sum squares = 0; recalculate$", rb"^Negative weight; Overflow$",
+    rb"^penalty = .* iteration = [1-9]", rb"^penalty: .*2147483647", rb"^Usage: ",
+    rb": parse error befor/at `", rb": already defined$", rb": unknown variable/value$",
+    rb": unknown constraint type$", rb": wcsp has no variable\.$", rb": cannot read the model$",
+    rb"^# cannot read data from ", rb"^Cannot open log file\.$",
+    rb"^\[Violated constraints\]\n.")]
 NAMES = [b"x%d", b"x[%d][2]", b"v_%d", b"\x83\x5c%d", b"\xe0,a%d", b"%dth", b"E@%d"]
 VALUES = [b"a", b"b", b"0", b"1", b"-1", b"+1", b"007", b"zz", b"\x95#v", b"<", b"inf"]
 
 
 def number(rng, small=9):
     """A coefficient or bound: mostly small, at times at the ends of int."""
-    kind = rng.random()
-    if kind < 0.93:
+    if rng.random() < 0.93:
         return b"%d" % rng.randint(-small // 3, small)
     return rng.choice([b"0", b"inf", b"-2147483647", b"-2147483648", b"2147483647",
                        b"+1", b"-0", b"1000000000", b"-2000000000"])
@@ -73,11 +51,9 @@ class Model:
         self.rng = rng
         naming = rng.choice(NAMES) if rng.random() < 0.3 else NAMES[0]
         self.names = [naming % i for i in range(variables)]
-        self.values = []
-        self.lines = []
+        self.values, self.lines = [], []
         if rng.random() < 0.3:
-            target = rng.choice([b"0", b"1", b"3", b"-1", b"inf", b"10"])
-            self.lines.append(b"target = " + target)
+            self.lines.append(b"target = " + rng.choice([b"0", b"1", b"3", b"-1", b"inf", b"10"]))
         for name in self.names:
             size = rng.randint(1 if rng.random() < 0.1 else min(2, domain), domain)
             values = [b"%d" % a for a in range(size)]
@@ -94,24 +70,21 @@ class Model:
 
     def add(self, c, kind=None, weight=None):
         rng = self.rng
-        if not self.names:
-            kind = b"alldiff"
+        kind = kind if self.names else b"alldiff"
         kind = kind or rng.choice([b"linear", b"linear", b"quadratic", b"alldiff"])
         weight = weight or rng.choice(
-            [b"inf", b"inf", b"1", b"2", b"5", b"7", b"100", b"0", b"-3",
-             b"1000000", b"2147483646"])
+            [b"inf", b"inf", b"1", b"2", b"5", b"7", b"100", b"0", b"-3", b"1000000",
+             b"2147483646"])
         head = b"c%d: weight = %s type = %s " % (c, weight, kind)
         if kind == b"alldiff":
-            most = min(len(self.names), 8)
-            names = rng.choices(self.names, k=rng.randint(0, most))
+            names = rng.choices(self.names, k=rng.randint(0, min(len(self.names), 8)))
             self.lines.append(head + b" ".join(names) + b" " + rng.choice([b";", b"."]))
             return
         terms = []
         for _ in range(rng.choice([0, 1, 2, 3, 4, 6, 8, 12])):
             term = number(rng) + self.label()
             if kind == b"quadratic":
-                same = rng.random() < 0.1
-                term += term[term.index(b"("):] if same else self.label()
+                term += term[term.index(b"("):] if rng.random() < 0.1 else self.label()
             terms.append(term)
             if rng.random() < 0.08:
                 terms.append(rng.choice(terms))
@@ -178,10 +151,6 @@ def spoil(rng, text):
         kind = rng.randrange(7)
         if kind == 0:
             text = text[:at] + text[at + rng.randint(1, 4):]
-        elif kind == 6:
-            lines = text.split(b"\n")
-            lines[rng.randrange(len(lines))] = rng.choice(lines)
-            text = b"\n".join(lines)
         elif kind == 1:
             text = text[:at] + bytes([rng.randrange(256)]) + text[at:]
         elif kind == 2:
@@ -191,10 +160,11 @@ def spoil(rng, text):
                 [b"#", b"\n\n", b"99999999999", b"-2147483649", b" EOF ", b"+", b"\x81\n",
                  b"variable EOF in {a}\n", b"target = 4\n", b",", b";", b"inf",
                  b"q: weight = 1 type = alldiff "]) + text[at:]
-        else:
-            one, two = rng.randrange(len(tokens)), rng.randrange(len(tokens))
-            tokens[one] = tokens[two]
-            text = b"".join(tokens)
+        else:  # one token or line takes the place of another
+            parts = text.split(b"\n") if kind == 6 else tokens
+            one, two = rng.randrange(len(parts)), rng.randrange(len(parts))
+            parts[one] = parts[two]
+            text = (b"\n" if kind == 6 else b"").join(parts)
     return text
 
 
@@ -281,14 +251,15 @@ class Case:
             " >/dev/full" if self.full else "")
 
 
+def write(folder, files):
+    for name, text in files.items():
+        pathlib.Path(folder, name).write_bytes(text)
+
+
 def start(program, case, folder):
-    for name, text in case.files.items():
-        with open(os.path.join(folder, name), "wb") as file:
-            file.write(text)
-    if os.path.exists(os.path.join(folder, "log")):
-        os.remove(os.path.join(folder, "log"))
-    descriptors = [None, subprocess.PIPE]
-    close = None
+    write(folder, case.files)
+    pathlib.Path(folder, "log").unlink(missing_ok=True)
+    descriptors, close = [None, subprocess.PIPE], None
     if case.stdin is None:
         close = lambda: os.close(0)
     else:
@@ -313,10 +284,8 @@ def finish(process, folder):
         process.kill()
         output, _ = process.communicate()
         status = "hung"
-    log = b""
-    if os.path.exists(os.path.join(folder, "log")):
-        with open(os.path.join(folder, "log"), "rb") as file:
-            log = file.read()
+    log = pathlib.Path(folder, "log")
+    log = log.read_bytes() if log.exists() else b""
     return (status, TIMES.sub(b"T(s)", output or b""), TIMES.sub(b"T(s)", log))
 
 
@@ -326,13 +295,13 @@ def run(program, case, folder):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--wcsp", required=True)
-    parser.add_argument("--plain", required=True)
-    parser.add_argument("--count", type=int, default=1000)
-    parser.add_argument("--seed", type=int, default=1)
+    for name in ("--wcsp", "--plain"):
+        parser.add_argument(name, required=True)
+    for name, usual in (("--count", 1000), ("--seed", 1)):
+        parser.add_argument(name, type=int, default=usual)
     choice = parser.parse_args()
     programs = [os.path.abspath(choice.wcsp), os.path.abspath(choice.plain)]
-    tally = collections.Counter()
+    tally, statuses = collections.Counter(), collections.Counter()
     with tempfile.TemporaryDirectory() as base:
         folders = [os.path.join(base, name) for name in ("wcsp", "plain")]
         for folder in folders:
@@ -342,24 +311,24 @@ def main():
             case = Case(rng, programs[1], folders[1])
             processes = [start(p, case, f) for p, f in zip(programs, folders)]
             results = [finish(p, f) for p, f in zip(processes, folders)]
-            tally[f"status {results[1][0]}"] += 1
-            for name, pattern in EVENTS.items():
-                tally[name] += sum(len(pattern.findall(text)) for text in results[1][1:])
+            statuses[results[1][0]] += 1
+            for event in EVENTS:
+                tally[event] += sum(len(event.findall(text)) for text in results[1][1:])
             if results[0] != results[1]:
                 left = tempfile.mkdtemp(prefix="compare-")
                 kept = dict(case.files, command=case.command().encode() + b"\n")
                 for name, result in zip(("wcsp", "plain"), results):
                     kept[name + ".out"] = b"status %s\n" % str(result[0]).encode() + result[1]
                     kept[name + ".log"] = result[2]
-                for name, text in kept.items():
-                    with open(os.path.join(left, name), "wb") as file:
-                        file.write(text)
+                write(left, kept)
                 print(f"case {k} of seed {choice.seed} differs: {left}")
                 print(case.command())
                 return 1
-    for name in sorted(set(tally) - set(EVENTS)) + list(EVENTS):
-        print(f"{tally[name]:8} {name}")
-    missing = [name for name in EVENTS if tally[name] == 0]
+    for status in sorted(statuses, key=str):
+        print(f"{statuses[status]:8} status {status}")
+    for event in EVENTS:
+        print(f"{tally[event]:8} {event.pattern.decode()}")
+    missing = [event.pattern.decode() for event in EVENTS if tally[event] == 0]
     if missing and choice.count >= 1000:
         print("never seen:", ", ".join(missing))
         return 2

@@ -1,8 +1,7 @@
-// The meaning of a model, evaluated naively: what each kind of constraint
-// asks, by its definition, over a whole assignment. Nothing is kept between
-// two evaluations and nothing is shared with the solver, so this header can
-// judge reports, totals and printed penalties. Terms count as often as they
-// are listed; sums are 64 bits wide.
+// The meaning of a model, evaluated naively: what each kind of constraint asks, by its definition,
+// over a whole assignment. Nothing is kept between two evaluations and nothing is shared with the
+// solver, so this header can judge reports, totals and printed penalties. Terms count as often as
+// they are listed; sums are 64 bits wide.
 
 #ifndef TESTS_PLAIN_NAIVE_H_
 #define TESTS_PLAIN_NAIVE_H_
@@ -10,6 +9,7 @@
 #include <algorithm>
 #include <compare>
 #include <cstdint>
+#include <set>
 #include <vector>
 
 namespace naive {
@@ -47,44 +47,27 @@ struct Totals {  // ordered as solutions are: the lesser is the better
   auto operator<=>(const Totals&) const = default;
 };
 
-inline std::vector<unsigned> distinct(std::vector<unsigned> list) {
-  std::sort(list.begin(), list.end());
-  list.erase(std::unique(list.begin(), list.end()), list.end());
-  return list;
-}
-
-inline bool isOn(Label label, const Assignment& assignment) {
-  return assignment[label.variable] == label.value;
-}
+inline bool isOn(Label label, const Assignment& at) { return at[label.variable] == label.value; }
 
 // 0 when the constraint holds, at most inf.
-inline int violation(const Constraint& c, const Assignment& assignment) {
-  std::vector<unsigned> values = distinct(c.variables);
-  const std::size_t numVariables = values.size();
-  for (unsigned& v : values) v = assignment[v];
-  const std::size_t repeats = numVariables - distinct(values).size();
-  if (c.kind == Kind::alldiff) return static_cast<int>(repeats);
-  std::int64_t sum = 0;
+inline int violation(const Constraint& c, const Assignment& at) {
+  const std::set<unsigned> variables(c.variables.begin(), c.variables.end());
+  std::set<unsigned> values;
+  for (unsigned v : variables) values.insert(at[v]);
+  std::int64_t sum = 0, amount = 0;
   for (const Term& t : c.terms)
-    if (isOn(t.first, assignment) && isOn(t.second, assignment))
-      sum += t.coefficient;
-  const std::int64_t above = c.upper == inf ? 0 : sum - c.upper;
-  const std::int64_t below = c.lower == -inf ? 0 : c.lower - sum;
-  const std::int64_t none = 0, most = inf;
-  return static_cast<int>(
-      std::min(std::max(above, none) + std::max(below, none), most));
+    if (isOn(t.first, at) && isOn(t.second, at)) sum += t.coefficient;
+  if (c.kind == Kind::alldiff) return static_cast<int>(variables.size() - values.size());
+  if (c.lower != -inf && sum < c.lower) amount += c.lower - sum;
+  if (c.upper != inf && sum > c.upper) amount += sum - c.upper;
+  return static_cast<int>(std::min<std::int64_t>(amount, inf));
 }
 
-// Adds `change` of the constraint's violation to the total it belongs to.
-inline void add(const Constraint& c, std::int64_t change, Totals& totals) {
-  (c.weight == inf ? totals.hard : totals.soft) +=
-      Int128{change} * (c.weight == inf ? 1 : c.weight);
-}
-
-inline Totals totalsOf(const Model& model, const Assignment& assignment) {
+inline Totals totalsOf(const Model& model, const Assignment& at) {
   Totals totals;
   for (const Constraint& c : model.constraints)
-    add(c, violation(c, assignment), totals);
+    (c.weight == inf ? totals.hard : totals.soft) +=
+        Int128{violation(c, at)} * (c.weight == inf ? 1 : c.weight);
   return totals;
 }
 

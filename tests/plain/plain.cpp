@@ -1,72 +1,50 @@
-// A second, plain program with the command line, reading, search, log and
-// report of the solver, written apart from its code. Every penalty and diff
-// comes from naive.h; kept exactly is only what decides the path: the order of
-// candidates, of draws and of the additions to each double. After a move all
-// constraints on the moved variable are evaluated, since an unaffected one
-// changes nothing. Signals and running out of memory are not handled.
+// A second, plain program with the solver's command line, reading, search, log and report, written
+// apart from its code. Penalties and diffs come from naive.h; every move evaluates everything anew,
+// which leaves what is unaffected as it was. Kept exactly is what decides the path: the order of
+// candidates, draws and additions to each double. Signals and lack of memory are not handled.
 
 #include <cerrno>
+#include <cfloat>
 #include <charconv>
 #include <cstdio>
-#include <cstring>
 #include <ctime>
 #include <iostream>
-#include <limits>
 #include <map>
-#include <numeric>
-#include <stdexcept>
 #include <utility>
 
 #include "naive.h"
 
 namespace {
-
 using naive::inf, naive::Label, naive::Kind, naive::Assignment, naive::Totals;
-using std::string, std::vector, std::int64_t, std::fprintf;
-
-constexpr double dinf = std::numeric_limits<double>::max();
+using std::string, std::vector, std::int64_t, std::fprintf, std::min, std::to_string;
 FILE* const nowhere = std::fopen("/dev/null", "w");
 
 // Times are never compared, so any clock of the processor will do.
-double cpuTime() {
-  return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
+double cpuTime() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
+
+[[noreturn]] void quit(int status, const string& message) {
+  std::cout << message << std::flush;
+  std::exit(status == 0 && std::ferror(stdout) ? -1 : status);
 }
 
-int hard(const Totals& t) {
-  return int(std::min(t.hard, naive::Int128{inf}));
-}
-int soft(const Totals& t) {
-  return int(std::min(t.soft, naive::Int128{inf}));
+unsigned find(const vector<string>& names, const string& name) {  // names.size() when unknown
+  return static_cast<unsigned>(std::find(names.begin(), names.end(), name) - names.begin());
 }
 
-struct Options : std::map<string, string> {  // holds what was given
-  bool parse(int argc, char** argv) {
-    const string names =
-        "-display -iteration -initsolfile -inputfile -interval -logfile "
-        "-noimprovement -seed -target -time ";
-    for (int i = 1; i < argc; ++i) {
-      const string name = argv[i];
-      const bool isSwitch = name == "-noadjust";
-      const bool isOther = name.find(' ') == string::npos && name[0] == '-' &&
-                           names.find(name + " ") != string::npos;
-      if (!isSwitch && (!isOther || ++i == argc)) return false;
-      (*this)[name] = argv[i];
-    }
-    return true;
-  }
-  string text(const string& name) const {
-    return contains(name) ? at(name) : "";
-  }
-  int integer(const string& name, int usual) const {
-    if (!contains(name)) return usual;
-    return static_cast<int>(std::strtol(at(name).c_str(), nullptr, 10));
-  }
-  unsigned count(const string& name, int usual) const {
-    return static_cast<unsigned>(std::max(integer(name, usual), 0));
-  }
-};
+// The last entry takes the place of x.
+void swapOut(vector<unsigned>& list, unsigned x) {
+  const auto place = std::find(list.begin(), list.end(), x);
+  if (place == list.end()) return;
+  *place = list.back();
+  list.pop_back();
+}
 
-const char* const usage = R"( [-options...]
+string toText(const Totals& t) {
+  const naive::Int128 most = inf;
+  return to_string(int(min(t.hard, most))) + "/" + to_string(int(min(t.soft, most)));
+}
+
+const string usage = R"( [-options...]
   -noadjust         deactivate weight adjustment mechanism
   -display #        set log display level
   -iteration #      set iteration limit
@@ -82,130 +60,116 @@ const char* const usage = R"( [-options...]
 
 )";
 
-struct Lexer {
-  string bytes, text;  // the input and the current token
-  std::size_t place = 0;
-  int line = 1, tokenLine = 0;
-  char kind = 'e';        // end, number, identifier or symbol
-  bool isBroken = false;  // the input failed after these bytes
+struct Options : std::map<string, string> {  // holds what was given
+  bool parse(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+      const string name = argv[i];  // as the usage lists it: one word, then a space
+      if (name.find(' ') < name.size() || usage.find("\n  " + name + " ") > usage.size())
+        return false;
+      if (name != "-noadjust" && ++i == argc) return false;
+      (*this)[name] = argv[i];
+    }
+    return true;
+  }
+  string get(const string& key, const char* usual) const { return contains(key) ? at(key) : usual; }
+  int integer(const string& name, const char* usual) const {
+    return static_cast<int>(std::strtol(get(name, usual).c_str(), nullptr, 10));
+  }
+};
 
-  // False when there is no such file; a folder counts as none.
-  bool load(const string& name) {
+struct Lexer {
+  string bytes = {}, text = {};  // the input and the current token
+  std::size_t place = 0;
+  int line = 0;                    // where the current token ends
+  char kind = 'e';                 // end, number, identifier or symbol
+  bool isBroken = false;           // the input failed after these bytes
+  bool load(const string& name) {  // false when there is no such file; a folder counts as none
     FILE* const file = name.empty() ? stdin : std::fopen(name.c_str(), "r");
     if (file == nullptr) return false;
     for (int c; (c = std::getc(file)) != EOF;) bytes += static_cast<char>(c);
     isBroken = std::ferror(file);
     return name.empty() || !(isBroken && errno == EISDIR);
   }
-  int peek() const {
-    return place < bytes.size() ? static_cast<unsigned char>(bytes[place]) : -1;
+  int peek() const { return place < bytes.size() ? static_cast<unsigned char>(bytes[place]) : -1; }
+  static bool isLead(int c) { return (c >= 0x81 && c <= 0x9f) || (c >= 0xe0 && c <= 0xfc); }
+  static bool isMark(int c) { return c == '_' || c == '[' || c == ']' || c == '@'; }
+  static bool isWord(int c) { return std::isalnum(c) || isMark(c) || isLead(c); }
+  void take() { text += bytes[place++]; }
+  void require(bool condition, const string& message) const {
+    if (!condition) quit(5, "\n" + to_string(line) + ": " + message + "\n");
   }
-  static bool isLead(int c) {
-    return (c >= 0x81 && c <= 0x9f) || (c >= 0xe0 && c <= 0xfc);
-  }
-  static bool isWord(int c) {
-    return std::isalnum(c) || (c > 0 && std::strchr("_[]@", c)) || isLead(c);
-  }
-  void take() {
-    line += peek() == '\n';
-    if (peek() >= 0) text += bytes[place++];
-  }
-  void next() {
-    for (; std::isspace(peek()) || peek() == '#'; ++place) {
-      if (peek() == '#')
-        place = std::min(bytes.find('\n', place), bytes.size());
-      line += peek() == '\n' || peek() < 0;
-    }
-    if (peek() < 0 && isBroken)
-      throw std::runtime_error("cannot read the model");
-    const bool isSign = peek() == '+' || peek() == '-';
+  void check(bool isRight) const { require(isRight, "parse error befor/at `" + text + "'"); }
+  const string& next(char expected = 0) {  // 0: any kind
+    for (; std::isspace(peek()) || peek() == '#'; ++place)
+      if (peek() == '#') place = min(bytes.find('\n', place), bytes.size());
+    require(peek() >= 0 || !isBroken, "cannot read the model");
     text = peek() < 0 ? "EOF" : "";
     kind = peek() < 0 ? 'e' : isWord(peek()) ? 'i' : 's';
     if (kind == 's') take();
-    if (std::isdigit(peek()) && (kind == 'i' || isSign)) {
+    if (std::isdigit(peek()) && (kind == 'i' || text == "+" || text == "-")) {
       const std::size_t sign = text.size();
       while (std::isdigit(peek())) take();
-      const std::size_t digit = text.find_first_not_of('0', sign);
-      text.erase(sign, std::min(digit, text.size() - 1) - sign);
-      kind = isSign || !isWord(peek()) ? 'n' : 'i';
+      text.erase(sign, min(text.find_first_not_of('0', sign), text.size() - 1) - sign);
+      kind = kind == 's' || !isWord(peek()) ? 'n' : 'i';
     }
     for (; kind == 'i' && isWord(peek()); take())
-      if (isLead(peek())) take();
-    kind = text == "inf" ? 'n' : kind;
-    tokenLine = line;
-  }
-  void check(bool isRight) const {
-    if (!isRight)
-      throw std::runtime_error("parse error befor/at `" + text + "'");
-  }
-  string next(char expected) {
-    next();
-    check(kind == expected);
+      if (isLead(peek()) && place + 1 < bytes.size()) take();
+    if (text == "inf") kind = 'n';
+    const bool isEndInComment = place > bytes.size();  // counts as one more line
+    line = 1 + isEndInComment + int(std::count(bytes.data(), bytes.data() + place, '\n'));
+    check(expected == 0 || kind == expected);
     return text;
   }
   void expect(std::initializer_list<string> texts) {
-    for (const string& expected : texts) next(), check(text == expected);
+    for (const string& expected : texts) check(next() == expected);
   }
   int value() const {
     int x = inf;
-    const char *first = text.data() + (text[0] == '+'),
-               *last = text.data() + text.size();
+    const char *first = text.data() + (text[0] == '+'), *last = text.data() + text.size();
     check(text == "inf" || std::from_chars(first, last, x).ec == std::errc());
     return x;
   }
   int nextValue() { return next('n'), value(); }
 };
 
-struct Names : vector<string> {
-  unsigned find(const string& name) const {  // size() when unknown
-    return static_cast<unsigned>(std::find(begin(), end(), name) - begin());
-  }
-  unsigned get(const string& name) const {
-    if (find(name) < size()) return find(name);
-    throw std::runtime_error(name + ": unknown variable/value\n");
-  }
-  void add(const string& name) {
-    push_back(name);
-    if (find(name) + 1 < size())
-      throw std::runtime_error(name + ": already defined\n");
-  }
-};
-
 struct Problem : Lexer {
   naive::Model model = {};
-  Names variables = {}, constraints = {};
-  vector<Names> values = {};
-
+  vector<string> variables = {}, constraints = {};
+  vector<vector<string>> values = {};
+  unsigned get(const vector<string>& names) const {  // the number of the current token
+    require(find(names, text) < names.size(), text + ": unknown variable/value\n");
+    return find(names, text);
+  }
+  void add(vector<string>& names) const {
+    require(find(names, text) == names.size(), text + ": already defined\n");
+    names.push_back(text);
+  }
   void readVariable() {
-    variables.add(next('i'));
-    values.emplace_back();
+    next('i'), add(variables), values.emplace_back();
     expect({"in", "{"});
-    do next(), values.back().add(text);
+    do next(), add(values.back());
     while (next('s') == ",");
     model.sizes.push_back(static_cast<unsigned>(values.back().size()));
   }
   Label readLabel() {
-    expect({"("});
-    const unsigned v = variables.get(next('i'));
-    expect({","});
-    next();
-    const unsigned a = values[v].get(text);
-    expect({")"});
-    return {v, a};
+    expect({"("}), next('i');
+    const unsigned v = get(variables);
+    expect({","}), next();
+    const unsigned a = get(values[v]);
+    return expect({")"}), Label{v, a};
   }
   void readTerms(naive::Constraint& c) {
     for (next(); kind == 'n'; next()) {
       const int coefficient = value();
       const Label first = readLabel();
-      c.terms.push_back(
-          {coefficient, first, c.kind == Kind::linear ? first : readLabel()});
+      c.terms.push_back({coefficient, first, c.kind == Kind::linear ? first : readLabel()});
     }
     const string relation = text;
     if (relation == "<" || relation == ">") next();
     check(text == "=");
-    c.lower = c.upper = nextValue();
-    if (relation == "<") c.lower = -inf;
-    if (relation == ">") c.upper = inf;
+    const int bound = nextValue();
+    if (relation != "<") c.lower = bound;
+    if (relation != ">") c.upper = bound;
   }
   void readConstraint() {
     constraints.push_back(text);
@@ -213,41 +177,31 @@ struct Problem : Lexer {
     naive::Constraint c{Kind::alldiff, std::max(nextValue(), 0)};
     expect({"type", "="});
     const string type = next('i');
-    if (type != "linear" && type != "quadratic" && type != "alldiff")
-      throw std::runtime_error(type + ": unknown constraint type\n");
-    if (variables.empty())
-      throw std::runtime_error(
-          "Error in RealWcsp::addConstraint(...): wcsp has no variable.\n");
-    if (type == "alldiff") {
-      for (next(); kind != 's'; check(kind != 'e'), next())
-        c.variables.push_back(variables.get(text));
-    } else {
-      c.kind = type == "linear" ? Kind::linear : Kind::quadratic;
+    if (type == "linear") c.kind = Kind::linear;
+    if (type == "quadratic") c.kind = Kind::quadratic;
+    require(c.kind != Kind::alldiff || type == "alldiff", type + ": unknown constraint type\n");
+    require(!variables.empty(), "Error in RealWcsp::addConstraint(...): wcsp has no variable.\n");
+    if (c.kind != Kind::alldiff)
       readTerms(c);
-    }
+    else
+      while (next(), check(kind != 'e'), kind != 's') c.variables.push_back(get(variables));
     model.constraints.push_back(c);
   }
+  void readTarget(int& target) {
+    expect({"="}), nextValue();
+    if (target == -1) target = value();
+  }
   void read(int& target) {
-    for (next(); text == "target" || text == "variable"; next()) {
-      if (text == "variable") {
-        readVariable();
-      } else {
-        expect({"="});
-        const int x = nextValue();
-        if (target == -1) target = x;
-      }
-    }
+    while (next() == "target" || text == "variable")
+      text == "variable" ? readVariable() : readTarget(target);
     for (; kind != 'e'; next()) readConstraint();
   }
   Assignment readStart(Lexer& in) const {
     Assignment assignment(variables.size(), 0);
-    for (in.next(); in.kind != 'e'; in.next()) {
-      const unsigned v = variables.find(in.text);
-      if (in.kind != 'i' || v == variables.size()) continue;
-      in.next();
-      if (in.text != ":") continue;
-      in.next();
-      const unsigned a = values[v].find(in.text);
+    while (in.next(), in.kind != 'e') {
+      const unsigned v = find(variables, in.text);
+      if (in.kind != 'i' || v == variables.size() || in.next() != ":") continue;
+      const unsigned a = find(values[v], in.next());
       if (a < values[v].size()) assignment[v] = a;
     }
     return assignment;
@@ -256,85 +210,55 @@ struct Problem : Lexer {
 
 struct Tabulist {
   struct Attribute {
-    int64_t stamp = std::numeric_limits<int>::min();
+    int64_t stamp = -inf - 1, numTouched = 0;
     double value = 0.0, delta = 0.0;
-    std::size_t numTouched = 0;
   };
-
   vector<Attribute> attributes = {};
   vector<unsigned> marked = {};
-  int64_t clock = 0, resetClock = 0, tenure = 1;
-  std::size_t numTouched = 0;
+  int64_t clock = 0, resetClock = 0, tenure = 1, numTouched = 0;
   bool diversify = false;
-
-  void reset(int64_t newTenure, int64_t jump) {
+  void reset(int64_t newTenure) {
     tenure = newTenure;
-    numTouched = 0;
-    resetClock = clock += jump;
+    resetClock = clock += 2 * tenure;
     marked.clear();
-    diversify = false;
+    numTouched = 0, diversify = false;
   }
-  bool isTabu(unsigned v) const {
-    return clock <= attributes[v].stamp + tenure;
-  }
+  bool isTabu(unsigned v) const { return clock <= attributes[v].stamp + tenure; }
   bool forbids(unsigned v, double after, double delta) const {
     const Attribute& a = attributes[v];
-    return isTabu(v) && (a.value <= after + 0.0001 || a.delta > 0.0 ||
-                         delta > 0.0 || delta + a.delta >= 0.0);
-  }
-  void unmark(vector<unsigned>::iterator mark) {
-    *mark = marked.back();
-    marked.pop_back();
+    return isTabu(v) &&
+           (a.value <= after + 0.0001 || a.delta > 0.0 || delta > 0.0 || delta + a.delta >= 0.0);
   }
   bool review(unsigned v, double delta, FILE* notes) {  // true if it resets
     bool isSelected = false, isOtherSeen = false;
-    for (auto mark = marked.begin(); mark != marked.end();) {
-      const unsigned b = *mark;
-      if (isTabu(b)) {
-        ++mark;
-        continue;
-      }
-      unmark(mark);
+    for (std::size_t m = 0; m < marked.size();) {
+      const unsigned b = marked[m];
+      m += isTabu(b);
+      if (isTabu(b)) continue;
+      swapOut(marked, b);
       (b == v ? isSelected : isOtherSeen) = true;
       fprintf(notes, "[attribute %u %sselected]", b, b == v ? "" : "not ");
     }
     tenure += isSelected;
-    if (isOtherSeen && !isSelected) {
-      reset(tenure, 2 * tenure);
-      fprintf(notes, "[Reset]");
-      return true;
-    }
-    if (attributes[v].stamp <= resetClock && delta > 0.0) {
-      marked.push_back(v);
-      fprintf(notes, "[attribute %u marked]", v);
-    }
-    return false;
+    const bool isReset = isOtherSeen && !isSelected;
+    const bool isMarked = !isReset && attributes[v].stamp <= resetClock && delta > 0.0;
+    if (isReset) reset(tenure), fprintf(notes, "[Reset]");
+    if (isMarked) marked.push_back(v), fprintf(notes, "[attribute %u marked]", v);
+    return isReset;
   }
-  void update(unsigned v, double after, double delta, int noise, FILE* notes) {
+  void update(unsigned v, double after, double delta, int64_t noise, FILE* notes) {
     Attribute& a = attributes[v];
     numTouched += a.stamp <= resetClock;
-    fprintf(notes, ", t= %jd, <%u>(%zu/%zu) %s", intmax_t{tenure}, v,
-            numTouched, attributes.size(), diversify ? "[div]" : "");
-    int step = 0;
-    if (numTouched >= attributes.size()) {
-      reset(1, 2);
-      fprintf(notes, "[reset all]");
-    }
-    if (isTabu(v)) {
-      fprintf(notes, "[aspiration]");
-      step = -1;
-      const auto mark = std::find(marked.begin(), marked.end(), v);
-      if (mark != marked.end()) unmark(mark);
-    }
+    fprintf(notes, ", t= %jd, <%u>(%jd/%zu) %s", intmax_t{tenure}, v, intmax_t{numTouched},
+            attributes.size(), diversify ? "[div]" : "");
+    if (numTouched >= std::ssize(attributes)) reset(1), fprintf(notes, "[reset all]");
+    const bool isAspired = isTabu(v);
+    if (isAspired) swapOut(marked, v), fprintf(notes, "[aspiration]");
     const bool isReset = diversify && review(v, delta, notes);
-    if (!isReset && a.stamp > resetClock && a.numTouched == numTouched) {
-      ++step;
-      fprintf(notes, "[increase]");
-      diversify = true;
-    }
-    tenure = std::max<int64_t>(tenure + step, 1);
-    a = {clock + noise, after, delta, numTouched};
-    ++clock;
+    const bool isIncreased = !isReset && a.stamp > resetClock && a.numTouched == numTouched;
+    if (isIncreased) diversify = true, fprintf(notes, "[increase]");
+    tenure = std::max<int64_t>(tenure + isIncreased - isAspired, 1);
+    a = {clock++ + noise, numTouched, after, delta};
   }
 };
 
@@ -345,130 +269,96 @@ struct Solution {
   unsigned iteration = 0;
 };
 
-// Labels are numbered by variable and value; c, v and l stand for the numbers
-// of a constraint, a variable and a label.
+// Labels are numbered by variable and value; c, v and l number a constraint, variable and label.
 struct Search {
   const naive::Model& model;
   const Options& options;
   FILE* log;
-  int64_t seed;
-  int target;
+  int64_t seed, target;
   unsigned numVariables = static_cast<unsigned>(model.sizes.size());
-  double maxTime = options.contains("-time")
-                       ? std::strtod(options.at("-time").c_str(), nullptr)
-                       : 600.0;
-  int display = options.integer("-display", 0);
+  int display = options.integer("-display", "0");
   Solution best = {}, now = {}, runBest = {};
-  vector<int> penalty = {}, bestPenalty = {}, improvingCount = {};
+  vector<int> penalty = {}, improvingCount = {};
   vector<double> weight = {}, score = {};
   vector<Label> labels = {};
-  vector<vector<unsigned>> seen = {};  // the labels of a constraint's variables
-  vector<vector<int>> diff = {};       // by constraint and label
+  vector<vector<int>> diff = {};  // by constraint and label
   vector<unsigned> candidates = {}, ties = {};
   Tabulist tabu = {};
-  unsigned runStart = 0, numRuns = 0, sumRun = 0, maxRun = 0, numPhases = 0;
-  unsigned numKicks = 0, lastNoNeighbor = 0;
-  double runLength = 30.0;
+  unsigned runStart = 0, numRuns = 0, sumRun = 0, maxRun = 0, numPhases = 0, numKicks = 0;
+  unsigned lastNoNeighbor = 0;
+  double runLength = 30.0, leastScore = DBL_MAX;
   Totals phaseStart = {};
-
   FILE* onlyIf(bool condition) const { return condition ? log : nowhere; }
   unsigned randomInt(std::size_t k) {
     seed = 48271 * (seed % 44488) - 3399 * (seed / 44488);
     if (seed <= 0) seed += inf;
     return static_cast<unsigned>(seed / (2147483646 / static_cast<int>(k) + 1));
   }
-  void evaluate(unsigned c) {
-    const int p = naive::violation(model.constraints[c], now.value);
-    const int64_t delta = int64_t{p} - penalty[c];
-    naive::add(model.constraints[c], delta, now.totals);
-    now.weighted += static_cast<double>(delta) * weight[c];
-    penalty[c] = p;
-    for (unsigned l : seen[c]) {
-      Assignment moved = now.value;
-      moved[labels[l].variable] = labels[l].value;
-      const int old = diff[c][l];
-      const int d = naive::violation(model.constraints[c], moved) - p;
-      if (old < 0 && d >= 0 && --improvingCount[l] == 0) {
-        *std::find(candidates.begin(), candidates.end(), l) = candidates.back();
-        candidates.pop_back();
+  void evaluate() {
+    now.totals = naive::totalsOf(model, now.value);
+    for (unsigned c = 0; c < weight.size(); ++c) {
+      const int p = naive::violation(model.constraints[c], now.value);
+      now.weighted += double(int64_t{p} - std::exchange(penalty[c], p)) * weight[c];
+      for (unsigned l = 0; l < labels.size(); ++l) {
+        Assignment moved = now.value;
+        moved[labels[l].variable] = labels[l].value;
+        const int d = naive::violation(model.constraints[c], moved) - p;
+        const int old = std::exchange(diff[c][l], d);
+        if (old < 0 && d >= 0 && --improvingCount[l] == 0) swapOut(candidates, l);
+        if (old >= 0 && d < 0 && ++improvingCount[l] == 1) candidates.push_back(l);
+        score[l] += double(int64_t{d} - old) * weight[c];
       }
-      if (old >= 0 && d < 0 && ++improvingCount[l] == 1)
-        candidates.push_back(l);
-      score[l] += static_cast<double>(int64_t{d} - old) * weight[c];
-      diff[c][l] = d;
     }
   }
   void initialize() {
-    now.totals = {};
-    now.weighted = 0.0;
-    candidates.clear();
+    now.weighted = 0.0, candidates.clear();
     score.assign(labels.size(), 0.0);
     improvingCount.assign(labels.size(), 0);
     penalty.assign(weight.size(), 0);
     diff.assign(weight.size(), vector<int>(labels.size(), 0));
-    for (unsigned c = 0; c < weight.size(); ++c) evaluate(c);
-  }
-  void change(const Assignment& value) {
-    const Assignment old = std::exchange(now.value, value);
-    for (unsigned c = 0; c < weight.size(); ++c)
-      if (std::any_of(seen[c].begin(), seen[c].end(), [&](unsigned l) {
-            return old[labels[l].variable] != value[labels[l].variable];
-          }))
-        evaluate(c);
+    evaluate();
   }
   Label moveToTie() {
     const Label label = labels[ties[randomInt(ties.size())]];
-    Assignment value = now.value;
-    value[label.variable] = label.value;
-    change(value);
-    return label;
+    now.value[label.variable] = label.value;
+    return evaluate(), label;
   }
   void recordBest() {
-    best = now;
-    best.time = cpuTime();
-    bestPenalty = penalty;
-    fprintf(log,
-            "penalty = %d/%d (hard/soft), time = %.2f(s), iteration = %u\n",
-            hard(best.totals), soft(best.totals), best.time, best.iteration);
+    best = now, best.time = cpuTime();
+    fprintf(log, "penalty = %s (hard/soft), time = %.2f(s), iteration = %u\n",
+            toText(best.totals).c_str(), best.time, best.iteration);
   }
-  double leastScore = dinf;
+  void clearTies() { leastScore = DBL_MAX, ties.clear(); }
   void consider(unsigned l) {
     if (score[l] < leastScore) ties.clear();
-    leastScore = std::min(leastScore, score[l]);
+    leastScore = min(leastScore, score[l]);
     if (score[l] == leastScore) ties.push_back(l);
-  }
-  void clearTies() {
-    leastScore = dinf;
-    ties.clear();
   }
   void improveGreedily() {
     fprintf(log, "# improving the initial solution greedily\n");
-    vector<unsigned> order(numVariables);
-    std::iota(order.begin(), order.end(), 0);
+    vector<unsigned> order;
+    for (unsigned v = 0; v < numVariables; ++v) order.push_back(v);
     for (unsigned k = 0; k < numVariables; ++k) {
-      unsigned& place = order[k + randomInt(numVariables - k)];
-      const unsigned v = std::exchange(place, order[k]);
+      std::swap(order[k], order[k + randomInt(numVariables - k)]);
       clearTies();
       for (unsigned l = 0; l < labels.size(); ++l)
-        if (labels[l].variable == v) consider(l);
+        if (labels[l].variable == order[k]) consider(l);
       if (leastScore < 0.0) moveToTie();
     }
     recordBest();
   }
   bool isStopped(unsigned i) const {
     return (best.totals.hard == 0 && best.totals.soft <= target) ||
-           i > options.count("-iteration", inf) ||
-           i - best.iteration > options.count("-noimprovement", inf) ||
-           !(cpuTime() < maxTime);
+           int64_t{i} > options.integer("-iteration", "2147483647") ||
+           int64_t{i} - best.iteration > options.integer("-noimprovement", "2147483647") ||
+           !(cpuTime() < std::strtod(options.get("-time", "600").c_str(), nullptr));
   }
   bool kick(unsigned i) {  // false when it only resets the tabu list
     fprintf(onlyIf(display > 0), "%u: No neighbor\n", i);
-    if (i >= numVariables / 10 + lastNoNeighbor) {
-      tabu.reset(1, 2);
-      lastNoNeighbor = i;
-      return false;
-    }
-    const unsigned k = std::min(numKicks++, numVariables / 2);
+    const bool isReset = i >= numVariables / 10 + lastNoNeighbor;
+    if (isReset) tabu.reset(1), lastNoNeighbor = i;
+    if (isReset) return false;
+    const unsigned k = min(numKicks++, numVariables / 2);
     fprintf(onlyIf(display > 0), "Kick (%u variables)\n", k);
     while (ties.size() < k + 1) {
       const unsigned v = randomInt(numVariables);
@@ -479,65 +369,57 @@ struct Search {
   }
   bool iterate(unsigned i) {  // true when the search ends with it
     clearTies();
-    for (unsigned l : candidates)
-      if (!naive::isOn(labels[l], now.value) &&
-          !tabu.forbids(labels[l].variable, now.weighted + score[l], score[l]))
-        consider(l);
+    for (unsigned l : candidates) {
+      const bool isFree = !naive::isOn(labels[l], now.value);
+      const unsigned v = labels[l].variable;
+      if (isFree && !tabu.forbids(v, now.weighted + score[l], score[l])) consider(l);
+    }
     if (ties.empty() && !kick(i)) return false;
     now.iteration = i;
     const Assignment old = now.value;
     const auto [v, a] = moveToTie();
     if (now.totals < best.totals) recordBest();
-    const unsigned interval = options.count("-interval", 0);
-    const bool isShown = interval != 0 && i % interval == 0;
-    FILE* const details = onlyIf(isShown && (display & 1));
-    fprintf(onlyIf(isShown), "%u, %.2f(s), ", i, cpuTime());
+    const int interval = options.integer("-interval", "0");
+    const bool isShown = interval > 0 && int64_t{i} % interval == 0;
+    FILE *const line = onlyIf(isShown), *const details = onlyIf(isShown && (display & 1));
+    fprintf(line, "%u, %.2f(s), ", i, cpuTime());
     fprintf(details, "%u: %u->%u, %.5g ", v, old[v], a, now.weighted);
-    fprintf(onlyIf(isShown), "%d/%d, %d/%d", hard(now.totals), soft(now.totals),
-            hard(best.totals), soft(best.totals));
-    const int noise = static_cast<int>(randomInt(3)) - 1;
-    tabu.update(v, now.weighted, leastScore, noise, details);
-    fprintf(onlyIf(isShown), "\n");
+    fprintf(line, "%s, %s", toText(now.totals).c_str(), toText(best.totals).c_str());
+    tabu.update(v, now.weighted, leastScore, int64_t{randomInt(3)} - 1, details);
+    fprintf(line, "\n");
     if (options.contains("-noadjust")) return false;
     if (runBest.weighted > now.weighted) runBest = now;
-    return i >= runStart + static_cast<unsigned>(runLength) &&
-           runBest.iteration < i && endRun(i);
+    return i >= runStart + static_cast<unsigned>(runLength) && runBest.iteration < i && endRun(i);
   }
   bool endRun(unsigned i) {
-    const double ub = static_cast<double>(best.totals.hard) * 2147483647.0 +
-                      static_cast<double>(best.totals.soft);
+    const double ub = double(best.totals.hard) * inf + double(best.totals.soft);
     FILE* const line = onlyIf(display & 2);
-    fprintf(line, "%u, %.2f(s), #phases= %u, #runs= %u, length= %.2f, ", i,
-            cpuTime(), numPhases, numRuns, runLength);
-    fprintf(line, "best/ub= %g/%g", runBest.weighted, ub);
-    sumRun += runBest.iteration - runStart;
-    maxRun = std::max(maxRun, runBest.iteration - runStart);
-    ++numRuns;
-    change(runBest.value);
+    fprintf(line, "%u, %.2f(s), #phases= %u, #runs= %u, length= %.2f, best/ub= %g/%g", i, cpuTime(),
+            numPhases, numRuns, runLength, runBest.weighted, ub);
+    const unsigned run = runBest.iteration - runStart;
+    ++numRuns, sumRun += run, maxRun = std::max(maxRun, run);
+    now.value = runBest.value, evaluate();
     if (now.weighted >= ub * (1 - 0.000001) && endPhase(line)) return true;
     fprintf(line, "\n");
     raiseWeights(ub - now.weighted);
-    runBest.iteration = runStart = i;
-    runBest.weighted = now.weighted;
-    tabu.reset(tabu.tenure, 2 * tabu.tenure);
+    runBest.iteration = runStart = i, runBest.weighted = now.weighted;
+    tabu.reset(tabu.tenure);
     return false;
   }
   bool endPhase(FILE* line) {
     double largest = now.weighted;
     for (double w : weight) largest = std::max(largest, w);
     if (largest != 0.0) {
-      const double factor = 0.5 * now.weighted / largest;
+      const double scale = 0.5 * now.weighted / largest;
       now.weighted = 0.0;
       for (unsigned c = 0; c < weight.size(); ++c)
-        now.weighted += penalty[c] * (weight[c] *= factor);
-      for (double& s : score) s *= factor;
+        now.weighted += penalty[c] * (weight[c] *= scale);
+      for (double& s : score) s *= scale;
     }
-    const double average = static_cast<double>(sumRun) / numRuns;
     const bool isImproved = best.totals != phaseStart;
-    numPhases = isImproved ? 0 : numPhases + 1;
-    if (numPhases == 30) return true;
-    runLength = isImproved ? std::max(runLength / 2.0, 30.0)
-                           : std::max(average, runLength * 1.2);
+    if (numPhases = isImproved ? 0 : numPhases + 1; numPhases == 30) return true;
+    const double average = static_cast<double>(sumRun) / numRuns;
+    runLength = isImproved ? std::max(runLength / 2.0, 30.0) : std::max(average, runLength * 1.2);
     fprintf(line, ", avg./max #iterations= %g/%u", average, maxRun);
     maxRun = sumRun = numRuns = 0;
     phaseStart = best.totals;
@@ -547,63 +429,36 @@ struct Search {
     double squares = 0.0;
     vector<unsigned> raised;
     for (unsigned c = 0; c < weight.size(); ++c)
-      if (penalty[c] > 0 && model.constraints[c].weight > weight[c]) {
-        raised.push_back(c);
-        squares += static_cast<double>(penalty[c]) * penalty[c];
-      }
-    if (raised.empty()) {
-      fprintf(log, "sum squares = 0; recalculate\n");
-      initialize();
-    }
+      if (penalty[c] > 0 && model.constraints[c].weight > weight[c]) raised.push_back(c);
+    for (unsigned c : raised) squares += static_cast<double>(penalty[c]) * penalty[c];
+    if (raised.empty()) fprintf(log, "sum squares = 0; recalculate\n"), initialize();
     for (unsigned c : raised) {
       const double most = model.constraints[c].weight, old = weight[c];
-      weight[c] = std::min(old + penalty[c] * (gap / squares), most);
-      if (weight[c] <= 0.0)
-        throw std::runtime_error("Negative weight; Overflow");
+      weight[c] = min(old + penalty[c] * (gap / squares), most);
+      if (weight[c] <= 0.0) quit(-1, "Negative weight; Overflow\n");
       now.weighted += penalty[c] * (weight[c] - old);
-      for (unsigned l : seen[c]) score[l] += diff[c][l] * (weight[c] - old);
+      for (unsigned l = 0; l < labels.size(); ++l) score[l] += diff[c][l] * (weight[c] - old);
     }
   }
-  void run(Assignment start) {
-    const bool isGiven = !start.empty();
+  void run(const Assignment& start) {
+    now.value = start;
     for (unsigned v = 0; v < numVariables; ++v) {
-      if (!isGiven) start.push_back(randomInt(model.sizes[v]));
+      if (start.empty()) now.value.push_back(randomInt(model.sizes[v]));
       for (unsigned a = 0; a < model.sizes[v]; ++a) labels.push_back({v, a});
     }
-    for (const naive::Constraint& c : model.constraints) {
-      weight.push_back(c.weight);
-      vector<bool> isSeen(numVariables, false);
-      for (unsigned v : c.variables) isSeen[v] = true;
-      for (const naive::Term& t : c.terms)
-        isSeen[t.first.variable] = isSeen[t.second.variable] = true;
-      seen.emplace_back();
-      for (unsigned l = 0; l < labels.size(); ++l)
-        if (isSeen[labels[l].variable]) seen.back().push_back(l);
-    }
-    now.value = start;
+    for (const naive::Constraint& c : model.constraints) weight.push_back(c.weight);
     initialize();
     recordBest();
-    if (!isGiven) improveGreedily();
+    if (start.empty()) improveGreedily();
     fprintf(log, "# start tabu search\n");
-    tabu.attributes.resize(numVariables);
-    tabu.reset(1, 2);
-    runBest.value.resize(numVariables);
-    runBest.weighted = dinf;
+    tabu.attributes.resize(numVariables), tabu.reset(1);
+    runBest = {Assignment(numVariables), {}, DBL_MAX};
     phaseStart = best.totals;
-    unsigned i = 1;
-    while (!isStopped(i) && !iterate(i)) ++i;
-    fprintf(log, "\n\n# penalty = %d/%d (hard/soft)\n", hard(best.totals),
-            soft(best.totals));
-    fprintf(log, "# cpu time = %.2f/%.2f(s)\n", best.time, cpuTime());
-    fprintf(log, "# iteration = %u/%u\n", best.iteration, now.iteration);
+    for (unsigned i = 1; !isStopped(i) && !iterate(i);) ++i;
+    fprintf(log, "\n\n# penalty = %s (hard/soft)\n# cpu time = %.2f/%.2f(s)\n# iteration = %u/%u\n",
+            toText(best.totals).c_str(), best.time, cpuTime(), best.iteration, now.iteration);
   }
 };
-
-[[noreturn]] void quit(int status, const string& message) {
-  std::cout << message;
-  std::fflush(stdout);
-  std::exit(status == 0 && std::ferror(stdout) ? -1 : status);
-}
 
 }  // namespace
 
@@ -611,45 +466,35 @@ int main(int argc, char** argv) {
   Options options;
   if (!options.parse(argc, argv)) quit(0, string("Usage: ") + argv[0] + usage);
   std::cout << "# reading data ...";
-  const string unreadable = "\n# cannot read data from ";
-  const string model = options.text("-inputfile");
+  const string unreadable = "\n# cannot read data from ", model = options.get("-inputfile", "");
   Problem problem;
   if (!problem.load(model)) quit(2, unreadable + model + "\n");
-  int target = options.integer("-target", -1);
-  try {
-    problem.read(target);
-  } catch (const std::runtime_error& e) {
-    quit(5, "\n" + std::to_string(problem.tokenLine) + ": " + e.what() + "\n");
-  }
+  int target = options.integer("-target", "-1");
+  problem.read(target);
   fprintf(stdout, " done: %.2f(s)\n", cpuTime());
+  const auto print = [&](const Assignment& values, const char* separator) {
+    for (unsigned v = 0; v < values.size(); ++v)
+      std::cout << problem.variables[v] << separator << problem.values[v][values[v]] << "\n";
+  };
   Assignment start;
-  if (const string name = options.text("-initsolfile"); !name.empty()) {
+  if (const string name = options.get("-initsolfile", ""); !name.empty()) {
     Lexer in;
     if (!in.load(name) || in.isBroken) quit(3, unreadable + name + "\n");
     start = problem.readStart(in);
   }
-  for (unsigned v = 0; v < start.size(); ++v)
-    std::cout << problem.variables[v] << " = " << problem.values[v][start[v]]
-              << "\n";
-  const string logName = options.text("-logfile");
-  FILE* const log = logName.empty() ? stdout : fopen(logName.c_str(), "w");
+  print(start, " = ");
+  const string logName = options.get("-logfile", "");
+  FILE* const log = logName.empty() ? stdout : std::fopen(logName.c_str(), "w");
   if (log == nullptr) quit(4, "Cannot open log file.\n");
-  const int seed = options.integer("-seed", 1);
-  Search search{problem.model, options, log, seed % inf == 0 ? 1 : seed,
-                std::max(target, 0)};
-  try {
-    search.run(start);
-  } catch (const std::runtime_error& e) {
-    quit(-1, string(e.what()) + "\n");
-  }
+  const int seed = options.integer("-seed", "1");
+  Search search{problem.model, options, log, seed % inf == 0 ? 1 : seed, std::max(target, 0)};
+  search.run(start);
   std::cout << "\n[best solution]\n";
-  for (unsigned v = 0; v < problem.variables.size(); ++v)
-    std::cout << problem.variables[v] << ": "
-              << problem.values[v][search.best.value[v]] << "\n";
-  fprintf(stdout, "\npenalty: %d/%d (hard/soft)\n\n[Violated constraints]\n",
-          hard(search.best.totals), soft(search.best.totals));
+  print(search.best.value, ": ");
+  std::cout << "\npenalty: " << toText(search.best.totals)
+            << " (hard/soft)\n\n[Violated constraints]\n";
   for (unsigned c = 0; c < problem.constraints.size(); ++c)
-    if (const int p = search.bestPenalty[c]; p > 0)
+    if (const int p = naive::violation(problem.model.constraints[c], search.best.value); p > 0)
       std::cout << problem.constraints[c] << ": " << p << "\n";
   quit(0, "");
 }
