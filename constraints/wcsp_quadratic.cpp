@@ -33,34 +33,23 @@ std::vector<unsigned> touchedLabels;  ///< written before it is read
 template <class Sum>
 std::vector<Sum> gainsBuffer;  ///< by label; all 0 between two calls
 
-/// Leaves all gains at 0, also when a report throws.
-template <class Sum>
+/// Leaves the gains of `labels`, a range, at 0, also when a report throws.
+template <class Sum, class Labels>
 class GainsCleaner {
  public:
-  explicit GainsCleaner(std::size_t count) : numLabels(count) {}
+  GainsCleaner(Sum* gainsToClean, Labels itsLabels)
+      : gains(gainsToClean), labels(itsLabels) {}
   GainsCleaner(GainsCleaner const&) = delete;
   GainsCleaner& operator=(GainsCleaner const&) = delete;
-  ~GainsCleaner() { std::fill_n(gainsBuffer<Sum>.begin(), numLabels, Sum{0}); }
-
- private:
-  std::size_t numLabels;
-};
-
-/// The same for the gains of the touched labels.
-template <class Sum>
-class TouchedCleaner {
- public:
-  explicit TouchedCleaner(std::span<unsigned const> list) : labels(list) {}
-  TouchedCleaner(TouchedCleaner const&) = delete;
-  TouchedCleaner& operator=(TouchedCleaner const&) = delete;
-  ~TouchedCleaner() {
+  ~GainsCleaner() {
     for (const unsigned label : labels) {
-      gainsBuffer<Sum>[label] = 0;
+      gains[label] = 0;
     }
   }
 
  private:
-  std::span<unsigned const> labels;
+  Sum* gains;
+  Labels labels;
 };
 
 /// Lays out runs piece by piece.
@@ -287,12 +276,13 @@ int WcspQuadratic::evaluate(Sum const* runs,
 
 template <class Sum>
 int WcspQuadratic::evaluateDense(Sum const* runs) const {
-  const GainsCleaner<Sum> cleaner(numLabels());
   Sum* const gains = gainsBuffer<Sum>.data();
+  const LabelRange all{0, static_cast<unsigned>(numLabels())};
+  const GainsCleaner cleaner(gains, all);
   forEachCurrent([&](unsigned label) { addRun(runs, label, gains); });
   std::int64_t selfSum = 0;
   if (!selfCoefficients.empty()) {
-    for (std::size_t label = 0; label < numLabels(); ++label) {
+    for (const unsigned label : all) {
       gains[label] += static_cast<Sum>(selfCoefficients[label]);
     }
     forEachCurrent([&](unsigned label) { selfSum += selfCoefficients[label]; });
@@ -322,7 +312,7 @@ int WcspQuadratic::evaluateSparse(Sum const* runs) const {
                    }
                  });
   });
-  const TouchedCleaner<Sum> cleaner({touched, touchedEnd});
+  const GainsCleaner cleaner(gains, std::span(touched, touchedEnd));
   if (!std::is_sorted(touched, touchedEnd)) {
     std::sort(touched, touchedEnd);
   }
