@@ -7,7 +7,7 @@
 build_packages=(g++ cmake ninja-build)
 # shellcheck disable=SC2034  # as above
 test_packages=(libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
-  python3)
+  python3 asciidoctor dpkg-dev file pkg-config)
 
 # require_packages NAME...: all of them are installed afterwards, or the shell
 # has ended with status 1 after saying what to do.

@@ -1,0 +1,147 @@
+#!/usr/bin/env python3
+"""Installs the project and its Debian package and uses both as a user would.
+
+Builds the preset `package` in a temporary folder and checks: the installed
+programs and the completion; the worked example, built against the installed
+library by CMake and by pkg-config; what the library shows; and the package,
+unpacked into an empty folder, by the manual's first page. --root DIR installs
+it there instead, in a Debian root that debootstrap made, and removes it again.
+"""
+
+import argparse
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+SOURCE = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(SOURCE / 'tests'))
+import docs_test  # pylint: disable=wrong-import-position
+
+HIDDEN = ('RealWcsp', 'Tabulist', 'LabelIndex', 'BoundedSum', 'IdLists',
+          'handler')
+
+
+def run(*command, **keywords):
+    """Standard output of a command that must succeed."""
+    result = subprocess.run([str(word) for word in command], text=True,
+                            stdin=subprocess.DEVNULL, check=False,
+                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                            **keywords)
+    if result.returncode != 0:
+        sys.exit(f'{command}: status {result.returncode}\n{result.stdout}')
+    return result.stdout
+
+
+def equal(got, expected, what):
+    if got != expected:
+        sys.exit(f'{what}: expected\n{expected}\ngot\n{got}')
+
+
+def installed(prefix, version):
+    equal(run(prefix / 'bin/wcsp-check', '--version').split()[-1], version,
+          'version')
+    completion = prefix / 'share/bash-completion/completions/wcsp'
+    words = run('bash', '-c', f'. {completion}; COMP_WORDS=(wcsp -); '
+                'COMP_CWORD=1; _wcsp; printf "%s\\n" "${COMPREPLY[@]}"')
+    options = (SOURCE / 'front/options.cpp').read_text('utf-8')
+    equal(sorted(words.split()), sorted(re.findall(r'\{"(-\w+)"', options)),
+          'completed options')
+    files = run('bash', '-c', f'. {completion}; COMP_CWORD=2; COMP_WORDS=(wcsp '
+                '-inputfile sud); _wcsp; echo "${COMPREPLY[@]}"',
+                cwd=prefix / 'share/doc/wcsp/examples')
+    equal(files, 'sudoku.model\n', 'completed files')
+
+
+def library(prefix, folder, version):
+    """The worked example by both roads; its output stands in the manual."""
+    example = prefix / 'share/doc/wcsp/examples/library'
+    manual = (SOURCE / 'docs/manual/library.adoc').read_text('utf-8')
+    expected = re.search(r'^----\n(opening: .*?)----$', manual, re.M | re.S)[1]
+    run('cmake', '-S', example, '-B', folder / 'example',
+        f'-DCMAKE_PREFIX_PATH={prefix}')
+    run('cmake', '--build', folder / 'example')
+    equal(run(folder / 'example/talks'), expected, 'example by CMake')
+
+    shared = next(prefix.glob('lib/**/libwcsp.so'))
+    environment = dict(os.environ, LD_LIBRARY_PATH=str(shared.parent),
+                       PKG_CONFIG_PATH=str(shared.parent / 'pkgconfig'))
+    equal(run('pkg-config', '--modversion', 'wcsp', env=environment).strip(),
+          version, 'version of the library')
+    flags = run('pkg-config', '--cflags', '--libs', 'wcsp', env=environment)
+    run('g++', '-std=c++20', '-o', folder / 'talks', example / 'talks.cpp',
+        *flags.split(), env=environment)
+    equal(run(folder / 'talks', env=environment), expected,
+          'example by pkg-config')
+    shown = run('nm', '-DC', '--defined-only', shared)
+    equal([name for name in HIDDEN if re.search(rf'\b{name}\b', shown)], [],
+          'internals that the library shows')
+
+
+def first_page(program, examples, folder):
+    """The first page of the manual, with `program` for ./solve."""
+    environment = dict(os.environ, LC_ALL='C', PROGRAM=str(program),
+                       EXAMPLES=str(examples))
+    tempfile.tempdir = str(folder)
+    count, failures = docs_test.test_source(
+        SOURCE / 'docs/manual/start.adoc', environment, False)
+    tempfile.tempdir = None
+    equal((count > 0, failures), (True, []), 'the first page')
+
+
+def in_root(package, root, folder):
+    """Through all of dpkg: installed, run and removed without a trace."""
+    def listing():
+        return [line for line in run('find', 'usr', 'etc', cwd=root).split('\n')
+                if '/ld.so.cache' not in line]
+    before = listing()
+    shutil.copy(package, root / 'tmp/wcsp.deb')
+    run('chroot', root, 'dpkg', '-i', '/tmp/wcsp.deb')
+    program = folder / 'in_root'
+    program.write_text(f'#!/bin/sh\nexec chroot {root} sh -c \'cd "$0" && exec '
+                       f'wcsp "$@"\' "${{PWD#{root}}}" "$@"\n', 'utf-8')
+    program.chmod(0o755)
+    first_page(program, '/usr/share/doc/wcsp/examples', root / 'tmp')
+    run('chroot', root, 'dpkg', '--purge', 'wcsp')
+    (root / 'tmp/wcsp.deb').unlink()
+    equal(listing(), before, 'files after removal')
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument('--root', type=pathlib.Path)
+    root = parser.parse_args().root
+    with tempfile.TemporaryDirectory() as name:
+        folder = pathlib.Path(name)
+        prefix, build = folder / 'prefix', folder / 'build'
+        run('cmake', '--preset', 'package', '-B', build, cwd=SOURCE)
+        run('cmake', '--build', build, '-j', '2')
+        run('cmake', '--install', build, '--prefix', prefix)
+        version = re.search(r'project\(wcsp VERSION (\S+)', (
+            SOURCE / 'CMakeLists.txt').read_text('utf-8'))[1]
+        installed(prefix, version)
+        library(prefix, folder, version)
+
+        run('cpack', cwd=build)
+        package = next(build.glob(f'wcsp_{version}-*.deb'))
+        if shutil.which('lintian'):
+            print(run('lintian', '--fail-on', 'error', '--allow-root', package))
+        unpacked = folder / 'unpacked'
+        run('dpkg-deb', '-x', package, unpacked)
+        documents = ['changelog.Debian.gz', 'copyright', 'README.md']
+        if shutil.which('asciidoctor'):
+            documents += ['manual.html', '../../man/man1/wcsp.1.gz',
+                          '../../man/man1/wcsp-check.1.gz',
+                          '../../man/man5/wcsp-model.5.gz']
+        doc = unpacked / 'usr/share/doc/wcsp'
+        equal([d for d in documents if not (doc / d).exists()], [], 'missing')
+        first_page(unpacked / 'usr/bin/wcsp', doc / 'examples', folder)
+        if root:
+            in_root(package, root.resolve(), folder)
+
+
+if __name__ == '__main__':
+    main()

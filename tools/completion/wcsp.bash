@@ -1,0 +1,34 @@
+# shellcheck shell=bash
+# Completes the options of wcsp and wcsp-check, and file names where one stands.
+
+_wcsp() {
+  local word=${COMP_WORDS[COMP_CWORD]}
+  COMPREPLY=()
+  case ${COMP_WORDS[COMP_CWORD - 1]} in
+    -inputfile | -initsolfile | -logfile)
+      compopt -o filenames 2>/dev/null
+      mapfile -t COMPREPLY < <(compgen -f -- "$word")
+      ;;
+    -display | -interval | -iteration | -noimprovement | -seed | -target | \
+      -time) ;; # a number
+    *)
+      mapfile -t COMPREPLY < <(compgen -W '-noadjust -display -iteration
+        -initsolfile -inputfile -interval -logfile -noimprovement -seed -target
+        -time' -- "$word")
+      ;;
+  esac
+}
+
+_wcsp_check() {
+  local word=${COMP_WORDS[COMP_CWORD]}
+  if [[ $word == -* ]]; then
+    mapfile -t COMPREPLY < <(compgen -W '--help --json --quiet --version' \
+      -- "$word")
+  else
+    compopt -o filenames 2>/dev/null
+    mapfile -t COMPREPLY < <(compgen -f -- "$word")
+  fi
+}
+
+complete -F _wcsp wcsp
+complete -F _wcsp_check wcsp-check
