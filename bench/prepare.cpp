@@ -128,7 +128,7 @@ void* prepareInThread(void* argument) {
 /// Runs preprocess() on a stack of 256 KB: deep recursion would end the
 /// program. Returns its CPU seconds.
 double prepareOnSmallStack(WcspConstraint& constraint) {
-  constexpr std::size_t stackSize = 256 * 1024;
+  constexpr std::size_t stackSize = std::size_t{256} * 1024;
   Preparation preparation{&constraint, 0.0};
   pthread_attr_t attributes;
   pthread_t thread;

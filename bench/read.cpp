@@ -104,7 +104,7 @@ void readFile(benchmark::State& state, std::string const& kind) {
     readStream(stream);
   }
   countBytes(state, text.size());
-  std::remove(name);
+  static_cast<void>(std::remove(name));
 }
 
 }  // namespace

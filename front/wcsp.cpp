@@ -88,7 +88,7 @@ void printAssignment(std::vector<unsigned> const& assignment) {
 // The report on the best assignment. Allocates nothing, memory may be out; the
 // heading comes by value because its caller may have had to set it aside.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
-void printsol(std::string heading) {
+void printsol(std::string heading) {  // cppcheck-suppress passedByValue
   std::cout << std::endl << heading << std::endl;
   for (unsigned v = 0; v < wcsp->getNumVariables(); ++v) {
     std::cout << *variables.names[v] << ": "

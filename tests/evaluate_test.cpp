@@ -77,6 +77,14 @@ TEST(Evaluation, OrdersCandidatesByIdThenLabel) {
   EXPECT_EQ(candidatesOf(solver), (Labels{{0, 0}, {2, 1}, {3, 1}}));
 }
 
+TEST(Evaluation, TakesThousandsOfReports) {
+  TestSolver solver({{5000, 2}, {wish(1, 0, 0), wish(1, 1, 1)}});
+  solver.prepare({0, 1});
+  EXPECT_EQ(solver.labels[0][4999].score, 1);
+  solver.applyMove(solver.labels[0][4999]);
+  EXPECT_TRUE(solver.bookkeepingHolds());
+}
+
 TEST(Evaluation, TotalsPassTheirReturnTypeAndSaturate) {
   const naive::Constraint hard = wish(inf, 0, 1, inf);
   TestSolver solver({{2}, {hard, hard, wish(inf - 1, 0, 1, inf)}});
@@ -117,6 +125,10 @@ TEST(Evaluation, CheckNoticesWhatIsSpoilt) {
   expectNoticed("order", list[0].label, solver.labels.number(1, 1));
   expectNoticed("candidate", solver.candidates[0], solver.candidates[1]);
   expectNoticed("end", list, std::vector{list[0]});
+  const unsigned x2 = list[0].label;  // its diff, -1, in two parts
+  expectNoticed(
+      "repeat", list,
+      std::vector<RealWcsp::DiffPenalty>{{x2, -3}, {x2, 2}, list.back()});
   solver.candidates.push_back(&solver.labels[1][0]);
   EXPECT_FALSE(solver.bookkeepingHolds());
 }
@@ -142,6 +154,8 @@ TEST(Store, RefusesWhatItCannotHold) {
   }
   EXPECT_EQ(other.getPenalty(1), inf);
   EXPECT_EQ(other.getHardPenalty(), 0);
+  EXPECT_FALSE(other.setLogFileName("/dev/null", true));
+  EXPECT_TRUE(other.setLogFileName("/dev/null", false));
   other.involve(0, 0);
   other.involve(1, 0, 2);
   using Ids = std::vector<unsigned>;

@@ -44,12 +44,12 @@ struct Prepared : TestSolver {
 TEST(Runs, EndAfterTheirLengthUnlessTheBestIsNew) {
   struct {
     unsigned iteration, start, bestIteration;
-    double length;
     int isOver;
-  } const rows[] = {{29, 0, 5, 30, 0},   {30, 0, 5, 30, 1},
-                    {30, 0, 5, 30.9, 1}, {30, 0, 5, 31, 0},
-                    {30, 0, 30, 30, 0},  {31, 0, 30, 30, 1},
-                    {65, 30, 40, 36, 0}, {66, 30, 40, 36, 1}};
+    double length;
+  } const rows[] = {{29, 0, 5, 0, 30},   {30, 0, 5, 1, 30},
+                    {30, 0, 5, 1, 30.9}, {30, 0, 5, 0, 31},
+                    {30, 0, 30, 0, 30},  {31, 0, 30, 1, 30},
+                    {65, 30, 40, 0, 36}, {66, 30, 40, 1, 36}};
   for (auto const& row : rows) {
     Prepared p;
     p.search.iteration = row.iteration;
@@ -116,6 +116,7 @@ TEST(Weights, SumOfSquaresZeroRebuilds) {
   EXPECT_EQ(p.candidates[0], &p.labels[1][1]);
   p.current.iteration = 30;  // as good as the run's best, but not better
   p.best.hardPenalty = 1;    // the bound is 2147483647 + 24: no reset
+  EXPECT_EQ(p.upperBound(), 2147483647.0 + 24);
   EXPECT_FALSE(p.adjustWeights(p.search));
   EXPECT_EQ(p.candidates[0], &p.labels[0][1]);
   EXPECT_EQ(p.weights(), (Doubles{4, 8, 96}));
@@ -151,14 +152,13 @@ TEST(Phases, AdaptTheRunLength) {
   struct {
     double length;
     unsigned sum, numRuns;
-    int improvement;
+    int improvement, numPhases;
     double newLength;
-    int numPhases;
-  } const rows[] = {{30, 10, 1, 0, 36, 4},
-                    {30, 101, 2, 0, 50.5, 4},
-                    {100, 10, 1, 1, 50, 0},
-                    {50, 999, 1, 1, 30, 0},
-                    {60, 10, 1, 1, 30, 0}};
+  } const rows[] = {{30, 10, 1, 0, 4, 36},
+                    {30, 101, 2, 0, 4, 50.5},
+                    {100, 10, 1, 1, 0, 50},
+                    {50, 999, 1, 1, 0, 30},
+                    {60, 10, 1, 1, 0, 30}};
   for (auto const& row : rows) {
     Prepared p;
     RealWcsp::Run& run = p.search.run;
