@@ -96,7 +96,7 @@ constexpr int inf = naive::inf;
 const std::vector<Shape> shapes{
     {{3, 2, 4}, smallNumbers},
     {{1, 3, 2, 2}, smallNumbers},
-    {{60, 4}, smallNumbers},  // sparse labels: found by binary search
+    {{60, 3, 2}, smallNumbers},  // sparse: found by binary search, sorted
     {{3, 3, 3}, {-inf, 1 - inf, -1, 0, 1, inf - 1, inf}}};  // 64-bit sums
 
 /// Every label in the terms, or every value of the variables, once.
@@ -144,6 +144,25 @@ TEST(Constraints, ReportWhatEveryMoveWouldChange) {
         checkEverywhere(random, kind, shapes[s]);
       }
     }
+  }
+}
+
+TEST(Constraints, FindWhatFewTermsTouchAmongManyLabels) {
+  naive::Constraint c{Kind::quadratic, 1, -inf, 0, {}, {}};
+  c.terms = {{1, {0, 0}, {2, 0}}, {1, {0, 300}, {2, 0}}, {2, {1, 0}, {2, 10}}};
+  for (unsigned a = 20; a <= 1000; a += 10) {
+    c.terms.push_back({1, {1, 1}, {2, a}});
+  }
+  Recorder recorder({400, 2, 1001});
+  WcspConstraint& made = recorder.make(c);
+  made.preprocess();
+  for (Assignment const& at : {Assignment{0, 0, 0},
+                               {0, 0, 10},
+                               {300, 0, 5},
+                               {300, 0, 0},
+                               {300, 1, 20},
+                               {7, 1, 1000}}) {
+    recorder.check(made, c, at);
   }
 }
 

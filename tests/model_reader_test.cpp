@@ -97,6 +97,18 @@ struct Row {
 
 const std::string xy = "variable x in {a, b, c} variable y in {a, 1}\n";
 
+TEST(Dictionary, FindsEachOfManyNames) {
+  constexpr unsigned numNames = 1024;
+  Dictionary names;
+  for (unsigned k = 0; k < numNames; ++k) {
+    EXPECT_EQ(names.add(std::to_string(k)), k);
+  }
+  for (unsigned k = 0; k < numNames; ++k) {
+    EXPECT_EQ(names.getId(std::to_string(k), false), k);
+  }
+  EXPECT_EQ(names.getId("x", true), numNames);
+}
+
 TEST(ModelReader, BuildsWhatTheTextSays) {
   const Row bare[] = {
       {"", "target -1"},
