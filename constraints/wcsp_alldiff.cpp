@@ -6,6 +6,7 @@
 #include "constraints/wcsp_alldiff.h"
 
 #include <algorithm>
+#include <span>
 
 namespace {
 
@@ -17,6 +18,7 @@ constexpr unsigned sparseness = 8;
 // largest of them needs. Between two calls the counters are all 0.
 std::vector<unsigned> counters;
 std::vector<unsigned> usedValues;
+std::vector<unsigned> ranks;  // by value taken, its index in usedValues
 std::vector<unsigned> freeValues;
 
 /// Sets the counters of the values taken back to 0, also when a report throws.
@@ -61,14 +63,17 @@ void listUsedValues(std::vector<unsigned> const& variables,
         usedValues.push_back(value);
       }
     }
-    return;
+  } else {
+    for (const unsigned variable : variables) {
+      usedValues.push_back(assignment[variable]);
+    }
+    std::sort(usedValues.begin(), usedValues.end());
+    usedValues.erase(std::unique(usedValues.begin(), usedValues.end()),
+                     usedValues.end());
   }
-  for (const unsigned variable : variables) {
-    usedValues.push_back(assignment[variable]);
+  for (unsigned rank = 0; rank < usedValues.size(); ++rank) {
+    ranks[usedValues[rank]] = rank;
   }
-  std::sort(usedValues.begin(), usedValues.end());
-  usedValues.erase(std::unique(usedValues.begin(), usedValues.end()),
-                   usedValues.end());
 }
 
 void listFreeValues(unsigned maxValue) {
@@ -78,6 +83,16 @@ void listFreeValues(unsigned maxValue) {
       freeValues.push_back(value);
     }
   }
+}
+
+/// The first of `values`, which ascend: those below `bound`.
+std::span<unsigned const> valuesBelow(unsigned bound,
+                                      std::span<unsigned const> values) {
+  if (values.empty() || values.back() < bound) {
+    return values;
+  }
+  const auto end = std::lower_bound(values.begin(), values.end(), bound);
+  return {values.begin(), end};
 }
 
 }  // namespace
@@ -92,6 +107,7 @@ void WcspAlldiff::preprocess() {
     wcsp->involve(id, variable);
   }
   if (counters.size() <= maxValue) {
+    ranks.resize(maxValue + std::size_t{1});
     counters.resize(maxValue + std::size_t{1});
   }
   usedValues.reserve(std::max(counters.size(), variables.size()));
@@ -110,27 +126,16 @@ int WcspAlldiff::calculate(std::vector<unsigned> const& assignment) {
   }
   for (const unsigned variable : variables) {
     const unsigned current = assignment[variable];
-    if (counters[current] <= 1) {
-      report(variable, usedValues, current, 1);
+    const unsigned numValues = wcsp->getNumValues(variable);
+    if (counters[current] > 1) {
+      wcsp->setDiffPenalties(id, variable, valuesBelow(numValues, freeValues),
+                             -1);
     } else {
-      report(variable, freeValues, current, -1);
+      const auto values = valuesBelow(numValues, usedValues);
+      const unsigned rank = ranks[current];
+      wcsp->setDiffPenalties(id, variable, values.first(rank), 1);
+      wcsp->setDiffPenalties(id, variable, values.subspan(rank + 1), 1);
     }
   }
   return repeats;
-}
-
-// The values ascend, and those below the domain size of the variable are
-// reported, all but the current one.
-void WcspAlldiff::report(unsigned variable, std::vector<unsigned> const& values,
-                         unsigned current, int diff) {
-  const auto end = std::lower_bound(values.begin(), values.end(),
-                                    wcsp->getNumValues(variable));
-  const auto own = std::lower_bound(values.begin(), end, current);
-  const auto behindOwn = own != end && *own == current ? own + 1 : own;
-  for (auto value = values.begin(); value != own; ++value) {
-    wcsp->setDiffPenalty(id, variable, *value, diff);
-  }
-  for (auto value = behindOwn; value != end; ++value) {
-    wcsp->setDiffPenalty(id, variable, *value, diff);
-  }
 }

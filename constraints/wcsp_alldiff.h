@@ -25,8 +25,4 @@ class WCSP_EXPORT WcspAlldiff : public WcspConstraint {
 
   void preprocess() override;
   int calculate(std::vector<unsigned> const& assignment) override;
-
- private:
-  void report(unsigned variable, std::vector<unsigned> const& values,
-              unsigned current, int diff);
 };

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <vector>
 
@@ -13,9 +14,18 @@ class ReportList {
 
   void append(Report const& report) {
     if (end == limit) {
-      grow();
+      grow(1);
     }
     *end++ = report;
+  }
+
+  /// Makes room for `count` reports at the end, which the caller writes.
+  Report* extend(std::size_t count) {
+    if (static_cast<std::size_t>(limit - end) < count) {
+      grow(count);
+    }
+    end += count;
+    return end - count;
   }
 
   Report const* data() const { return storage.data(); }
@@ -29,10 +39,10 @@ class ReportList {
   Report* limit = nullptr;  ///< behind the storage
 
   // Kept out of append(), which is called for every diff of every evaluation.
-  [[gnu::noinline]] void grow() {
-    const std::size_t count = size();
-    storage.resize(count < 32 ? 64 : 2 * count);
-    end = storage.data() + count;
+  [[gnu::noinline]] void grow(std::size_t count) {
+    const std::size_t used = size();
+    storage.resize(std::max<std::size_t>(2 * used, used + count + 64));
+    end = storage.data() + used;
     limit = storage.data() + storage.size();
   }
 };

@@ -10,6 +10,7 @@
 
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -128,6 +129,14 @@ class WCSP_EXPORT Wcsp {
   /// of `constraint` by `diff`. A diff of 0 is ignored.
   virtual void setDiffPenalty(unsigned constraint, unsigned variable,
                               unsigned value, int diff) = 0;
+
+  /// The same for each of `values`, which ascend: one call in place of many.
+  virtual void setDiffPenalties(unsigned constraint, unsigned variable,
+                                std::span<unsigned const> values, int diff) {
+    for (const unsigned value : values) {
+      setDiffPenalty(constraint, variable, value, diff);
+    }
+  }
 };
 
 /// A constraint. It knows how to measure its violation and, each time it is

@@ -166,3 +166,15 @@ void RealWcsp::setDiffPenalty(unsigned, unsigned variable, unsigned value,
     reports.append({labels.number(variable, value), diff});
   }
 }
+
+void RealWcsp::setDiffPenalties(unsigned, unsigned variable,
+                                std::span<unsigned const> values, int diff) {
+  if (diff == 0) {
+    return;
+  }
+  const unsigned first = labels.number(variable, 0);
+  DiffPenalty* report = reports.extend(values.size());
+  for (const unsigned value : values) {
+    *report++ = {first + value, diff};
+  }
+}

@@ -204,6 +204,8 @@ class RealWcsp : public Wcsp {
   void involve(unsigned constraint, unsigned variable) override;
   void setDiffPenalty(unsigned constraint, unsigned variable, unsigned value,
                       int diff) override;
+  void setDiffPenalties(unsigned constraint, unsigned variable,
+                        std::span<unsigned const> values, int diff) override;
 
   // wcspi_evaluate.cpp: the evaluation.
 

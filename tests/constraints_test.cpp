@@ -46,6 +46,10 @@ struct Recorder : TestSolver {
     EXPECT_LT(a, getNumValues(v));
     recorded.push_back({{v, a}, diff});
   }
+  void setDiffPenalties(unsigned id, unsigned v,
+                        std::span<unsigned const> values, int diff) override {
+    Wcsp::setDiffPenalties(id, v, values, diff);  // one by one
+  }
 
   WcspConstraint& make(naive::Constraint const& c) {
     WcspConstraint* made = ::addConstraint(*this, c);

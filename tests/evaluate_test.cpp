@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <numeric>
 #include <stdexcept>
 #include <utility>
 
@@ -83,6 +84,43 @@ TEST(Evaluation, TakesThousandsOfReports) {
   EXPECT_EQ(solver.labels[0][4999].score, 1);
   solver.applyMove(solver.labels[0][4999]);
   EXPECT_TRUE(solver.bookkeepingHolds());
+}
+
+/// Not on value 0: one report of all other values, or one for each.
+struct Away : WcspConstraint {
+  bool isGrouped = false;
+
+  using WcspConstraint::WcspConstraint;
+
+  void preprocess() override { wcsp->involve(id, 0); }
+  int calculate(Assignment const& assignment) override {
+    std::vector<unsigned> others(wcsp->getNumValues(0) - 1);
+    std::iota(others.begin(), others.end(), 1U);
+    const int now = assignment[0] == 0 ? 3 : 0;
+    wcsp->setDiffPenalty(id, 0, 0, 3 - now);
+    if (isGrouped) {
+      wcsp->setDiffPenalties(id, 0, others, -now);
+    } else {
+      wcsp->Wcsp::setDiffPenalties(id, 0, others, -now);
+    }
+    return now;
+  }
+};
+
+TEST(Evaluation, TakesReportsInGroupsAsOneByOne) {
+  for (const unsigned size : {1U, 2U, 5000U}) {
+    TestSolver solver({{size}, {}});
+    for (const bool isGrouped : {false, true}) {
+      (new Away(&solver, 2))->isGrouped = isGrouped;
+    }
+    solver.prepare({0});
+    for (const unsigned value : {size - 1, 0U}) {
+      solver.applyMove(solver.labels[0][value]);
+      EXPECT_EQ(solver.constraints[0].diffs, solver.constraints[1].diffs);
+      EXPECT_TRUE(solver.bookkeepingHolds());
+    }
+    EXPECT_EQ(solver.constraints[0].diffs.size(), size);
+  }
 }
 
 TEST(Evaluation, TotalsPassTheirReturnTypeAndSaturate) {
