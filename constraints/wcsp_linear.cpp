@@ -6,6 +6,7 @@
 #include "constraints/wcsp_linear.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "constraints/bounded_sum.h"
 
@@ -29,16 +30,15 @@ void WcspLinear::preprocess() {
   for (Term const& term : terms) {
     wcsp->involve(id, term.variable, term.value);
   }
-  findMaxChange();
-  if (!isSingle) {
-    makeIndex();
+  if (findMaxChange()) {
+    makeBlocks();
   }
 }
 
 // A value without a term counts with 0.
-void WcspLinear::findMaxChange() {
+bool WcspLinear::findMaxChange() {
   maxChange = 0;
-  isSingle = true;
+  bool hasBlocks = false;
   for (auto first = terms.begin(); first != terms.end();) {
     std::int64_t least = 0;
     std::int64_t greatest = 0;
@@ -48,28 +48,30 @@ void WcspLinear::findMaxChange() {
       greatest = std::max(greatest, term->coefficient);
     }
     maxChange = std::max(maxChange, greatest - least);
-    isSingle = isSingle && term - first == 1;
+    hasBlocks = hasBlocks || term - first > 1;
     first = term;
   }
+  return hasBlocks;
 }
 
-void WcspLinear::makeIndex() {
-  index.clear();
-  coefficients.clear();
-  coefficients.reserve(terms.size());
+void WcspLinear::makeBlocks() {
+  auto made = std::make_unique<Blocks>();
+  made->coefficients.reserve(terms.size());
   for (Term const& term : terms) {
-    index.add(term.variable, term.value);
-    coefficients.push_back(term.coefficient);
+    made->index.add(term.variable, term.value);
+    made->coefficients.push_back(term.coefficient);
   }
-  index.finish();
-  if (currentLabels.size() < index.blocks.size()) {
-    currentLabels.resize(index.blocks.size());
+  made->index.finish();
+  if (currentLabels.size() < made->index.blocks.size()) {
+    currentLabels.resize(made->index.blocks.size());
   }
+  blocks = std::move(made);
   terms = {};
 }
 
 int WcspLinear::calculate(std::vector<unsigned> const& assignment) {
-  return isSingle ? calculateSingle(assignment) : calculateBlocks(assignment);
+  return blocks == nullptr ? calculateSingle(assignment)
+                           : calculateBlocks(assignment);
 }
 
 int WcspLinear::calculateSingle(std::vector<unsigned> const& assignment) const {
@@ -81,13 +83,19 @@ int WcspLinear::calculateSingle(std::vector<unsigned> const& assignment) const {
   if (bounded.admits(maxChange)) {
     return bounded.violation();
   }
+  // Mostly all coefficients are the same, and so are the diffs.
+  std::int64_t coefficient = 0;
+  int taking = 0;
+  int leaving = 0;
   for (Term const& term : terms) {
-    if (assignment[term.variable] != term.value) {
-      bounded.report(term.variable, term.value, bounded.diff(term.coefficient));
-      continue;
+    if (term.coefficient != coefficient) {
+      coefficient = term.coefficient;
+      taking = bounded.diff(coefficient);
+      leaving = bounded.diff(-coefficient);
     }
-    const int leaving = bounded.diff(-term.coefficient);
-    if (leaving != 0) {
+    if (assignment[term.variable] != term.value) {
+      bounded.report(term.variable, term.value, taking);
+    } else if (leaving != 0) {
       const unsigned numValues = wcsp->getNumValues(term.variable);
       for (unsigned value = 0; value < numValues; ++value) {
         if (value != term.value) {
@@ -101,6 +109,7 @@ int WcspLinear::calculateSingle(std::vector<unsigned> const& assignment) const {
 
 int WcspLinear::calculateBlocks(std::vector<unsigned> const& assignment) const {
   std::int64_t sum = 0;
+  auto const& [index, coefficients] = *blocks;
   unsigned* current = currentLabels.data();
   for (LabelIndex::Block const& block : index.blocks) {
     *current = index.find(block, assignment[block.variable]);

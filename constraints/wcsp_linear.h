@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "constraints/array.h"
@@ -41,13 +42,19 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
   int calculate(std::vector<unsigned> const& assignment) override;
 
  private:
-  std::int64_t maxChange = 0;  ///< by which one move can change the sum
-  bool isSingle = true;        ///< no variable has two terms
-  LabelIndex index;            ///< of the terms, unless isSingle
-  std::vector<std::int64_t> coefficients;  ///< by label, unless isSingle
+  /// The terms by variable. Few constraints need it, so that all the others
+  /// stay small.
+  struct Blocks {
+    LabelIndex index;
+    std::vector<std::int64_t> coefficients;  ///< by label
+  };
 
-  void findMaxChange();
-  void makeIndex();
+  std::int64_t maxChange = 0;      ///< by which one move can change the sum
+  std::unique_ptr<Blocks> blocks;  ///< where a variable has several terms
+
+  /// Returns whether a variable has several terms.
+  bool findMaxChange();
+  void makeBlocks();
   int calculateSingle(std::vector<unsigned> const& assignment) const;
   int calculateBlocks(std::vector<unsigned> const& assignment) const;
 };
