@@ -5,10 +5,12 @@
 //
 //   calculate/CASE/solver|plain    one evaluation of one constraint
 //   calculate/CASE/limit           only its loads and additions, flat arrays
-//   move/CASE/plain                one move: evaluations and merges
+//   move/CASE/solver|plain         one move: evaluations and merges
+//   iteration/CASE/solver|limit    one iteration of the search
 //   merge/SIZE/changed:PERCENT     one plain merge of two diff lists
-//   prepare/KIND/ORDER             preprocess() of 1,000,000 terms, 256 KB
-//   stack read/KIND/file|string          reading a model
+//   prepare/KIND/ORDER             preprocess() of 1,000,000 terms, in 256 KB
+//                                  of stack
+//   read/KIND/file|string          reading a model
 
 #include <benchmark/benchmark.h>
 #include <unistd.h>
@@ -29,21 +31,6 @@
 
 namespace {
 
-/// Walks over the moves of a setting again and again.
-class MoveCycle {
- public:
-  explicit MoveCycle(std::vector<Move> const& cycle) : moves(cycle) {}
-  Move next() {
-    const Move move = moves[position];
-    position = position + 1 == moves.size() ? 0 : position + 1;
-    return move;
-  }
-
- private:
-  std::vector<Move> const& moves;
-  std::size_t position = 0;
-};
-
 void calculate(benchmark::State& state, Setting const& setting,
                Builder const& build) {
   StandInWcsp solver(setting.numValues);
@@ -60,50 +47,7 @@ void calculate(benchmark::State& state, Setting const& setting,
   benchmark::DoNotOptimize(solver.sumReports);
 }
 
-/// Keeps what was reported; a diff of 0 says nothing and is dropped.
-class RecordingWcsp : public StandInWcsp {
- public:
-  std::vector<std::array<int, 3>> reports;  ///< variable, value, diff
-
-  using StandInWcsp::StandInWcsp;
-
-  void setDiffPenalty(unsigned, unsigned variable, unsigned value,
-                      int diff) override {
-    if (diff != 0) {
-      reports.push_back(
-          {static_cast<int>(variable), static_cast<int>(value), diff});
-    }
-  }
-};
-
-/// Whether both forms of a case answer and report the same along its moves:
-/// times of different work are not worth comparing.
-bool formsAgree(Case const& c) {
-  RecordingWcsp solver(c.setting.numValues);
-  RecordingWcsp plain(c.setting.numValues);
-  c.build(solver);
-  c.buildPlain(plain);
-  solver.constraints.front()->preprocess();
-  plain.constraints.front()->preprocess();
-  std::vector<unsigned> assignment = c.setting.start;
-  for (Move const& move : c.setting.moves) {
-    assignment[move.variable] = move.value;
-    solver.reports.clear();
-    plain.reports.clear();
-    if (solver.constraints.front()->calculate(assignment) !=
-            plain.constraints.front()->calculate(assignment) ||
-        solver.reports != plain.reports) {
-      return false;
-    }
-  }
-  return true;
-}
-
 void calculatePlain(benchmark::State& state, Case const& c) {
-  if (!formsAgree(c)) {
-    state.SkipWithError("the solver's form and the plain one differ");
-    return;
-  }
   calculate(state, c.setting, c.buildPlain);
 }
 
@@ -127,18 +71,6 @@ void limitOfAssignment(benchmark::State& state, std::size_t n) {
     }
     benchmark::DoNotOptimize(std::accumulate(sums.begin(), sums.end(), 0));
   }
-}
-
-void moveInPlainStore(benchmark::State& state, Case const& c) {
-  PlainStore store(c.setting.numValues);
-  c.buildPlain(store);
-  store.start(c.setting.start);
-  MoveCycle cycle(c.setting.moves);
-  for (auto _ : state) {
-    const Move move = cycle.next();
-    store.move(move.variable, move.value);
-  }
-  benchmark::DoNotOptimize(store.weightedPenalty);
 }
 
 /// Reports a prepared list, one of two by turns, for the merge alone.
@@ -200,21 +132,32 @@ class RatioReporter : public benchmark::ConsoleReporter {
 
   void Finalize() override {
     std::printf("\n%-40s %14s %14s\n", "case", "plain/solver", "solver/limit");
-    for (auto& [name, forms] : times) {
-      if (forms.count("solver") != 0 && forms.count("plain") != 0) {
-        std::printf("%-40s %14.2f", name.c_str(),
-                    forms["plain"] / forms["solver"]);
-        if (forms.count("limit") != 0) {
-          std::printf(" %14.2f", forms["solver"] / forms["limit"]);
-        }
-        std::printf("\n");
+    for (auto const& [name, forms] : times) {
+      if (forms.count("solver") == 0 || forms.size() == 1) {
+        continue;
       }
+      std::printf("%-40s", name.c_str());
+      printRatio(forms, "plain", "solver");
+      printRatio(forms, "solver", "limit");
+      std::printf("\n");
     }
   }
 
  private:
-  /// CPU time by case and form, the least of the repetitions.
-  std::map<std::string, std::map<std::string, double>> times;
+  using Forms = std::map<std::string, double>;  ///< CPU time by form
+
+  std::map<std::string, Forms> times;  ///< by case, the least repetition's
+
+  static void printRatio(Forms const& forms, char const* over,
+                         char const* under) {
+    const auto dividend = forms.find(over);
+    const auto divisor = forms.find(under);
+    if (dividend == forms.end() || divisor == forms.end()) {
+      std::printf(" %14s", "");
+    } else {
+      std::printf(" %14.2f", dividend->second / divisor->second);
+    }
+  }
 };
 
 void addCalculateBenchmarks() {
@@ -232,12 +175,7 @@ void addCalculateBenchmarks() {
   }
 }
 
-void addPlainBenchmarks() {
-  for (Case const& c : moveCases()) {
-    benchmark::RegisterBenchmark(("move/" + c.name + "/plain").c_str(),
-                                 moveInPlainStore, c)
-        ->Unit(benchmark::kMicrosecond);
-  }
+void addMergeBenchmarks() {
   benchmark::RegisterBenchmark("merge", mergeInPlainStore)
       ->ArgNames({"size", "changed"})
       ->ArgsProduct({{10, 100, 1000, 10000}, {0, 10, 100}});
@@ -251,7 +189,8 @@ int main(int argc, char** argv) {
     return 1;
   }
   addCalculateBenchmarks();
-  addPlainBenchmarks();
+  addMergeBenchmarks();
+  addSearchBenchmarks();
   addPrepareBenchmarks();
   addReadBenchmarks();
   RatioReporter reporter;

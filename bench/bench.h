@@ -5,3 +5,4 @@
 
 void addPrepareBenchmarks();
 void addReadBenchmarks();
+void addSearchBenchmarks();

@@ -148,6 +148,18 @@ void buildAssignment(Wcsp& wcsp, unsigned n) {
   c->upper = 0;
 }
 
+/// Of `labels`, `lower` to `upper` are on.
+template <class Kinds>
+void buildBound(Wcsp& wcsp, int weight, int lower, int upper,
+                std::vector<Move> const& labels) {
+  auto* c = new typename Kinds::Linear(&wcsp, weight);
+  for (Move const& label : labels) {
+    c->terms.push_back({1, label.variable, label.value});
+  }
+  c->lower = lower;
+  c->upper = upper;
+}
+
 /// A cyclic latin square: cell (i, k) has the value i + k modulo n.
 Setting latinSetting(unsigned n) {
   Setting setting{std::vector<unsigned>(std::size_t{n} * n, n), {}, {}};
@@ -158,11 +170,61 @@ Setting latinSetting(unsigned n) {
   return setting;
 }
 
+/// Rows and columns, and a wish for each cell.
 template <class Kinds>
 void buildLatin(Wcsp& wcsp, unsigned n) {
   for (unsigned i = 0; i < n; ++i) {
     buildAlldiff<Kinds>(wcsp, i * n, 1, n);
     buildAlldiff<Kinds>(wcsp, i, n, n);
+  }
+  std::mt19937 random(9);
+  for (unsigned cell = 0; cell < n * n; ++cell) {
+    buildBound<Kinds>(wcsp, 1, 1, Wcsp::inf, {{cell, draw(random, n)}});
+  }
+}
+
+/// The labels (first + i * step, value) for i below `count`.
+std::vector<Move> labelsOf(unsigned first, unsigned step, unsigned count,
+                           unsigned value) {
+  std::vector<Move> labels;
+  for (unsigned i = 0; i < count; ++i) {
+    labels.push_back({first + i * step, value});
+  }
+  return labels;
+}
+
+/// Shifts of `n` nurses on 28 days: off, early, late or night.
+template <class Kinds>
+void buildRoster(Wcsp& wcsp, unsigned n) {
+  constexpr unsigned days = 28;
+  constexpr unsigned off = 0;
+  constexpr unsigned early = 1;
+  constexpr unsigned late = 2;
+  constexpr unsigned night = 3;
+  const auto build = buildBound<Kinds>;
+  for (unsigned day = 0; day < days; ++day) {
+    for (const unsigned shift : {early, late, night}) {
+      const auto least = static_cast<int>(n * (6 - shift) / 20);
+      build(wcsp, Wcsp::inf, least, Wcsp::inf, labelsOf(day, days, n, shift));
+    }
+  }
+  std::mt19937 random(8);
+  for (unsigned first = 0; first < n * days; first += days) {
+    for (unsigned v = first; v + 1 < first + days; ++v) {
+      build(wcsp, Wcsp::inf, -Wcsp::inf, 1,
+            {{v, night}, {v + 1, early}, {v + 1, late}});
+      build(wcsp, Wcsp::inf, -Wcsp::inf, 1, {{v, late}, {v + 1, early}});
+    }
+    for (unsigned week = 0; week < days; week += 7) {
+      build(wcsp, Wcsp::inf, 2, Wcsp::inf, labelsOf(first + week, 1, 7, off));
+    }
+    build(wcsp, 5, -Wcsp::inf, 14, labelsOf(first, 1, days, off));
+    build(wcsp, 10, 10, Wcsp::inf, labelsOf(first, 1, days, off));
+    build(wcsp, 3, -Wcsp::inf, 4, labelsOf(first, 1, days, night));
+    for (unsigned i = 0; i < 5; ++i) {
+      build(wcsp, static_cast<int>(1 + draw(random, 4)), 1, Wcsp::inf,
+            {{first + draw(random, days), draw(random, 4)}});
+    }
   }
 }
 
@@ -247,7 +309,7 @@ std::vector<Case> calculateCases() {
   return cases;
 }
 
-std::vector<Case> moveCases() {
+std::vector<Case> quadraticModels() {
   std::vector<Case> cases;
   for (unsigned n : {20U, 30U}) {
     cases.push_back(makeCase(sized("assignment", n), permutation(n, n),
@@ -260,9 +322,17 @@ std::vector<Case> moveCases() {
       makeCase("colouring:500", anyValues(500, 13), [](auto kinds, Wcsp& w) {
         buildColouring<decltype(kinds)>(w, 500, 13);
       }));
+  return cases;
+}
+
+std::vector<Case> linearModels() {
+  std::vector<Case> cases;
   cases.push_back(makeCase(
       "latin:40", latinSetting(40),
       [](auto kinds, Wcsp& w) { buildLatin<decltype(kinds)>(w, 40); }));
+  cases.push_back(makeCase(
+      "roster:60", anyValues(60 * 28, 4),
+      [](auto kinds, Wcsp& w) { buildRoster<decltype(kinds)>(w, 60); }));
   cases.push_back(
       makeCase("clauses:4600", anyValues(1000, 2), [](auto kinds, Wcsp& w) {
         buildClauses<decltype(kinds)>(w, 1000, 4600);

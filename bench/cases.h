@@ -28,6 +28,21 @@ struct Setting {
   std::vector<Move> moves;
 };
 
+/// Walks over the moves of a setting again and again.
+class MoveCycle {
+ public:
+  explicit MoveCycle(std::vector<Move> const& cycle) : moves(cycle) {}
+  Move next() {
+    const Move move = moves[position];
+    position = position + 1 == moves.size() ? 0 : position + 1;
+    return move;
+  }
+
+ private:
+  std::vector<Move> const& moves;
+  std::size_t position = 0;
+};
+
 /// Whose classes a model is built from.
 struct SolverKinds {
   using Linear = WcspLinear;
@@ -61,5 +76,7 @@ void addTerm(PlainQuadratic& constraint, int coefficient, unsigned variable1,
 /// Cases of a single constraint.
 std::vector<Case> calculateCases();
 
-/// Cases of many constraints, as large as the generated workloads.
-std::vector<Case> moveCases();
+/// Cases of many constraints, as large as the generated workloads: those with
+/// quadratic constraints, and those without.
+std::vector<Case> quadraticModels();
+std::vector<Case> linearModels();

@@ -1,0 +1,92 @@
+// The fast forms of the constraints and of the merge against the plain ones
+// that the benchmarks measure them by, on the models of the benchmarks.
+
+#include <gtest/gtest.h>
+
+#include <array>
+
+#include "bench/cases.h"
+#include "solver/wcspi.h"
+
+namespace {
+
+/// Keeps what was reported; a diff of 0 says nothing and is dropped.
+class RecordingWcsp : public StandInWcsp {
+ public:
+  std::vector<std::array<int, 3>> reports;  ///< variable, value, diff
+
+  using StandInWcsp::StandInWcsp;
+
+  void setDiffPenalty(unsigned, unsigned variable, unsigned value,
+                      int diff) override {
+    if (diff != 0) {
+      reports.push_back(
+          {static_cast<int>(variable), static_cast<int>(value), diff});
+    }
+  }
+};
+
+TEST(Forms, ReportTheSame) {
+  for (Case const& c : calculateCases()) {
+    RecordingWcsp solver(c.setting.numValues);
+    RecordingWcsp plain(c.setting.numValues);
+    c.build(solver);
+    c.buildPlain(plain);
+    solver.constraints.front()->preprocess();
+    plain.constraints.front()->preprocess();
+    std::vector<unsigned> assignment = c.setting.start;
+    for (Move const& move : c.setting.moves) {
+      assignment[move.variable] = move.value;
+      solver.reports.clear();
+      plain.reports.clear();
+      ASSERT_EQ(solver.constraints.front()->calculate(assignment),
+                plain.constraints.front()->calculate(assignment))
+          << c.name;
+      ASSERT_EQ(solver.reports, plain.reports) << c.name;
+    }
+  }
+}
+
+void expectSameStore(RealWcsp const& solver, PlainStore const& plain) {
+  for (RealWcsp::Label const& label : solver.labels.all()) {
+    PlainStore::Label const& twin = plain.labels[label.variable][label.value];
+    ASSERT_EQ(label.score, twin.score);
+    ASSERT_EQ(static_cast<unsigned>(label.improvingCount), twin.improvingCount);
+  }
+  ASSERT_EQ(solver.candidates.size(), plain.candidates.size());
+  for (std::size_t i = 0; i < plain.candidates.size(); ++i) {
+    ASSERT_EQ(solver.candidates[i]->variable, plain.candidates[i]->variable);
+    ASSERT_EQ(solver.candidates[i]->value, plain.candidates[i]->value);
+  }
+}
+
+void checkModels(std::vector<Case> const& models) {
+  for (Case const& c : models) {
+    SCOPED_TRACE(c.name);
+    RealWcsp solver;
+    std::vector<unsigned> sizes = c.setting.numValues;
+    solver.initialize(static_cast<unsigned>(sizes.size()), sizes);
+    PlainStore plain(sizes);
+    c.build(solver);
+    c.buildPlain(plain);
+    solver.prepare(c.setting.start);
+    plain.start(c.setting.start);
+    for (Move const& move : c.setting.moves) {
+      solver.applyMove(solver.labels[move.variable][move.value]);
+      plain.move(move.variable, move.value);
+      // Not rounded the same would be another search.
+      ASSERT_EQ(solver.current.weightedPenalty, plain.weightedPenalty);
+    }
+    expectSameStore(solver, plain);
+  }
+}
+
+TEST(Forms, KeepTheSameScoresInQuadraticModels) {
+  checkModels(quadraticModels());
+}
+
+TEST(Forms, KeepTheSameScoresInLinearModels) {
+  checkModels(linearModels());
+}
+
+}  // namespace
