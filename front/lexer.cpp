@@ -48,7 +48,12 @@ bool is(unsigned char wanted, int c) {
 }  // namespace
 
 Lexer::Lexer(std::istream& input, int firstLine, int infinity)
-    : stream(input), line(firstLine), inf(infinity) {}
+    : stream(input), line(firstLine), inf(infinity) {
+  // Beyond what a string holds in itself: then a swap moves no characters.
+  constexpr std::size_t usualLength = 64;
+  text.reserve(usualLength);
+  previousText.reserve(usualLength);
+}
 
 void Lexer::getnext() {
   if (pushedBack) {

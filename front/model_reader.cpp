@@ -14,6 +14,9 @@
 
 namespace {
 
+/// A string made anew for each of millions of tokens would cost time.
+const std::string noMessage;
+
 struct ModelReader {
   Lexer& lexer;
   Wcsp& solver;
@@ -65,7 +68,7 @@ void ModelReader::readDeclarations() {
 }
 
 void ModelReader::readTarget() {
-  lexer.next('=', "");
+  lexer.next('=', noMessage);
   const int value = readNumber();
   if (target == -1) {
     target = value;
@@ -73,29 +76,29 @@ void ModelReader::readTarget() {
 }
 
 void ModelReader::readVariable() {
-  lexer.next(Lexer::identifier, "");
+  lexer.next(Lexer::identifier, noMessage);
   const unsigned v = variables.add(lexer.text);
   values.push_back(nullptr);
   values[v] = new Dictionary;
   expect("in");
-  lexer.next('{', "");
+  lexer.next('{', noMessage);
   do {
-    lexer.next(Lexer::eof, "");
+    lexer.next(Lexer::eof, noMessage);
     values[v]->add(lexer.text);
-    lexer.next(Lexer::symbol, "");
+    lexer.next(Lexer::symbol, noMessage);
   } while (lexer.text == ",");
   numValues.push_back(static_cast<unsigned>(values[v]->size()));
 }
 
 void ModelReader::readConstraint() {
   constraintName.push_back(lexer.text);
-  lexer.next(':', "");
+  lexer.next(':', noMessage);
   expect("weight");
-  lexer.next('=', "");
+  lexer.next('=', noMessage);
   const int weight = std::max(readNumber(), 0);
   expect("type");
-  lexer.next('=', "");
-  lexer.next(Lexer::identifier, "");
+  lexer.next('=', noMessage);
+  lexer.next(Lexer::identifier, noMessage);
   if (lexer.text == "linear") {
     readLinear(weight);
   } else if (lexer.text == "quadratic") {
@@ -133,7 +136,7 @@ void ModelReader::readAlldiff(int weight) {
   for (lexer.getnext(); lexer.kind != Lexer::symbol; lexer.getnext()) {
     const unsigned v = variables.getId(lexer.text, false);
     if (lexer.kind == Lexer::eof) {  // and a variable has the name "EOF"
-      lexer.error("");
+      lexer.error(noMessage);
     }
     alldiff->variables.push_back(v);
     alldiff->maxValue = std::max(alldiff->maxValue, solver.getNumValues(v) - 1);
@@ -146,42 +149,42 @@ void ModelReader::readRelation(int& lower, int& upper) {
   if (relation == '=') {
     lower = upper = readNumber();
   } else if (relation == '>') {
-    lexer.next('=', "");
+    lexer.next('=', noMessage);
     lower = readNumber();
   } else if (relation == '<') {
-    lexer.next('=', "");
+    lexer.next('=', noMessage);
     upper = readNumber();
   } else {
-    lexer.error("");
+    lexer.error(noMessage);
   }
 }
 
 ModelReader::Label ModelReader::readLabel() {
-  lexer.next('(', "");
-  lexer.next(Lexer::identifier, "");
+  lexer.next('(', noMessage);
+  lexer.next(Lexer::identifier, noMessage);
   const unsigned v = variables.getId(lexer.text, false);
-  lexer.next(',', "");
-  lexer.next(Lexer::eof, "");
+  lexer.next(',', noMessage);
+  lexer.next(Lexer::eof, noMessage);
   const unsigned a = values[v]->getId(lexer.text, false);
-  lexer.next(')', "");
+  lexer.next(')', noMessage);
   return {v, a};
 }
 
 void ModelReader::expect(const char* word) {
-  lexer.next(Lexer::identifier, "");
+  lexer.next(Lexer::identifier, noMessage);
   if (lexer.text != word) {
-    lexer.error("");
+    lexer.error(noMessage);
   }
 }
 
 int ModelReader::readNumber() {
-  lexer.next(Lexer::number, "");
+  lexer.next(Lexer::number, noMessage);
   return currentNumber();
 }
 
 int ModelReader::currentNumber() const {
   if (!lexer.fitsInt()) {
-    lexer.error("");
+    lexer.error(noMessage);
   }
   return lexer.i();
 }
