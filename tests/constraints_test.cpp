@@ -48,7 +48,9 @@ struct Recorder : TestSolver {
   }
   void setDiffPenalties(unsigned id, unsigned v,
                         std::span<unsigned const> values, int diff) override {
-    Wcsp::setDiffPenalties(id, v, values, diff);  // one by one
+    for (const unsigned value : values) {
+      setDiffPenalty(id, v, value, diff);
+    }
   }
 
   WcspConstraint& make(naive::Constraint const& c) {
