@@ -184,7 +184,7 @@ struct Problem : Lexer {
     if (c.kind != Kind::alldiff)
       readTerms(c);
     else
-      while (next(), check(kind != 'e'), kind != 's') c.variables.push_back(get(variables));
+      for (; next(), kind != 's'; check(kind != 'e')) c.variables.push_back(get(variables));
     model.constraints.push_back(c);
   }
   void readTarget(int& target) {
