@@ -26,7 +26,7 @@ WORKLOADS = {
     "colouring": Workload(100000, 1),
     "qap20": Workload(80000, 1),
     "qap30": Workload(16000, 1),
-    "latin40": Workload(80000, 1),
+    "latin40": Workload(100000, 1),
     "roster60": Workload(260000, 2),
     "sat1000": Workload(700000, 1),
 }
