@@ -77,7 +77,9 @@ int WcspLinear::calculate(std::vector<unsigned> const& assignment) {
 int WcspLinear::calculateSingle(std::vector<unsigned> const& assignment) const {
   std::int64_t sum = 0;
   for (Term const& term : terms) {
-    sum += assignment[term.variable] == term.value ? term.coefficient : 0;
+    // A mask and not a choice, which would be a branch and hard to foresee.
+    const auto isOn = std::int64_t{assignment[term.variable] == term.value};
+    sum += term.coefficient & -isOn;
   }
   const BoundedSum bounded(*this, lower, upper, sum);
   if (bounded.admits(maxChange)) {
