@@ -7,6 +7,7 @@
 //   calculate/CASE/limit           only its loads and additions, flat arrays
 //   move/CASE/solver|plain         one move: evaluations and merges
 //   iteration/CASE/solver|limit    one iteration of the search
+//   growth/KIND/VARIED:SIZE        one iteration on models of growing size
 //   merge/SIZE/changed:PERCENT     one plain merge of two diff lists
 //   prepare/KIND/ORDER             preprocess() of 1,000,000 terms, in 256 KB
 //                                  of stack
@@ -203,6 +204,7 @@ int main(int argc, char** argv) {
   addCalculateBenchmarks();
   addMergeBenchmarks();
   addSearchBenchmarks();
+  addGrowthBenchmarks();
   addPrepareBenchmarks();
   addReadBenchmarks();
   RatioReporter reporter;

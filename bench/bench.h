@@ -3,6 +3,7 @@
 
 #pragma once
 
+void addGrowthBenchmarks();
 void addPrepareBenchmarks();
 void addReadBenchmarks();
 void addSearchBenchmarks();

@@ -6,10 +6,6 @@ namespace {
 
 constexpr std::size_t numMoves = 256;
 
-unsigned draw(std::mt19937& random, unsigned bound) {
-  return std::uniform_int_distribution<unsigned>(0, bound - 1)(random);
-}
-
 /// `n` variables of `size` values of which `percent` per cent stand on value 0,
 /// before and after each move.
 Setting settingOn(unsigned n, unsigned size, unsigned percent) {
@@ -289,6 +285,10 @@ void addAlldiffCases(std::vector<Case>& cases) {
 }
 
 }  // namespace
+
+unsigned draw(std::mt19937& random, unsigned bound) {
+  return std::uniform_int_distribution<unsigned>(0, bound - 1)(random);
+}
 
 void addTerm(WcspQuadratic& constraint, int coefficient, unsigned variable1,
              unsigned value1, unsigned variable2, unsigned value2) {

@@ -67,6 +67,9 @@ struct Case {
   Builder buildPlain;  ///< from the plain ones
 };
 
+/// A random number from 0 to bound - 1.
+unsigned draw(std::mt19937& random, unsigned bound);
+
 /// Appends a term and, when its labels differ, its mirror.
 void addTerm(WcspQuadratic& constraint, int coefficient, unsigned variable1,
              unsigned value1, unsigned variable2, unsigned value2);

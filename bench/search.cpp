@@ -11,65 +11,22 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <memory>
-#include <ostream>
 #include <string>
 #include <vector>
 
 #include "bench/bench.h"
 #include "bench/cases.h"
 #include "bench/plain.h"
+#include "bench/stepped_search.h"
 #include "solver/wcspi.h"
 
 namespace {
 
 using DiffPenalty = RealWcsp::DiffPenalty;
 
-/// Iterations before the ones that are measured: enough to leave the start.
-constexpr int numWarmUp = 5000;
-
 /// How many iterations the limit repeats: as its trace is read along with the
 /// data, it must not take much of the cache.
 constexpr std::size_t traceLength = 256;
-
-/// A search that can be made one iteration after the other and never ends.
-class SteppedSearch {
- public:
-  RealWcsp solver;
-
-  explicit SteppedSearch(Case const& c) {
-    std::vector<unsigned> sizes = c.setting.numValues;
-    solver.initialize(static_cast<unsigned>(sizes.size()), sizes);
-    solver.log = &silence;
-    c.build(solver);
-  }
-
-  void start(std::vector<unsigned> const& initial) {
-    solver.prepare(initial);
-    solver.recordBest();
-    solver.improveGreedily();
-    search = std::make_unique<RealWcsp::Search>(solver);
-    for (int i = 0; i < numWarmUp; ++i) {
-      step();
-    }
-  }
-
-  void step() {
-    search->run.numPhases = 0;
-    solver.concerned.clear();
-    benchmark::DoNotOptimize(solver.mustStop(*search));
-    solver.scan(*search);
-    if (!search->ties.empty() || solver.answersByKick(*search)) {
-      solver.moveOnce(*search);
-      solver.adjustWeights(*search);
-    }
-    ++search->iteration;
-  }
-
- private:
-  std::ostream silence{nullptr};
-  std::unique_ptr<RealWcsp::Search> search;
-};
 
 /// Terms of all constraints in one array.
 struct FlatTerms {
@@ -206,7 +163,7 @@ class Repetition {
 };
 
 void iterate(benchmark::State& state, Case const& c) {
-  SteppedSearch search(c);
+  SteppedSearch search(c.setting.numValues, c.build);
   search.start(c.setting.start);
   for (auto _ : state) {
     search.step();
@@ -214,7 +171,7 @@ void iterate(benchmark::State& state, Case const& c) {
 }
 
 void iterateAtLimit(benchmark::State& state, Case const& c) {
-  SteppedSearch search(c);
+  SteppedSearch search(c.setting.numValues, c.build);
   const FlatTerms terms(search.solver);
   search.start(c.setting.start);
   const Trace trace = record(search);
@@ -232,7 +189,7 @@ void readClock(benchmark::State& state) {
 }
 
 void move(benchmark::State& state, Case const& c) {
-  SteppedSearch search(c);
+  SteppedSearch search(c.setting.numValues, c.build);
   RealWcsp& solver = search.solver;
   solver.prepare(c.setting.start);
   MoveCycle cycle(c.setting.moves);
