@@ -37,5 +37,5 @@ void IdLists::merge() {
     merged[ends[entry.label]++] = entry.id;
   }
   ids = std::move(merged);
-  noted = {};
+  noted.clear();
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <deque>
 #include <vector>
 
 class IdLists {
@@ -33,5 +34,5 @@ class IdLists {
 
   std::vector<std::size_t> begins;  ///< by label
   std::vector<unsigned> ids;
-  std::vector<Entry> noted;
+  std::deque<Entry> noted;  ///< grows without a second copy of itself
 };

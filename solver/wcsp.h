@@ -148,7 +148,8 @@ class WCSP_EXPORT WcspConstraint {
   int weight;       ///< declared weight, 0 to Wcsp::inf; Wcsp::inf: hard
 
   /// Registers the constraint with `solver`, which owns it from here on. If the
-  /// solver refuses by throwing, the caller still owns the memory.
+  /// solver refuses by throwing, the caller still owns the memory. A derived
+  /// constructor must not throw after this one.
   WcspConstraint(Wcsp* solver, int declaredWeight)
       : wcsp(solver), weight(declaredWeight) {
     id = wcsp->addConstraint(this);

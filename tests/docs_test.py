@@ -7,7 +7,8 @@ with what they print. Each source gets a folder of its own with its files, in
 which its commands run in order; outputs are compared with CPU times masked,
 and a line "..." stands for any lines. Every text, option and status in the
 code of the program, and every example, must stand in the manual. --update
-writes what the commands print into the sources.
+writes what the commands print into the sources. README.md's two blocks of text
+are a model and what it prints.
 """
 
 import argparse
@@ -82,6 +83,15 @@ def test_source(path, environment, update):
     return count, failures
 
 
+def test_readme(readme, wcsp):
+    model, shown = re.findall(r'^```text\n(.*?)^```$',
+                              readme.read_text('utf-8'), re.M | re.S)
+    printed = subprocess.run([wcsp], input=model, check=False, text=True,
+                             stdout=subprocess.PIPE).stdout
+    return [] if matches(shown.splitlines(), printed) else [
+        f'{readme.name}: the model prints\n{printed}']
+
+
 def texts(code):
     """The lines of all string literals that hold a word, blanks trimmed."""
     code = re.sub(r'^\s*(?:#include.*|//.*)$', '', code, flags=re.M)
@@ -116,6 +126,7 @@ def main():
     options = parser.parse_args()
     root, wcsp = options.source.resolve(), options.wcsp.resolve()
     failures, count = list(missing(options.docs, root)), 0
+    failures += test_readme(root / 'README.md', wcsp)
     with tempfile.TemporaryDirectory() as programs:
         os.symlink(wcsp, f'{programs}/wcsp')
         os.symlink(options.check.resolve(), f'{programs}/wcsp-check')
