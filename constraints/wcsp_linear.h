@@ -16,7 +16,7 @@
 class WCSP_EXPORT WcspLinear : public WcspConstraint {
  public:
   struct Term {
-    std::int64_t coefficient;  ///< any sign
+    std::int64_t coefficient;  ///< any sign; magnitudes sum below 2^61
     unsigned variable;
     unsigned value;
   };

@@ -17,7 +17,7 @@
 class WCSP_EXPORT WcspQuadratic : public WcspConstraint {
  public:
   struct Term {
-    std::int64_t coefficient;  ///< any sign
+    std::int64_t coefficient;  ///< any sign; magnitudes sum below 2^61
     unsigned variable1;        ///< one label
     unsigned value1;
     unsigned variable2;  ///< the other, or the same again

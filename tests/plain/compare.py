@@ -98,7 +98,9 @@ class Model:
 def any_model(rng):
     if rng.random() < 0.02:
         return Model(rng, 0, 1, rng.choice([0, 0, 1]))
-    return Model(rng, rng.randint(1, 24), rng.randint(1, 6), rng.randint(0, 20))
+    domain = 90 if rng.random() < 0.1 else 6
+    return Model(rng, rng.randint(1, 24), rng.randint(1, domain),
+                 rng.randint(0, 20))
 
 
 def tight_model(rng):
