@@ -25,10 +25,10 @@ Workload = collections.namedtuple("Workload", "iterations runs")
 WORKLOADS = {
     "colouring": Workload(100000, 1),
     "qap20": Workload(80000, 1),
-    "qap30": Workload(16000, 1),
-    "latin40": Workload(100000, 1),
-    "roster60": Workload(260000, 2),
-    "sat1000": Workload(700000, 1),
+    "qap30": Workload(20000, 1),
+    "latin40": Workload(120000, 1),
+    "roster60": Workload(320000, 2),
+    "sat1000": Workload(1000000, 1),
 }
 READING = "reading"
 

@@ -152,7 +152,6 @@ void RealWcsp::calculateConcerned() {
       Constraint const& next = constraints[concerned[i + 2]];
       __builtin_prefetch(next.diffs.data());
       __builtin_prefetch(next.constraint);
-      __builtin_prefetch(reinterpret_cast<char const*>(next.constraint) + 64);
     }
     calculate(concerned[i]);
   }
