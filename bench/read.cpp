@@ -91,7 +91,7 @@ void readString(benchmark::State& state, std::string const& kind) {
 
 void readFile(benchmark::State& state, std::string const& kind) {
   const std::string text = modelText(kind);
-  char name[] = "/tmp/wcsp-bench-XXXXXX";
+  char name[] = "/tmp/wcsp-bench-XXXXXX";  // mkstemp() replaces the Xs
   const int descriptor = mkstemp(name);
   if (descriptor < 0) {
     state.SkipWithError("cannot make a temporary file");

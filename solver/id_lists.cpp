@@ -38,4 +38,5 @@ void IdLists::merge() {
   }
   ids = std::move(merged);
   noted.clear();
+  noted.shrink_to_fit();
 }
