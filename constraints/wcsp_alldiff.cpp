@@ -104,6 +104,7 @@ void WcspAlldiff::preprocess() {
   variables.quicksort(0, static_cast<unsigned>(variables.size() - 1));
   variables.mergeEqual([](unsigned, unsigned) {});
   for (const unsigned variable : variables) {
+    maxValue = std::max(maxValue, wcsp->getNumValues(variable) - 1);
     wcsp->involve(id, variable);
   }
   if (counters.size() <= maxValue) {

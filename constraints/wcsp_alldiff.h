@@ -17,8 +17,8 @@ class WCSP_EXPORT WcspAlldiff : public WcspConstraint {
   /// preprocess().
   Array<unsigned, std::less_equal<unsigned>> variables;
 
-  /// The largest value number that any of the variables can take; kept by the
-  /// caller while it fills `variables`.
+  /// At most the largest value number that any of the variables can take, to
+  /// which preprocess() raises it.
   unsigned maxValue = 0;
 
   using WcspConstraint::WcspConstraint;

@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "constraints/bounded_sum.h"
+#include "constraints/offset.h"
 
 namespace {
 
@@ -58,10 +59,10 @@ class RunWriter {
  public:
   explicit RunWriter(std::vector<Sum>& output) : runs(output) { runs.clear(); }
 
-  /// Returns where the run begins.
+  /// Returns where the run begins. Throws std::bad_alloc beyond 2^32 numbers.
   unsigned startRun() {
     isOpen = false;
-    return static_cast<unsigned>(runs.size());
+    return offsetOf(runs.size());
   }
 
   /// Appends a term of the run; they come in ascending order of partners.

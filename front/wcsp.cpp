@@ -4,6 +4,7 @@
 // caught here and nowhere else.
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -68,6 +69,28 @@ bool openFile(std::ifstream& stream, std::string const& name) {
     stream.open(name);
   }
   return stream.is_open();
+}
+
+bool isSameRegularFile(struct stat const& a, struct stat const& b) {
+  return S_ISREG(a.st_mode) && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+// Whether the log would overwrite what the run has read.
+bool isInput(std::string const& logFile, Options const& options) {
+  struct stat log = {};
+  struct stat input = {};
+  if (stat(logFile.c_str(), &log) != 0) {
+    return false;
+  }
+  const bool isModel = options.inputFile.empty()
+                           ? fstat(STDIN_FILENO, &input) == 0
+                           : stat(options.inputFile.c_str(), &input) == 0;
+  if (isModel && isSameRegularFile(log, input)) {
+    return true;
+  }
+  return !options.initialSolutionFile.empty() &&
+         stat(options.initialSolutionFile.c_str(), &input) == 0 &&
+         isSameRegularFile(log, input);
 }
 
 void printUnreadable(std::string const& name) {
@@ -229,7 +252,8 @@ Status run(int argc, char** argv) {
 
   configure(*options);
   if (!options->logFile.empty() &&
-      wcsp->setLogFileName(options->logFile, false)) {
+      (isInput(options->logFile, *options) ||
+       wcsp->setLogFileName(options->logFile, false))) {
     std::cout << "Cannot open log file." << std::endl;
     return unwritableLog;
   }

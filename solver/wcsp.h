@@ -109,12 +109,13 @@ class WCSP_EXPORT Wcsp {
   virtual int getSoftPenalty() const = 0;
 
   /// The violation of one constraint in the best assignment; `inf` before the
-  /// first search has started, 0 while that has recorded no assignment.
+  /// first search has started and for a constraint added since the last one,
+  /// 0 while the first search has recorded no assignment.
   virtual int getPenalty(unsigned constraint) const = 0;
 
   /// Takes ownership of `c` and returns its id; calls nothing on `c`, which is
   /// still under construction. Throws std::runtime_error, storing nothing, when
-  /// no variables are declared.
+  /// no variables are declared. Never to be called from inside a calculate().
   virtual unsigned addConstraint(WcspConstraint* c) = 0;
 
   /// From preprocess(): `constraint` must be evaluated again whenever

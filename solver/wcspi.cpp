@@ -4,6 +4,7 @@
 #include "solver/wcspi.h"
 
 #include <algorithm>
+#include <cassert>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
@@ -135,13 +136,17 @@ int RealWcsp::getPenalty(unsigned constraint) const {
   if (!isSearched) {
     return inf;
   }
-  // A search that has run out of memory early has not sized the list.
+  // A search that has run out of memory early has no list to answer from.
+  if (!isRecorded) {
+    return 0;
+  }
   return constraint < bestConstraintPenalty.size()
              ? bestConstraintPenalty[constraint]
-             : 0;
+             : inf;
 }
 
 unsigned RealWcsp::addConstraint(WcspConstraint* c) {
+  assert(!isCalculating);
   if (numVariables == 0) {
     throw std::runtime_error(
         "Error in RealWcsp::addConstraint(...): wcsp has no variable.\n");

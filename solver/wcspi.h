@@ -23,8 +23,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
+#include <ios>
 #include <iosfwd>
 #include <limits>
+#include <locale>
 #include <span>
 #include <string>
 #include <vector>
@@ -104,7 +106,7 @@ class RealWcsp : public Wcsp {
     Int128 hardPenalty = 0;        ///< summed violation of hard constraints
     Int128 softPenalty = 0;        ///< declared weight times violation, soft
     double weightedPenalty = 0.0;  ///< adaptive weight times violation, all
-    unsigned iteration = 0;        ///< when it was reached
+    std::uint64_t iteration = 0;   ///< when it was reached
     double time = 0.0;             ///< CPU seconds; kept for `best` only
 
     bool isBetterThan(Solution const& other) const {
@@ -117,11 +119,11 @@ class RealWcsp : public Wcsp {
   /// The runs and phases of one search.
   struct Run {
     Solution best;                     ///< of the run, by weighted penalty
-    unsigned start = 0;                ///< iteration at which it began
+    std::uint64_t start = 0;           ///< iteration at which it began
     double length = minimumRunLength;  ///< nominal, in iterations
     unsigned numRuns = 0;              ///< completed in this phase
-    unsigned sumIterations = 0;        ///< start to best, over the phase
-    unsigned maxIterations = 0;        ///< the same, largest
+    std::uint64_t sumIterations = 0;   ///< start to best, over the phase
+    std::uint64_t maxIterations = 0;   ///< the same, largest
     int numPhases = 0;                 ///< ended in a row without improvement
     Int128 phaseStartHard = 0;         ///< the incumbent's penalties when the
     Int128 phaseStartSoft = 0;         ///< phase began
@@ -135,14 +137,34 @@ class RealWcsp : public Wcsp {
   /// What lives for one solve(initial).
   struct Search {
     Tabulist tabulist;
-    std::vector<Label*> ties;  ///< best moves of a scan, or kick labels
-    double bestScore = dinf;   ///< of the last scan
-    unsigned iteration = 1;
+    std::vector<Label*> ties;     ///< best moves of a scan, or kick labels
+    double bestScore = dinf;      ///< of the last scan
+    std::uint64_t iteration = 1;  ///< wide enough to pass every limit
     unsigned numKicks = 0;
-    unsigned lastNoNeighbor = 0;  ///< latest dead end answered by a reset
+    std::uint64_t lastNoNeighbor = 0;  ///< latest dead end answered by a reset
     Run run;
 
     explicit Search(RealWcsp const& solver);
+  };
+
+  class InterruptScope;
+
+  /// Keeps the numbers of the log as they are in the classic locale, while it
+  /// lives, and then leaves the caller's stream as it was.
+  class LogFormat {
+   public:
+    explicit LogFormat(std::ostream& stream);
+    LogFormat(LogFormat const&) = delete;
+    LogFormat& operator=(LogFormat const&) = delete;
+    ~LogFormat();
+
+   private:
+    std::ostream& stream;
+    std::ios_base::fmtflags flags;
+    std::streamsize precision;
+    std::streamsize width;
+    char fill;
+    std::locale locale;
   };
 
   std::int64_t seed = defaultRandomSeed;  ///< state of the generator
@@ -170,10 +192,12 @@ class RealWcsp : public Wcsp {
   Solution best;
   Solution current;
   std::vector<int> bestConstraintPenalty;  ///< in `best`, by id
-  bool keepInitial = true;  ///< false: improve the start greedily first
-  bool isDeclared = false;  ///< initialize(n, sizes) has been called
-  bool isSearched = false;  ///< a search has been started
-  double largestSum = 0.0;  ///< met by bookkeepingHolds(), for its tolerance
+  bool keepInitial = true;     ///< false: improve the start greedily first
+  bool isDeclared = false;     ///< initialize(n, sizes) has been called
+  bool isSearched = false;     ///< a search has been started
+  bool isRecorded = false;     ///< a search has recorded an assignment
+  bool isCalculating = false;  ///< kept in builds with assertions only
+  double largestSum = 0.0;     ///< met by bookkeepingHolds(), for its tolerance
 
   // wcspi.cpp: the store.
   RealWcsp();
@@ -219,6 +243,9 @@ class RealWcsp : public Wcsp {
   /// and of the additions to the scores.
   void calculate(unsigned constraint);
 
+  /// The violation of one constraint, which reports its diffs.
+  int measure(Constraint const& record);
+
   /// Gives a variable a value and evaluates the constraints concerned.
   void applyMove(Label const& label);
 
@@ -261,7 +288,7 @@ class RealWcsp : public Wcsp {
   /// `dinf` and returns that score.
   double scanValues(unsigned variable, std::vector<Label*>& ties);
   Label* pick(std::vector<Label*> const& ties);
-  void tabuSearch();
+  void tabuSearch(InterruptScope& interruptScope);
   bool mustStop(Search const& search) const;
   bool isTargetReached() const;
 
@@ -293,12 +320,12 @@ class RealWcsp : public Wcsp {
   void raiseWeight(Constraint& record, double step);
 
   // wcspi_log.cpp: the search log, one operation per line.
-  bool showsProgress(unsigned iteration) const;
-  void logBest(unsigned iteration);
+  bool showsProgress(std::uint64_t iteration) const;
+  void logBest(std::uint64_t iteration);
   void logGreedy();
   void logStart();
-  void logProgress(unsigned iteration, Label const& label, unsigned from);
-  void logNoNeighbor(unsigned iteration);
+  void logProgress(std::uint64_t iteration, Label const& label, unsigned from);
+  void logNoNeighbor(std::uint64_t iteration);
   void logKick(unsigned numExtra);
   void logRun(Search const& search, double bound);
   void logPhase(Run const& run);

@@ -63,10 +63,23 @@ void RealWcsp::initialize() {
   assert(smallBookkeepingHolds());
 }
 
+int RealWcsp::measure(Constraint const& record) {
+#ifndef NDEBUG
+  const struct Scope {
+    bool& flag;
+    explicit Scope(bool& itsFlag) : flag(itsFlag) { flag = true; }
+    Scope(Scope const&) = delete;
+    Scope& operator=(Scope const&) = delete;
+    ~Scope() { flag = false; }
+  } scope(isCalculating);
+#endif
+  return record.constraint->calculate(current.value);
+}
+
 void RealWcsp::calculate(unsigned constraint) {
   Constraint& record = constraints[constraint];
   reports.clear();
-  const int penalty = record.constraint->calculate(current.value);
+  const int penalty = measure(record);
   const std::int64_t delta =
       static_cast<std::int64_t>(penalty) - record.penalty;
   if (record.isHard()) {

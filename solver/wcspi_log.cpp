@@ -27,9 +27,43 @@ std::ostream& operator<<(std::ostream& stream,
                 << saturated(solution.softPenalty);
 }
 
+/// Changes how the stream formats. Its buffer keeps the locale that it has: to
+/// change that, it would have to write, which can fail.
+void imbueFormat(std::ostream& stream, std::locale const& locale) {
+  const std::ios_base::iostate exceptions = stream.exceptions();
+  const std::ios_base::iostate state = stream.rdstate();
+  stream.exceptions(std::ios_base::goodbit);
+  std::streambuf* const buffer = stream.rdbuf(nullptr);
+  stream.imbue(locale);
+  stream.rdbuf(buffer);
+  stream.clear(state);
+  stream.exceptions(exceptions);
+}
+
 }  // namespace
 
-void RealWcsp::logBest(unsigned iteration) {
+// The flag of flushing stays: it is about the stream and not its format.
+RealWcsp::LogFormat::LogFormat(std::ostream& log)
+    : stream(log),
+      flags(log.flags()),
+      precision(log.precision()),
+      width(log.width(0)),
+      fill(log.fill(' ')),
+      locale(log.getloc()) {
+  stream.flags((flags & std::ios_base::unitbuf) | std::ios_base::dec |
+               std::ios_base::skipws);
+  imbueFormat(stream, std::locale::classic());
+}
+
+RealWcsp::LogFormat::~LogFormat() {
+  imbueFormat(stream, locale);
+  stream.fill(fill);
+  stream.width(width);
+  stream.precision(precision);
+  stream.flags(flags);
+}
+
+void RealWcsp::logBest(std::uint64_t iteration) {
   *log << "penalty = " << best << " (hard/soft), " << timeMode
        << "time = " << best.time << "(s), " << generalMode
        << "iteration = " << iteration << std::endl;
@@ -43,11 +77,11 @@ void RealWcsp::logStart() {
   *log << "# start tabu search" << std::endl;
 }
 
-bool RealWcsp::showsProgress(unsigned iteration) const {
+bool RealWcsp::showsProgress(std::uint64_t iteration) const {
   return interval != 0 && iteration % interval == 0;
 }
 
-void RealWcsp::logProgress(unsigned iteration, Label const& label,
+void RealWcsp::logProgress(std::uint64_t iteration, Label const& label,
                            unsigned from) {
   *log << timeMode << iteration << ", " << cpuTime() << "(s), " << generalMode
        << std::setprecision(5);
@@ -58,7 +92,7 @@ void RealWcsp::logProgress(unsigned iteration, Label const& label,
   *log << current << ", " << best;
 }
 
-void RealWcsp::logNoNeighbor(unsigned iteration) {
+void RealWcsp::logNoNeighbor(std::uint64_t iteration) {
   *log << iteration << ": No neighbor" << std::endl;
 }
 

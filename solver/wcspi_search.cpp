@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cassert>
-#include <csignal>
+#include <csignal>  // with the signal masks of POSIX
 #include <stdexcept>
 
 #include "solver/wcspi.h"
@@ -14,28 +14,57 @@ namespace {
 /// Set by SIGINT during a tabu search and never cleared.
 volatile std::sig_atomic_t flag_interrupt = 0;
 
-/// Turns SIGINT into `flag_interrupt` while it lives. The C library's signal()
-/// restarts an interrupted write, so no line of the log is lost.
-class InterruptScope {
+}  // namespace
+
+/// Holds SIGINT back from its making to install(), and turns it into
+/// `flag_interrupt` from there to release(). So no interrupt is lost that comes
+/// once the start of the search has been announced.
+class RealWcsp::InterruptScope {
  public:
-  InterruptScope() : previousHandler(std::signal(SIGINT, handler)) {}
+  InterruptScope() {
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGINT);
+    isBlocked = pthread_sigmask(SIG_BLOCK, &blocked, &previousMask) == 0;
+  }
   InterruptScope(InterruptScope const&) = delete;
   InterruptScope& operator=(InterruptScope const&) = delete;
-  ~InterruptScope() { release(); }
+  ~InterruptScope() {
+    release();
+    unblock();
+  }
+
+  /// A write that is interrupted is restarted, so no line of the log is lost.
+  void install() {
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    isInstalled = sigaction(SIGINT, &action, &previousAction) == 0;
+    unblock();
+  }
 
   /// Restores the disposition that was in force before.
   void release() {
-    if (previousHandler != SIG_ERR) {
-      static_cast<void>(std::signal(SIGINT, previousHandler));
-      previousHandler = SIG_ERR;
+    if (isInstalled) {
+      isInstalled = false;
+      static_cast<void>(sigaction(SIGINT, &previousAction, nullptr));
     }
   }
 
  private:
-  void (*previousHandler)(int);
-};
+  bool isBlocked = false;
+  bool isInstalled = false;
+  sigset_t previousMask = {};
+  struct sigaction previousAction = {};
 
-}  // namespace
+  void unblock() {
+    if (isBlocked) {
+      isBlocked = false;
+      static_cast<void>(pthread_sigmask(SIG_SETMASK, &previousMask, nullptr));
+    }
+  }
+};
 
 void handler(int) {
   flag_interrupt = 1;
@@ -81,6 +110,7 @@ void RealWcsp::solve(std::vector<unsigned> const& initial) {
   keepInitial = true;
   checkInitial(initial);
   markSearched();
+  const LogFormat logFormat(*log);
   prepare(initial);
   recordBest();
   logBest(0);
@@ -90,8 +120,9 @@ void RealWcsp::solve(std::vector<unsigned> const& initial) {
     recordBest();
     logBest(0);
   }
+  InterruptScope interruptScope;
   logStart();
-  tabuSearch();
+  tabuSearch(interruptScope);
 }
 
 void RealWcsp::checkInitial(std::vector<unsigned> const& initial) const {
@@ -126,7 +157,7 @@ void RealWcsp::prepare(std::vector<unsigned> const& initial) {
   for (Constraint& record : constraints) {
     record.weight = record.constraint->weight;
   }
-  bestConstraintPenalty.resize(constraints.size());
+  bestConstraintPenalty.resize(constraints.size(), inf);
   current.value = initial;
   initialize();
   current.iteration = 0;
@@ -135,6 +166,7 @@ void RealWcsp::prepare(std::vector<unsigned> const& initial) {
 void RealWcsp::recordBest() {
   best = current;
   best.time = cpuTime();
+  isRecorded = true;
   for (unsigned c = 0; c < constraints.size(); ++c) {
     bestConstraintPenalty[c] = constraints[c].penalty;
   }
@@ -181,9 +213,9 @@ RealWcsp::Label* RealWcsp::pick(std::vector<Label*> const& ties) {
   return ties[randomInt(static_cast<unsigned>(ties.size()))];
 }
 
-void RealWcsp::tabuSearch() {
+void RealWcsp::tabuSearch(InterruptScope& interruptScope) {
   Search search(*this);
-  InterruptScope interruptScope;
+  interruptScope.install();
   while (!mustStop(search)) {
     if (flag_interrupt != 0) {
       throw std::runtime_error("Interrupted.");

@@ -78,7 +78,7 @@ double RealWcsp::upperBound() const {
 }
 
 void RealWcsp::countRun(Run& run) const {
-  const unsigned numIterations = run.best.iteration - run.start;
+  const std::uint64_t numIterations = run.best.iteration - run.start;
   run.sumIterations += numIterations;
   run.maxIterations = std::max(run.maxIterations, numIterations);
   ++run.numRuns;

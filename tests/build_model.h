@@ -88,9 +88,7 @@ inline WcspConstraint* addConstraint(Wcsp& solver, naive::Constraint const& c) {
   if (c.kind == Kind::alldiff) {
     auto* alldiff = new WcspAlldiff(&solver, c.weight);
     for (const unsigned v : c.variables) {
-      alldiff->variables.push_back(v);
-      alldiff->maxValue =
-          std::max(alldiff->maxValue, solver.getNumValues(v) - 1);
+      alldiff->variables.push_back(v);  // preprocess() finds the largest value
     }
     return alldiff;
   }

@@ -9,6 +9,7 @@
 #include <set>
 #include <utility>
 
+#include "constraints/offset.h"
 #include "tests/build_model.h"
 
 namespace {
@@ -179,6 +180,11 @@ struct CountingLessEqual {
     return a <= b;
   }
 };
+
+TEST(Constraints, OffsetsBeyondTheirWidthAreNoMemory) {
+  EXPECT_EQ(offsetOf(4294967295U), 4294967295U);
+  EXPECT_THROW(offsetOf(4294967296U), std::bad_alloc);
+}
 
 TEST(Sort, OrdersEveryPatternInNLogN) {
   constexpr unsigned n = 100000;  // log2 n < 17

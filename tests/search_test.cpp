@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <locale>
 #include <new>
 #include <stdexcept>
 
@@ -264,6 +265,84 @@ TEST(Search, HandlesInterruptsInTheTabuIterationsOnly) {
   EXPECT_EQ(probe.seen, "..!!!.....");
 }
 
+/// Sends SIGINT with the line that announces the search.
+struct InterruptingBuffer : std::stringbuf {
+  int sync() override {
+    if (str().ends_with("# start tabu search\n")) {
+      std::raise(SIGINT);
+    }
+    return 0;
+  }
+};
+
+TEST(Search, IsInterruptibleOnceAnnouncedAndRestoresTheWholeDisposition) {
+  struct sigaction own = {};
+  own.sa_sigaction = [](int, siginfo_t*, void*) {};
+  own.sa_flags = SA_SIGINFO | SA_NODEFER;
+  sigaddset(&own.sa_mask, SIGTERM);
+  sigaction(SIGINT, &own, nullptr);
+  TestSolver solver({{2}, {wish(inf, 0, 1), wish(2, 0, 0)}});
+  InterruptingBuffer buffer;
+  std::ostream stream(&buffer);
+  solver.log = &stream;
+  EXPECT_THROW(solver.solve({0}), std::runtime_error);
+  EXPECT_EQ(solver.getHardPenalty(), 1);
+  struct sigaction restored = {};
+  sigaction(SIGINT, nullptr, &restored);
+  EXPECT_EQ(restored.sa_sigaction, own.sa_sigaction);
+  EXPECT_NE(restored.sa_flags & SA_SIGINFO, 0);
+  EXPECT_NE(restored.sa_flags & SA_NODEFER, 0);
+  EXPECT_EQ(sigismember(&restored.sa_mask, SIGTERM), 1);
+  sigset_t mask;
+  pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+  EXPECT_EQ(sigismember(&mask, SIGINT), 0);
+}
+
+/// 1.228 as "1,2.2.8", as no log must show it.
+struct OddNumbers : std::numpunct<char> {
+  char do_decimal_point() const override { return ','; }
+  char do_thousands_sep() const override { return '.'; }
+  std::string do_grouping() const override { return "\1"; }
+};
+
+TEST(Search, LogsInTheClassicFormatAndLeavesTheStreamAsItWas) {
+  std::mt19937 random(5);
+  const naive::Model model = randomModel(random, 6, 20);
+  const auto search = [](TestSolver& solver) {
+    solver.setDisplay(3);
+    solver.setInterval(1);
+    solver.setTarget(-1, 0);
+    solver.setMaxIteration(1100);
+    solver.solve(Assignment(6, 0));
+    return solver.maskedText();
+  };
+  TestSolver plain(model);
+  TestSolver odd(model);
+  odd.text.imbue(std::locale(std::locale::classic(), new OddNumbers));
+  odd.text.setf(std::ios_base::hex, std::ios_base::basefield);
+  odd.text.setf(std::ios_base::showpos | std::ios_base::scientific);
+  odd.text.fill('*');
+  odd.text.precision(3);
+  odd.text.width(9);
+  EXPECT_EQ(search(odd), search(plain));
+  odd.text.str("");
+  odd.text << 1228;
+  odd.text << 1228 << ' ' << 1.5;
+  EXPECT_EQ(odd.text.str(), "****4.c.c4.c.c +1,500e+00");
+}
+
+TEST(Search, PassesTheLargestLimitOfIterations) {
+  TestSolver solver({{2}, {wish(2, 0, 0)}});
+  solver.setMaxIteration(4294967295U);
+  solver.setMaxIterationUnimproved(4294967295U);
+  solver.setTarget(-1, 0);
+  RealWcsp::Search search(solver);
+  search.iteration = 4294967295U;
+  EXPECT_FALSE(solver.mustStop(search));
+  ++search.iteration;
+  EXPECT_TRUE(solver.mustStop(search));
+}
+
 TEST(Search, FailureBeforeTheFirstBestIsNoPerfectSolution) {
   for (const bool isKept : {true, false}) {
     TestSolver solver({{2, 2}, {}});
@@ -283,6 +362,15 @@ TEST(Search, FailureBeforeTheFirstBestIsNoPerfectSolution) {
     EXPECT_EQ(solver.text.str(), "");
     solve();
     EXPECT_EQ(penalties(), (std::vector{0, 6, 3}));
+    // A constraint that no search has seen is not taken for satisfied, whether
+    // or not a further search comes as far as measuring it.
+    ::addConstraint(solver, wish(2, 0, 0));
+    EXPECT_EQ(solver.getPenalty(1), inf);
+    new FailsOnce(&solver, 2);
+    EXPECT_THROW(solver.solve({0, 1}), std::bad_alloc);
+    EXPECT_EQ(solver.getPenalty(1), inf);
+    solver.solve({0, 1});
+    EXPECT_EQ(solver.getPenalty(1), 0);
   }
 }
 
