@@ -9,6 +9,16 @@ build_packages=(g++ cmake ninja-build)
 test_packages=(libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
   python3 asciidoctor dpkg-dev file pkg-config)
 
+# require_folder: the shell ends with status 1 and the reason where CMake or
+# Ninja cannot build in this folder because of its name.
+require_folder() {
+  if [[ $PWD == *[][\"\#\;\\*?\|\<\>[:cntrl:]]* ]]; then
+    printf 'cannot build in %q: its name holds a character that CMake or Ninja does not take (one of " # ; [ ] \\ * ? | < > or a control character)\n' \
+      "$PWD" >&2
+    exit 1
+  fi
+}
+
 # require_packages NAME...: all of them are installed afterwards, or the shell
 # has ended with status 1 after saying what to do.
 require_packages() {

@@ -107,7 +107,7 @@ def preloaded(model, log, stdout=subprocess.PIPE, **environment):
     words = {"LOG": log, "MODEL": model}
     args = [words.get(word, word) for word in model.read_text().split("\n")[0][2:].split()]
     return run("-inputfile", model, *args, stdout=stdout,
-               env={"LD_PRELOAD": options.preload} | environment)
+               env={"LD_PRELOAD": PRELOAD} | environment)
 
 
 def memory_outcome(model, normal, failure):
@@ -360,6 +360,7 @@ with tempfile.TemporaryDirectory() as folder:
     DIR = pathlib.Path(folder)
     DIR.chmod(0o755)
     PROGRAM = shutil.copy(options.wcsp, DIR / "wcsp")  # where an ordinary user may run it
+    PRELOAD = shutil.copy(options.preload, DIR / "preload.so")  # a path without blanks
     for group in [options.only] if options.only else GROUPS:
         before = time.monotonic()
         GROUPS[group]()

@@ -114,6 +114,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument('--root', type=pathlib.Path)
     root = parser.parse_args().root
+    os.umask(0o077)
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         prefix, build = folder / 'prefix', folder / 'build'
@@ -131,6 +132,9 @@ def main():
             print(run('lintian', '--fail-on', 'error', '--allow-root', package))
         unpacked = folder / 'unpacked'
         run('dpkg-deb', '-x', package, unpacked)
+        held = run('dpkg-deb', '-c', package).splitlines()
+        equal([line for line in held if not re.match('.r..r..r|drwxr-xr-x', line)
+               or line[0] == 'd' and line[9] != 'x'], [], 'closed to others')
         documents = ['changelog.Debian.gz', 'copyright', 'README.md']
         if shutil.which('asciidoctor'):
             documents += ['manual.html', '../../man/man1/wcsp.1.gz',
