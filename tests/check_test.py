@@ -18,6 +18,8 @@ ONE = "  sum 1 is below 2 with\n    1 (x, a)\n"
 S = "violated: s (line 3, linear, weight 2) by "
 START = "start file: sets %d of %d variables, prints no penalties to compare\n"
 RIGHT = "agrees: the report is right\n"
+EMPTY = "it is empty"
+NO_HEADING = "it has no line '[best solution]' or '[incumbent solution]'"
 WRONG = "differs: the report is wrong\n"
 TAIL = "\npenalty: %s (hard/soft)\n\n[Violated constraints]\n"
 REPORT = "\n[best solution]\nx: a\ny: a\n" + TAIL % "0/2" + "s: 1\n"
@@ -42,8 +44,14 @@ def bad(model, line, message):
     return model, "", [], 2, "", error(line, message)
 
 
-def right(model, found, warnings="", report="", end=None):
-    return model, report, [], 0, found + (end or START % (0, model.count("variable"))), warnings
+def right(model, found, warnings="", report="x: a", end=None):
+    """A start file, with x = a if nothing else is given, unless the verdict is RIGHT."""
+    end = end or START % (1, model.count("variable"))
+    return model, report, [] if end == RIGHT else ["--start"], 0, found + end, warnings
+
+
+def no_report(text, problem, options=()):
+    return LINEAR, text, list(options), 3, "", "wcsp-check: no report: %s\n" % problem
 
 
 # Model, report, options, status, whole output, whole error output.
@@ -55,6 +63,7 @@ CASES = [
     right(LINEAR, SUM, "", "x a x:b x : a", START % (1, 2)),
     right(LINEAR, "penalty: 0/4 (hard/soft)\n" + S + "2\n  sum 0 is below 2, no term is on\n",
           "", "x: b", START % (1, 2)),
+    right(LINEAR, SUM, "", "# read\nx: a y: b" + REPORT, START % (2, 2)),
     (LINEAR, REPORT, ["--quiet"], 0, "", ""),
     # Each line of a report can be wrong, lacking or too much.
     (LINEAR, REPORT.replace("0/2", "2/0"), [], 1, SUM + "differs: line 6: printed 'penalty: 2/0 "
@@ -67,8 +76,19 @@ CASES = [
     # Out of memory before the first assignment; a run without a report.
     (LINEAR, FAILED + TAIL % FULL, [], 0, "agrees: no assignment recorded\n", ""),
     (LINEAR, FAILED.replace("incumbent", "best") + TAIL % FULL, ["--quiet"], 1, "", ""),
-    (LINEAR, "# reading data ... \n3: x\n", [], 2, "",
-     "wcsp-check: the output of a run that holds no report\n"),
+    no_report("# reading data ... \n3: x\n", "the output of a run that ended without one"),
+    # What is no report must not pass for a right one.
+    no_report("", EMPTY),
+    no_report("", EMPTY, ["--start"]),
+    no_report(LINEAR, NO_HEADING + "; a start file is read with --start"),
+    no_report("x: a\ny: b\n", NO_HEADING + "; a start file is read with --start"),
+    no_report(LINEAR, "it gives no variable a value", ["--start"]),
+    no_report("x: a\ny: a\n" + TAIL % "0/0", NO_HEADING),
+    no_report("x: a\ny: a\npenalty: 0/0 (hard/soft)\n", NO_HEADING, ["--start"]),
+    no_report("x: a\n[Violated constraints]\n", NO_HEADING),
+    (LINEAR, "", ["--quiet"], 3, "", "wcsp-check: no report: it is empty\n"),
+    *((LINEAR, REPORT, [flag], 2, "", None)
+      for flag in ("--json=3", "--json=false", "--quiet=1", "--start=x")),
     # Kinds: a mirrored term, a term of two values, a repeated variable.
     right(V + "h: weight = inf type = quadratic 2(x,a)(y,a) 3(y,a)(x,a) 9(x,a)(x,b) -1(y,a)(y,a) "
           "< = +3", "penalty: 1/0 (hard/soft)\nviolated: h (line 3, quadratic, weight inf) by 1\n"
@@ -92,7 +112,7 @@ CASES = [
     right(V + "h: weight = inf type = linear inf(x,a) inf(y,a) <= inf",
           "penalty: 0/0 (hard/soft)\n", WARN % 3 + "no assignment violates constraint 'h'\n"),
     # Warnings: pigeons, names, start files, text, unused variables.
-    (NAMES, "", ["--quiet"], 0, "", ""),
+    (NAMES, "u: a", ["--quiet", "--start"], 0, "", ""),
     (NAMES.replace("u: weight = 1 type = linear", "u: weight = 0 type = linear"), REPORT, [], 1,
      None, "m: warning: variable 'penalty' can be overwritten by the penalty line of a report that "
      "is read as a start\nm: warning: variable 'solution]' is also a word of a report's heading: "
@@ -107,7 +127,7 @@ CASES = [
      "UTF-8, but its bytes are read as Shift_JIS double-byte characters\n" +
      error(2, "expected ':', found '\\xe3\\x81\\x82}'")),
     # What is no model: every kind of fault, with its line.
-    right("", "penalty: 0/0 (hard/soft)\n"),
+    right("", "penalty: 0/0 (hard/soft)\n", "", "[best solution]\n" + TAIL % "0/0", RIGHT),
     bad("variable 3 in {a}", 1, "expected the name of a variable, found '3'"),
     bad("variable x in {00, 0}", 1, "value '0' is defined twice"),
     bad(V + "variable x in {a}", 3, "variable 'x' is defined twice"),
@@ -146,7 +166,7 @@ def check_json():
     model = ("variable \x81\n in {\\, \xa0}\n\x07: weight = inf type = linear "
              "5(\x81\n,\\) <= 4")
     write("m", model)
-    status, out, err = run(["m", "--json"], "")
+    status, out, err = run(["m", "--json", "--start"], "\x81\n: \\")
     label = ["\\x81\\x0a", "\\\\"]
     check(model, (status, err, json.loads(out)["violated"]), (0, "", [{
         "name": "\\x07", "line": 3, "kind": "linear", "weight": BIG,
@@ -163,7 +183,7 @@ def check_size():
           "c: weight = 1 type = quadratic %s <= 0\n" % terms +
           "d: weight = 1 type = alldiff %s ;" % " ".join(names * 300))
     start = time.monotonic()
-    status, out, _ = run(["m"], "v1: b")
+    status, out, _ = run(["m", "--start"], "v1: b")
     check("size", (status, out[:10]), (0, "penalty: 0"))
     check("seconds", time.monotonic() - start < 30, True)
 
@@ -175,6 +195,7 @@ def main():
             write("m", model)
             got = run(["m"] + options, report)
             out = got[1] if out is None else out
+            err = got[2] if err is None else err
             check((model, report, options), got, (status, out, err))
         for arguments, status in (["."], 2), (["m", "none"], 2), ([], 2), (["--help"], 0):
             check(arguments, run(arguments)[0], status)

@@ -147,6 +147,26 @@ def memory():
             found.update(map(PHASES.get, outcomes))
 
 
+def checker():
+    """Every allocation of wcsp-check fails: a status, a line, never an abort once it has begun."""
+    model = HERE / "kinds.model"
+    report = run("-inputfile", model, "-iteration", 3).out
+    for flags in ["--json"], []:
+        def check(**environment):
+            return subprocess.run([options.check, *flags, model], input=report,
+                                  capture_output=True, env={"LD_PRELOAD": PRELOAD} | environment)
+        number = DIR / "count"
+        normal = check(COUNT_ALLOCATIONS=str(number))
+        aborted = []
+        for k in range(1, int(number.read_text()) + 1):
+            done = check(FAIL_ALLOCATION="%d+" % k)
+            found["checks, status %d" % done.returncode] += 1
+            if done.returncode == -signal.SIGABRT:  # its libraries make their tables before main
+                aborted.append(k)
+            expect(done.returncode in (2, normal.returncode) or aborted == list(range(1, k + 1)),
+                   "allocation %d of wcsp-check: %r" % (k, done), Run(flags, done.returncode, b""))
+
+
 def interrupt(way, args, length, rng):
     """Starts a run and signals it in some way."""
     log = DIR / "log"
@@ -349,7 +369,7 @@ def inputs():
             judge(model, result)
 
 
-GROUPS = {"memory": memory, "interrupt": interrupts, "output": outputs, "input": inputs}
+GROUPS = {"memory": memory, "checker": checker, "interrupt": interrupts, "output": outputs, "input": inputs}
 parser = argparse.ArgumentParser(description=__doc__)
 for name in "--wcsp", "--check", "--preload":  # two programs; the library of fail_allocation.cpp
     parser.add_argument(name, type=os.path.abspath, required=True)

@@ -27,6 +27,7 @@ struct Options {
   std::string model;
   std::string report;
   bool hasReport = false;  // else the report is standard input
+  bool isStart = false;
   bool isJson = false;
   bool isQuiet = false;
 };
@@ -56,7 +57,9 @@ void judge(const check::Model& model, const check::Report& report,
            Result& result) {
   using check::Report;
   if (report.kind == Report::missing) {
-    throw std::runtime_error("the output of a run that holds no report");
+    result.status = check::noReport;
+    result.verdict = "wcsp-check: no report: " + report.problem;
+    return;
   }
   if (report.kind == Report::unrecorded) {
     result.verdict = "agrees: no assignment recorded";
@@ -95,7 +98,10 @@ check::Model run(const Options& options, Result& result) {
     const std::string report = options.hasReport
                                    ? readFile(options.report)
                                    : readAll(stdin, "standard input");
-    judge(model, readReport(model, report), result);
+    judge(model,
+          options.isStart ? check::readStart(model, report)
+                          : check::readReport(model, report),
+          result);
   } catch (const check::ModelError& error) {
     result.status = check::unreadable;
     result.verdict = options.model + ":" + std::to_string(error.line) +
@@ -112,12 +118,13 @@ void write(const Options& options, const check::Model& model,
   if (!options.isQuiet && !options.isJson) {
     check::writeWarnings(std::cerr, options.model, result.warnings);
   }
-  if (result.status == check::unreadable) {
+  const bool isJudged = result.status < check::unreadable;
+  if (!isJudged) {
     std::cerr << check::printable(result.verdict) << "\n";
   }
   if (options.isJson) {
     writeJson(std::cout, model, result);
-  } else if (!options.isQuiet && result.status != check::unreadable) {
+  } else if (!options.isQuiet && isJudged) {
     writeText(std::cout, model, result);
   }
 }
@@ -125,16 +132,22 @@ void write(const Options& options, const check::Model& model,
 int main2(int argc, char** argv) {
   Options options;
   CLI::App app(
-      "Checks a report of wcsp, a whole run's output or a start file against "
-      "a model:\nrecomputes the penalties and explains the violated "
-      "constraints.\nStatus: 0 agrees, 1 differs, 2 unreadable.",
+      "Checks a report of wcsp or a whole run's output against a "
+      "model:\nrecomputes the penalties and explains the violated "
+      "constraints.\nStatus: 0 agrees, 1 differs, 2 unreadable, 3 no report.",
       "wcsp-check");
   app.add_option("MODEL", options.model, "The model")->required();
   CLI::Option* const report = app.add_option(
       "REPORT", options.report, "The report; standard input when absent");
+  app.add_flag("--start", options.isStart,
+               "REPORT is a start file: show what it sets")
+      ->disable_flag_override();
   CLI::Option* const json =
-      app.add_flag("--json", options.isJson, "Write one JSON object");
-  app.add_flag("--quiet", options.isQuiet, "Write errors only")->excludes(json);
+      app.add_flag("--json", options.isJson, "Write one JSON object")
+          ->disable_flag_override();
+  app.add_flag("--quiet", options.isQuiet, "Write errors only")
+      ->excludes(json)
+      ->disable_flag_override();
   app.set_version_flag("--version", "wcsp-check " WCSP_VERSION);
   try {
     app.parse(argc, argv);

@@ -12,8 +12,6 @@ namespace check {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 constexpr const char* kindNames[] = {"linear", "quadratic", "alldiff"};
 
 // The text of one label of a model, its value named.
@@ -80,76 +78,109 @@ void writeViolated(std::ostream& out, const Namer& namer,
   }
 }
 
-// [variable, value]
-Json jsonLabel(const Namer& namer, const Label& label) {
-  return Json::array({namer.variable(label.variable), namer.value(label)});
+// A string of JSON; only a string is made, whose end needs no memory.
+std::string jsonText(std::string_view text) {
+  return nlohmann::json(std::string(text)).dump();
 }
 
-Json jsonTerms(const Namer& namer, const Constraint& constraint,
-               const Assignment& assignment) {
-  Json terms = Json::array();
+// Calls act for each index, with a comma between two calls.
+void writeList(std::ostream& out, std::size_t size, auto act) {
+  out << '[';
+  for (std::size_t i = 0; i < size; ++i) {
+    out << (i > 0 ? "," : "");
+    act(i);
+  }
+  out << ']';
+}
+
+// [variable, value]
+void writeJsonLabel(std::ostream& out, const Namer& namer, const Label& label) {
+  out << '[' << jsonText(namer.variable(label.variable)) << ','
+      << jsonText(namer.value(label)) << ']';
+}
+
+void writeJsonTerms(std::ostream& out, const Namer& namer,
+                    const Constraint& constraint,
+                    const Assignment& assignment) {
+  const char* separator = "";
+  out << '[';
   for (const Term& term : constraint.terms) {
     if (isOn(term, assignment)) {
-      Json labels = Json::array({jsonLabel(namer, term.label1)});
+      out << separator << R"({"coefficient":)" << term.coefficient
+          << R"(,"labels":[)";
+      writeJsonLabel(out, namer, term.label1);
       if (constraint.kind == Constraint::quadratic) {
-        labels.push_back(jsonLabel(namer, term.label2));
+        out << ',';
+        writeJsonLabel(out, namer, term.label2);
       }
-      terms.push_back({{"coefficient", term.coefficient}, {"labels", labels}});
+      out << "]}";
+      separator = ",";
     }
   }
-  return terms;
+  out << ']';
 }
 
-Json jsonShared(const Namer& namer, const Constraint& constraint,
-                const Assignment& assignment) {
-  Json shared = Json::array();
-  for (const auto& variables : sharedValues(constraint, assignment)) {
-    Json labels = Json::array();
-    for (const unsigned v : variables) {
-      labels.push_back(jsonLabel(namer, {v, assignment[v]}));
-    }
-    shared.push_back(
-        {{"number", assignment[variables[0]]}, {"labels", std::move(labels)}});
-  }
-  return shared;
+void writeJsonShared(std::ostream& out, const Namer& namer,
+                     const Constraint& constraint,
+                     const Assignment& assignment) {
+  const auto shared = sharedValues(constraint, assignment);
+  writeList(out, shared.size(), [&](std::size_t i) {
+    const std::vector<unsigned>& variables = shared[i];
+    out << R"({"number":)" << assignment[variables[0]] << R"(,"labels":)";
+    writeList(out, variables.size(), [&](std::size_t k) {
+      writeJsonLabel(out, namer, {variables[k], assignment[variables[k]]});
+    });
+    out << '}';
+  });
 }
 
 // Exact numbers that may pass 64 bits are strings.
-Json jsonViolated(const Namer& namer, const Constraint& constraint,
-                  int violation, const Assignment& assignment) {
-  Json json = {
-      {"name", printable(constraint.name)}, {"line", constraint.line},
-      {"kind", kindNames[constraint.kind]}, {"weight", constraint.weight},
-      {"hard", constraint.weight == inf},   {"violation", violation}};
+void writeJsonViolated(std::ostream& out, const Namer& namer,
+                       const Constraint& constraint, int violation,
+                       const Assignment& assignment) {
+  out << R"({"name":)" << jsonText(printable(constraint.name)) << R"(,"line":)"
+      << constraint.line << R"(,"kind":")" << kindNames[constraint.kind]
+      << R"(","weight":)" << constraint.weight << R"(,"hard":)"
+      << (constraint.weight == inf ? "true" : "false") << R"(,"violation":)"
+      << violation;
   if (constraint.kind == Constraint::alldiff) {
-    json["shared"] = jsonShared(namer, constraint, assignment);
+    out << R"(,"shared":)";
+    writeJsonShared(out, namer, constraint, assignment);
   } else {
-    json["sum"] = decimal(sumOf(constraint, assignment));
-    json["lower"] = hasLower(constraint) ? Json(constraint.lower) : Json();
-    json["upper"] = hasUpper(constraint) ? Json(constraint.upper) : Json();
-    json["terms"] = jsonTerms(namer, constraint, assignment);
+    const auto bound = [](bool isThere, int number) {
+      return isThere ? std::to_string(number) : std::string("null");
+    };
+    out << R"(,"sum":")" << decimal(sumOf(constraint, assignment))
+        << R"(","lower":)" << bound(hasLower(constraint), constraint.lower)
+        << R"(,"upper":)" << bound(hasUpper(constraint), constraint.upper)
+        << R"(,"terms":)";
+    writeJsonTerms(out, namer, constraint, assignment);
   }
-  return json;
+  out << '}';
 }
 
-void addEvaluation(Json& json, const Model& model, const Result& result) {
+void writeJsonEvaluation(std::ostream& out, const Model& model,
+                         const Result& result) {
   const Namer namer{model};
-  json["penalty"] = {{"capped", penaltyText(result.evaluation)},
-                     {"hard", decimal(result.evaluation.hard)},
-                     {"soft", decimal(result.evaluation.soft)}};
-  Json assignment = Json::array();
-  for (unsigned v = 0; v < model.variables.size(); ++v) {
-    assignment.push_back(jsonLabel(namer, {v, result.assignment[v]}));
-  }
-  json["assignment"] = std::move(assignment);
-  Json violated = Json::array();
+  out << R"(,"penalty":{"capped":")" << penaltyText(result.evaluation)
+      << R"(","hard":")" << decimal(result.evaluation.hard) << R"(","soft":")"
+      << decimal(result.evaluation.soft) << R"("},"assignment":)";
+  writeList(out, model.variables.size(), [&](std::size_t i) {
+    const auto v = static_cast<unsigned>(i);
+    writeJsonLabel(out, namer, {v, result.assignment[v]});
+  });
+  std::vector<std::size_t> violated;
   for (std::size_t c = 0; c < model.constraints.size(); ++c) {
-    if (const int violation = result.evaluation.violations[c]; violation > 0) {
-      violated.push_back(jsonViolated(namer, model.constraints[c], violation,
-                                      result.assignment));
+    if (result.evaluation.violations[c] > 0) {
+      violated.push_back(c);
     }
   }
-  json["violated"] = std::move(violated);
+  out << R"(,"violated":)";
+  writeList(out, violated.size(), [&](std::size_t i) {
+    const std::size_t c = violated[i];
+    writeJsonViolated(out, namer, model.constraints[c],
+                      result.evaluation.violations[c], result.assignment);
+  });
 }
 
 }  // namespace
@@ -203,22 +234,22 @@ void writeText(std::ostream& out, const Model& model, const Result& result) {
 }
 
 void writeJson(std::ostream& out, const Model& model, const Result& result) {
-  Json json = {{"status", static_cast<int>(result.status)},
-               {"verdict", printable(result.verdict)}};
-  json["differences"] = Json::array();
-  for (const std::string& difference : result.differences) {
-    json["differences"].push_back(printable(difference));
-  }
-  json["warnings"] = Json::array();
-  for (const Warning& warning : result.warnings) {
-    json["warnings"].push_back({{"kind", warning.kind},
-                                {"line", warning.line},
-                                {"message", printable(warning.message)}});
-  }
+  out << R"({"status":)" << static_cast<int>(result.status) << R"(,"verdict":)"
+      << jsonText(printable(result.verdict)) << R"(,"differences":)";
+  writeList(out, result.differences.size(), [&](std::size_t i) {
+    out << jsonText(printable(result.differences[i]));
+  });
+  out << R"(,"warnings":)";
+  writeList(out, result.warnings.size(), [&](std::size_t i) {
+    const Warning& warning = result.warnings[i];
+    out << R"({"kind":)" << jsonText(warning.kind) << R"(,"line":)"
+        << warning.line << R"(,"message":)"
+        << jsonText(printable(warning.message)) << '}';
+  });
   if (result.isEvaluated) {
-    addEvaluation(json, model, result);
+    writeJsonEvaluation(out, model, result);
   }
-  out << json.dump() << "\n";
+  out << "}\n";
 }
 
 void writeWarnings(std::ostream& out, const std::string& fileName,

@@ -19,7 +19,7 @@
 
 namespace check {
 
-enum Status { agrees = 0, differs = 1, unreadable = 2 };
+enum Status { agrees = 0, differs = 1, unreadable = 2, noReport = 3 };
 
 // All that is known when a check is over.
 struct Result {
@@ -40,7 +40,8 @@ std::string decimal(Int128 number);
 // The violated constraints explained, the differences and the verdict.
 void writeText(std::ostream& out, const Model& model, const Result& result);
 
-// The same and the warnings, as one JSON object.
+// The same and the warnings, as one JSON object, written piece by piece: it
+// takes no memory that grows with the model.
 void writeJson(std::ostream& out, const Model& model, const Result& result);
 
 // A line for each warning, each opened by the name of the model's file.

@@ -116,9 +116,70 @@ Report readLines(const Model& model, std::vector<std::string_view> lines,
   return result;
 }
 
+bool hasLine(std::string_view text, std::string_view beginning) {
+  std::size_t at = text.find(beginning);
+  while (at != none && at != 0 && text[at - 1] != '\n') {
+    at = text.find(beginning, at + 1);
+  }
+  return at != none;
+}
+
+// What keeps a text without heading from being anything that can be judged.
+std::string problemWithoutHeading(std::string_view text) {
+  if (text.empty()) {
+    return "it is empty";
+  }
+  if (hasLine(text, "penalty: ") || hasLine(text, "[Violated constraints]")) {
+    return "it has no line '[best solution]' or '[incumbent solution]'";
+  }
+  if (text.substr(0, 18) == "# reading data ...") {
+    return "the output of a run that ended without one";
+  }
+  return "";
+}
+
+Report missing(std::string problem) {
+  Report result;
+  result.kind = Report::missing;
+  result.problem = std::move(problem);
+  return result;
+}
+
+}  // namespace
+
+Report readReport(const Model& model, std::string_view text) {
+  const std::size_t best = findHeading(text, "[best solution]");
+  const std::size_t incumbent = findHeading(text, "[incumbent solution]");
+  if (best == none && incumbent == none) {
+    const std::string problem = problemWithoutHeading(text);
+    return missing(problem.empty() ? "it has no line '[best solution]' or "
+                                     "'[incumbent solution]'; a start file is "
+                                     "read with --start"
+                                   : problem);
+  }
+  const bool isIncumbent =
+      best == none || (incumbent != none && incumbent > best);
+  const std::size_t heading = isIncumbent ? incumbent : best;
+  std::vector<std::string_view> lines = cutLines(text.substr(heading));
+  lines.erase(lines.begin());
+  if (isIncumbent && isUnrecorded(model, lines)) {
+    Report result;
+    result.kind = Report::unrecorded;
+    return result;
+  }
+  return readLines(model, std::move(lines),
+                   countNewlines(text.substr(0, heading)) + 2);
+}
+
 // As the solver reads its start: a later pair wins, the rest is passed over,
 // and a variable that is not mentioned takes its first value.
 Report readStart(const Model& model, std::string_view text) {
+  const bool hasHeading = findHeading(text, "[best solution]") != none ||
+                          findHeading(text, "[incumbent solution]") != none;
+  if (const std::string problem = problemWithoutHeading(text);
+      !hasHeading && !problem.empty()) {
+    return missing(problem);
+  }
   Report result;
   result.assignment.resize(model.variables.size());
   std::vector<bool> isSet(model.variables.size());
@@ -139,33 +200,10 @@ Report readStart(const Model& model, std::string_view text) {
   }
   result.numSet =
       static_cast<std::size_t>(std::count(isSet.begin(), isSet.end(), true));
+  if (result.numSet == 0 && model.variables.size() > 0) {
+    return missing("it gives no variable a value");
+  }
   return result;
-}
-
-}  // namespace
-
-Report readReport(const Model& model, std::string_view text) {
-  const std::size_t best = findHeading(text, "[best solution]");
-  const std::size_t incumbent = findHeading(text, "[incumbent solution]");
-  if (best == none && incumbent == none) {
-    Report result = readStart(model, text);
-    if (text.substr(0, 18) == "# reading data ...") {
-      result.kind = Report::missing;
-    }
-    return result;
-  }
-  const bool isIncumbent =
-      best == none || (incumbent != none && incumbent > best);
-  const std::size_t heading = isIncumbent ? incumbent : best;
-  std::vector<std::string_view> lines = cutLines(text.substr(heading));
-  lines.erase(lines.begin());
-  if (isIncumbent && isUnrecorded(model, lines)) {
-    Report result;
-    result.kind = Report::unrecorded;
-    return result;
-  }
-  return readLines(model, std::move(lines),
-                   countNewlines(text.substr(0, heading)) + 2);
 }
 
 std::string penaltyText(const Evaluation& evaluation) {

@@ -22,7 +22,7 @@ struct Report {
     unrecorded,  // a run that failed before it had an assignment
     start,       // an assignment alone
     broken,      // a report whose assignment cannot be read
-    missing      // a run's output without a report
+    missing      // neither
   };
 
   Kind kind = start;
@@ -30,11 +30,14 @@ struct Report {
   std::vector<std::string_view> lines;  // after the assignment, of a `report`
   std::size_t line = 0;                 // the number of the first of them
   std::size_t numSet = 0;               // variables that a `start` sets
-  std::string problem;                  // what is wrong with a `broken` one
+  std::string problem;  // what is wrong with a `broken` or `missing` one
 };
 
-// Reads either kind; no text fails. The result refers to the text.
+// Reads a report; no text fails. The result refers to the text.
 Report readReport(const Model& model, std::string_view text);
+
+// The same for a start file, as which the solver would take a report, too.
+Report readStart(const Model& model, std::string_view text);
 
 // The two penalties as a report prints them, capped: "0/7".
 std::string penaltyText(const Evaluation& evaluation);
