@@ -210,4 +210,21 @@ TEST(Store, RefusesWhatItCannotHold) {
   }
 }
 
+#ifndef NDEBUG
+struct AddsAnother : WcspConstraint {
+  using WcspConstraint::WcspConstraint;
+  void preprocess() override {}
+  int calculate(Assignment const&) override {
+    new AddsAnother(wcsp, 1);
+    return 0;
+  }
+};
+
+TEST(Evaluation, TakesNoConstraintWhileOneIsMeasured) {
+  TestSolver solver({{2}, {}});
+  new AddsAnother(&solver, 1);
+  EXPECT_DEATH(solver.solve({0}), "isCalculating");
+}
+#endif
+
 }  // namespace
