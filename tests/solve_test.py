@@ -69,6 +69,9 @@ def main():
             make_tree(folder / bad, False)
             status, out, err = solve(folder / bad)
             equal(bad, (status, out, 'cannot build in ' in err), (125, '', True))
+        done = subprocess.run(['cmake', '-S', folder / 'a#b', '-B', folder / 'made'], timeout=60,
+                              capture_output=True, text=True, check=False)
+        equal('cmake', 'cannot build in a folder' in done.stderr, True)
         failing = folder / 'failing'
         make_tree(failing, False)
         write_program(folder / 'bin/cmake', '#!/bin/sh\necho broken >&2\nexit 1\n')
