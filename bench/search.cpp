@@ -1,7 +1,7 @@
 // Whole moves and whole iterations of the search on models as large as the
 // generated workloads.
 //
-// The limit of an iteration is one reading of the clock and the loads and
+// The limit of an iteration is one test of the CPU limit and the loads and
 // additions of the very iterations that a search has made, without its
 // decisions: the score of every candidate, the terms of every constraint
 // concerned, as many entries of diffs read and written as were reported, and
@@ -120,7 +120,7 @@ class Repetition {
       next = evaluation = change = 0;
     }
     Trace::Iteration const& iteration = trace.iterations[next++];
-    benchmark::DoNotOptimize(solver.cpuTime());
+    benchmark::DoNotOptimize(cpuLimit.isReached(solver.maxCpuTime));
     double least = RealWcsp::dinf;
     for (RealWcsp::Label const* label : solver.candidates) {
       least = std::min(least, label->score);
@@ -136,6 +136,7 @@ class Repetition {
   RealWcsp& solver;
   Trace const& trace;
   FlatTerms const& terms;
+  CpuLimit<SystemClocks> cpuLimit{SystemClocks(solver.cpuTime)};
   std::vector<DiffPenalty> reports;
   std::size_t next = 0;
   std::size_t evaluation = 0;
@@ -188,6 +189,14 @@ void readClock(benchmark::State& state) {
   }
 }
 
+void testLimit(benchmark::State& state) {
+  const CpuTime cpuTime;
+  CpuLimit<SystemClocks> cpuLimit((SystemClocks(cpuTime)));
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(cpuLimit.isReached(600.0));
+  }
+}
+
 void move(benchmark::State& state, Case const& c) {
   SteppedSearch search(c.setting.numValues, c.build);
   RealWcsp& solver = search.solver;
@@ -231,6 +240,8 @@ void addSearchBenchmarks() {
     addModel(c);
     add("iteration/" + c.name + "/limit", iterateAtLimit, c);
   }
+  benchmark::RegisterBenchmark("clock/limit", testLimit)
+      ->Unit(benchmark::kNanosecond);
   benchmark::RegisterBenchmark("clock", readClock)
       ->Unit(benchmark::kMicrosecond);
 }

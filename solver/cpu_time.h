@@ -4,6 +4,11 @@
 
 #include <sys/resource.h>
 
+inline double secondsOf(timeval const& time) {
+  return static_cast<double>(time.tv_sec) +
+         static_cast<double>(time.tv_usec) / 1000000.0;
+}
+
 /// Counts user CPU seconds from its construction. System time and wall-clock
 /// time do not count.
 class CpuTime {
@@ -18,7 +23,6 @@ class CpuTime {
     if (getrusage(RUSAGE_SELF, &usage) != 0) {
       return 0.0;
     }
-    return static_cast<double>(usage.ru_utime.tv_sec) +
-           static_cast<double>(usage.ru_utime.tv_usec) / 1000000.0 - start;
+    return secondsOf(usage.ru_utime) - start;
   }
 };

@@ -31,6 +31,7 @@
 #include <string>
 #include <vector>
 
+#include "solver/cpu_limit.h"
 #include "solver/cpu_time.h"
 #include "solver/id_lists.h"
 #include "solver/label_table.h"
@@ -137,6 +138,7 @@ class RealWcsp : public Wcsp {
   /// What lives for one solve(initial).
   struct Search {
     Tabulist tabulist;
+    CpuLimit<SystemClocks> cpuLimit;
     std::vector<Label*> ties;     ///< best moves of a scan, or kick labels
     double bestScore = dinf;      ///< of the last scan
     std::uint64_t iteration = 1;  ///< wide enough to pass every limit
@@ -289,7 +291,7 @@ class RealWcsp : public Wcsp {
   double scanValues(unsigned variable, std::vector<Label*>& ties);
   Label* pick(std::vector<Label*> const& ties);
   void tabuSearch(InterruptScope& interruptScope);
-  bool mustStop(Search const& search) const;
+  bool mustStop(Search& search) const;
   bool isTargetReached() const;
 
   /// Fills `ties` with the admissible moves of least score.

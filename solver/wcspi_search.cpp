@@ -71,7 +71,8 @@ void handler(int) {
 }
 
 RealWcsp::Search::Search(RealWcsp const& solver)
-    : tabulist(static_cast<int>(solver.numVariables), solver.log) {
+    : tabulist(static_cast<int>(solver.numVariables), solver.log),
+      cpuLimit(SystemClocks(solver.cpuTime)) {
   run.best.value.resize(solver.numVariables);
   run.best.weightedPenalty = dinf;
   solver.startPhase(run);
@@ -233,10 +234,10 @@ void RealWcsp::tabuSearch(InterruptScope& interruptScope) {
   logSummary();
 }
 
-bool RealWcsp::mustStop(Search const& search) const {
+bool RealWcsp::mustStop(Search& search) const {
   return isTargetReached() || search.iteration > maxIteration ||
          search.iteration - best.iteration > maxIterationUnimproved ||
-         cpuTime() >= maxCpuTime;
+         search.cpuLimit.isReached(maxCpuTime);
 }
 
 bool RealWcsp::isTargetReached() const {
