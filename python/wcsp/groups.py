@@ -1,0 +1,142 @@
+"""Sums in normal form, and the natural groups of an objective."""
+
+from __future__ import annotations
+
+from array import array
+from collections.abc import Hashable, Iterable
+from math import prod
+from operator import eq
+from typing import TYPE_CHECKING, NamedTuple
+
+from .expressions import Sum
+
+if TYPE_CHECKING:
+    from .model import Model
+
+Products = dict[tuple[int, int], int]
+
+
+class Group(NamedTuple):
+    """The part of an objective over one variable or two."""
+
+    of: tuple[Hashable, ...]
+    sum: Sum
+    # The best value that the sum could have.
+    bound: int
+
+
+def normal(whole: Sum, variable_of: array[int]) -> Sum:
+    """The sum without constant, repeated terms and zeros, in its order.
+
+    It has labels or products, not both: where there are products, a label is
+    one with itself.
+    """
+    if whole.lefts:
+        return _with_products(whole, variable_of)
+    labels, coefficients = whole.labels, whole.coefficients
+    if len(set(labels)) == len(labels) and 0 not in coefficients:
+        return _shared(whole)
+    linear: dict[int, int] = {}
+    for c, i in zip(coefficients, labels):
+        linear[i] = linear.get(i, 0) + c
+    return _linear(whole, linear)
+
+
+def _with_products(whole: Sum, variable_of: array[int]) -> Sum:
+    if _is_normal(whole, variable_of):
+        return _shared(whole)
+    products = _products(whole, variable_of)
+    if all(i == k for i, k in products):
+        return _linear(whole, {i: c for (i, _), c in products.items()})
+    return _quadratic(whole, products)
+
+
+def _is_normal(whole: Sum, variable_of: array[int]) -> bool:
+    """Whether products are all there is, each once and of two variables."""
+    variable = variable_of.__getitem__
+    lefts, rights = whole.lefts, whole.rights
+    return (
+        not whole.labels
+        and 0 not in whole.multiples
+        and not any(map(eq, map(variable, lefts), map(variable, rights)))
+        and len({(i, k) if i < k else (k, i) for i, k in zip(lefts, rights)})
+        == len(lefts)
+    )
+
+
+def _shared(whole: Sum) -> Sum:
+    """The sum without its constant, on the same terms."""
+    if not whole.constant:
+        return whole
+    result = Sum(whole.model)
+    result.labels, result.coefficients = whole.labels, whole.coefficients
+    result.multiples = whole.multiples
+    result.lefts, result.rights = whole.lefts, whole.rights
+    return result
+
+
+def _products(whole: Sum, variable_of: array[int]) -> Products:
+    """Coefficients by labels; a product of other values of one variable is
+    never 1."""
+    products: Products = {}
+    for c, i, k in zip(whole.multiples, whole.lefts, whole.rights):
+        if variable_of[i] != variable_of[k] or i == k:
+            key = (k, i) if (k, i) in products else (i, k)
+            products[key] = products.get(key, 0) + c
+    for c, i in zip(whole.coefficients, whole.labels):
+        products[i, i] = products.get((i, i), 0) + c
+    return {key: c for key, c in products.items() if c}
+
+
+def _linear(whole: Sum, linear: dict[int, int]) -> Sum:
+    result = Sum(whole.model)
+    kept = {i: c for i, c in linear.items() if c}
+    result.labels.extend(kept)
+    result.coefficients.extend(kept.values())
+    return result
+
+
+def _quadratic(whole: Sum, products: Products) -> Sum:
+    result = Sum(whole.model)
+    result.multiples.extend(products.values())
+    result.lefts.extend(i for i, _ in products)
+    result.rights.extend(k for _, k in products)
+    return result
+
+
+def groups(whole: Sum, model: Model, sign: int) -> list[Group]:
+    """The sum in parts: one for each variable and each pair of variables.
+
+    A group's bound is the least (sign 1) or greatest (sign -1) that it can
+    be, so that its violation is what it costs beyond what it must.
+    """
+    parts: dict[tuple[int, ...], Products] = {}
+    variable_of = model.labels_of
+    for (i, k), c in _products(whole, variable_of).items():
+        v, u = variable_of[i], variable_of[k]
+        if v == u:
+            parts.setdefault((v,), {})[i, i] = c
+        elif (u, v) in parts:
+            part = parts[u, v]
+            part[k, i] = part.get((k, i), 0) + c
+        else:
+            parts.setdefault((v, u), {})[i, k] = c
+    found = []
+    for of, part in parts.items():
+        chosen = [model.variables[v] for v in of]
+        size = prod(len(x.values) for x in chosen)
+        if len(of) == 1:
+            terms = _linear(whole, {i: c for (i, _), c in part.items()})
+        else:
+            terms = _quadratic(whole, part)
+        names = tuple(x.name for x in chosen)
+        found.append(Group(names, terms, _best(part.values(), size, sign)))
+    return found
+
+
+def _best(costs: Iterable[int], size: int, sign: int) -> int:
+    """The best of the costs, where what is not listed costs 0."""
+    listed = list(costs)
+    if len(listed) < size:
+        listed.append(0)
+    return min(listed) if sign > 0 else max(listed)

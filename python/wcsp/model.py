@@ -1,0 +1,485 @@
+"""Models: variables, constraints and an objective, kept in compact arrays.
+
+A constraint is a slice of the model's arrays of terms and one entry in each
+list of its properties; it is checked when it is added, so that a mistake is
+told with its line, and becomes text only when the model is written.
+"""
+
+from __future__ import annotations
+
+from array import array
+from collections.abc import Hashable, Iterable
+from fractions import Fraction
+from typing import TYPE_CHECKING, Any, NamedTuple, Union
+
+from .errors import ModelError, caller, warn
+from .expressions import (
+    AllDifferent,
+    Constraint,
+    Expression,
+    Sum,
+    Variable,
+    describe,
+    total,
+)
+from .groups import Group, groups, normal
+from .text import ModelWords, lines, scale_of, warn_of_rounding, write_beside
+
+if TYPE_CHECKING:
+    import os
+
+
+LARGEST = 2**31 - 1
+HARD = None
+Weight = Union[int, float, Fraction, str, None]
+
+
+class Objective(NamedTuple):
+    """A part of the objective; its cost is weight times sum."""
+
+    sign: int
+    weight: Fraction
+    sum: Sum
+    # Sum of the bounds of its constraints: sum = bound + sign * violation.
+    bound: int
+
+
+class Model:
+    """Variables, constraints and objective of one problem.
+
+    >>> m = Model()
+    >>> x = {d: m.variable(("Zoë", d), ["off", "day"]) for d in ("Mon", "Tue")}
+    >>> m.add(total(x[d] == "day" for d in x) >= 1, name="some work")
+    >>> m.add(x["Mon"] == "off", weight=3, name="wish")
+    >>> print(m.text(), end="")
+    variable Zoe_Mon in {off, day}
+    variable Zoe_Tue in {off, day}
+    some_work: weight = inf type = linear 1(Zoe_Mon,day) 1(Zoe_Tue,day) >= 1
+    wish: weight = 3 type = linear 1(Zoe_Mon,off) = 1
+    """
+
+    def __init__(self, comment: str = "", target: int | None = None) -> None:
+        self.variables: list[Variable] = []
+        #: Comment lines at the head of the text.
+        self.comment = comment
+        #: The text's target, in units of the scaled weights; None for none.
+        self.target = target
+        self.objectives: list[Objective] = []
+        self._by_name: dict[Hashable, Variable] = {}
+        self._domains: dict[Any, dict[Any, int]] = {}
+        #: The variable's number of each label.
+        self.labels_of = array("q")
+        self._has_fixed = False
+        # One entry a constraint.
+        self.names: list[Hashable] = []
+        self.weights: list[Fraction | int | None] = []
+        self.kinds = bytearray()
+        self.bounds = array("q")
+        self.ends = array("Q")
+        self.second_ends = array("Q")
+        # The terms: coefficients, labels, and the other labels of products;
+        # the variables of an all-different stand among the labels.
+        self.coefficients = array("q")
+        self.first = array("q")
+        self.second = array("q")
+        self._pending = ""
+        self.variable_sections: dict[int, str] = {}
+        self.constraint_sections: dict[int, str] = {}
+        self.words = ModelWords(self)
+
+    def variable(self, name: Hashable, values: Iterable[Hashable]) -> Variable:
+        """A variable of that name, which takes one of the values.
+
+        Names and values may be any hashable objects. Neither a name nor a
+        value of a variable may come twice.
+
+        >>> Model().variable(("Anna", 3), ["early", "late"])
+        variable ('Anna', 3)
+        """
+        try:
+            if name in self._by_name:
+                raise ModelError(f"variable {name!r} is already there")
+            listed = tuple(values)
+            # Equal values of different types are to be kept apart.
+            key = (listed, tuple(map(type, listed)))
+            places = self._domains.get(key)
+        except TypeError as error:
+            raise ModelError(f"variable {name!r}: {error}")
+        if places is None:
+            places = self._new_domain(name, listed)
+            self._domains[key] = places
+        x = Variable(
+            self, name, len(self.variables), places, len(self.labels_of)
+        )
+        self.labels_of.extend([x.number] * len(places))
+        self._has_fixed |= len(places) == 1
+        self.variables.append(x)
+        self._by_name[name] = x
+        if self._pending:
+            self.variable_sections[x.number] = self._pending
+            self._pending = ""
+        return x
+
+    def _new_domain(
+        self, name: Hashable, listed: tuple[Any, ...]
+    ) -> dict[Any, int]:
+        if not listed:
+            raise ModelError(f"variable {name!r} has no values")
+        places: dict[Any, int] = {}
+        for value in listed:
+            if isinstance(value, Variable):
+                raise ModelError(f"{value!r} is no value for {name!r}")
+            if value in places:
+                raise ModelError(f"variable {name!r} has {value!r} twice")
+            places[value] = len(places)
+        return places
+
+    def section(self, comment: str) -> None:
+        """A comment before the next variable or constraint of the text."""
+        self._pending = comment
+
+    def __getitem__(self, name: Hashable) -> Variable:
+        """The variable of that name."""
+        return self._by_name[name]
+
+    def add(
+        self,
+        constraint: Any,
+        weight: Weight = HARD,
+        name: Hashable = None,
+    ) -> None:
+        """Adds a constraint: hard, or with a weight greater than 0.
+
+        A broken soft constraint costs its weight for each unit by which it
+        is broken. A label alone, or an expression that is 0 or 1, is to hold.
+        A constraint without a name is called after its line.
+        """
+        checked = _weight(weight)
+        if name is None:
+            name = self._line_name()
+        if isinstance(constraint, tuple):
+            for part in constraint:
+                self.add(part, weight, name)
+        elif isinstance(constraint, AllDifferent):
+            self._add_different(constraint, checked, name)
+        elif isinstance(constraint, Constraint):
+            self._add_comparison(constraint, checked, name)
+        elif isinstance(constraint, Expression):
+            self._own(constraint.sum(), name)
+            if not self.is_condition(constraint.sum()):
+                raise ModelError(
+                    f"{constraint!r} is a sum and no constraint: compare it"
+                )
+            self._add_comparison(constraint == 1, checked, name)
+        elif constraint is True:
+            warn(f"constraint {name!r} always holds and is left out")
+        elif constraint is False:
+            raise ModelError(f"constraint {name!r} can never hold")
+        else:
+            raise ModelError(f"{constraint!r} is no constraint")
+
+    def _line_name(self) -> str:
+        frame, _ = caller()
+        if frame is None:
+            return "constraint"
+        file = frame.f_code.co_filename.replace("\\", "/").split("/")[-1]
+        return f"{file}:{frame.f_lineno}"
+
+    def _add_comparison(
+        self,
+        constraint: Constraint,
+        weight: Fraction | int | None,
+        name: Hashable,
+    ) -> None:
+        whole, relation = constraint.left, constraint.relation
+        self._own(whole, name)
+        left = normal(whole, self.labels_of)
+        bound = constraint.bound - whole.constant
+        low, high = self.range_of(left)
+        _check_size(name, left, low, high, bound)
+        if not _can_hold(low, high, relation, bound):
+            text = (
+                f"constraint {name!r} can never hold: {describe(left)} is "
+                f"{low} to {high}, not {relation} {bound}"
+            )
+            if weight is None:
+                raise ModelError(text)
+            warn(text)
+        elif _must_hold(low, high, relation, bound):
+            warn(
+                f"constraint {name!r} always holds: {describe(left)} is "
+                f"{low} to {high}, always {relation} {bound}"
+            )
+        self._store_sum(left, relation, bound, weight, name)
+
+    def _own(self, whole: Sum, name: Hashable) -> None:
+        if whole.model is not None and whole.model is not self:
+            raise ModelError(f"constraint {name!r} is of another model")
+
+    def range_of(self, whole: Sum) -> tuple[int, int]:
+        """Bounds of the sum: exact for labels, safe for products."""
+        coefficients, labels = whole.coefficients, whole.labels
+        variables = [self.labels_of[i] for i in labels]
+        if len(set(variables)) == len(labels) and not self._has_fixed:
+            low = sum([c for c in coefficients if c < 0])
+            high = sum(coefficients) - low
+        else:
+            low, high = self._exact_range(whole, variables)
+        below = sum([c for c in whole.multiples if c < 0])
+        above = sum(whole.multiples) - below
+        return low + below + whole.constant, high + above + whole.constant
+
+    def is_condition(self, whole: Sum) -> bool:
+        """Whether the sum is certain to be 0 or 1."""
+        parts = groups(whole, self, 1)
+        if len(parts) == 1:
+            # At most one of the terms counts.
+            low = whole.constant + parts[0].bound
+            high = whole.constant + groups(whole, self, -1)[0].bound
+        else:
+            low, high = self.range_of(whole)
+        return low >= 0 and high <= 1
+
+    def _exact_range(
+        self, whole: Sum, variables: list[int]
+    ) -> tuple[int, int]:
+        groups: dict[int, dict[int, int]] = {}
+        for v, i, c in zip(variables, whole.labels, whole.coefficients):
+            group = groups.setdefault(v, {})
+            group[i] = group.get(i, 0) + c
+        low = high = 0
+        for v, group in groups.items():
+            counts = list(group.values())
+            if len(group) < len(self.variables[v].values):
+                counts.append(0)
+            low += min(counts)
+            high += max(counts)
+        return low, high
+
+    def _store_sum(
+        self,
+        left: Sum,
+        relation: str,
+        bound: int,
+        weight: Fraction | int | None,
+        name: Hashable,
+    ) -> None:
+        if left.lefts:
+            self.coefficients.extend(left.multiples)
+            self.first.extend(left.lefts)
+            self.second.extend(left.rights)
+        else:
+            self.coefficients.extend(left.coefficients)
+            self.first.extend(left.labels)
+        self._store("q" if left.lefts else "l", relation, bound, weight, name)
+
+    def _store(
+        self,
+        kind: str,
+        relation: str,
+        bound: int,
+        weight: Fraction | int | None,
+        name: Hashable,
+    ) -> None:
+        if self._pending:
+            self.constraint_sections[len(self.names)] = self._pending
+            self._pending = ""
+        self.names.append(name)
+        self.weights.append(weight)
+        self.kinds.append(KINDS.index(kind + relation))
+        self.bounds.append(bound)
+        self.ends.append(len(self.first))
+        self.second_ends.append(len(self.second))
+
+    def _add_different(
+        self,
+        constraint: AllDifferent,
+        weight: Fraction | int | None,
+        name: Hashable,
+    ) -> None:
+        chosen = constraint.variables
+        if any(x.model is not self for x in chosen):
+            raise ModelError(f"constraint {name!r} is of another model")
+        taking: dict[Any, list[Variable]] = {}
+        for x in chosen:
+            for value in x.values:
+                taking.setdefault(value, []).append(x)
+        if weight is None and len(taking) < len(chosen):
+            raise ModelError(
+                f"constraint {name!r} can never hold: {len(chosen)} variables "
+                f"share {len(taking)} values"
+            )
+        if _numbers_agree(chosen):
+            self.coefficients.extend([1] * len(chosen))
+            self.first.extend(x.number for x in chosen)
+            self._store("a", "", 0, weight, name)
+            return
+        # At most one for each value: the violations add up to the same.
+        for value, some in taking.items():
+            if len(some) > 1:
+                self._add_comparison(
+                    total(x == value for x in some) <= 1, weight, (name, value)
+                )
+
+    def minimize(
+        self,
+        cost: Expression,
+        weight: Weight = 1,
+        name: Hashable = "cost",
+        bound: int | None = None,
+    ) -> None:
+        """Makes the cost a part of what is minimised.
+
+        By default it becomes one soft constraint for each variable and each
+        pair of variables in it, which lets the search see what hurts. With a
+        bound it is one constraint, and nothing is gained below the bound.
+        Several calls add up, each times its weight.
+
+        >>> m = Model()
+        >>> x = m.variable("x", ["bus", "car"])
+        >>> m.minimize(3 * (x == "bus") + 7 * (x == "car"))
+        >>> print(m.text(), end="")
+        variable x in {bus, car}
+        cost_x: weight = 1 type = linear 3(x,bus) 7(x,car) <= 3
+        """
+        self._add_objective(cost, 1, weight, name, bound)
+
+    def maximize(
+        self,
+        gain: Expression,
+        weight: Weight = 1,
+        name: Hashable = "gain",
+        bound: int | None = None,
+    ) -> None:
+        """The same for a gain, of which there is to be much."""
+        self._add_objective(gain, -1, weight, name, bound)
+
+    def _add_objective(
+        self,
+        expression: Expression,
+        sign: int,
+        weight: Weight,
+        name: Hashable,
+        bound: int | None,
+    ) -> None:
+        checked = _weight(weight)
+        if checked is None:
+            raise ModelError("an objective needs a weight")
+        if not isinstance(expression, Expression):
+            raise ModelError(f"{expression!r} is no expression of labels")
+        if self.objectives and self.objectives[0].sign != sign:
+            raise ModelError("a model either minimizes or maximizes")
+        whole = expression.sum()
+        self._own(whole, name)
+        relation = "<=" if sign > 0 else ">="
+        if bound is None:
+            parts = groups(whole, self, sign)
+            limit = whole.constant + sum(part.bound for part in parts)
+        else:
+            limit = bound
+            parts = [
+                Group(
+                    (), normal(whole, self.labels_of), bound - whole.constant
+                )
+            ]
+        for part in parts:
+            low, high = self.range_of(part.sum)
+            _check_size(name, part.sum, low, high, part.bound)
+            owner = (name, *part.of) if part.of else name
+            self._store_sum(part.sum, relation, part.bound, checked, owner)
+        self.objectives.append(
+            Objective(sign, Fraction(checked), whole, limit)
+        )
+
+    @property
+    def scale(self) -> Fraction:
+        """What the weights are multiplied by to be whole numbers."""
+        return scale_of(self.weights)
+
+    def text(self) -> str:
+        """The model in the language."""
+        return "".join(lines(self))
+
+    def write(self, path: str | os.PathLike[str]) -> None:
+        """Writes the model to a file, beside it first.
+
+        Decimal weights are multiplied by `scale`; a warning tells what is
+        rounded then.
+        """
+        warn_of_rounding(self)
+        write_beside(path, lines(self))
+
+    def label_text(self, label: int) -> str:
+        """The label as the user would write it."""
+        x = self.variables[self.labels_of[label]]
+        value = list(x.values)[label - x.first]
+        return f"({_shown(x.name)} = {value!r})"
+
+    def __repr__(self) -> str:
+        return (
+            f"<Model of {len(self.variables)} variables and "
+            f"{len(self.names)} constraints>"
+        )
+
+
+KINDS = ("l<=", "l>=", "l=", "q<=", "q>=", "q=", "a")
+
+
+def _weight(weight: Weight) -> Fraction | int | None:
+    """A hard constraint's None, or the weight without rounding."""
+    if weight is None or type(weight) is int and weight > 0:
+        return weight
+    try:
+        # By its text, 0.1 is a tenth and not the nearest double.
+        exact = Fraction(str(weight))
+    except ValueError:
+        raise ModelError(f"weight {weight!r} is no number; None means hard")
+    if exact <= 0:
+        raise ModelError(f"weight {weight!r} is not above 0; None means hard")
+    return exact.numerator if exact.denominator == 1 else exact
+
+
+def _can_hold(low: int, high: int, relation: str, bound: int) -> bool:
+    return (relation == "<=" or high >= bound) and (
+        relation == ">=" or low <= bound
+    )
+
+
+def _must_hold(low: int, high: int, relation: str, bound: int) -> bool:
+    return (relation == "<=" or low >= bound) and (
+        relation == ">=" or high <= bound
+    )
+
+
+def _check_size(
+    name: Hashable, left: Sum, low: int, high: int, bound: int
+) -> None:
+    terms = left.multiples if left.lefts else left.coefficients
+    largest = max(
+        abs(low),
+        abs(high),
+        abs(bound),
+        high - bound,
+        bound - low,
+        max(terms, default=0),
+        -min(terms, default=0),
+    )
+    if largest > LARGEST:
+        raise ModelError(
+            f"constraint {name!r} does not fit 32 bits: its sum is {low} to "
+            f"{high}, its bound {bound}"
+        )
+
+
+def _numbers_agree(chosen: list[Variable]) -> bool:
+    """Whether equal values have equal places and others have others."""
+    longest = max((x.values for x in chosen), key=len)
+    order = list(longest)
+    return all(
+        x.values is longest or list(x.values) == order[: len(x.values)]
+        for x in chosen
+    )
+
+
+def _shown(name: Hashable) -> str:
+    return name if isinstance(name, str) else repr(name)

@@ -1,0 +1,189 @@
+"""The text of a model, a few lines at a time."""
+
+from __future__ import annotations
+
+import os
+from collections.abc import Iterable, Iterator
+from fractions import Fraction
+from math import lcm
+from pathlib import Path
+from typing import TYPE_CHECKING
+
+from .errors import warn
+from .names import Words, value_words
+
+if TYPE_CHECKING:
+    from .model import Model
+
+_WIDTH = 100
+# Decimal weights are scaled to at most this, and so are rounded beyond it.
+_FINEST = 10**6
+_RELATIONS = ("<=", ">=", "=", "<=", ">=", "=")
+_TYPES = ("linear",) * 3 + ("quadratic",) * 3 + ("alldiff",)
+_ALLDIFF = 6
+
+
+class ModelWords:
+    """Which word of the text is which name of the user.
+
+    A variable has its word for good, whatever is added after it.
+    """
+
+    def __init__(self, model: Model) -> None:
+        self._model = model
+        self._words = Words()
+        self.variables: list[str] = []
+        self.constraints: list[str] = []
+        self._values: dict[int, list[str]] = {}
+
+    def update(self) -> None:
+        """Gives words to what is new in the model."""
+        for x in self._model.variables[len(self.variables) :]:
+            self.variables.append(self._words.word(x.name))
+        for name in self._model.names[len(self.constraints) :]:
+            self.constraints.append(self._words.word(name))
+
+    def values(self, variable: int) -> list[str]:
+        """The words of the values, shared by variables of equal lists."""
+        values = self._model.variables[variable].places
+        words = self._values.get(id(values))
+        if words is None:
+            words = self._values[id(values)] = value_words(list(values))
+        return words
+
+
+def lines(model: Model) -> Iterator[str]:
+    """The text in pieces that end with whole lines."""
+    model.words.update()
+    if model.comment:
+        yield _comment(model.comment)
+    if model.target is not None:
+        yield f"target = {model.target}\n"
+    yield from _variables(model)
+    yield from _constraints(model)
+
+
+def _comment(text: str) -> str:
+    split = text.strip().split("\n")
+    return "".join(("# " + line).rstrip() + "\n" for line in split)
+
+
+def _variables(model: Model) -> Iterator[str]:
+    for x in model.variables:
+        if section := model.variable_sections.get(x.number):
+            yield "\n" + _comment(section)
+        words = model.words.values(x.number)
+        pieces = [f"{word}," for word in words[:-1]] + [words[-1] + "}"]
+        word = model.words.variables[x.number]
+        yield _wrapped(f"variable {word} in {{{pieces[0]}", pieces[1:])
+
+
+def _constraints(model: Model) -> Iterator[str]:
+    labels = _label_texts(model)
+    factor = scale_of(model.weights)
+    start = second = 0
+    coefficients, first, other = model.coefficients, model.first, model.second
+    for c, word in enumerate(model.words.constraints):
+        if section := model.constraint_sections.get(c):
+            yield "\n" + _comment(section)
+        end, second_end = model.ends[c], model.second_ends[c]
+        kind = model.kinds[c]
+        counts, ids = coefficients[start:end], first[start:end]
+        if kind == _ALLDIFF:
+            pieces = [model.words.variables[v] for v in ids]
+            pieces.append(";")
+        else:
+            if second_end > second:
+                pieces = [
+                    f"{n}{labels[i]}{labels[k]}"
+                    for n, i, k in zip(counts, ids, other[second:second_end])
+                ]
+            else:
+                pieces = [f"{n}{labels[i]}" for n, i in zip(counts, ids)]
+            pieces.append(f"{_RELATIONS[kind]} {model.bounds[c]}")
+        weight = _weight_text(model.weights[c], factor)
+        yield _wrapped(
+            f"{word}: weight = {weight} type = {_TYPES[kind]}", pieces
+        )
+        start, second = end, second_end
+
+
+def _label_texts(model: Model) -> list[str]:
+    """What stands for each label."""
+    texts: list[str] = []
+    for x in model.variables:
+        word = model.words.variables[x.number]
+        texts += [
+            f"({word},{value})" for value in model.words.values(x.number)
+        ]
+    return texts
+
+
+def _wrapped(head: str, pieces: list[str]) -> str:
+    """The pieces behind the head, in lines that are not too long."""
+    line = f"{head} {' '.join(pieces)}"
+    if len(line) <= _WIDTH or not pieces:
+        return line.rstrip() + "\n"
+    result = []
+    start, length = 0, len(head)
+    for place, piece in enumerate(pieces):
+        length += 1 + len(piece)
+        if length > _WIDTH:
+            result.append(" ".join((head, *pieces[start:place])))
+            head, start, length = "   ", place, 4 + len(piece)
+    result.append(" ".join((head, *pieces[start:])))
+    return "\n".join(result) + "\n"
+
+
+def scale_of(weights: Iterable[Fraction | int | None]) -> Fraction:
+    """What makes every weight a whole number, or the finest that fits."""
+    broken = {w for w in weights if isinstance(w, Fraction)}
+    if not broken:
+        return Fraction(1)
+    factor = lcm(*(w.denominator for w in broken))
+    largest = max(w for w in weights if w is not None)
+    if largest * factor <= _FINEST:
+        return Fraction(factor)
+    return Fraction(_FINEST) / Fraction(largest)
+
+
+def _weight_text(weight: Fraction | int | None, factor: Fraction) -> str:
+    if weight is None:
+        return "inf"
+    return str(scaled(weight, factor))
+
+
+def scaled(weight: Fraction | int, factor: Fraction) -> int:
+    """The weight in the text: rounded, and never none."""
+    return max(1, round(weight * factor))
+
+
+def warn_of_rounding(model: Model) -> None:
+    """Warns when decimal weights do not fit whole numbers."""
+    factor = scale_of(model.weights)
+    loss = max(
+        (
+            abs(scaled(w, factor) / factor / w - 1)
+            for w in set(model.weights)
+            if w is not None
+        ),
+        default=Fraction(0),
+    )
+    if loss:
+        warn(
+            f"weights are rounded, by at most {float(loss):.1%}: times "
+            f"{float(factor):g} they are whole numbers"
+        )
+
+
+def write_beside(path: str | os.PathLike[str], pieces: Iterable[str]) -> None:
+    """Writes a file under another name and renames it when it is whole."""
+    goal = Path(path)
+    beside = goal.with_name(f".{goal.name}.{os.getpid()}")
+    try:
+        with open(beside, "w", encoding="utf-8", buffering=1 << 20) as file:
+            file.writelines(pieces)
+        os.replace(beside, goal)
+    except BaseException:
+        beside.unlink(missing_ok=True)
+        raise
