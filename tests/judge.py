@@ -22,7 +22,7 @@ def run(arguments, text=None):
 
 def judged(check, model, output):
     """What wcsp-check has against the report at the end of `output`."""
-    verdict = run([check, "--quiet", model], output)
+    verdict = run([check, "--quiet", model, "-"], output)
     return (verdict.stdout + verdict.stderr).decode() if verdict.returncode else ""
 
 

@@ -86,7 +86,7 @@ def judge(model, result):
     key = model.read_bytes(), result.out.rpartition(b"solution]")[2]
     if key not in judged:
         judged.add(key)
-        verdict = subprocess.run([options.check, model], input=result.out, capture_output=True)
+        verdict = subprocess.run([options.check, model, "-"], input=result.out, capture_output=True)
         expect(verdict.returncode == 0, "wcsp-check: " + verdict.stdout.decode(), result)
 
 
@@ -153,7 +153,7 @@ def checker():
     report = run("-inputfile", model, "-iteration", 3).out
     for flags in ["--json"], []:
         def check(**environment):
-            return subprocess.run([options.check, *flags, model], input=report,
+            return subprocess.run([options.check, *flags, model, "-"], input=report,
                                   capture_output=True, env={"LD_PRELOAD": PRELOAD} | environment)
         number = DIR / "count"
         normal = check(COUNT_ALLOCATIONS=str(number))

@@ -105,6 +105,7 @@ bool Lexer::takeWord(std::string& into) {
 Token Lexer::next() {
   skipBlanks();
   Token token;
+  token.begin = position;
   if (position == text.size()) {
     token.text = "EOF";
   } else if (atDigit()) {
@@ -122,6 +123,7 @@ Token Lexer::next() {
     }
   }
   token.line = line;
+  token.past = position;
   return token;
 }
 

@@ -21,8 +21,10 @@ struct Token {
   enum Kind { end, number, identifier, symbol };
 
   Kind kind = end;
-  std::string text;      // numbers lose their leading zeros; "EOF" at the end
-  std::size_t line = 0;  // the line on which the token ends, from 1
+  std::string text;       // numbers lose their leading zeros; "EOF" at the end
+  std::size_t line = 0;   // the line on which the token ends, from 1
+  std::size_t begin = 0;  // the position of its first byte
+  std::size_t past = 0;   // one past its last byte
 
   // The value of a number token; nothing for other tokens and for digits that,
   // with their sign, do not fit an int.
@@ -32,7 +34,8 @@ struct Token {
 class Lexer {
  public:
   // The text must outlive the lexer.
-  explicit Lexer(std::string_view source) : text(source) {}
+  explicit Lexer(std::string_view source, std::size_t start = 0)
+      : text(source), position(start) {}
 
   // The next token; the end token again and again once it is reached.
   Token next();
@@ -45,8 +48,8 @@ class Lexer {
   bool atDigit() const;
 
   std::string_view text;
-  std::size_t position = 0;  // of the first byte not yet read
-  std::size_t line = 1;      // 1 + the newlines read
+  std::size_t position;  // of the first byte not yet read
+  std::size_t line = 1;  // 1 + the newlines read
 };
 
 }  // namespace check

@@ -1,21 +1,29 @@
-// wcsp-check: recomputes what a report says of a model, and explains it.
+// wcsp-check: tells what is wrong with a model, and, with a report, recomputes
+// what the report says of it and explains it.
 //
 // It shares no code with the solver, so that a fault there cannot hide itself
 // here. The exit status tells the outcome; standard output explains it, and
 // standard error holds warnings and what keeps a check from being made.
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "tools/check/advice.h"
 #include "tools/check/evaluate.h"
 #include "tools/check/model.h"
 #include "tools/check/output.h"
+#include "tools/check/reader.h"
 #include "tools/check/report.h"
 #include "tools/check/warnings.h"
 
@@ -26,8 +34,10 @@ using check::Result;
 struct Options {
   std::string model;
   std::string report;
-  bool hasReport = false;  // else the report is standard input
+  bool hasReport = false;
   bool isStart = false;
+  bool isStrict = false;
+  std::vector<std::string> unwanted;  // kinds of warnings
   bool isJson = false;
   bool isQuiet = false;
 };
@@ -86,26 +96,54 @@ void judge(const check::Model& model, const check::Report& report,
                                               : "differs: the report is wrong";
 }
 
-// What is unreadable ends up in the result, too, so that it can be written.
+// What the model alone gives.
+check::Model advise(const Options& options, Result& result) {
+  const std::string text = readFile(options.model);
+  check::Reading reading = check::readWhole(text);
+  result.problems = locate(text, reading.faults);
+  result.numProblems = reading.numFaults;
+  const auto take = [&](const std::vector<check::Warning>& warnings) {
+    std::copy_if(
+        warnings.begin(), warnings.end(), std::back_inserter(result.warnings),
+        [&](const check::Warning& warning) {
+          return std::find(options.unwanted.begin(), options.unwanted.end(),
+                           warning.kind) == options.unwanted.end();
+        });
+  };
+  take(check::textWarnings(text));
+  take(reading.warnings);
+  if (reading.numFaults == 0) {
+    take(check::modelWarnings(reading.model));
+  }
+  return std::move(reading.model);
+}
+
+void concludeAdvice(const Options& options, const check::Model& model,
+                    Result& result) {
+  const bool isClean = result.numProblems == 0 &&
+                       !(options.isStrict && !result.warnings.empty());
+  result.status = isClean ? check::clean : check::faulty;
+  result.verdict = result.numProblems == 0 ? summary(model) : "no model";
+}
+
 check::Model run(const Options& options, Result& result) {
   check::Model model;
   try {
-    const std::string text = readFile(options.model);
-    result.warnings = check::textWarnings(text);
-    model = check::readModel(text);
-    auto more = check::modelWarnings(model);
-    result.warnings.insert(result.warnings.end(), more.begin(), more.end());
-    const std::string report = options.hasReport
-                                   ? readFile(options.report)
-                                   : readAll(stdin, "standard input");
-    judge(model,
-          options.isStart ? check::readStart(model, report)
-                          : check::readReport(model, report),
-          result);
-  } catch (const check::ModelError& error) {
-    result.status = check::unreadable;
-    result.verdict = options.model + ":" + std::to_string(error.line) +
-                     ": error: " + error.message;
+    model = advise(options, result);
+    if (!options.hasReport) {
+      concludeAdvice(options, model, result);
+    } else if (result.numProblems > 0) {
+      result.status = check::unreadable;
+      result.verdict = "no model";
+    } else {
+      const std::string report = options.report == "-"
+                                     ? readAll(stdin, "standard input")
+                                     : readFile(options.report);
+      judge(model,
+            options.isStart ? check::readStart(model, report)
+                            : check::readReport(model, report),
+            result);
+    }
   } catch (const std::runtime_error& error) {
     result.status = check::unreadable;
     result.verdict = std::string("wcsp-check: ") + error.what();
@@ -113,18 +151,40 @@ check::Model run(const Options& options, Result& result) {
   return model;
 }
 
-void write(const Options& options, const check::Model& model,
-           const Result& result) {
-  if (!options.isQuiet && !options.isJson) {
-    check::writeWarnings(std::cerr, options.model, result.warnings);
+check::Manner mannerOf(std::FILE* file) {
+  const bool isTerminal = isatty(fileno(file)) == 1;
+  const char* const noColour = std::getenv("NO_COLOR");
+  return {isTerminal,
+          isTerminal && (noColour == nullptr || noColour[0] == '\0')};
+}
+
+void writeErrors(const Options& options, const Result& result) {
+  writeProblems(std::cerr, options.model, result.problems, mannerOf(stderr));
+  if (result.numProblems > result.problems.size()) {
+    std::cerr << check::printable(options.model) << ": the first "
+              << result.problems.size() << " of " << result.numProblems
+              << " errors\n";
   }
-  const bool isJudged = result.status < check::unreadable;
-  if (!isJudged) {
+  if (result.numProblems == 0 && result.status >= check::unreadable) {
     std::cerr << check::printable(result.verdict) << "\n";
   }
+}
+
+void write(const Options& options, const check::Model& model,
+           const Result& result) {
   if (options.isJson) {
+    if (result.numProblems == 0 && result.status >= check::unreadable) {
+      std::cerr << check::printable(result.verdict) << "\n";
+    }
     writeJson(std::cout, model, result);
-  } else if (!options.isQuiet && isJudged) {
+    return;
+  }
+  writeErrors(options, result);
+  if (!options.isQuiet) {
+    check::writeWarnings(std::cerr, options.model, result.warnings);
+  }
+  if (!options.isQuiet && result.numProblems == 0 &&
+      result.status < check::unreadable) {
     writeText(std::cout, model, result);
   }
 }
@@ -132,16 +192,30 @@ void write(const Options& options, const check::Model& model,
 int main2(int argc, char** argv) {
   Options options;
   CLI::App app(
-      "Checks a report of wcsp or a whole run's output against a "
-      "model:\nrecomputes the penalties and explains the violated "
-      "constraints.\nStatus: 0 agrees, 1 differs, 2 unreadable, 3 no report.",
+      "Checks a model: tells all errors with their remedies, warns, and says "
+      "what it is.\nChecks a report of wcsp, or a whole run's output, against "
+      "it: recomputes the\npenalties and explains the violated constraints.\n"
+      "Status: 0 no error, or the report agrees; 1 errors, or it differs;\n"
+      "2 unreadable; 3 no report.",
       "wcsp-check");
   app.add_option("MODEL", options.model, "The model")->required();
   CLI::Option* const report = app.add_option(
-      "REPORT", options.report, "The report; standard input when absent");
+      "REPORT", options.report, "The report; - for standard input");
   app.add_flag("--start", options.isStart,
                "REPORT is a start file: show what it sets")
+      ->needs(report)
       ->disable_flag_override();
+  app.add_flag("--strict", options.isStrict,
+               "Without REPORT: end with status 1 for warnings, too")
+      ->excludes(report)
+      ->disable_flag_override();
+  app.add_option("--no-warn", options.unwanted,
+                 "Leave out the warnings of this kind")
+      ->check(CLI::IsMember(check::warningKinds()).description(""))
+      ->type_name("KIND")
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->take_all();
   CLI::Option* const json =
       app.add_flag("--json", options.isJson, "Write one JSON object")
           ->disable_flag_override();

@@ -8,11 +8,9 @@
 #define TOOLS_CHECK_MODEL_H_
 
 #include <cstddef>
-#include <exception>
 #include <map>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace check {
@@ -74,18 +72,6 @@ struct Model {
   std::vector<Names> values;  // one list for each variable
   std::vector<Constraint> constraints;
 };
-
-// What makes a text no model, and where.
-struct ModelError : std::exception {
-  ModelError(std::size_t where, std::string what)
-      : line(where), message(std::move(what)) {}
-
-  std::size_t line;
-  std::string message;  // may hold any bytes of the text
-};
-
-// The model that the text states, or a ModelError at its first fault.
-Model readModel(std::string_view text);
 
 }  // namespace check
 

@@ -239,6 +239,13 @@ void writeJson(std::ostream& out, const Model& model, const Result& result) {
   writeList(out, result.differences.size(), [&](std::size_t i) {
     out << jsonText(printable(result.differences[i]));
   });
+  out << R"(,"errors":)";
+  writeList(out, result.problems.size(), [&](std::size_t i) {
+    const Problem& problem = result.problems[i];
+    out << R"({"line":)" << problem.line << R"(,"column":)" << problem.column
+        << R"(,"length":)" << problem.length << R"(,"message":)"
+        << jsonText(printable(problem.message)) << '}';
+  });
   out << R"(,"warnings":)";
   writeList(out, result.warnings.size(), [&](std::size_t i) {
     const Warning& warning = result.warnings[i];

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/check/advice.h"
 #include "tools/check/evaluate.h"
 #include "tools/check/model.h"
 #include "tools/check/report.h"
@@ -19,12 +20,22 @@
 
 namespace check {
 
-enum Status { agrees = 0, differs = 1, unreadable = 2, noReport = 3 };
+// A model alone is clean or faulty, a report agrees or differs.
+enum Status {
+  agrees = 0,
+  clean = 0,
+  differs = 1,
+  faulty = 1,
+  unreadable = 2,
+  noReport = 3
+};
 
 // All that is known when a check is over.
 struct Result {
   Status status = agrees;
-  std::string verdict;  // one line
+  std::string verdict;            // one line
+  std::vector<Problem> problems;  // in the model; the first of them, if many
+  std::size_t numProblems = 0;
   std::vector<Warning> warnings;
   std::vector<std::string> differences;
   bool isEvaluated = false;  // whether the following two mean anything

@@ -5,12 +5,12 @@
 
 #include <algorithm>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "tools/check/evaluate.h"
 #include "tools/check/lexer.h"
 #include "tools/check/output.h"
+#include "tools/check/text.h"
 
 namespace check {
 
@@ -22,21 +22,6 @@ std::string quoted(const std::string& name) {
 
 std::string title(const Constraint& constraint) {
   return "constraint " + quoted(constraint.name);
-}
-
-bool isUtf8(std::string_view text) {
-  try {
-    nlohmann::json(text).dump();
-    return true;
-  } catch (const nlohmann::json::type_error&) {
-    return false;
-  }
-}
-
-bool hasHighByte(std::string_view text) {
-  return std::any_of(text.begin(), text.end(), [](char c) {
-    return static_cast<unsigned char>(c) >= 0x80;
-  });
 }
 
 // The line of the first token with a byte beyond ASCII: comments are free.
@@ -273,13 +258,25 @@ std::vector<Warning> Warner::run() {
 
 }  // namespace
 
+const std::vector<std::string>& warningKinds() {
+  static const std::vector<std::string> kinds = {"closing-sign",
+                                                 "different-values",
+                                                 "duplicate-name",
+                                                 "never-satisfied",
+                                                 "never-violated",
+                                                 "repeated-term",
+                                                 "repeated-variable",
+                                                 "soft-total",
+                                                 "start-lost",
+                                                 "start-overwritten",
+                                                 "symbol-value",
+                                                 "unused-variable",
+                                                 "utf-8"};
+  return kinds;
+}
+
 std::vector<Warning> textWarnings(std::string_view text) {
   std::vector<Warning> warnings;
-  if (text.substr(0, 3) == "\xEF\xBB\xBF") {
-    warnings.push_back({"byte-order-mark", 1,
-                        "the text starts with a byte-order mark, which is "
-                        "read as the name of a constraint"});
-  }
   if (hasHighByte(text) && isUtf8(text)) {
     if (const auto line = firstHighLine(text)) {
       warnings.push_back({"utf-8", *line,

@@ -20,6 +20,9 @@ struct Warning {
   std::string message;
 };
 
+// The words that `Warning::kind` can be.
+const std::vector<std::string>& warningKinds();
+
 // What the bytes of a text tell before it is read as a model.
 std::vector<Warning> textWarnings(std::string_view text);
 

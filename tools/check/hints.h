@@ -1,0 +1,29 @@
+// What a misspelt word was probably meant to be.
+
+#ifndef TOOLS_CHECK_HINTS_H_
+#define TOOLS_CHECK_HINTS_H_
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "tools/check/model.h"
+
+namespace check {
+
+// The number of letters to insert, drop, replace or swap with their neighbour
+// that turns one word into the other, upper and lower case alike. More than
+// `limit` counts as limit + 1.
+std::size_t editDistance(std::string_view a, std::string_view b,
+                         std::size_t limit);
+
+// Whether one word can be a slip for the other: near in spelling and with the
+// same digits, for x11 is no slip for x12.
+bool isNear(std::string_view a, std::string_view b);
+
+// ", did you mean 'name'?" with the nearest of the names, or nothing.
+std::string didYouMean(std::string_view word, const Names& names);
+
+}  // namespace check
+
+#endif  // TOOLS_CHECK_HINTS_H_

@@ -1,0 +1,373 @@
+// A recursive-descent reader, one function for each statement.
+
+#include "tools/check/reader.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tools/check/hints.h"
+#include "tools/check/text.h"
+
+namespace check {
+
+const Token& Tokens::peek(std::size_t n) {
+  while (ahead.size() <= n) {
+    ahead.push_back(lexer.next());
+  }
+  return ahead[n];
+}
+
+void Tokens::advance() {
+  peek(0);
+  last = std::move(ahead.front());
+  ahead.pop_front();
+}
+
+Reader::Reader(std::string_view source)
+    : text(source),
+      tokens(source, source.substr(0, 3) == "\xEF\xBB\xBF" ? 3 : 0),
+      model(reading.model),
+      isUtf8Text(isUtf8(source)) {}
+
+bool Reader::atSign(char c, std::size_t n) {
+  return at(n).kind == Token::symbol && at(n).text[0] == c;
+}
+
+bool Reader::atWord(std::string_view word, std::size_t n) {
+  return at(n).kind == Token::identifier && at(n).text == word;
+}
+
+// Whether the token follows the one before it without a blank.
+bool Reader::isTouching(std::size_t n) {
+  const std::size_t past = n == 0 ? tokens.previous().past : at(n - 1).past;
+  return past > 0 && at(n).begin == past && at(n).kind != Token::end;
+}
+
+bool Reader::isFirstOnLine(std::size_t n) {
+  return (n == 0 ? tokens.previous().line : at(n - 1).line) < at(n).line;
+}
+
+// Whether a statement is likely to begin here.
+bool Reader::atStatement(std::size_t n) {
+  if (at(n).kind == Token::end) {
+    return true;
+  }
+  if (atSign(':', n + 1)) {
+    return isFirstOnLine(n) ||
+           (atWord(n + 2) && isNear(at(n + 2).text, "weight"));
+  }
+  if (atWord("variable", n)) {
+    return isFirstOnLine(n) || (atWord(n + 1) && atWord("in", n + 2));
+  }
+  return atWord("target", n) && atSign('=', n + 1);
+}
+
+std::string Reader::found(std::size_t n) {
+  return ", found " + (at(n).kind == Token::end ? "the end of the model"
+                                                : "'" + at(n).text + "'");
+}
+
+void Reader::add(std::size_t begin, std::size_t past, std::string message) {
+  ++reading.numFaults;
+  if (reading.faults.size() < Reading::maxFaults) {
+    reading.faults.push_back({begin, past, std::move(message)});
+  }
+}
+
+// Where names in UTF-8 stand, they and nothing else are what is wrong.
+void Reader::note(std::size_t begin, std::size_t past, std::string message) {
+  const std::size_t first = std::min(begin, tokens.previous().begin);
+  const std::size_t last = std::max(past, at().past);
+  if (isUtf8Text && begin > 0 &&
+      hasHighByte(text.substr(first, last - first))) {
+    message =
+        "a name in UTF-8, which is read as Shift_JIS: write ASCII, or "
+        "save the model with 'iconv -f UTF-8 -t SHIFT_JIS'";
+  }
+  add(begin, past, std::move(message));
+}
+
+void Reader::note(std::string message) {
+  note(at().begin, at().past, std::move(message));
+}
+
+void Reader::noteBehind(std::string message) {
+  const std::size_t past = tokens.previous().past;
+  note(past, past, std::move(message));
+}
+
+void Reader::fail(std::string message) {
+  note(std::move(message));
+  throw Abandoned();
+}
+
+void Reader::failBehind(std::string message) {
+  noteBehind(std::move(message));
+  throw Abandoned();
+}
+
+void Reader::recover(std::size_t start) {
+  if (at().begin == start) {
+    advance();
+  }
+  while (!atStatement()) {
+    advance();
+  }
+}
+
+int Reader::readNumber(const char* what) {
+  const std::optional<int> value = at().value();
+  if (!value) {
+    return mendNumber(what);
+  }
+  advance();
+  return *value;
+}
+
+// The value is checked also where the statement has no further effect.
+void Reader::readTarget() {
+  advance();
+  mendEquals("target");
+  readNumber("a target");
+}
+
+// Any symbol but a comma closes the list of values.
+void Reader::readValues(Names& values, unsigned variable) {
+  for (bool isFirst = true;; isFirst = false) {
+    if (!atWord() && at().kind != Token::number && mendValues(isFirst)) {
+      return;
+    }
+    if (!values.add(at().text)) {
+      note("value '" + at().text + "' is defined twice in '" +
+           model.variables[variable] + "'");
+    }
+    if (atSymbol()) {
+      reading.warnings.push_back({"symbol-value", at().line,
+                                  "the sign '" + at().text +
+                                      "' is a value of '" +
+                                      model.variables[variable] + "'"});
+    }
+    advance();
+    if (atSign(',')) {
+      advance();
+    } else if (atSymbol()) {
+      break;
+    } else if (mendSeparator()) {
+      return;
+    }
+  }
+  const Token sign = at();
+  advance();
+  blameClosing(sign, false);
+}
+
+void Reader::readVariable() {
+  if (!atWord()) {
+    blameName();
+  }
+  const std::string name = at().text;
+  const bool isNew = model.variables.add(name);
+  const unsigned v = model.variables.find(name);
+  Names scratch;
+  if (isNew) {
+    lines.push_back(at().line);
+    model.values.emplace_back();
+  } else {
+    note("variable '" + name + "' is defined twice, first on line " +
+         std::to_string(lines[v]));
+  }
+  advance();
+  const std::size_t before = reading.numFaults;
+  try {
+    if (isJoined()) {
+      failJoined();
+    }
+    mendWord("in");
+    if (!atSign('{')) {
+      fail("expected '{'" + found() + ": write 'variable " + name +
+           " in {a, b}'");
+    }
+    advance();
+    readValues(isNew ? model.values[v] : scratch, v);
+  } catch (const Abandoned&) {
+    broken.insert(v);
+    throw;
+  }
+  if (reading.numFaults != before) {
+    broken.insert(v);
+  }
+}
+
+// Whether the label is one of the model.
+bool Reader::readLabel(Label& label) {
+  bool isKnown = true;
+  mendLabelOpening();
+  if (!atWord()) {
+    fail("expected a variable" + found() + ": write (VARIABLE, VALUE)");
+  }
+  if (isJoined(1) && !atSign(',', 1)) {
+    failJoined(1);
+  }
+  label.variable = model.variables.find(at().text);
+  if (label.variable == model.variables.size()) {
+    noteUnknownVariable();
+    isKnown = false;
+  }
+  advance();
+  mendComma();
+  if (isJoined(1) && !atSign(')') && !atSign(')', 1)) {
+    failJoined(1);
+  }
+  if (isKnown) {
+    const Names& values = model.values[label.variable];
+    label.value = values.find(at().text);
+    if (label.value == values.size()) {
+      noteUnknownValue(label.variable);
+      isKnown = false;
+    }
+  }
+  advance();
+  mendLabelClosing();
+  return isKnown;
+}
+
+void Reader::readTerms(Constraint& constraint) {
+  for (;;) {
+    Term term;
+    if (at().kind == Token::number) {
+      term.coefficient = readNumber("a coefficient");
+    } else if (!mendTerm(constraint.kind == Constraint::quadratic)) {
+      return;
+    } else if (at().kind == Token::number) {
+      term.coefficient = readNumber("a coefficient");
+    }
+    bool isKnown = readLabel(term.label1);
+    term.label2 = term.label1;
+    if (constraint.kind == Constraint::quadratic) {
+      mendSecondLabel();
+      isKnown = readLabel(term.label2) && isKnown;
+    }
+    if (isKnown) {
+      constraint.terms.push_back(term);
+    }
+  }
+}
+
+void Reader::readRelation(Constraint& constraint) {
+  const bool isLess = atSign('<');
+  const bool isGreater = atSign('>');
+  if (!mendRelation()) {
+    if (isLess || isGreater) {
+      advance();
+    }
+    advance();
+  }
+  const int bound = readNumber("a bound");
+  if (!isGreater) {
+    constraint.upper = bound;
+  }
+  if (!isLess) {
+    constraint.lower = bound;
+  }
+}
+
+// Stops at the end of the text even where a variable bears the end's name.
+void Reader::readAlldiff(Constraint& constraint) {
+  while (!atSymbol()) {
+    blameMissingEnd();
+    const unsigned variable = model.variables.find(at().text);
+    if (variable == model.variables.size()) {
+      noteUnknownVariable();
+    } else {
+      constraint.variables.push_back(variable);
+    }
+    advance();
+  }
+  const Token sign = at();
+  advance();
+  blameClosing(sign, true);
+}
+
+Constraint::Kind Reader::readKind() {
+  Constraint::Kind kind = Constraint::linear;
+  if (atWord("quadratic")) {
+    kind = Constraint::quadratic;
+  } else if (atWord("alldiff")) {
+    kind = Constraint::alldiff;
+  } else if (!atWord("linear")) {
+    kind = mendKind();
+  }
+  advance();
+  return kind;
+}
+
+void Reader::readHeader(Constraint& constraint) {
+  constraint.line = at().line;
+  constraint.name = at().text;
+  advance();
+  if (atSign(':')) {
+    advance();
+  }
+  mendWord("weight");
+  mendEquals("weight");
+  constraint.weight = std::max(0, readNumber("a weight"));
+  mendWord("type");
+  mendEquals("type");
+  constraint.kind = readKind();
+}
+
+void Reader::readConstraint() {
+  Constraint constraint;
+  readHeader(constraint);
+  if (model.variables.size() == 0 && reading.numFaults == 0) {
+    note(0, 0,
+         "there is no variable: write 'variable x in {a, b}' above the "
+         "first constraint");
+  }
+  if (constraint.kind == Constraint::alldiff) {
+    readAlldiff(constraint);
+  } else {
+    readTerms(constraint);
+    readRelation(constraint);
+  }
+  model.constraints.push_back(std::move(constraint));
+}
+
+void Reader::readStatement() {
+  if (isDeclaring && atWord("target")) {
+    readTarget();
+  } else if (isDeclaring && atWord("variable")) {
+    advance();
+    readVariable();
+  } else if (!mendDeclaration()) {
+    blameStatement();
+    if (isDeclaring) {
+      isDeclaring = false;
+      firstConstraint = at().line;
+    }
+    readConstraint();
+  }
+}
+
+Reading Reader::read() {
+  blameMark();
+  while (at().kind != Token::end) {
+    const std::size_t start = at().begin;
+    try {
+      readStatement();
+    } catch (const Abandoned&) {
+      recover(start);
+    }
+  }
+  blameEncoding();
+  std::stable_sort(
+      reading.faults.begin(), reading.faults.end(),
+      [](const Fault& a, const Fault& b) { return a.begin < b.begin; });
+  return std::move(reading);
+}
+
+Reading readWhole(std::string_view text) {
+  return Reader(text).read();
+}
+
+}  // namespace check

@@ -1,0 +1,150 @@
+// Reads a whole model and notes every fault that it can tell apart, each with
+// what to write instead.
+//
+// A fault is noted exactly where the solver refuses the model. What was meant
+// is mended where that is plain, so that one slip gives one fault; else the
+// rest of the statement is passed over.
+
+#ifndef TOOLS_CHECK_READER_H_
+#define TOOLS_CHECK_READER_H_
+
+#include <cstddef>
+#include <deque>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/check/lexer.h"
+#include "tools/check/model.h"
+#include "tools/check/warnings.h"
+
+namespace check {
+
+struct Fault {
+  std::size_t begin = 0;  // the position of its first byte in the text
+  std::size_t past = 0;   // one past its last byte; may equal `begin`
+  std::string message;    // may hold any bytes of the text
+};
+
+struct Reading {
+  // That are kept with their messages; the others are counted.
+  static constexpr std::size_t maxFaults = 100;
+
+  Model model;                // whole if there is no fault
+  std::vector<Fault> faults;  // ascending; the first of them, if many
+  std::size_t numFaults = 0;
+  std::vector<Warning> warnings;
+};
+
+// The text must outlive the call only.
+Reading readWhole(std::string_view text);
+
+// The tokens of a text with as much look-ahead as is asked for.
+class Tokens {
+ public:
+  explicit Tokens(std::string_view source, std::size_t start)
+      : lexer(source, start) {}
+
+  const Token& peek(std::size_t n);
+  const Token& previous() const { return last; }
+  void advance();
+
+ private:
+  Lexer lexer;
+  std::deque<Token> ahead;
+  Token last;  // the token before peek(0)
+};
+
+// One function for each statement in reader.cpp; in mistakes.cpp those that
+// tell what was meant where the statement goes wrong.
+class Reader {
+ public:
+  explicit Reader(std::string_view source);
+
+  Reading read();
+
+ private:
+  // Thrown when the rest of a statement is to be passed over.
+  struct Abandoned {};
+
+  // Tokens.
+  const Token& at(std::size_t n = 0) { return tokens.peek(n); }
+  void advance() { tokens.advance(); }
+  bool atSign(char c, std::size_t n = 0);
+  bool atSymbol(std::size_t n = 0) { return at(n).kind == Token::symbol; }
+  bool atWord(std::size_t n = 0) { return at(n).kind == Token::identifier; }
+  bool atWord(std::string_view word, std::size_t n = 0);
+  bool isTouching(std::size_t n = 0);
+  bool isFirstOnLine(std::size_t n = 0);
+  bool atStatement(std::size_t n = 0);
+  std::string found(std::size_t n = 0);
+
+  // Faults.
+  void add(std::size_t begin, std::size_t past, std::string message);
+  void note(std::size_t begin, std::size_t past, std::string message);
+  void note(std::string message);
+  void noteBehind(std::string message);
+  [[noreturn]] void fail(std::string message);
+  [[noreturn]] void failBehind(std::string message);
+  void recover(std::size_t start);
+
+  // Statements.
+  void readStatement();
+  void readTarget();
+  void readVariable();
+  void readValues(Names& values, unsigned variable);
+  void readConstraint();
+  Constraint::Kind readKind();
+  void readHeader(Constraint& constraint);
+  void readTerms(Constraint& constraint);
+  void readRelation(Constraint& constraint);
+  void readAlldiff(Constraint& constraint);
+  bool readLabel(Label& label);
+  int readNumber(const char* what);
+
+  // What was meant. A function called mend... goes on as if it had been
+  // written; one that returns a bool tells whether there was something to mend.
+  void blameMark();
+  void blameEncoding();
+  bool isJoined(std::size_t n = 0);
+  [[noreturn]] void failJoined(std::size_t n = 0);
+  bool mendFraction();
+  bool mendDeclaration();
+  [[noreturn]] void blameName();
+  void blameStatement();
+  bool mendValues(bool isFirst);
+  bool mendSeparator();
+  void blameClosing(const Token& sign, bool isAlldiff);
+  void blameValueList(const Token& sign);
+  void mendWord(std::string_view word);
+  void mendEquals(const char* word);
+  void noteSign();
+  int mendNumber(const char* what);
+  bool mendTerm(bool isQuadratic);
+  bool mendRelation();
+  [[noreturn]] void blameRelation();
+  void mendLabelOpening();
+  void mendSecondLabel();
+  void mendComma();
+  void mendLabelClosing();
+  void noteUnknownVariable();
+  void noteUnknownValue(unsigned variable);
+  Constraint::Kind mendKind();
+  void blameMissingEnd();
+
+  std::string_view text;
+  Tokens tokens;
+  Reading reading;
+  Model& model;
+  const bool isUtf8Text;
+  bool isDeclaring = true;          // no constraint has been met
+  std::size_t firstConstraint = 0;  // the line of the first one
+  std::vector<std::size_t> lines;   // of the variables
+  std::set<unsigned> broken;        // variables with a faulty statement
+  std::set<std::string> unknown;    // names already noted as unknown
+};
+
+}  // namespace check
+
+#endif  // TOOLS_CHECK_READER_H_

@@ -1,0 +1,78 @@
+#include "tools/check/text.h"
+
+#include <algorithm>
+
+namespace check {
+
+namespace {
+
+unsigned byteAt(std::string_view text, std::size_t at) {
+  return at < text.size() ? static_cast<unsigned char>(text[at]) : 0;
+}
+
+// The bytes of the character that begins here; 0 if there is none in UTF-8.
+std::size_t characterSize(std::string_view text, std::size_t at) {
+  const unsigned first = byteAt(text, at);
+  if (first < 0x80) {
+    return 1;
+  }
+  const std::size_t size = first < 0xC2   ? 0
+                           : first < 0xE0 ? 2
+                           : first < 0xF0 ? 3
+                           : first < 0xF5 ? 4
+                                          : 0;
+  for (std::size_t i = 1; i < size; ++i) {
+    if ((byteAt(text, at + i) & 0xC0U) != 0x80) {
+      return 0;
+    }
+  }
+  const unsigned second = byteAt(text, at + 1);
+  const bool isOverlong =
+      (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
+  const bool isBeyond =
+      (first == 0xED && second >= 0xA0) || (first == 0xF4 && second >= 0x90);
+  return isOverlong || isBeyond ? 0 : size;
+}
+
+}  // namespace
+
+bool hasHighByte(std::string_view text) {
+  return std::any_of(text.begin(), text.end(), [](char c) {
+    return static_cast<unsigned char>(c) >= 0x80;
+  });
+}
+
+bool isUtf8(std::string_view text) {
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t size = characterSize(text, at);
+    if (size == 0) {
+      return false;
+    }
+    at += size;
+  }
+  return true;
+}
+
+bool isUtf16(std::string_view text) {
+  const std::string_view mark = text.substr(0, 2);
+  if (mark == "\xFF\xFE" || mark == "\xFE\xFF") {
+    return true;
+  }
+  constexpr std::size_t sample = 1000;
+  const std::string_view start = text.substr(0, sample);
+  return start.size() > 3 &&
+         static_cast<std::size_t>(std::count(start.begin(), start.end(),
+                                             '\0')) >= start.size() / 2 - 1;
+}
+
+Place PlaceFinder::find(std::size_t position) {
+  for (std::size_t newline = text.find('\n', place.lineStart);
+       newline < position; newline = text.find('\n', newline + 1)) {
+    ++place.line;
+    place.lineStart = newline + 1;
+  }
+  place.column = position - place.lineStart + 1;
+  return place;
+}
+
+}  // namespace check

@@ -1,0 +1,40 @@
+// What the bytes of a text tell of its encoding, and where in it a byte stands.
+
+#ifndef TOOLS_CHECK_TEXT_H_
+#define TOOLS_CHECK_TEXT_H_
+
+#include <cstddef>
+#include <string_view>
+
+namespace check {
+
+bool hasHighByte(std::string_view text);
+
+// Whether the text is ASCII or UTF-8.
+bool isUtf8(std::string_view text);
+
+// Whether the text opens with the mark of UTF-16 or has zero bytes as ASCII
+// in UTF-16 would have.
+bool isUtf16(std::string_view text);
+
+struct Place {
+  std::size_t line = 1;
+  std::size_t column = 1;     // counted in bytes
+  std::size_t lineStart = 0;  // the position of the line's first byte
+};
+
+// Finds places of ascending positions, going through the text once.
+class PlaceFinder {
+ public:
+  explicit PlaceFinder(std::string_view source) : text(source) {}
+
+  Place find(std::size_t position);
+
+ private:
+  std::string_view text;
+  Place place;  // of the last position asked for
+};
+
+}  // namespace check
+
+#endif  // TOOLS_CHECK_TEXT_H_
