@@ -5,6 +5,7 @@ Usage: advice_test.py PROGRAM SOLVER [COUNT]. A fault is told exactly where the
 solver refuses the model; COUNT random slips in models are compared.
 """
 
+import itertools
 import json
 import os
 import pathlib
@@ -21,7 +22,7 @@ EXAMPLES = pathlib.Path(__file__).resolve().parent.parent / "examples"
 V = "variable x in {a, b}\nvariable y in {a, b}\n"
 GOOD = V + "c: weight = 1 type = linear 1(x,a) 1(y,a) = 1\n"
 
-# A text, "|" for a line break and a first "V|" for V, and its faults.
+# A text, "|" for a line break and "V|" for V, and its faults.
 FAULTS = [
     ("variable 3 in {a}",
      ["1:10 expected the name of a variable, found '3': a name holds a letter, as in 'x3'"]),
@@ -258,6 +259,54 @@ ODD = [
     "V|weight: weight=1 type=alldiff x y : weight: weight=1 type=linear\n1(x\n,\na)<=0",
 ]
 
+# Warnings, each with its kind in brackets.
+C = "c: weight = inf type = linear 1(x,a) = 1|"
+XY = "1(x,a)(y,b) 1(x,b)(y,a)"
+XYZ = "".join("variable %s in {a, b, c}|" % v for v in "xyz")
+WARNINGS = [
+    ("V|c: weight = 0 type = linear 1(x,a) 1(y,a) = 1|d: weight = -3 type = alldiff x y ;",
+     ["3: constraint 'c' costs nothing: its weight is 0 [weight-zero]",
+      "4: constraint 'd' costs nothing: its weight is -3 [weight-zero]"]),
+    ("V|c: weight = 2147483647 type = alldiff x y ;",
+     ["3: constraint 'c' is hard, as a weight of 2147483647 is inf [hard-number]"]),
+    ("target = 3 target = 4|target = 5|V|c: weight = 1 type = alldiff x y ;",
+     ["1: a second target is passed over, the first is on line 1 [target]",
+      "2: a second target is passed over, the first is on line 1 [target]"]),
+    ("target = -1 target = 4|V|c: weight = 1 type = alldiff x y ;",
+     ["1: a target below 0 counts as 0: leave it out [target]"]),
+    ("# no model", [" the model has no variable [no-variable]",
+                    " the model has no constraint: every assignment is as good [no-constraint]"]),
+    ("V|c: weight = 1 type = linear 1(x,a) 2(y,a) <= 3",
+     ["3: no assignment violates constraint 'c': its sum is from 0 to 3 [never-violated]"]),
+    ("V|c: weight = 1 type = linear 1(x,a) 2(y,a) 1(x,b) 2(y,b) = 4",
+     ["3: no assignment satisfies constraint 'c': its sum is always 3 [never-satisfied]"]),
+    ("# a\rb|V|c: weight = 1 type = alldiff x y ;",
+     ["1: a carriage return without a newline ends no line: the rest of a comment may be text "
+      "that was meant [carriage-return]"]),
+    ("variable x in {a, (}|variable y in {a, }}c: weight = 1 type = linear 1(x,a) 1(y,a) = 1",
+     ["1: the sign '(' is a value of 'x' [symbol-value]",
+      "2: the sign '}' is a value of 'y' [symbol-value]"]),
+    ("variable x in {a, b)|variable y in {a, b}|c: weight = 1 type = alldiff x y ,",
+     ["1: ')' closes the list of values: write '}' [closing-sign]",
+      "3: ',' closes the list of an alldiff: write ';' [closing-sign]"]),
+    # Conflicts: over one variable, over one pair, and along a chain.
+    ("V|" + C + "d: weight = inf type = linear 1(x,b) 1(y,b) = 2",
+     ["4: cannot be satisfied together: 'c' (line 3), 'd' (line 4): 'c' bars x = b; nothing is "
+      "left for 'd' [conflict]"]),
+    ("V|c: weight = inf type = quadratic %s = 1|d: weight = inf type = quadratic %s = 0" % (XY, XY),
+     ["4: cannot be satisfied together: 'c' (line 3), 'd' (line 4): nothing is left for 'd' "
+      "[conflict]"]),
+    ("V|e: weight = inf type = alldiff x y ;|f: weight = inf type = quadratic %s = 0" % XY,
+     ["4: cannot be satisfied together: 'e' (line 3), 'f' (line 4): nothing is left for 'f' "
+      "[conflict]"]),
+    (XYZ + C + "d: weight = inf type = linear 1(y,a) 1(y,b) = 1|"
+     "e: weight = inf type = alldiff x y z ;|f: weight = inf type = linear 1(y,b) 1(z,c) = 0|"
+     "g: weight = inf type = linear 1(z,a) 1(z,b) 1(x,b) <= 1",
+     ["7: cannot be satisfied together: 'c' (line 4), 'd' (line 5), 'e' (line 6), 'f' (line 7): "
+      "'c' bars x = b, x = c; 'd' bars y = c; 'e' bars y = a, z = a; nothing is left for 'f' "
+      "[conflict]"]),
+]
+
 # Tokens that slips put in.
 SLIPS = ("variable target in weight type linear alldiff quadratic inf EOF x y a 1 99999999999 "
          "{ } , ; : = < > ( ) - + . * # \" \x81 \xe3\x81\x82 \xff\xfe \xef\xbb\xbf \0").split(" ")
@@ -269,12 +318,11 @@ def run(arguments, program=None):
 
 
 def write(text):
-    pathlib.Path("m").write_text(text, "latin-1", newline="")
+    pathlib.Path("m").write_bytes(text.encode("latin-1"))
 
 
 def expand(text):
-    text = text.replace("|", "\n")
-    return V + text[2:] if text.startswith("V\n") else text
+    return text.replace("V|", V).replace("|", "\n")
 
 
 def check(what, got, expected):
@@ -298,8 +346,66 @@ def check_odd():
                                                 SOLVER).returncode), (0, 0))
 
 
+def check_warnings():
+    for text, warnings in WARNINGS:
+        write(expand(text))
+        done = run(["m"])
+        expected = ["m:%s warning: %s" % tuple(w.split(" ", 1)) for w in warnings]
+        check(text, (done.returncode, done.stderr.decode().splitlines()), (0, expected))
+    write(V + "c: weight = 0 type = alldiff x y ;" * 30)
+    check("many", run(["m", "--no-warn", "duplicate-name"]).stderr.decode().splitlines()[-1],
+          "m: warning: 10 more like these [weight-zero]")
+
+
+def hard_constraint(rng, names):
+    """A hard constraint: its text, its variables and whether an assignment meets it."""
+    scope = sorted(rng.sample(names, rng.choice([1, 2, 2, 2, len(names)])))
+    if rng.random() < 0.3 and len(scope) > 1:
+        return ("alldiff %s ;" % " ".join(scope), scope,
+                lambda at: len({at[v] for v in scope}) == len(scope))
+    labels = [(v, a) for v in scope for a in "abc" if rng.random() < 0.6] or [(scope[0], "a")]
+    size = rng.choice([1, 2])
+    terms = [(rng.choice([-2, -1, 1, 1, 1, 2]), [label] if size == 1 else
+              [label, rng.choice(labels)]) for label in labels]
+    relation, bound = rng.choice(["<=", ">=", "="]), rng.choice([-1, 0, 1, 1, 2])
+
+    def is_met(at):
+        total = sum(c for c, on in terms if all(at[v] == a for v, a in on))
+        return {"<=": total <= bound, ">=": total >= bound, "=": total == bound}[relation]
+    text = " ".join(str(c) + "".join("(%s,%s)" % label for label in on) for c, on in terms)
+    return ("%s %s %s %d" % (["linear", "quadratic"][size - 1], text, relation, bound),
+            sorted({v for _, on in terms for v, _ in on}), is_met)
+
+
+def check_conflicts():
+    """Whatever is called a conflict is one, and all over one or two variables are found."""
+    rng, found = random.Random(COUNT), 0
+    for _ in range(COUNT):
+        names = ["x", "y", "z", "w"][:rng.choice([2, 3, 4])]
+        rows = [hard_constraint(rng, names) for _ in range(rng.randint(2, 6))]
+        text = "".join("variable %s in {a, b, c}\n" % v for v in names)
+        text += "".join("c%d: weight = inf type = %s\n" % (i, row[0]) for i, row in enumerate(rows))
+        write(text)
+        said = json.loads(run(["m", "--json"]).stdout)["warnings"]
+        every = [dict(zip(names, values))
+                 for values in itertools.product("abc", repeat=len(names))]
+
+        def is_possible(chosen, rows=rows, every=every):
+            return any(all(rows[i][2](at) for i in chosen) for at in every)
+        claims = [[int(c) for c in re.findall(r"'c(\d+)' \(line", w["message"])] if
+                  w["kind"] == "conflict" else [w["line"] - 1 - len(names)]
+                  for w in said if w["kind"] in ("conflict", "never-satisfied")]
+        for claim in claims:
+            check((text, claim), is_possible(claim), False)
+        found += bool(claims)
+        check((text, said), any(
+            not is_possible((i, k)) for i, k in itertools.combinations(range(len(rows)), 2)
+            if len(set(rows[i][1] + rows[k][1])) <= 2) and not claims, False)
+    print("%d random models, %d with a conflict" % (COUNT, found))
+
+
 def check_options():
-    unused = "m: warning: 1 in no constraint: 'y'\n"
+    unused = "m: warning: 1 in no constraint: 'y' [unused-variable]\n"
     model = V + "c: weight = 1 type = linear 1(x,a) = 1\n"
     summary = ("2 variables, 4 values, 4 assignments; 1 constraint: 1 linear, 0 quadratic, "
                "0 alldiff, 0 hard, 1 soft; 1 term\n")
@@ -373,6 +479,8 @@ def main():
         os.chdir(folder)
         check_faults()
         check_odd()
+        check_warnings()
+        check_conflicts()
         check_options()
         check_terminal()
         check_slips()

@@ -50,32 +50,6 @@ bool hasSameVariables(const Term& a, const Term& b) {
          a.label2.variable == b.label2.variable;
 }
 
-Range sumRange(const Model& model, const Constraint& constraint) {
-  std::vector<Term> terms = sortedTerms(constraint);
-  terms.erase(std::remove_if(terms.begin(), terms.end(), isNever), terms.end());
-  Range total;
-  for (std::size_t i = 0; i < terms.size();) {
-    const Term& first = terms[i];
-    Range group;
-    Int128 numSums = 0;
-    while (i < terms.size() && hasSameVariables(first, terms[i])) {
-      const Term& term = terms[i];
-      Int128 sum = 0;
-      for (; i < terms.size() && hasSameLabels(term, terms[i]); ++i) {
-        sum += terms[i].coefficient;
-      }
-      group.least = numSums == 0 ? sum : std::min(group.least, sum);
-      group.greatest = numSums == 0 ? sum : std::max(group.greatest, sum);
-      ++numSums;
-    }
-    const bool canBeOff = numSums < numCombinations(model, first);
-    total.least += canBeOff ? std::min<Int128>(group.least, 0) : group.least;
-    total.greatest +=
-        canBeOff ? std::max<Int128>(group.greatest, 0) : group.greatest;
-  }
-  return total;
-}
-
 // Every variable can take value 0, and the value numbers that it can take are
 // a prefix of those of any larger variable: serving the smaller ones first
 // keeps most variables apart.
@@ -172,6 +146,32 @@ std::vector<Term> sortedTerms(const Constraint& constraint) {
 
 bool hasSameLabels(const Term& a, const Term& b) {
   return isSame(a.label1, b.label1) && isSame(a.label2, b.label2);
+}
+
+Range sumRange(const Model& model, const Constraint& constraint) {
+  std::vector<Term> terms = sortedTerms(constraint);
+  terms.erase(std::remove_if(terms.begin(), terms.end(), isNever), terms.end());
+  Range total;
+  for (std::size_t i = 0; i < terms.size();) {
+    const Term& first = terms[i];
+    Range group;
+    Int128 numSums = 0;
+    while (i < terms.size() && hasSameVariables(first, terms[i])) {
+      const Term& term = terms[i];
+      Int128 sum = 0;
+      for (; i < terms.size() && hasSameLabels(term, terms[i]); ++i) {
+        sum += terms[i].coefficient;
+      }
+      group.least = numSums == 0 ? sum : std::min(group.least, sum);
+      group.greatest = numSums == 0 ? sum : std::max(group.greatest, sum);
+      ++numSums;
+    }
+    const bool canBeOff = numSums < numCombinations(model, first);
+    total.least += canBeOff ? std::min<Int128>(group.least, 0) : group.least;
+    total.greatest +=
+        canBeOff ? std::max<Int128>(group.greatest, 0) : group.greatest;
+  }
+  return total;
 }
 
 Range violationRange(const Model& model, const Constraint& constraint) {

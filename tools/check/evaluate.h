@@ -58,6 +58,10 @@ struct Range {
   Int128 greatest = 0;
 };
 
+// Bounds on the sum of a linear or quadratic constraint over all assignments;
+// both are reached for linear ones.
+Range sumRange(const Model& model, const Constraint& constraint);
+
 // Bounds on the violation over all assignments, before its cap. Both ends are
 // reached for linear and all-different constraints; for quadratic ones they
 // may lie outside what is reached.

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -102,19 +101,12 @@ check::Model advise(const Options& options, Result& result) {
   check::Reading reading = check::readWhole(text);
   result.problems = locate(text, reading.faults);
   result.numProblems = reading.numFaults;
-  const auto take = [&](const std::vector<check::Warning>& warnings) {
-    std::copy_if(
-        warnings.begin(), warnings.end(), std::back_inserter(result.warnings),
-        [&](const check::Warning& warning) {
-          return std::find(options.unwanted.begin(), options.unwanted.end(),
-                           warning.kind) == options.unwanted.end();
-        });
-  };
-  take(check::textWarnings(text));
-  take(reading.warnings);
+  check::Warnings warnings = check::textWarnings(text);
+  warnings.append(reading.warnings);
   if (reading.numFaults == 0) {
-    take(check::modelWarnings(reading.model));
+    warnings.append(check::modelWarnings(reading.model));
   }
+  result.warnings = warnings.take(options.unwanted);
   return std::move(reading.model);
 }
 

@@ -76,7 +76,7 @@ void Reader::blameEncoding() {
          "the text is UTF-16: save it as 'iconv -f UTF-16 -t ASCII' "
          "does"}};
     reading.numFaults = 1;
-    reading.warnings.clear();
+    reading.warnings = Warnings();
   }
 }
 
@@ -272,10 +272,10 @@ void Reader::blameClosing(const Token& sign, bool isAlldiff) {
     return;
   }
   if (isFollowed) {
-    reading.warnings.push_back(
-        {"closing-sign", sign.line,
-         "'" + sign.text + "' closes the list of " +
-             (isAlldiff ? "an alldiff: write ';'" : "values: write '}'")});
+    reading.warnings.add(
+        "closing-sign", sign.line,
+        "'" + sign.text + "' closes the list of " +
+            (isAlldiff ? "an alldiff: write ';'" : "values: write '}'"));
     return;
   }
   if (isAlldiff) {
@@ -567,9 +567,7 @@ void Reader::mendComma() {
   } else if (atSign(')')) {
     fail("a label is a variable and a value: write '(" +
          tokens.previous().text + ", VALUE)'");
-  } else if (atSymbol(1) && atSymbol() && std::strchr("=<>", at().text[0])) {
-    fail("expected ','" + found());
-  } else if (atSign('=') || atSign(':')) {
+  } else if ((atSign('=') || atSign(':')) && !atSymbol(1)) {
     note("expected ','" + found());
     advance();
   } else if (atSymbol() || at().kind == Token::end || atSign(':', 1)) {

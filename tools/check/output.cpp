@@ -266,7 +266,8 @@ void writeWarnings(std::ostream& out, const std::string& fileName,
     if (warning.line > 0) {
       out << warning.line << ":";
     }
-    out << " warning: " << printable(warning.message) << "\n";
+    out << " warning: " << printable(warning.message) << " [" << warning.kind
+        << "]\n";
   }
 }
 

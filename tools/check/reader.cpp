@@ -126,9 +126,22 @@ int Reader::readNumber(const char* what) {
 
 // The value is checked also where the statement has no further effect.
 void Reader::readTarget() {
+  const std::size_t line = at().line;
   advance();
   mendEquals("target");
-  readNumber("a target");
+  const int target = readNumber("a target");
+  if (targetLine > 0) {
+    reading.warnings.add("target", line,
+                         "a second target is passed over, the first is on "
+                         "line " +
+                             std::to_string(targetLine));
+  } else if (target < 0) {
+    reading.warnings.add("target", line,
+                         "a target below 0 counts as 0: leave it out");
+  }
+  if (targetLine == 0 && target != -1) {  // which stands for none
+    targetLine = line;
+  }
 }
 
 // Any symbol but a comma closes the list of values.
@@ -142,10 +155,9 @@ void Reader::readValues(Names& values, unsigned variable) {
            model.variables[variable] + "'");
     }
     if (atSymbol()) {
-      reading.warnings.push_back({"symbol-value", at().line,
-                                  "the sign '" + at().text +
-                                      "' is a value of '" +
-                                      model.variables[variable] + "'"});
+      reading.warnings.add("symbol-value", at().line,
+                           "the sign '" + at().text + "' is a value of '" +
+                               model.variables[variable] + "'");
     }
     advance();
     if (atSign(',')) {
@@ -233,12 +245,12 @@ bool Reader::readLabel(Label& label) {
 
 void Reader::readTerms(Constraint& constraint) {
   for (;;) {
+    if (at().kind != Token::number &&
+        !mendTerm(constraint.kind == Constraint::quadratic)) {
+      return;
+    }
     Term term;
     if (at().kind == Token::number) {
-      term.coefficient = readNumber("a coefficient");
-    } else if (!mendTerm(constraint.kind == Constraint::quadratic)) {
-      return;
-    } else if (at().kind == Token::number) {
       term.coefficient = readNumber("a coefficient");
     }
     bool isKnown = readLabel(term.label1);
@@ -310,7 +322,19 @@ void Reader::readHeader(Constraint& constraint) {
   }
   mendWord("weight");
   mendEquals("weight");
-  constraint.weight = std::max(0, readNumber("a weight"));
+  const bool isDigits = at().text != "inf";
+  const int weight = readNumber("a weight");
+  constraint.weight = std::max(0, weight);
+  if (weight <= 0) {
+    reading.warnings.add("weight-zero", constraint.line,
+                         "constraint '" + constraint.name +
+                             "' costs nothing: its weight is " +
+                             std::to_string(weight));
+  } else if (weight == inf && isDigits) {
+    reading.warnings.add("hard-number", constraint.line,
+                         "constraint '" + constraint.name +
+                             "' is hard, as a weight of 2147483647 is inf");
+  }
   mendWord("type");
   mendEquals("type");
   constraint.kind = readKind();

@@ -34,7 +34,7 @@ struct Reading {
   Model model;                // whole if there is no fault
   std::vector<Fault> faults;  // ascending; the first of them, if many
   std::size_t numFaults = 0;
-  std::vector<Warning> warnings;
+  Warnings warnings;
 };
 
 // The text must outlive the call only.
@@ -139,6 +139,7 @@ class Reader {
   Model& model;
   const bool isUtf8Text;
   bool isDeclaring = true;          // no constraint has been met
+  std::size_t targetLine = 0;       // of the first target
   std::size_t firstConstraint = 0;  // the line of the first one
   std::vector<std::size_t> lines;   // of the variables
   std::set<unsigned> broken;        // variables with a faulty statement

@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 
+#include "tools/check/conflicts.h"
 #include "tools/check/evaluate.h"
 #include "tools/check/lexer.h"
 #include "tools/check/output.h"
@@ -36,21 +37,34 @@ std::optional<std::size_t> firstHighLine(std::string_view text) {
   return std::nullopt;
 }
 
+std::optional<std::size_t> firstBareReturn(std::string_view text) {
+  for (std::size_t at = text.find('\r'); at < text.size();
+       at = text.find('\r', at + 1)) {
+    if (text.substr(at + 1, 1) != "\n" && at + 1 < text.size()) {
+      return PlaceFinder(text).find(at).line;
+    }
+  }
+  return std::nullopt;
+}
+
 class Warner {
  public:
   explicit Warner(const Model& subject) : model(subject) {}
 
-  std::vector<Warning> run();
+  Warnings run();
 
  private:
   void warn(const char* kind, std::size_t line, std::string message) {
-    warnings.push_back({kind, line, std::move(message)});
+    warnings.add(kind, line, std::move(message));
   }
   std::string show(const Label& label) const;
   void findLists();
   void checkLists(const Constraint& constraint);
   void checkRepeatedTerms(const Constraint& constraint);
   void checkRepeatedVariables(const Constraint& constraint);
+  std::string showSum(const Constraint& constraint) const;
+  void checkConflicts();
+  void checkSize();
   void checkRange(const Constraint& constraint, const Range& range);
   void checkFeedback(std::string_view name, std::size_t line);
   void checkFeedbackWords();
@@ -60,7 +74,7 @@ class Warner {
 
   const Model& model;
   std::vector<std::size_t> lists;  // equal for variables with equal values
-  std::vector<Warning> warnings;
+  Warnings warnings;
 };
 
 std::string Warner::show(const Label& label) const {
@@ -123,13 +137,61 @@ void Warner::checkRepeatedVariables(const Constraint& constraint) {
   }
 }
 
+// ": its sum is from 0 to 3"
+std::string Warner::showSum(const Constraint& constraint) const {
+  if (constraint.kind == Constraint::alldiff) {
+    return "";
+  }
+  const Range sum = sumRange(model, constraint);
+  return sum.least == sum.greatest ? ": its sum is always " + decimal(sum.least)
+                                   : ": its sum is from " + decimal(sum.least) +
+                                         " to " + decimal(sum.greatest);
+}
+
 void Warner::checkRange(const Constraint& constraint, const Range& range) {
   if (range.least > 0) {
     warn("never-satisfied", constraint.line,
-         "no assignment satisfies " + title(constraint));
+         "no assignment satisfies " + title(constraint) + showSum(constraint));
   } else if (range.greatest == 0) {
     warn("never-violated", constraint.line,
-         "no assignment violates " + title(constraint));
+         "no assignment violates " + title(constraint) + showSum(constraint));
+  }
+}
+
+void Warner::checkConflicts() {
+  constexpr std::size_t maxNamed = 10;
+  for (const Conflict& conflict : findConflicts(model)) {
+    const Constraint& last = model.constraints[conflict.last];
+    if (conflict.constraints.size() == 1) {
+      if (violationRange(model, last).least == 0) {
+        warn("never-satisfied", last.line,
+             "no assignment satisfies " + title(last));
+      }
+      continue;
+    }
+    std::string names;
+    std::size_t count = 0;
+    for (const std::size_t c : conflict.constraints) {
+      if (++count <= maxNamed) {
+        names += (count > 1 ? ", " : "") + quoted(model.constraints[c].name) +
+                 " (line " + std::to_string(model.constraints[c].line) + ")";
+      }
+    }
+    if (count > maxNamed) {
+      names += " and " + std::to_string(count - maxNamed) + " more";
+    }
+    warn("conflict", last.line,
+         "cannot be satisfied together: " + names + ": " + conflict.chain);
+  }
+}
+
+void Warner::checkSize() {
+  if (model.variables.size() == 0) {
+    warn("no-variable", 0, "the model has no variable");
+  }
+  if (model.constraints.empty()) {
+    warn("no-constraint", 0,
+         "the model has no constraint: every assignment is as good");
   }
 }
 
@@ -223,14 +285,14 @@ void Warner::checkUnused() {
       names += (count == 1 ? " " : ", ") + quoted(model.variables[v]);
     }
   }
-  if (count > 0) {
+  if (count > 0 && !model.constraints.empty()) {
     warn("unused-variable", 0,
          std::to_string(count) + " in no constraint:" + names +
              (count > 10 ? ", ..." : ""));
   }
 }
 
-std::vector<Warning> Warner::run() {
+Warnings Warner::run() {
   findLists();
   Int128 softTotal = 0;
   bool hasHard = false;
@@ -246,48 +308,84 @@ std::vector<Warning> Warner::run() {
       softTotal += constraint.weight * std::min<Int128>(range.greatest, inf);
     }
   }
+  checkSize();
+  checkConflicts();
   checkSoftTotal(softTotal, hasHard);
   checkNames();
   checkFeedbackWords();
   checkUnused();
-  std::stable_sort(
-      warnings.begin(), warnings.end(),
-      [](const Warning& a, const Warning& b) { return a.line < b.line; });
   return std::move(warnings);
 }
 
 }  // namespace
 
+void Warnings::add(const char* kind, std::size_t line, std::string message) {
+  constexpr std::size_t maxOfKind = 20;
+  if (++counts[kind] <= maxOfKind) {
+    list.push_back({kind, line, std::move(message)});
+  }
+}
+
+void Warnings::append(const Warnings& more) {
+  list.insert(list.end(), more.list.begin(), more.list.end());
+  for (const auto& [kind, count] : more.counts) {
+    counts[kind] += count;
+  }
+}
+
+std::vector<Warning> Warnings::take(const std::vector<std::string>& unwanted) {
+  const auto isUnwanted = [&](const Warning& warning) {
+    return std::find(unwanted.begin(), unwanted.end(), warning.kind) !=
+           unwanted.end();
+  };
+  for (const Warning& warning : list) {
+    --counts[warning.kind];
+  }
+  std::stable_sort(
+      list.begin(), list.end(),
+      [](const Warning& a, const Warning& b) { return a.line < b.line; });
+  for (const auto& [kind, count] : counts) {
+    if (count > 0) {
+      list.push_back({kind, 0, std::to_string(count) + " more like these"});
+    }
+  }
+  list.erase(std::remove_if(list.begin(), list.end(), isUnwanted), list.end());
+  return std::move(list);
+}
+
 const std::vector<std::string>& warningKinds() {
-  static const std::vector<std::string> kinds = {"closing-sign",
-                                                 "different-values",
-                                                 "duplicate-name",
-                                                 "never-satisfied",
-                                                 "never-violated",
-                                                 "repeated-term",
-                                                 "repeated-variable",
-                                                 "soft-total",
-                                                 "start-lost",
-                                                 "start-overwritten",
-                                                 "symbol-value",
-                                                 "unused-variable",
-                                                 "utf-8"};
+  static const std::vector<std::string> kinds = {
+      "carriage-return",   "conflict",
+      "hard-number",       "no-constraint",
+      "no-variable",       "target",
+      "weight-zero",       "closing-sign",
+      "different-values",  "duplicate-name",
+      "never-satisfied",   "never-violated",
+      "repeated-term",     "repeated-variable",
+      "soft-total",        "start-lost",
+      "start-overwritten", "symbol-value",
+      "unused-variable",   "utf-8"};
   return kinds;
 }
 
-std::vector<Warning> textWarnings(std::string_view text) {
-  std::vector<Warning> warnings;
+Warnings textWarnings(std::string_view text) {
+  Warnings warnings;
   if (hasHighByte(text) && isUtf8(text)) {
     if (const auto line = firstHighLine(text)) {
-      warnings.push_back({"utf-8", *line,
-                          "the text is UTF-8, but its bytes are read as "
-                          "Shift_JIS double-byte characters"});
+      warnings.add("utf-8", *line,
+                   "the text is UTF-8, but its bytes are read as Shift_JIS "
+                   "double-byte characters");
     }
+  }
+  if (const auto line = firstBareReturn(text)) {
+    warnings.add("carriage-return", *line,
+                 "a carriage return without a newline ends no line: the rest "
+                 "of a comment may be text that was meant");
   }
   return warnings;
 }
 
-std::vector<Warning> modelWarnings(const Model& model) {
+Warnings modelWarnings(const Model& model) {
   return Warner(model).run();
 }
 

@@ -6,6 +6,7 @@
 #define TOOLS_CHECK_WARNINGS_H_
 
 #include <cstddef>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,14 +21,27 @@ struct Warning {
   std::string message;
 };
 
+// Warnings in the order in which they come, of each kind the first ones.
+class Warnings {
+ public:
+  void add(const char* kind, std::size_t line, std::string message);
+  void append(const Warnings& more);
+  // All of them by their lines, those that were not kept counted.
+  std::vector<Warning> take(const std::vector<std::string>& unwanted);
+
+ private:
+  std::vector<Warning> list;
+  std::map<std::string, std::size_t> counts;  // of all kinds
+};
+
 // The words that `Warning::kind` can be.
 const std::vector<std::string>& warningKinds();
 
 // What the bytes of a text tell before it is read as a model.
-std::vector<Warning> textWarnings(std::string_view text);
+Warnings textWarnings(std::string_view text);
 
 // What the model tells. Takes n log n steps in the size of the model.
-std::vector<Warning> modelWarnings(const Model& model);
+Warnings modelWarnings(const Model& model);
 
 }  // namespace check
 

@@ -1,0 +1,495 @@
+// Values are struck out with the constraint that bars them, in the order of a
+// trail. Walking the trail back from the constraint that cannot be met gives
+// the constraints that took part; those that are not needed are then left out
+// one by one.
+
+#include "tools/check/conflicts.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <utility>
+
+#include "tools/check/evaluate.h"
+
+namespace check {
+
+namespace {
+
+constexpr std::size_t maxConflicts = 10;
+constexpr std::size_t maxReduced = 200;  // constraints of a conflict
+constexpr std::size_t maxPairs = 4096;   // of values of two variables
+constexpr std::size_t maxSteps = 8;      // of a chain that are shown
+
+struct Strike {
+  Label label;
+  std::size_t constraint = 0;
+};
+
+// The least and the greatest that something adds to a sum.
+struct Bounds {
+  std::int64_t least = 0;
+  std::int64_t greatest = 0;
+  bool isSet = false;
+
+  void add(std::int64_t sum) {
+    least = isSet ? std::min(least, sum) : sum;
+    greatest = isSet ? std::max(greatest, sum) : sum;
+    isSet = true;
+  }
+};
+
+class Striker {
+ public:
+  explicit Striker(const Model& subject);
+
+  // Whether these constraints are seen to be in conflict. Nothing is once the
+  // work has been cut off.
+  bool isConflict(const std::vector<std::size_t>& constraints);
+  // Those of them that took part in it, ascending.
+  std::vector<std::size_t> involved() const;
+  std::size_t lastConstraint() const { return last; }
+  std::string chain() const;
+
+ private:
+  using Index = std::size_t;
+
+  void reset();
+  bool isAlive(const Label& label) const {
+    return alive[first[label.variable] + label.value];
+  }
+  bool strike(const Label& label, Index c);
+  void fail(Index c) {
+    hasFailed = true;
+    last = c;
+  }
+  bool isBarred(const Constraint& constraint, std::int64_t least,
+                std::int64_t greatest) const;
+  void revise(Index c);
+  void reviseSum(Index c);
+  void reviseAlldiff(Index c);
+  void comparePairs(const std::vector<Index>& constraints);
+  void comparePair(unsigned x, unsigned y, const std::vector<Index>& group);
+  std::vector<bool> markInvolved(std::vector<bool>& isStep) const;
+
+  const Model& model;
+  std::vector<std::vector<unsigned>> scopes;  // of the hard constraints
+  std::vector<std::vector<Index>> watchers;   // hard ones of each variable
+  std::vector<std::size_t> first;             // of each variable's labels
+  std::vector<bool> alive;                    // of each label
+  std::vector<unsigned> numAlive;             // of each variable
+  std::vector<Strike> trail;
+  std::vector<bool> isActive;
+  std::vector<bool> isQueued;
+  std::deque<Index> queue;
+  std::vector<Index> lastGroup;  // what stands against `last`, if a pair does
+  Index last = 0;
+  bool hasFailed = false;
+  std::int64_t budget = 0;  // steps left
+};
+
+std::vector<unsigned> scopeOf(const Constraint& constraint) {
+  std::vector<unsigned> scope = constraint.variables;
+  for (const Term& term : constraint.terms) {
+    scope.push_back(term.label1.variable);
+    scope.push_back(term.label2.variable);
+  }
+  std::sort(scope.begin(), scope.end());
+  scope.erase(std::unique(scope.begin(), scope.end()), scope.end());
+  return scope;
+}
+
+Striker::Striker(const Model& subject)
+    : model(subject),
+      scopes(model.constraints.size()),
+      watchers(model.variables.size()),
+      isActive(model.constraints.size()),
+      isQueued(model.constraints.size()) {
+  constexpr std::int64_t leastBudget = 10000000;
+  constexpr std::int64_t perLabel = 8;
+  std::size_t numLabels = 0;
+  for (const Names& values : model.values) {
+    first.push_back(numLabels);
+    numLabels += values.size();
+    numAlive.push_back(values.size());
+  }
+  alive.assign(numLabels, true);
+  budget = leastBudget;
+  for (Index c = 0; c < model.constraints.size(); ++c) {
+    const Constraint& constraint = model.constraints[c];
+    if (constraint.weight == inf) {
+      scopes[c] = scopeOf(constraint);
+      budget += perLabel * static_cast<std::int64_t>(constraint.terms.size() +
+                                                     scopes[c].size());
+      for (const unsigned v : scopes[c]) {
+        watchers[v].push_back(c);
+      }
+    }
+  }
+}
+
+void Striker::reset() {
+  for (const Strike& step : trail) {
+    alive[first[step.label.variable] + step.label.value] = true;
+    ++numAlive[step.label.variable];
+  }
+  trail.clear();
+  for (const Index c : queue) {
+    isQueued[c] = false;
+  }
+  queue.clear();
+  lastGroup.clear();
+  hasFailed = false;
+}
+
+// Whether the variable still has a value.
+bool Striker::strike(const Label& label, Index c) {
+  alive[first[label.variable] + label.value] = false;
+  trail.push_back({label, c});
+  for (const Index watcher : watchers[label.variable]) {
+    if (isActive[watcher] && !isQueued[watcher]) {
+      isQueued[watcher] = true;
+      queue.push_back(watcher);
+    }
+  }
+  if (--numAlive[label.variable] == 0) {
+    fail(c);
+  }
+  return !hasFailed;
+}
+
+bool Striker::isBarred(const Constraint& constraint, std::int64_t least,
+                       std::int64_t greatest) const {
+  return (hasUpper(constraint) && least > constraint.upper) ||
+         (hasLower(constraint) && greatest < constraint.lower);
+}
+
+// What each pair of variables adds, and what is left of that for each label: a
+// linear term stands for the pair of its variable with itself.
+void Striker::reviseSum(Index c) {
+  const Constraint& constraint = model.constraints[c];
+  const std::vector<Term> terms = sortedTerms(constraint);
+  std::map<unsigned, std::vector<Bounds>> ofLabels;  // sums over pairs
+  std::map<unsigned, Bounds> ofVariables;
+  Bounds total;
+  const auto rangeOf = [this](unsigned variable) {
+    return std::pair(variable,
+                     std::vector<Bounds>(model.values[variable].size()));
+  };
+  for (std::size_t i = 0; i < terms.size();) {
+    const unsigned x = terms[i].label1.variable;
+    const unsigned y = terms[i].label2.variable;
+    std::vector<Bounds> ofX(model.values[x].size());
+    std::vector<Bounds> ofY(x == y ? 0 : model.values[y].size());
+    std::vector<unsigned> metX(ofX.size());
+    std::vector<unsigned> metY(ofY.size());
+    budget -= static_cast<std::int64_t>(ofX.size() + ofY.size());
+    while (i < terms.size() && terms[i].label1.variable == x &&
+           terms[i].label2.variable == y) {
+      const Term& term = terms[i];
+      std::int64_t sum = 0;
+      for (; i < terms.size() && hasSameLabels(term, terms[i]); ++i) {
+        sum += terms[i].coefficient;
+      }
+      const unsigned a = term.label1.value;
+      const unsigned b = term.label2.value;
+      if (!isAlive(term.label1) || !isAlive(term.label2) ||
+          (x == y && a != b)) {
+        continue;
+      }
+      ofX[a].add(sum);
+      ++metX[a];
+      if (x != y) {
+        ofY[b].add(sum);
+        ++metY[b];
+      }
+    }
+    Bounds pair;
+    const auto finish = [&](unsigned v, std::vector<Bounds>& bounds,
+                            const std::vector<unsigned>& met,
+                            unsigned numOthers) {
+      for (unsigned a = 0; a < bounds.size(); ++a) {
+        if (isAlive({v, a})) {
+          if (met[a] < numOthers) {
+            bounds[a].add(0);
+          }
+          pair.add(bounds[a].least);
+          pair.add(bounds[a].greatest);
+        }
+      }
+    };
+    finish(x, ofX, metX, x == y ? 1 : numAlive[y]);
+    if (x != y) {
+      finish(y, ofY, metY, numAlive[x]);
+    }
+    total.least += pair.least;
+    total.greatest += pair.greatest;
+    const auto collect = [&](unsigned v, const std::vector<Bounds>& bounds) {
+      std::vector<Bounds>& sums = ofLabels.insert(rangeOf(v)).first->second;
+      for (unsigned a = 0; a < bounds.size(); ++a) {
+        sums[a].least += bounds[a].least;
+        sums[a].greatest += bounds[a].greatest;
+      }
+      ofVariables[v].least += pair.least;
+      ofVariables[v].greatest += pair.greatest;
+    };
+    collect(x, ofX);
+    if (x != y) {
+      collect(y, ofY);
+    }
+  }
+  if (isBarred(constraint, total.least, total.greatest)) {
+    fail(c);
+    return;
+  }
+  for (const auto& [v, sums] : ofLabels) {
+    const Bounds& all = ofVariables[v];
+    for (unsigned a = 0; a < sums.size(); ++a) {
+      if (isAlive({v, a}) &&
+          isBarred(constraint, total.least - all.least + sums[a].least,
+                   total.greatest - all.greatest + sums[a].greatest) &&
+          !strike({v, a}, c)) {
+        return;
+      }
+    }
+  }
+}
+
+// A variable with one value left takes it from the others; together they need
+// as many value numbers as they are.
+void Striker::reviseAlldiff(Index c) {
+  std::map<unsigned, unsigned> owners;  // of value numbers
+  std::vector<bool> isMet;
+  std::size_t numMet = 0;
+  for (const unsigned v : scopes[c]) {
+    const unsigned size = model.values[v].size();
+    budget -= size;
+    isMet.resize(std::max<std::size_t>(isMet.size(), size));
+    for (unsigned a = 0; a < size; ++a) {
+      if (isAlive({v, a})) {
+        numMet += isMet[a] ? 0U : 1U;
+        isMet[a] = true;
+        if (numAlive[v] == 1 && !owners.try_emplace(a, v).second) {
+          fail(c);
+          return;
+        }
+      }
+    }
+  }
+  if (numMet < scopes[c].size()) {
+    fail(c);
+    return;
+  }
+  for (const unsigned v : scopes[c]) {
+    for (const auto& [a, owner] : owners) {
+      if (owner != v && a < model.values[v].size() && isAlive({v, a}) &&
+          !strike({v, a}, c)) {
+        return;
+      }
+    }
+    budget -= static_cast<std::int64_t>(owners.size());
+  }
+}
+
+void Striker::revise(Index c) {
+  const Constraint& constraint = model.constraints[c];
+  budget -= static_cast<std::int64_t>(constraint.terms.size());
+  if (constraint.kind == Constraint::alldiff) {
+    reviseAlldiff(c);
+  } else {
+    reviseSum(c);
+  }
+}
+
+void Striker::comparePair(unsigned x, unsigned y,
+                          const std::vector<Index>& group) {
+  const std::size_t width = model.values[y].size();
+  const std::size_t size = model.values[x].size() * width;
+  std::vector<bool> isAllowed(size);
+  std::vector<std::int64_t> sums(size);
+  for (std::size_t i = 0; i < size; ++i) {
+    isAllowed[i] = isAlive({x, static_cast<unsigned>(i / width)}) &&
+                   isAlive({y, static_cast<unsigned>(i % width)});
+  }
+  for (const Index c : group) {
+    const Constraint& constraint = model.constraints[c];
+    budget -= static_cast<std::int64_t>(size * (1 + constraint.terms.size()));
+    if (budget < 0) {
+      return;
+    }
+    std::fill(sums.begin(), sums.end(), 0);
+    for (const Term& term : constraint.terms) {
+      for (std::size_t i = 0; i < size; ++i) {
+        const auto holds = [&](const Label& label) {
+          return label.value == (label.variable == x ? i / width : i % width);
+        };
+        sums[i] +=
+            holds(term.label1) && holds(term.label2) ? term.coefficient : 0;
+      }
+    }
+    const bool isAlldiff = constraint.kind == Constraint::alldiff;
+    for (std::size_t i = 0; i < size; ++i) {
+      if (isAlldiff ? i / width == i % width
+                    : isBarred(constraint, sums[i], sums[i])) {
+        isAllowed[i] = false;
+      }
+    }
+  }
+  if (std::find(isAllowed.begin(), isAllowed.end(), true) == isAllowed.end()) {
+    lastGroup = group;
+    fail(group.back());
+  }
+}
+
+void Striker::comparePairs(const std::vector<Index>& constraints) {
+  std::map<std::pair<unsigned, unsigned>, std::vector<Index>> groups;
+  for (const Index c : constraints) {
+    if (scopes[c].size() == 2) {
+      groups[{scopes[c][0], scopes[c][1]}].push_back(c);
+    }
+  }
+  for (const auto& [pair, group] : groups) {
+    const auto [x, y] = pair;
+    if (hasFailed || budget < 0) {
+      return;
+    }
+    if (group.size() > 1 &&
+        std::size_t{model.values[x].size()} * model.values[y].size() <=
+            maxPairs) {
+      comparePair(x, y, group);
+    }
+  }
+}
+
+bool Striker::isConflict(const std::vector<Index>& constraints) {
+  reset();
+  for (const Index c : constraints) {
+    isActive[c] = isQueued[c] = true;
+    queue.push_back(c);
+  }
+  while (!queue.empty() && !hasFailed && budget >= 0) {
+    const Index c = queue.front();
+    queue.pop_front();
+    isQueued[c] = false;
+    revise(c);
+  }
+  if (!hasFailed && budget >= 0) {
+    comparePairs(constraints);
+  }
+  for (const Index c : constraints) {
+    isActive[c] = false;
+  }
+  return hasFailed;
+}
+
+// Backwards, a strike took part if its variable is one of what came after.
+std::vector<bool> Striker::markInvolved(std::vector<bool>& isStep) const {
+  std::vector<bool> isInvolved(model.constraints.size());
+  std::vector<bool> isNeeded(model.variables.size());
+  const auto involve = [&](Index c) {
+    if (!isInvolved[c]) {
+      isInvolved[c] = true;
+      for (const unsigned v : scopes[c]) {
+        isNeeded[v] = true;
+      }
+    }
+  };
+  involve(last);
+  std::for_each(lastGroup.begin(), lastGroup.end(), involve);
+  isStep.assign(trail.size(), false);
+  for (std::size_t i = trail.size(); i > 0; --i) {
+    const Strike& step = trail[i - 1];
+    if (isNeeded[step.label.variable]) {
+      isStep[i - 1] = true;
+      involve(step.constraint);
+    }
+  }
+  return isInvolved;
+}
+
+std::vector<std::size_t> Striker::involved() const {
+  std::vector<bool> isStep;
+  const std::vector<bool> isInvolved = markInvolved(isStep);
+  std::vector<Index> constraints;
+  for (Index c = 0; c < isInvolved.size(); ++c) {
+    if (isInvolved[c]) {
+      constraints.push_back(c);
+    }
+  }
+  return constraints;
+}
+
+// "'a' bars x = b, x = c; 'd' bars y = a; nothing is left for 'e'"
+std::string Striker::chain() const {
+  std::vector<bool> isStep;
+  markInvolved(isStep);
+  std::string text;
+  std::size_t numShown = 0;
+  Index before = model.constraints.size();
+  for (std::size_t i = 0; i < trail.size(); ++i) {
+    if (!isStep[i]) {
+      continue;
+    }
+    const auto& [label, c] = trail[i];
+    if (++numShown > maxSteps) {
+      text += ", ...";
+      break;
+    }
+    text += (text.empty()  ? ""
+             : c == before ? ", "
+                           : "; ") +
+            (c == before ? std::string()
+                         : "'" + model.constraints[c].name + "' bars ") +
+            model.variables[label.variable] + " = " +
+            model.values[label.variable][label.value];
+    before = c;
+  }
+  return text + (text.empty() ? "" : "; ") + "nothing is left for '" +
+         model.constraints[last].name + "'";
+}
+
+// Leaves out each constraint without which there is a conflict still.
+void reduce(Striker& striker, std::vector<std::size_t>& constraints) {
+  for (std::size_t i = constraints.size(); i > 0; --i) {
+    std::vector<std::size_t> rest = constraints;
+    rest.erase(rest.begin() + static_cast<std::ptrdiff_t>(i - 1));
+    if (striker.isConflict(rest)) {
+      constraints = std::move(rest);
+    }
+  }
+}
+
+}  // namespace
+
+std::vector<Conflict> findConflicts(const Model& model) {
+  Striker striker(model);
+  std::vector<std::size_t> hard;
+  for (std::size_t c = 0; c < model.constraints.size(); ++c) {
+    if (model.constraints[c].weight == inf) {
+      hard.push_back(c);
+    }
+  }
+  std::vector<Conflict> conflicts;
+  while (conflicts.size() < maxConflicts && striker.isConflict(hard)) {
+    Conflict conflict;
+    conflict.constraints = striker.involved();
+    conflict.last = striker.lastConstraint();
+    conflict.chain = striker.chain();
+    if (conflict.constraints.size() <= maxReduced) {
+      reduce(striker, conflict.constraints);
+      if (striker.isConflict(conflict.constraints)) {
+        conflict.last = striker.lastConstraint();
+        conflict.chain = striker.chain();
+      }
+    }
+    std::vector<std::size_t> rest;
+    std::set_difference(hard.begin(), hard.end(), conflict.constraints.begin(),
+                        conflict.constraints.end(), std::back_inserter(rest));
+    hard = std::move(rest);
+    conflicts.push_back(std::move(conflict));
+  }
+  return conflicts;
+}
+
+}  // namespace check
