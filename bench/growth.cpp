@@ -22,7 +22,6 @@
 namespace {
 
 constexpr unsigned numVariables = 200;
-constexpr unsigned numCounted = 1000;  ///< iterations whose steps are counted
 
 struct Shape {
   unsigned terms = 12;  ///< of a constraint; all-different: variables
@@ -69,25 +68,6 @@ void addAlldiff(Wcsp& wcsp, Shape const& shape, int weight, Random& random) {
   c->maxValue = shape.values - 1;
 }
 
-double countSteps(SteppedSearch& search, unsigned perConstraint) {
-  RealWcsp const& solver = search.solver;
-  double steps = 0.0;
-  std::vector<std::size_t> before;
-  for (unsigned i = 0; i < numCounted; ++i) {
-    before.clear();
-    for (RealWcsp::Constraint const& record : solver.constraints) {
-      before.push_back(record.diffs.size());
-    }
-    steps += static_cast<double>(solver.candidates.size());
-    search.step();
-    for (const unsigned c : solver.concerned) {
-      steps += static_cast<double>(perConstraint + before[c] +
-                                   solver.constraints[c].diffs.size());
-    }
-  }
-  return steps / numCounted;
-}
-
 unsigned stepsPerConstraint(AddConstraint add, Shape const& shape) {
   if (add == addAlldiff) {
     return shape.terms + shape.values;
@@ -107,7 +87,9 @@ void iterate(benchmark::State& state, AddConstraint add, Shape const& shape) {
   for (auto _ : state) {
     search.step();
   }
-  state.counters["steps"] = countSteps(search, stepsPerConstraint(add, shape));
+  const SteppedSearch::Steps steps = search.countSteps();
+  state.counters["steps"] = steps.candidates + steps.changes +
+                            steps.concerned * stepsPerConstraint(add, shape);
 }
 
 void addBenchmarks(std::string const& kind, AddConstraint add) {

@@ -58,4 +58,5 @@ class StandInWcsp : public Wcsp {
     numInvolved += numValues[variable];
   }
   void setDiffPenalty(unsigned, unsigned, unsigned, int) override {}
+  void changeDiffPenalties(unsigned, std::span<WcspChange const>) override {}
 };

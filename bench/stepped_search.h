@@ -4,6 +4,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdint>
 #include <memory>
 #include <ostream>
 #include <vector>
@@ -11,9 +12,21 @@
 #include "bench/cases.h"
 #include "solver/wcspi.h"
 
+/// Counts the labels whose diff changes.
+class CountingWcsp : public RealWcsp {
+ public:
+  std::uint64_t numChanges = 0;
+
+  void changeDiffPenalties(unsigned constraint,
+                           std::span<WcspChange const> changes) override {
+    numChanges += changes.size();
+    RealWcsp::changeDiffPenalties(constraint, changes);
+  }
+};
+
 class SteppedSearch {
  public:
-  RealWcsp solver;
+  CountingWcsp solver;
 
   SteppedSearch(std::vector<unsigned> numValues, Builder const& build) {
     solver.initialize(static_cast<unsigned>(numValues.size()), numValues);
@@ -44,8 +57,28 @@ class SteppedSearch {
     ++search->iteration;
   }
 
+  /// What an iteration works on, as means of many.
+  struct Steps {
+    double changes = 0.0;     ///< labels whose diff changes
+    double candidates = 0.0;  ///< scanned
+    double concerned = 0.0;   ///< constraints evaluated
+  };
+
+  Steps countSteps() {
+    Steps steps;
+    solver.numChanges = 0;
+    for (int i = 0; i < numCounted; ++i) {
+      steps.candidates += static_cast<double>(solver.candidates.size());
+      step();
+      steps.concerned += static_cast<double>(solver.concerned.size());
+    }
+    return {static_cast<double>(solver.numChanges) / numCounted,
+            steps.candidates / numCounted, steps.concerned / numCounted};
+  }
+
  private:
   static constexpr int numWarmUp = 5000;
+  static constexpr int numCounted = 2000;
 
   std::ostream silence{nullptr};
   std::unique_ptr<RealWcsp::Search> search;

@@ -7,33 +7,62 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "constraints/changes.h"
 #include "constraints/label_index.h"
 #include "solver/wcsp.h"
+
+/// The bounds of a sum. A bound that equals its default, -Wcsp::inf or
+/// Wcsp::inf, is no bound.
+class Bounds {
+ public:
+  Bounds(int lowerBound, int upperBound)
+      : lower(lowerBound == -Wcsp::inf ? -unbounded : lowerBound),
+        upper(upperBound == Wcsp::inf ? unbounded : upperBound) {}
+
+  /// The distance of a sum from the bounds, at most Wcsp::inf.
+  int violation(std::int64_t sum) const {
+    const std::int64_t distance = std::max<std::int64_t>(sum - upper, 0) +
+                                  std::max<std::int64_t>(lower - sum, 0);
+    return static_cast<int>(std::min<std::int64_t>(distance, Wcsp::inf));
+  }
+
+  /// Whether the violation has one slope from `least` to `greatest`: then a
+  /// change of the sum within them changes it by as much wherever it starts.
+  bool areStraight(std::int64_t least, std::int64_t greatest) const {
+    return (least >= lower && greatest <= upper) ||
+           (least >= std::max(lower, upper) && greatest - upper <= Wcsp::inf) ||
+           (greatest <= std::min(lower, upper) && lower - least <= Wcsp::inf);
+  }
+
+ private:
+  static constexpr std::int64_t unbounded = std::int64_t{1} << 62;
+
+  std::int64_t lower;
+  std::int64_t upper;
+};
 
 /// One measurement of a constraint on a sum of labels. Sums and gains stay
 /// within plus and minus 2^61.
 class BoundedSum {
  public:
-  /// A bound that equals its default, -Wcsp::inf or Wcsp::inf, is no bound.
   BoundedSum(WcspConstraint const& measured, int lowerBound, int upperBound,
              std::int64_t currentSum)
       : constraint(measured),
-        lower(lowerBound == -Wcsp::inf ? -unbounded : lowerBound),
-        upper(upperBound == Wcsp::inf ? unbounded : upperBound),
+        bounds(lowerBound, upperBound),
         sum(currentSum),
-        before(violationOf(currentSum)) {}
+        before(bounds.violation(currentSum)) {}
 
   /// The distance of the sum from the bounds, at most Wcsp::inf.
   int violation() const { return before; }
 
   /// Whether the bounds hold and no change of at most `change` leaves them.
   bool admits(std::int64_t change) const {
-    return sum + change <= upper && sum - change >= lower;
+    return before == 0 && bounds.areStraight(sum - change, sum + change);
   }
 
   /// What changing the sum by `change` does to the violation.
   int diff(std::int64_t change) const {
-    return violationOf(sum + change) - before;
+    return bounds.violation(sum + change) - before;
   }
 
   void report(unsigned variable, unsigned value, int diff) const {
@@ -73,17 +102,81 @@ class BoundedSum {
   }
 
  private:
-  static constexpr std::int64_t unbounded = std::int64_t{1} << 62;
-
   WcspConstraint const& constraint;
-  std::int64_t lower;
-  std::int64_t upper;
+  Bounds bounds;
   std::int64_t sum;
   int before;
-
-  int violationOf(std::int64_t s) const {
-    const std::int64_t distance = std::max<std::int64_t>(s - upper, 0) +
-                                  std::max<std::int64_t>(lower - s, 0);
-    return static_cast<int>(std::min<std::int64_t>(distance, Wcsp::inf));
-  }
 };
+
+/// An update of such a constraint: its sum before and after.
+class SumStep {
+ public:
+  SumStep(Bounds const& itsBounds, std::int64_t sumBefore,
+          std::int64_t sumAfter)
+      : bounds(itsBounds),
+        before(sumBefore),
+        after(sumAfter),
+        violationBefore(bounds.violation(sumBefore)),
+        violationAfter(bounds.violation(sumAfter)) {}
+
+  int violation() const { return violationAfter; }
+
+  /// Whether the diffs of a variable that has not moved, and whose gains have
+  /// not changed, are the same before and after if they change the sum by
+  /// `maxChange` at most.
+  bool isStraight(std::int64_t maxChange) const {
+    return bounds.areStraight(std::min(before, after) - maxChange,
+                              std::max(before, after) + maxChange);
+  }
+
+  /// What a change of the sum would do to the violation before and after.
+  int diffBefore(std::int64_t change) const {
+    return bounds.violation(before + change) - violationBefore;
+  }
+  int diffAfter(std::int64_t change) const {
+    return bounds.violation(after + change) - violationAfter;
+  }
+
+ private:
+  Bounds bounds;
+  std::int64_t before;
+  std::int64_t after;
+  int violationBefore;
+  int violationAfter;
+};
+
+/// The gains of a block's labels at one of the two assignments.
+template <class Gain>
+struct BlockGains {
+  std::int64_t loss;  ///< the gain of the label that is on; 0 if none is
+  Gain const* gains;  ///< by label of the constraint
+};
+
+/// Reports the labels of one block whose diff changes in `step`.
+template <class Gain>
+void reportBlock(Changes& changes, SumStep const& step, LabelIndex const& index,
+                 LabelIndex::Block const& block, unsigned firstLabel,
+                 unsigned numValues, BlockGains<Gain> const& before,
+                 BlockGains<Gain> const& after) {
+  const auto add = [&](unsigned value, unsigned label) {
+    changes.add(firstLabel + value,
+                step.diffBefore(before.gains[label] - before.loss),
+                step.diffAfter(after.gains[label] - after.loss));
+  };
+  const int leavingBefore = step.diffBefore(-before.loss);
+  const int leavingAfter = step.diffAfter(-after.loss);
+  if (leavingBefore == leavingAfter) {
+    for (unsigned label = block.begin; label < block.end; ++label) {
+      add(index.value(block, label), label);
+    }
+    return;
+  }
+  unsigned label = block.begin;
+  for (unsigned value = 0; value < numValues; ++value) {
+    if (label != block.end && index.value(block, label) == value) {
+      add(value, label++);
+    } else {
+      changes.add(firstLabel + value, leavingBefore, leavingAfter);
+    }
+  }
+}

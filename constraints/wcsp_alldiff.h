@@ -25,4 +25,22 @@ class WCSP_EXPORT WcspAlldiff : public WcspConstraint {
 
   void preprocess() override;
   int calculate(std::vector<unsigned> const& assignment) override;
+  bool isUpdatable() const override { return true; }
+  void track(std::vector<unsigned> const& assignment) override;
+  int update(std::vector<unsigned> const& before,
+             std::vector<unsigned> const& assignment,
+             unsigned variable) override;
+
+ private:
+  struct Scratch;
+
+  Scratch* scratch = nullptr;          ///< shared; owned by the solver
+  std::vector<unsigned> counts;        ///< of the assignment tracked, by value
+  std::vector<unsigned> countsBefore;  ///< the same before the last update
+  int numRepeats = 0;                  ///< the violation tracked
+
+  void reportMove(std::vector<unsigned> const& assignment, unsigned variable,
+                  unsigned left);
+  void reportMoves(std::vector<unsigned> const& before,
+                   std::vector<unsigned> const& assignment);
 };

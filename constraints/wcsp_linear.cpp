@@ -1,5 +1,6 @@
 // The linear constraint. One pass over the terms forms the sum, a second one
-// reports; it is left out when no single move can leave the bounds. Where each
+// reports; it is left out when no single move can leave the bounds. An update
+// keeps the sum and looks at the other variables only near a bound. Where each
 // variable has one term, as in most constraints, the terms themselves are all
 // that is needed.
 
@@ -9,12 +10,33 @@
 #include <utility>
 
 #include "constraints/bounded_sum.h"
+#include "constraints/changes.h"
 
 namespace {
 
-/// The label that is on in each block: one buffer for all constraints, as long
-/// as the largest of them needs. Every call writes it before it reads it.
-std::vector<unsigned> currentLabels;
+/// The label of a block that is on, or block.end.
+unsigned onIn(LabelIndex const& index, LabelIndex::Block const& block,
+              std::vector<unsigned> const& assignment) {
+  return index.find(block, assignment[block.variable]);
+}
+
+/// The diffs of the labels of a variable with one term, before or after.
+struct TermDiffs {
+  int self;    ///< of the term's label
+  int others;  ///< of every other value
+};
+
+/// The terms or blocks of `variable`, or all of them.
+template <class Range>
+auto ofVariable(Range const& range, unsigned variable) {
+  if (variable == WcspConstraint::several) {
+    return std::pair(range.begin(), range.end());
+  }
+  const auto found = std::lower_bound(
+      range.begin(), range.end(), variable,
+      [](auto const& item, unsigned v) { return item.variable < v; });
+  return std::pair(found, found + 1);
+}
 
 }  // namespace
 
@@ -62,9 +84,6 @@ void WcspLinear::makeBlocks() {
     made->coefficients.push_back(term.coefficient);
   }
   made->index.finish();
-  if (currentLabels.size() < made->index.blocks.size()) {
-    currentLabels.resize(made->index.blocks.size());
-  }
   blocks = std::move(made);
   terms = {};
 }
@@ -74,14 +93,120 @@ int WcspLinear::calculate(std::vector<unsigned> const& assignment) {
                            : calculateBlocks(assignment);
 }
 
-int WcspLinear::calculateSingle(std::vector<unsigned> const& assignment) const {
+std::int64_t WcspLinear::sumOf(std::vector<unsigned> const& assignment) const {
   std::int64_t sum = 0;
   for (Term const& term : terms) {
     // A mask and not a choice, which would be a branch and hard to foresee.
     const auto isOn = std::int64_t{assignment[term.variable] == term.value};
     sum += term.coefficient & -isOn;
   }
-  const BoundedSum bounded(*this, lower, upper, sum);
+  if (blocks != nullptr) {
+    auto const& [index, coefficients] = *blocks;
+    for (LabelIndex::Block const& block : index.blocks) {
+      const unsigned on = onIn(index, block, assignment);
+      sum += on == block.end ? 0 : coefficients[on];
+    }
+  }
+  return sum;
+}
+
+void WcspLinear::track(std::vector<unsigned> const& assignment) {
+  trackedSum = sumOf(assignment);
+}
+
+int WcspLinear::update(std::vector<unsigned> const& before,
+                       std::vector<unsigned> const& assignment,
+                       unsigned variable) {
+  return blocks == nullptr ? updateSingle(before, assignment, variable)
+                           : updateBlocks(before, assignment, variable);
+}
+
+// While the violation has one slope wherever a move may lead, only the diffs of
+// the variable that has moved change.
+int WcspLinear::updateSingle(std::vector<unsigned> const& before,
+                             std::vector<unsigned> const& assignment,
+                             unsigned variable) {
+  auto [term, end] = ofVariable(terms, variable);
+  std::int64_t sum = trackedSum;
+  for (auto moved = term; moved != end; ++moved) {
+    const auto wasOn = std::int64_t{before[moved->variable] == moved->value};
+    const auto isOn = std::int64_t{assignment[moved->variable] == moved->value};
+    sum += moved->coefficient * (isOn - wasOn);
+  }
+  const SumStep step(Bounds(lower, upper), trackedSum, sum);
+  trackedSum = sum;
+  if (!step.isStraight(maxChange)) {
+    term = terms.begin();
+    end = terms.end();
+  }
+  Changes changes(*this);
+  // Mostly all coefficients are the same, and so are the diffs.
+  std::int64_t coefficient = 0;
+  TermDiffs off[2] = {{0, 0}, {0, 0}};  // before and after, while it is off
+  TermDiffs on[2] = {{0, 0}, {0, 0}};   // and while it is on
+  for (; term != end; ++term) {
+    if (term->coefficient != coefficient) {
+      coefficient = term->coefficient;
+      off[0].self = step.diffBefore(coefficient);
+      off[1].self = step.diffAfter(coefficient);
+      on[0].others = step.diffBefore(-coefficient);
+      on[1].others = step.diffAfter(-coefficient);
+    }
+    const bool wasOn = before[term->variable] == term->value;
+    const bool isOn = assignment[term->variable] == term->value;
+    auto const& [selfBefore, othersBefore] = (wasOn ? on : off)[0];
+    auto const& [selfAfter, othersAfter] = (isOn ? on : off)[1];
+    const unsigned first = wcsp->labelNumber(term->variable);
+    if (othersBefore == othersAfter) {
+      changes.add(first + term->value, selfBefore, selfAfter);
+      continue;
+    }
+    const unsigned numValues = wcsp->getNumValues(term->variable);
+    for (unsigned value = 0; value < numValues; ++value) {
+      if (value == term->value) {
+        changes.add(first + value, selfBefore, selfAfter);
+      } else {
+        changes.add(first + value, othersBefore, othersAfter);
+      }
+    }
+  }
+  changes.flush();
+  return step.violation();
+}
+
+int WcspLinear::updateBlocks(std::vector<unsigned> const& before,
+                             std::vector<unsigned> const& assignment,
+                             unsigned variable) {
+  auto const& [index, coefficients] = *blocks;
+  const auto gain = [&](LabelIndex::Block const& block, unsigned label) {
+    return label == block.end ? 0 : coefficients[label];
+  };
+  auto [block, end] = ofVariable(index.blocks, variable);
+  std::int64_t sum = trackedSum;
+  for (auto moved = block; moved != end; ++moved) {
+    sum += gain(*moved, onIn(index, *moved, assignment)) -
+           gain(*moved, onIn(index, *moved, before));
+  }
+  const SumStep step(Bounds(lower, upper), trackedSum, sum);
+  trackedSum = sum;
+  if (!step.isStraight(maxChange)) {
+    block = index.blocks.begin();
+    end = index.blocks.end();
+  }
+  Changes changes(*this);
+  for (; block != end; ++block) {
+    reportBlock<std::int64_t>(
+        changes, step, index, *block, wcsp->labelNumber(block->variable),
+        wcsp->getNumValues(block->variable),
+        {gain(*block, onIn(index, *block, before)), coefficients.data()},
+        {gain(*block, onIn(index, *block, assignment)), coefficients.data()});
+  }
+  changes.flush();
+  return step.violation();
+}
+
+int WcspLinear::calculateSingle(std::vector<unsigned> const& assignment) const {
+  const BoundedSum bounded(*this, lower, upper, sumOf(assignment));
   if (bounded.admits(maxChange)) {
     return bounded.violation();
   }
@@ -110,22 +235,14 @@ int WcspLinear::calculateSingle(std::vector<unsigned> const& assignment) const {
 }
 
 int WcspLinear::calculateBlocks(std::vector<unsigned> const& assignment) const {
-  std::int64_t sum = 0;
   auto const& [index, coefficients] = *blocks;
-  unsigned* current = currentLabels.data();
-  for (LabelIndex::Block const& block : index.blocks) {
-    *current = index.find(block, assignment[block.variable]);
-    sum += *current == block.end ? 0 : coefficients[*current];
-    ++current;
-  }
-  const BoundedSum bounded(*this, lower, upper, sum);
+  const BoundedSum bounded(*this, lower, upper, sumOf(assignment));
   if (bounded.admits(maxChange)) {
     return bounded.violation();
   }
-  current = currentLabels.data();
   for (LabelIndex::Block const& block : index.blocks) {
-    bounded.report(index, block, *current++, LabelRange{block.begin, block.end},
-                   coefficients.data());
+    bounded.report(index, block, onIn(index, block, assignment),
+                   LabelRange{block.begin, block.end}, coefficients.data());
   }
   return bounded.violation();
 }

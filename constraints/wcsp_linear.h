@@ -40,6 +40,11 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
 
   void preprocess() override;
   int calculate(std::vector<unsigned> const& assignment) override;
+  bool isUpdatable() const override { return true; }
+  void track(std::vector<unsigned> const& assignment) override;
+  int update(std::vector<unsigned> const& before,
+             std::vector<unsigned> const& assignment,
+             unsigned variable) override;
 
  private:
   /// The terms by variable. Few constraints need it, so that all the others
@@ -49,12 +54,18 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
     std::vector<std::int64_t> coefficients;  ///< by label
   };
 
+  std::int64_t trackedSum = 0;     ///< of the assignment tracked
   std::int64_t maxChange = 0;      ///< by which one move can change the sum
   std::unique_ptr<Blocks> blocks;  ///< where a variable has several terms
 
   /// Returns whether a variable has several terms.
   bool findMaxChange();
   void makeBlocks();
+  std::int64_t sumOf(std::vector<unsigned> const& assignment) const;
+  int updateSingle(std::vector<unsigned> const& before,
+                   std::vector<unsigned> const& assignment, unsigned variable);
+  int updateBlocks(std::vector<unsigned> const& before,
+                   std::vector<unsigned> const& assignment, unsigned variable);
   int calculateSingle(std::vector<unsigned> const& assignment) const;
   int calculateBlocks(std::vector<unsigned> const& assignment) const;
 };

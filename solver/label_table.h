@@ -1,25 +1,31 @@
-// A table with one row per variable and one entry per value, all in one block
-// of memory: rows ascend by variable, entries by value, and one last row holds
-// the sentinel alone. Comparing two numbers, that is positions in the block,
-// therefore compares two labels by variable and then by value.
+// What the solver knows of each label, side by side in long arrays. The labels
+// are numbered from 0, ascending by variable and then by value, and the
+// sentinel behind them: comparing two numbers compares two labels.
 
 #pragma once
 
 #include <cstddef>
 #include <limits>
 #include <new>
-#include <span>
 #include <vector>
 
-template <class Label>
 class LabelTable {
  public:
+  struct Candidacy {
+    int improvingCount = 0;  ///< constraints whose penalty moving here lowers
+    unsigned position = 0;   ///< among the candidates while that is above 0
+  };
+
+  std::vector<double> scores;          ///< what moving here adds to the
+                                       ///< weighted penalty; by number
+  std::vector<Candidacy> candidacies;  ///< by number
+
   LabelTable() = default;
 
-  /// One row per entry of `sizes`, and the sentinel's row. Throws
-  /// std::bad_alloc when there are more labels than numbers.
+  /// A table for variables with domains of these sizes. Throws std::bad_alloc
+  /// when there are more labels than numbers.
   explicit LabelTable(std::vector<unsigned> const& sizes) {
-    begins.reserve(sizes.size() + 2);
+    begins.reserve(sizes.size() + 1);
     std::size_t begin = 0;
     for (const unsigned size : sizes) {
       begins.push_back(static_cast<unsigned>(begin));
@@ -29,39 +35,32 @@ class LabelTable {
       }
     }
     begins.push_back(static_cast<unsigned>(begin));
-    begins.push_back(static_cast<unsigned>(begin + 1));
-    block.resize(begin + 1);
+    scores.resize(begin);
+    candidacies.resize(begin);
+    variables.reserve(begin);
+    for (unsigned v = 0; v < sizes.size(); ++v) {
+      variables.resize(variables.size() + sizes[v], v);
+    }
   }
 
-  /// The number of rows, the sentinel's included; 0 before the declaration.
-  std::size_t size() const { return begins.empty() ? 0 : begins.size() - 1; }
+  /// How many labels there are, without the sentinel.
+  unsigned size() const { return begins.empty() ? 0 : begins.back(); }
 
-  std::span<Label> operator[](std::size_t row) {
-    return {block.data() + begins[row], block.data() + begins[row + 1]};
+  /// The number of the sentinel, above that of every label.
+  unsigned sentinel() const { return size(); }
+
+  unsigned number(unsigned variable, unsigned value) const {
+    return begins[variable] + value;
   }
-  std::span<Label const> operator[](std::size_t row) const {
-    return {block.data() + begins[row], block.data() + begins[row + 1]};
+  unsigned variable(unsigned label) const { return variables[label]; }
+  unsigned value(unsigned label) const {
+    return label - begins[variables[label]];
   }
 
-  /// The number of the label (`row`, `value`).
-  unsigned number(unsigned row, unsigned value) const {
-    return begins[row] + value;
-  }
-
-  /// The number of the sentinel, above that of every other label.
-  unsigned sentinel() const { return static_cast<unsigned>(block.size() - 1); }
-
-  Label& at(unsigned number) { return block[number]; }
-
-  /// Every label but the sentinel, in ascending order.
-  std::span<Label> all() {
-    return {block.data(), block.empty() ? 0 : block.size() - 1};
-  }
-  std::span<Label const> all() const {
-    return {block.data(), block.empty() ? 0 : block.size() - 1};
-  }
+  /// The number of each variable's first label, and the sentinel's.
+  unsigned const* firstNumbers() const { return begins.data(); }
 
  private:
-  std::vector<Label> block;
-  std::vector<unsigned> begins;  ///< where each row begins, and the end
+  std::vector<unsigned> begins;     ///< by variable, and the end
+  std::vector<unsigned> variables;  ///< by label
 };

@@ -10,13 +10,23 @@
 
 #pragma once
 
+#include <map>
+#include <memory>
 #include <span>
 #include <string>
+#include <typeindex>
 #include <vector>
 
 #include "solver/export.h"
 
 class WcspConstraint;
+
+/// From update(): the diff of one label, before and after.
+struct WcspChange {
+  unsigned label;  ///< its number, see Wcsp::labelNumber()
+  int before;
+  int after;
+};
 
 /// A solver for weighted constraint satisfaction. No operation checks a
 /// variable, value or constraint number: callers keep them in range.
@@ -138,6 +148,36 @@ class WCSP_EXPORT Wcsp {
       setDiffPenalty(constraint, variable, value, diff);
     }
   }
+
+  /// The number of the label (`variable`, 0); the numbers of the variable's
+  /// other values follow it, and those of the next variable follow them. Needs
+  /// declared variables.
+  unsigned labelNumber(unsigned variable) const {
+    return labelNumbers[variable];
+  }
+
+  /// From update(): the diffs of these labels change. They ascend by label over
+  /// all calls of one update(), and no label comes twice.
+  virtual void changeDiffPenalties(unsigned constraint,
+                                   std::span<WcspChange const> changes) = 0;
+
+  /// The one `T` that all constraints of this solver share, made when it is
+  /// first asked for and deleted after the constraints: scratch that is not to
+  /// be held once per constraint, or data that several of them have in common.
+  template <class T>
+  T& shared() {
+    std::shared_ptr<void>& object = sharedObjects[typeid(T)];
+    if (object == nullptr) {
+      object = std::make_shared<T>();
+    }
+    return *static_cast<T*>(object.get());
+  }
+
+ protected:
+  unsigned const* labelNumbers = nullptr;  ///< by variable; not owned
+
+ private:
+  std::map<std::type_index, std::shared_ptr<void>> sharedObjects;
 };
 
 /// A constraint. It knows how to measure its violation and, each time it is
@@ -171,4 +211,26 @@ class WCSP_EXPORT WcspConstraint {
   /// label at most once; a label that is not reported has diff 0. The result
   /// depends on nothing but `assignment`. Allocates nothing.
   virtual int calculate(std::vector<unsigned> const& assignment) = 0;
+
+  /// As the number of a variable: more than one.
+  static constexpr unsigned several = 4294967295U;
+
+  /// Whether track() and update() are offered; asked after preprocess(). They
+  /// spare the solver a list of all diffs and the comparison of two of them.
+  virtual bool isUpdatable() const { return false; }
+
+  /// Keeps what update() needs to know of `assignment`, whatever was kept
+  /// before, also when an update() was left by an exception. Reports nothing.
+  virtual void track(std::vector<unsigned> const&) {}
+
+  /// Returns the violation of `assignment` and reports with
+  /// changeDiffPenalties() each label whose diff is another than in `before`,
+  /// the assignment of the last track() or update(). They differ in `variable`
+  /// alone or, if that is `several`, in any number of variables; some label of
+  /// the constraint has been taken or left. Allocates nothing.
+  virtual int update(std::vector<unsigned> const& /*before*/,
+                     std::vector<unsigned> const& assignment,
+                     unsigned /*variable*/) {
+    return calculate(assignment);
+  }
 };

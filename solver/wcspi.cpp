@@ -88,21 +88,15 @@ void RealWcsp::initialize(unsigned numVariables_,
         "Error in RealWcsp::initialize(...): wrong number of domain sizes or "
         "empty domain.");
   }
-  LabelTable<Label> table(numValues_);
-  for (unsigned v = 0; v < numVariables_; ++v) {
-    for (unsigned a = 0; a < numValues_[v]; ++a) {
-      table[v][a].variable = v;
-      table[v][a].value = a;
-    }
-  }
-  table.at(table.sentinel()).variable = numVariables_;
-  constraintIds.initialize(table.all().size());
+  LabelTable table(numValues_);
+  constraintIds.initialize(table.size());
   Solution start;
   start.value.resize(numVariables_);
   Solution bestStart = start;
   numValues = numValues_;
   numVariables = numVariables_;
   labels = std::move(table);
+  labelNumbers = labels.firstNumbers();
   current = std::move(start);
   best = std::move(bestStart);
   isDeclared = true;

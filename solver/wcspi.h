@@ -9,10 +9,12 @@
 // the first initialize() of a search on. bookkeepingHolds() checks 2 to 5 by
 // number.
 //  1. A record's `penalty` is the violation of its constraint.
-//  2. A record's `diffs` are the non-zero ones, strictly ascending by label,
-//     and the sentinel's, 0, behind them.
+//  2. The diffs of a record that cannot be updated are kept in a list of
+//     `diffLists`: the non-zero ones, strictly ascending by label, and the
+//     sentinel's, 0, behind them. One that can tracks `current.value`, and
+//     `previous` equals it.
 //  3. `current` holds the sums: hard, soft and weighted penalty.
-//  4. A label's `score` is the sum of weight times diff over all records, its
+//  4. A label's score is the sum of weight times diff over all records, its
 //     `improvingCount` the number of records with a negative diff.
 //  5. `candidates` holds exactly the labels with a positive `improvingCount`,
 //     each at its `position`.
@@ -65,18 +67,12 @@ class RealWcsp : public Wcsp {
   /// A score or penalty that is not set yet.
   static constexpr double dinf = std::numeric_limits<double>::max();
   static constexpr unsigned uinf = IdLists::endMark;  ///< ends a list of ids
+  /// In place of a list of diffs: the constraint is updated.
+  static constexpr unsigned updated = 4294967295U;
 
   /// The bits of the display level.
   static constexpr int displayMoves = 1;
   static constexpr int displayRuns = 2;
-
-  struct Label {
-    double score = 0.0;  ///< what moving here adds to the weighted penalty
-    unsigned variable = 0;
-    unsigned value = 0;
-    int improvingCount = 0;  ///< constraints whose penalty moving here lowers
-    unsigned position = 0;   ///< index in `candidates` while that is above 0
-  };
 
   struct DiffPenalty {
     unsigned label;  ///< its number in `labels`
@@ -89,13 +85,12 @@ class RealWcsp : public Wcsp {
     }
   };
 
-  /// One added constraint. An evaluation gathers its reports in a list that all
-  /// constraints share; they are kept here once they are merged.
+  /// One added constraint.
   struct Constraint {
-    WcspConstraint* constraint;      ///< owned by the solver
-    double weight = 0.0;             ///< adaptive
-    std::vector<DiffPenalty> diffs;  ///< non-zero ones, then the sentinel's
-    int penalty = 0;                 ///< as of the last evaluation
+    WcspConstraint* constraint;  ///< owned by the solver
+    double weight = 0.0;         ///< adaptive
+    int penalty = 0;             ///< as of the last evaluation
+    unsigned list = updated;     ///< its number in `diffLists`, or `updated`
 
     explicit Constraint(WcspConstraint* c) : constraint(c) {}
 
@@ -139,7 +134,7 @@ class RealWcsp : public Wcsp {
   struct Search {
     Tabulist tabulist;
     CpuLimit<SystemClocks> cpuLimit;
-    std::vector<Label*> ties;     ///< best moves of a scan, or kick labels
+    std::vector<unsigned> ties;   ///< best moves of a scan, or kick labels
     double bestScore = dinf;      ///< of the last scan
     std::uint64_t iteration = 1;  ///< wide enough to pass every limit
     unsigned numKicks = 0;
@@ -185,12 +180,16 @@ class RealWcsp : public Wcsp {
   std::vector<unsigned> numValues;
   std::vector<Constraint> constraints;  ///< the index is the id
   unsigned numPreprocessed = 0;         ///< from id 0 on
-  LabelTable<Label> labels;
+  LabelTable labels;
   IdLists constraintIds;            ///< by label
   ReportList<DiffPenalty> reports;  ///< of the evaluation under way
   std::vector<unsigned> concerned;  ///< ids to evaluate after a change
+  /// The lists of the constraints that cannot be updated. An evaluation gathers
+  /// its reports in `reports`; they are kept here once they are merged.
+  std::vector<std::vector<DiffPenalty>> diffLists;
+  std::vector<unsigned> previous;  ///< the values before the move under way
   /// Appends and removals leave it in an order that decides ties.
-  std::vector<Label*> candidates;
+  std::vector<unsigned> candidates;
   Solution best;
   Solution current;
   std::vector<int> bestConstraintPenalty;  ///< in `best`, by id
@@ -232,6 +231,8 @@ class RealWcsp : public Wcsp {
                       int diff) override;
   void setDiffPenalties(unsigned constraint, unsigned variable,
                         std::span<unsigned const> values, int diff) override;
+  void changeDiffPenalties(unsigned constraint,
+                           std::span<WcspChange const> changes) override;
 
   // wcspi_evaluate.cpp: the evaluation.
 
@@ -239,24 +240,41 @@ class RealWcsp : public Wcsp {
   /// builds `candidates` anew.
   void initialize();
 
-  /// Evaluates one constraint again. After any change of `current.value`, one
-  /// call for every constraint on a label taken or left, in ascending id,
-  /// restores the invariants; that order also fixes the order of `candidates`
-  /// and of the additions to the scores.
-  void calculate(unsigned constraint);
+  /// Evaluates one constraint for the first time: all its diffs are new.
+  void evaluateFirst(Constraint& record);
 
-  /// The violation of one constraint, which reports its diffs.
+  /// Evaluates one constraint again; `variable` is the one that has moved, or
+  /// WcspConstraint::several. After any change of `current.value`, one call for
+  /// every constraint on a label taken or left, in ascending id, restores the
+  /// invariants but for `previous`; that order also fixes the order of
+  /// `candidates` and of the additions to the scores.
+  void evaluate(Constraint& record, unsigned variable);
+
+  /// The violation of one constraint, which reports its diffs to `reports`.
   int measure(Constraint const& record);
 
+  /// Enters a violation into the sums.
+  void setPenalty(Constraint& record, int penalty);
+
   /// Gives a variable a value and evaluates the constraints concerned.
-  void applyMove(Label const& label);
+  void applyMove(unsigned label);
 
-  /// Evaluates the constraints in `concerned`, which ascends.
-  void calculateConcerned();
+  /// Evaluates the constraints in `concerned`, which ascends, after a move of
+  /// `variable` or of several.
+  void evaluateConcerned(unsigned variable);
 
-  /// Folds the difference of `reports` and a record's diffs into scores, counts
+  /// Brings a label from its diff `before` for one constraint to `after`.
+  void changeDiff(unsigned label, int before, int after, double weight);
+  void appendCandidate(unsigned label);
+  void removeCandidate(unsigned label);
+
+  /// Folds the difference of `reports` and a record's list into scores, counts
   /// and `candidates`.
   void mergeReports(Constraint& record);
+
+  /// The diffs of a record, from its list or by measuring it, which leaves them
+  /// in `reports`; the next evaluation ends their life.
+  std::span<DiffPenalty const> diffsOf(Constraint const& record);
 
   // wcspi_check.cpp: the check of the bookkeeping.
 
@@ -288,8 +306,8 @@ class RealWcsp : public Wcsp {
 
   /// Fills `ties` with the labels of a variable that have the least score below
   /// `dinf` and returns that score.
-  double scanValues(unsigned variable, std::vector<Label*>& ties);
-  Label* pick(std::vector<Label*> const& ties);
+  double scanValues(unsigned variable, std::vector<unsigned>& ties);
+  unsigned pick(std::vector<unsigned> const& ties);
   void tabuSearch(InterruptScope& interruptScope);
   bool mustStop(Search& search) const;
   bool isTargetReached() const;
@@ -326,7 +344,7 @@ class RealWcsp : public Wcsp {
   void logBest(std::uint64_t iteration);
   void logGreedy();
   void logStart();
-  void logProgress(std::uint64_t iteration, Label const& label, unsigned from);
+  void logProgress(std::uint64_t iteration, unsigned label, unsigned from);
   void logNoNeighbor(std::uint64_t iteration);
   void logKick(unsigned numExtra);
   void logRun(Search const& search, double bound);

@@ -14,13 +14,13 @@ constexpr std::size_t maxCheckedLabels = 1000;
 }  // namespace
 
 bool RealWcsp::smallBookkeepingHolds() {
-  return labels.all().size() > maxCheckedLabels || bookkeepingHolds();
+  return labels.size() > maxCheckedLabels || bookkeepingHolds();
 }
 
 bool RealWcsp::bookkeepingHolds() {
-  std::vector<double> scores(labels.all().size(), 0.0);
-  std::vector<double> magnitudes(labels.all().size(), 0.0);
-  std::vector<int> counts(labels.all().size(), 0);
+  std::vector<double> scores(labels.size(), 0.0);
+  std::vector<double> magnitudes(labels.size(), 0.0);
+  std::vector<int> counts(labels.size(), 0);
   Solution sums;
   for (Constraint const& record : constraints) {
     Int128& total = record.isHard() ? sums.hardPenalty : sums.softPenalty;
@@ -28,22 +28,22 @@ bool RealWcsp::bookkeepingHolds() {
         static_cast<Int128>(record.isHard() ? 1 : record.constraint->weight) *
         record.penalty;
     sums.weightedPenalty += record.penalty * record.weight;
+    if (record.list != updated) {
+      DiffPenalty const end = diffLists[record.list].back();
+      if (end.label != labels.sentinel() || end.diff != 0) {
+        return false;  // invariant 2: no end entry
+      }
+    }
     unsigned next = 0;
-    for (DiffPenalty const& entry : record.diffs) {
+    for (DiffPenalty const& entry : diffsOf(record)) {
       const unsigned i = entry.label;
-      if (i < next || (i == labels.sentinel()) != (entry.diff == 0)) {
+      if (i < next || i >= labels.sentinel() || entry.diff == 0) {
         return false;  // invariant 2
       }
       next = i + 1;
-      if (i == labels.sentinel()) {
-        break;
-      }
       scores[i] += entry.diff * record.weight;
       magnitudes[i] += std::abs(entry.diff * record.weight);
       counts[i] += entry.diff < 0 ? 1 : 0;
-    }
-    if (next != labels.sentinel() + 1) {
-      return false;  // invariant 2: no end entry
     }
   }
   largestSum = std::max(largestSum, sums.weightedPenalty);
@@ -57,16 +57,15 @@ bool RealWcsp::bookkeepingHolds() {
     return false;  // invariant 3
   }
   std::size_t numCandidates = 0;
-  for (std::size_t i = 0; i < scores.size(); ++i) {
-    Label const& label = labels.all()[i];
-    if (std::abs(scores[i] - label.score) > tolerance ||
-        counts[i] != label.improvingCount) {
+  for (unsigned i = 0; i < scores.size(); ++i) {
+    auto const& [improvingCount, position] = labels.candidacies[i];
+    if (std::abs(scores[i] - labels.scores[i]) > tolerance ||
+        counts[i] != improvingCount) {
       return false;  // invariant 4
     }
     if (counts[i] > 0) {
       ++numCandidates;
-      if (label.position >= candidates.size() ||
-          candidates[label.position] != &label) {
+      if (position >= candidates.size() || candidates[position] != i) {
         return false;  // invariant 5
       }
     }

@@ -1,6 +1,6 @@
-// The incremental evaluation. A constraint that a move concerns is measured
-// again; the merge of its old and its new diff list then touches only the
-// labels whose diff has changed.
+// The incremental evaluation. A constraint that a move concerns reports the
+// labels whose diff has changed; for one that can only list all its diffs, the
+// merge of its old and its new list finds them.
 
 #include <algorithm>
 #include <cassert>
@@ -9,58 +9,73 @@
 
 namespace {
 
-using Label = RealWcsp::Label;
-
 /// The diff of the sentinel behind reports; behind the diffs kept it is 0.
 constexpr int reportsEnd = 1;
 
+}  // namespace
+
+void RealWcsp::appendCandidate(unsigned label) {
+  labels.candidacies[label].position = static_cast<unsigned>(candidates.size());
+  candidates.push_back(label);
+}
+
 /// Swap with the last and drop.
-void removeCandidate(std::vector<Label*>& candidates, Label& label) {
-  Label* const last = candidates.back();
-  candidates[label.position] = last;
-  last->position = label.position;
+void RealWcsp::removeCandidate(unsigned label) {
+  const unsigned last = candidates.back();
+  const unsigned position = labels.candidacies[label].position;
+  candidates[position] = last;
+  labels.candidacies[last].position = position;
   candidates.pop_back();
 }
 
-void appendCandidate(std::vector<Label*>& candidates, Label& label) {
-  candidates.push_back(&label);
-  label.position = static_cast<unsigned>(candidates.size() - 1);
-}
-
-/// Brings a label from its diff `before` for one constraint to `after`.
-void changeDiff(std::vector<Label*>& candidates, Label& label, int before,
-                int after, double weight) {
-  if (before < 0 && after >= 0) {
-    if (--label.improvingCount == 0) {
-      removeCandidate(candidates, label);
+inline void RealWcsp::changeDiff(unsigned label, int before, int after,
+                                 double weight) {
+  if ((before < 0) != (after < 0)) {
+    int& improvingCount = labels.candidacies[label].improvingCount;
+    if (after < 0) {
+      if (improvingCount == 0) {
+        appendCandidate(label);
+      }
+      ++improvingCount;
+    } else if (--improvingCount == 0) {
+      removeCandidate(label);
     }
-  } else if (before >= 0 && after < 0) {
-    if (label.improvingCount == 0) {
-      appendCandidate(candidates, label);
-    }
-    ++label.improvingCount;
   }
   const std::int64_t change = static_cast<std::int64_t>(after) - before;
-  label.score += static_cast<double>(change) * weight;
+  labels.scores[label] += static_cast<double>(change) * weight;
 }
-
-}  // namespace
 
 void RealWcsp::initialize() {
   current.hardPenalty = 0;
   current.softPenalty = 0;
   current.weightedPenalty = 0.0;
   candidates.clear();
-  for (Label& label : labels.all()) {
-    label.score = 0.0;
-    label.improvingCount = 0;
-  }
-  for (unsigned c = 0; c < constraints.size(); ++c) {
-    constraints[c].penalty = 0;
-    constraints[c].diffs.assign(1, {labels.sentinel(), 0});
-    calculate(c);
+  std::fill(labels.scores.begin(), labels.scores.end(), 0.0);
+  std::fill(labels.candidacies.begin(), labels.candidacies.end(),
+            LabelTable::Candidacy{});
+  previous = current.value;
+  for (Constraint& record : constraints) {
+    evaluateFirst(record);
   }
   assert(smallBookkeepingHolds());
+}
+
+void RealWcsp::evaluateFirst(Constraint& record) {
+  record.penalty = 0;
+  if (record.constraint->isUpdatable()) {
+    setPenalty(record, measure(record));
+    for (DiffPenalty const& entry : std::span(reports.data(), reports.size())) {
+      changeDiff(entry.label, 0, entry.diff, record.weight);
+    }
+    record.constraint->track(current.value);
+    return;
+  }
+  if (record.list == updated) {
+    diffLists.emplace_back();
+    record.list = static_cast<unsigned>(diffLists.size() - 1);
+  }
+  diffLists[record.list].assign(1, {labels.sentinel(), 0});
+  evaluate(record, WcspConstraint::several);
 }
 
 int RealWcsp::measure(Constraint const& record) {
@@ -73,13 +88,11 @@ int RealWcsp::measure(Constraint const& record) {
     ~Scope() { flag = false; }
   } scope(isCalculating);
 #endif
+  reports.clear();
   return record.constraint->calculate(current.value);
 }
 
-void RealWcsp::calculate(unsigned constraint) {
-  Constraint& record = constraints[constraint];
-  reports.clear();
-  const int penalty = measure(record);
+void RealWcsp::setPenalty(Constraint& record, int penalty) {
   const std::int64_t delta =
       static_cast<std::int64_t>(penalty) - record.penalty;
   if (record.isHard()) {
@@ -88,16 +101,44 @@ void RealWcsp::calculate(unsigned constraint) {
     current.softPenalty += Int128{record.constraint->weight} * delta;
   }
   current.weightedPenalty += static_cast<double>(delta) * record.weight;
-  reports.append({labels.sentinel(), reportsEnd});
   record.penalty = penalty;
+}
+
+void RealWcsp::evaluate(Constraint& record, unsigned variable) {
+  if (record.list == updated) {
+    setPenalty(record,
+               record.constraint->update(previous, current.value, variable));
+    return;
+  }
+  setPenalty(record, measure(record));
+  reports.append({labels.sentinel(), reportsEnd});
   mergeReports(record);
+}
+
+void RealWcsp::changeDiffPenalties(unsigned constraint,
+                                   std::span<WcspChange const> changes) {
+  const double weight = constraints[constraint].weight;
+  for (auto const& [label, before, after] : changes) {
+    changeDiff(label, before, after, weight);
+  }
+}
+
+std::span<RealWcsp::DiffPenalty const> RealWcsp::diffsOf(
+    Constraint const& record) {
+  if (record.list == updated) {
+    static_cast<void>(measure(record));
+    return {reports.data(), reports.size()};
+  }
+  auto const& diffs = diffLists[record.list];
+  return std::span(diffs).first(diffs.size() - 1);
 }
 
 // Both lists ascend by label and end in the sentinel, whose diffs differ: so
 // the entries before the first change are passed over by comparing alone.
 void RealWcsp::mergeReports(Constraint& record) {
   const unsigned sentinel = labels.sentinel();
-  DiffPenalty const* before = record.diffs.data();
+  std::vector<DiffPenalty>& diffs = diffLists[record.list];
+  DiffPenalty const* before = diffs.data();
   DiffPenalty const* after = reports.data();
   while (*before == *after) {
     ++before;
@@ -119,27 +160,26 @@ void RealWcsp::mergeReports(Constraint& record) {
       newDiff = after->diff;
       ++after;
     }
-    changeDiff(candidates, labels.at(label), oldDiff, newDiff, record.weight);
+    changeDiff(label, oldDiff, newDiff, record.weight);
     while (*before == *after) {
       ++before;
       ++after;
     }
   }
   // Only what has changed is copied.
-  record.diffs.resize(reports.size());
-  std::copy(reports.data() + firstChange, after,
-            record.diffs.begin() + firstChange);
-  record.diffs.back() = {sentinel, 0};
+  diffs.resize(reports.size());
+  std::copy(reports.data() + firstChange, after, diffs.begin() + firstChange);
+  diffs.back() = {sentinel, 0};
 }
 
 // Ascending ids: the order of `candidates` and of the sums follows from it. The
 // end mark is above every id. The same list twice advances together.
-void RealWcsp::applyMove(Label const& label) {
-  unsigned& value = current.value[label.variable];
-  unsigned const* left = constraintIds[labels.number(label.variable, value)];
-  unsigned const* taken =
-      constraintIds[labels.number(label.variable, label.value)];
-  value = label.value;
+void RealWcsp::applyMove(unsigned label) {
+  const unsigned variable = labels.variable(label);
+  unsigned& value = current.value[variable];
+  unsigned const* left = constraintIds[labels.number(variable, value)];
+  unsigned const* taken = constraintIds[label];
+  value = labels.value(label);
   concerned.clear();
   for (;;) {
     const unsigned c = std::min(*left, *taken);
@@ -150,12 +190,14 @@ void RealWcsp::applyMove(Label const& label) {
     left += *left == c ? 1 : 0;
     taken += *taken == c ? 1 : 0;
   }
-  calculateConcerned();
+  evaluateConcerned(variable);
+  previous[variable] = value;
+  assert(smallBookkeepingHolds());
 }
 
 // Most of the time would go into waiting for records and constraints, which lie
 // scattered, if they were not asked for a little ahead.
-void RealWcsp::calculateConcerned() {
+void RealWcsp::evaluateConcerned(unsigned variable) {
   const std::size_t size = concerned.size();
   for (std::size_t i = 0; i < size; ++i) {
     if (i + 4 < size) {
@@ -163,10 +205,9 @@ void RealWcsp::calculateConcerned() {
     }
     if (i + 2 < size) {
       Constraint const& next = constraints[concerned[i + 2]];
-      __builtin_prefetch(next.diffs.data());
       __builtin_prefetch(next.constraint);
+      __builtin_prefetch(reinterpret_cast<char const*>(next.constraint) + 64);
     }
-    calculate(concerned[i]);
+    evaluate(constraints[concerned[i]], variable);
   }
-  assert(smallBookkeepingHolds());
 }

@@ -81,13 +81,13 @@ bool RealWcsp::showsProgress(std::uint64_t iteration) const {
   return interval != 0 && iteration % interval == 0;
 }
 
-void RealWcsp::logProgress(std::uint64_t iteration, Label const& label,
+void RealWcsp::logProgress(std::uint64_t iteration, unsigned label,
                            unsigned from) {
   *log << timeMode << iteration << ", " << cpuTime() << "(s), " << generalMode
        << std::setprecision(5);
   if ((display & displayMoves) != 0) {
-    *log << label.variable << ": " << from << "->" << label.value << ", "
-         << current.weightedPenalty << " ";
+    *log << labels.variable(label) << ": " << from << "->"
+         << labels.value(label) << ", " << current.weightedPenalty << " ";
   }
   *log << current << ", " << best;
 }

@@ -180,7 +180,7 @@ void RealWcsp::improveGreedily() {
   for (unsigned k = 0; k < numVariables; ++k) {
     order[k] = k;
   }
-  std::vector<Label*> ties;
+  std::vector<unsigned> ties;
   for (unsigned k = 0; k < numVariables; ++k) {
     const unsigned j = k + randomInt(numVariables - k);
     const unsigned variable = order[j];
@@ -190,27 +190,29 @@ void RealWcsp::improveGreedily() {
       throw std::runtime_error("Error: in improving the initial solution");
     }
     if (leastScore < 0.0) {
-      applyMove(*pick(ties));
+      applyMove(pick(ties));
     }
   }
 }
 
-double RealWcsp::scanValues(unsigned variable, std::vector<Label*>& ties) {
+double RealWcsp::scanValues(unsigned variable, std::vector<unsigned>& ties) {
   double leastScore = dinf;
   ties.clear();
-  for (Label& label : labels[variable]) {
-    if (label.score < leastScore) {
-      leastScore = label.score;
+  const unsigned first = labels.number(variable, 0);
+  for (unsigned label = first; label < first + numValues[variable]; ++label) {
+    const double score = labels.scores[label];
+    if (score < leastScore) {
+      leastScore = score;
       ties.clear();
     }
-    if (label.score == leastScore && leastScore != dinf) {
-      ties.push_back(&label);
+    if (score == leastScore && leastScore != dinf) {
+      ties.push_back(label);
     }
   }
   return leastScore;
 }
 
-RealWcsp::Label* RealWcsp::pick(std::vector<Label*> const& ties) {
+unsigned RealWcsp::pick(std::vector<unsigned> const& ties) {
   return ties[randomInt(static_cast<unsigned>(ties.size()))];
 }
 
@@ -248,19 +250,24 @@ bool RealWcsp::isTargetReached() const {
 void RealWcsp::scan(Search& search) const {
   search.bestScore = dinf;
   search.ties.clear();
-  for (Label* label : candidates) {
+  double const* const scores = labels.scores.data();
+  for (const unsigned label : candidates) {
+    const double score = scores[label];
     // The cheap test first: the order of the tests decides nothing.
-    if (label->score > search.bestScore ||
-        current.value[label->variable] == label->value ||
-        search.tabulist(static_cast<int>(label->variable),
-                        current.weightedPenalty + label->score, label->score)) {
+    if (score > search.bestScore) {
       continue;
     }
-    if (label->score < search.bestScore) {
-      search.bestScore = label->score;
+    const unsigned variable = labels.variable(label);
+    if (labels.number(variable, current.value[variable]) == label ||
+        search.tabulist(static_cast<int>(variable),
+                        current.weightedPenalty + score, score)) {
+      continue;
+    }
+    if (score < search.bestScore) {
+      search.bestScore = score;
       search.ties.clear();
     }
-    if (label->score == search.bestScore) {
+    if (score == search.bestScore) {
       search.ties.push_back(label);
     }
   }
@@ -292,14 +299,15 @@ void RealWcsp::drawKick(Search& search) {
   for (unsigned i = 0; i <= numExtra; ++i) {
     const unsigned variable = randomInt(numVariables);
     const unsigned value = randomInt(numValues[variable]);
-    search.ties.push_back(&labels[variable][value]);
+    search.ties.push_back(labels.number(variable, value));
   }
   ++search.numKicks;
 }
 
 void RealWcsp::moveOnce(Search& search) {
-  Label const& label = *pick(search.ties);
-  const unsigned from = current.value[label.variable];
+  const unsigned label = pick(search.ties);
+  const unsigned variable = labels.variable(label);
+  const unsigned from = current.value[variable];
   current.iteration = search.iteration;
   applyMove(label);
   if (current.isBetterThan(best)) {
@@ -311,8 +319,8 @@ void RealWcsp::moveOnce(Search& search) {
     logProgress(search.iteration, label, from);
   }
   const int noise = static_cast<int>(randomInt(3)) - 1;
-  search.tabulist.update(static_cast<int>(label.variable),
-                         current.weightedPenalty, search.bestScore, noise,
+  search.tabulist.update(static_cast<int>(variable), current.weightedPenalty,
+                         search.bestScore, noise,
                          isShown && (display & displayMoves) != 0);
   if (isShown) {
     logEndOfLine();

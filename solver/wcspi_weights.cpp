@@ -104,7 +104,9 @@ void RealWcsp::restoreRunBest(Search& search) {
   std::sort(concerned.begin(), concerned.end());
   concerned.erase(std::unique(concerned.begin(), concerned.end()),
                   concerned.end());
-  calculateConcerned();
+  evaluateConcerned(WcspConstraint::several);
+  previous = current.value;
+  assert(smallBookkeepingHolds());
 }
 
 void RealWcsp::scaleWeights() {
@@ -121,8 +123,8 @@ void RealWcsp::scaleWeights() {
     record.weight *= factor;
     current.weightedPenalty += record.penalty * record.weight;
   }
-  for (Label& label : labels.all()) {
-    label.score *= factor;
+  for (double& score : labels.scores) {
+    score *= factor;
   }
 }
 
@@ -183,8 +185,7 @@ void RealWcsp::raiseWeight(Constraint& record, double step) {
   }
   const double change = record.weight - before;
   current.weightedPenalty += record.penalty * change;
-  for (DiffPenalty const& entry : record.diffs) {
-    // The end entry's diff is 0 and the sentinel's score is never read.
-    labels.at(entry.label).score += entry.diff * change;
+  for (DiffPenalty const& entry : diffsOf(record)) {
+    labels.scores[entry.label] += entry.diff * change;
   }
 }

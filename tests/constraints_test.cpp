@@ -22,7 +22,9 @@ struct Recorder : TestSolver {
   Reports recorded;
   std::vector<LabelKey> involved;
   unsigned expectedId = 0;
-  int numCallsLeft = -1;  ///< a callback throws when it is 0
+  int numCallsLeft = -1;     ///< a callback throws when it is 0
+  std::vector<int> tracked;  ///< diffs by label, as updates have left them
+  unsigned nextLabel = 0;    ///< the least that an update may report
 
   explicit Recorder(std::vector<unsigned> const& sizes)
       : TestSolver({sizes, {}}) {}
@@ -51,6 +53,19 @@ struct Recorder : TestSolver {
                         std::span<unsigned const> values, int diff) override {
     for (const unsigned value : values) {
       setDiffPenalty(id, v, value, diff);
+    }
+  }
+
+  void changeDiffPenalties(unsigned id,
+                           std::span<WcspChange const> changes) override {
+    call(id);
+    for (auto const& [label, before, after] : changes) {
+      EXPECT_GE(label, nextLabel);
+      EXPECT_LT(label, labels.size());
+      nextLabel = label + 1;
+      EXPECT_NE(before, after);
+      EXPECT_EQ(tracked[label], before) << "label " << label;
+      tracked[label] = after;
     }
   }
 
@@ -92,6 +107,34 @@ struct Recorder : TestSolver {
       }
     }
     EXPECT_EQ(recorded, expected) << testing::PrintToString(at);
+  }
+
+  /// All diffs at `at`, by label.
+  std::vector<int> diffsAt(WcspConstraint& made, Assignment const& at) {
+    recorded.clear();
+    expectedId = made.id;
+    made.calculate(at);
+    std::vector<int> diffs(labels.size(), 0);
+    for (auto const& [label, diff] : recorded) {
+      diffs[labels.number(label.first, label.second)] = diff;
+    }
+    return diffs;
+  }
+
+  void track(WcspConstraint& made, Assignment const& at) {
+    tracked = diffsAt(made, at);
+    made.track(at);
+  }
+
+  void checkUpdate(WcspConstraint& made, naive::Constraint const& c,
+                   Assignment const& before, Assignment const& at,
+                   unsigned variable) {
+    expectedId = made.id;
+    nextLabel = 0;
+    EXPECT_EQ(made.update(before, at, variable), naive::violation(c, at));
+    EXPECT_EQ(tracked, diffsAt(made, at))
+        << testing::PrintToString(before) << " to "
+        << testing::PrintToString(at);
   }
 };
 
@@ -149,6 +192,67 @@ TEST(Constraints, ReportWhatEveryMoveWouldChange) {
                                         << " shape " << s << " seed " << seed);
         std::mt19937 random(seed);
         checkEverywhere(random, kind, shapes[s]);
+      }
+    }
+  }
+}
+
+/// Single moves, to the same value too, and moves of several variables; now and
+/// then an update is left by an exception and the constraint tracked anew.
+void updateAtRandom(std::mt19937& random, Kind kind, Shape const& shape) {
+  Recorder recorder(shape.sizes);
+  const auto c = randomConstraint(random, kind, shape.sizes, shape.numbers);
+  const auto d = randomConstraint(random, kind, shape.sizes, shape.numbers);
+  WcspConstraint& made = recorder.make(c);
+  WcspConstraint& other = recorder.make(d);
+  for (WcspConstraint* each : {&made, &other}) {
+    recorder.expectedId = each->id;
+    each->preprocess();
+  }
+  const auto involved = labelsOf(c, recorder);
+  const std::set<LabelKey> labels(involved.begin(), involved.end());
+  Assignment at(shape.sizes.size(), 0);
+  if (!made.isUpdatable()) {
+    return;
+  }
+  recorder.track(made, at);
+  for (int i = 0; i < 60 && !testing::Test::HasFailure(); ++i) {
+    const Assignment before = at;
+    const bool isSingle = below(random, 4) != 0;
+    const unsigned moved = below(random, at.size());
+    bool isConcerned = false;
+    for (unsigned v = 0; v < at.size(); ++v) {
+      if (isSingle ? v == moved : below(random, 2) == 0) {
+        at[v] = below(random, shape.sizes[v]);
+        isConcerned = isConcerned || labels.contains({v, before[v]}) ||
+                      labels.contains({v, at[v]});
+      }
+    }
+    if (!isConcerned) {
+      recorder.track(made, at);
+      continue;
+    }
+    const unsigned variable = isSingle ? moved : WcspConstraint::several;
+    if (below(random, 8) == 0) {
+      recorder.expectedId = made.id;
+      recorder.nextLabel = 0;
+      recorder.failsAfter(0, [&] { made.update(before, at, variable); });
+      recorder.track(other, at);
+      recorder.track(made, at);
+    } else {
+      recorder.checkUpdate(made, c, before, at, variable);
+    }
+  }
+}
+
+TEST(Constraints, UpdatesReportWhatChanges) {
+  for (const Kind kind : {Kind::linear, Kind::quadratic, Kind::alldiff}) {
+    for (std::size_t s = 0; s < shapes.size(); ++s) {
+      for (unsigned seed = 1; seed <= 400 && !HasFailure(); ++seed) {
+        SCOPED_TRACE(testing::Message() << "kind " << static_cast<int>(kind)
+                                        << " shape " << s << " seed " << seed);
+        std::mt19937 random(seed);
+        updateAtRandom(random, kind, shapes[s]);
       }
     }
   }

@@ -17,8 +17,9 @@ constexpr int inf = naive::inf;
 
 Labels candidatesOf(RealWcsp const& solver) {
   Labels list;
-  for (auto const* label : solver.candidates) {
-    list.emplace_back(label->variable, label->value);
+  for (const unsigned label : solver.candidates) {
+    list.emplace_back(solver.labels.variable(label),
+                      solver.labels.value(label));
   }
   return list;
 }
@@ -32,10 +33,10 @@ void expectAsFromScratch(naive::Model const& model, RealWcsp& solver) {
   // Sums of integers below 2^53: doubles compare exactly.
   EXPECT_EQ(solver.current.weightedPenalty, twin.current.weightedPenalty);
   EXPECT_EQ(solver.candidates.size(), twin.candidates.size());
-  for (std::size_t i = 0; i < twin.labels.all().size(); ++i) {
-    EXPECT_EQ(solver.labels.all()[i].score, twin.labels.all()[i].score);
-    EXPECT_EQ(solver.labels.all()[i].improvingCount,
-              twin.labels.all()[i].improvingCount);
+  for (std::size_t i = 0; i < twin.labels.size(); ++i) {
+    EXPECT_EQ(solver.labels.scores[i], twin.labels.scores[i]);
+    EXPECT_EQ(solver.labels.candidacies[i].improvingCount,
+              twin.labels.candidacies[i].improvingCount);
   }
 }
 
@@ -48,7 +49,7 @@ TEST(Evaluation, AgreesWithScratchAfterEveryMove) {
     solver.prepare(Assignment(model.sizes.size(), 0));
     for (int move = 0; move < 60; ++move) {
       const unsigned v = below(random, model.sizes.size());
-      solver.applyMove(solver.labels[v][below(random, model.sizes[v])]);
+      solver.applyMove(solver.labels.number(v, below(random, model.sizes[v])));
       EXPECT_TRUE(solver.bookkeepingHolds());
       expectAsFromScratch(model, solver);
     }
@@ -68,11 +69,11 @@ TEST(Evaluation, OrdersCandidatesByIdThenLabel) {
   solver.prepare({0, 0, 0, 0});
   EXPECT_EQ(candidatesOf(solver), Labels{});
   // x to 1 breaks all: c0 appends x0 and p1, c1 q1 (x0 again), c2 r1.
-  solver.applyMove(solver.labels[0][1]);
+  solver.applyMove(solver.labels.number(0, 1));
   EXPECT_EQ(candidatesOf(solver), (Labels{{0, 0}, {1, 1}, {2, 1}, {3, 1}}));
-  EXPECT_EQ(solver.labels[0][0].improvingCount, 3);
+  EXPECT_EQ(solver.labels.candidacies[0].improvingCount, 3);
   // p to 1 mends c0: p1 leaves and the last one, r1, takes its place.
-  solver.applyMove(solver.labels[1][1]);
+  solver.applyMove(solver.labels.number(1, 1));
   EXPECT_EQ(candidatesOf(solver), (Labels{{0, 0}, {3, 1}, {2, 1}}));
   solver.initialize();  // anew: c1 appends x0 and q1, c2 r1
   EXPECT_EQ(candidatesOf(solver), (Labels{{0, 0}, {2, 1}, {3, 1}}));
@@ -81,8 +82,8 @@ TEST(Evaluation, OrdersCandidatesByIdThenLabel) {
 TEST(Evaluation, TakesThousandsOfReports) {
   TestSolver solver({{5000, 2}, {wish(1, 0, 0), wish(1, 1, 1)}});
   solver.prepare({0, 1});
-  EXPECT_EQ(solver.labels[0][4999].score, 1);
-  solver.applyMove(solver.labels[0][4999]);
+  EXPECT_EQ(solver.labels.scores[4999], 1);
+  solver.applyMove(solver.labels.number(0, 4999));
   EXPECT_TRUE(solver.bookkeepingHolds());
 }
 
@@ -115,11 +116,11 @@ TEST(Evaluation, TakesReportsInGroupsAsOneByOne) {
     }
     solver.prepare({0});
     for (const unsigned value : {size - 1, 0U}) {
-      solver.applyMove(solver.labels[0][value]);
-      EXPECT_EQ(solver.constraints[0].diffs, solver.constraints[1].diffs);
+      solver.applyMove(solver.labels.number(0, value));
+      EXPECT_EQ(solver.diffLists[0], solver.diffLists[1]);
       EXPECT_TRUE(solver.bookkeepingHolds());
     }
-    EXPECT_EQ(solver.constraints[0].diffs.size(), size);
+    EXPECT_EQ(solver.diffLists[0].size(), size);
   }
 }
 
@@ -139,11 +140,27 @@ TEST(Evaluation, TotalsPassTheirReturnTypeAndSaturate) {
   EXPECT_FALSE(solver.best.isBetterThan(other));
 }
 
+/// Wishes for value 2 of variable 0, and can only list its diffs.
+struct ListedWish : WcspConstraint {
+  using WcspConstraint::WcspConstraint;
+  void preprocess() override { wcsp->involve(id, 0); }
+  int calculate(Assignment const& assignment) override {
+    const bool isOn = assignment[0] == 2;
+    for (unsigned value = 0; isOn && value < 2; ++value) {
+      wcsp->setDiffPenalty(id, 0, value, 1);
+    }
+    wcsp->setDiffPenalty(id, 0, 2, isOn ? 0 : -1);
+    return isOn ? 0 : 1;
+  }
+};
+
 TEST(Evaluation, CheckNoticesWhatIsSpoilt) {
-  TestSolver solver({{3, 2}, {wish(inf, 0, 1), wish(3, 0, 2), wish(2, 1, 1)}});
+  TestSolver solver({{3, 2}, {wish(inf, 0, 1)}});
+  new ListedWish(&solver, 3);
+  ::addConstraint(solver, wish(2, 1, 1));
   solver.prepare({0, 0});
-  RealWcsp::Label& label = solver.labels[0][2];
-  auto& list = solver.constraints[1].diffs;
+  auto& candidacy = solver.labels.candidacies[2];
+  auto& list = solver.diffLists[0];
   const auto expectNoticed = [&](char const* what, auto& field, auto spoilt) {
     const auto kept = field;
     field = static_cast<std::decay_t<decltype(field)>>(spoilt);
@@ -152,9 +169,9 @@ TEST(Evaluation, CheckNoticesWhatIsSpoilt) {
     EXPECT_TRUE(solver.bookkeepingHolds()) << what;
   };
   auto& sums = solver.current;
-  expectNoticed("score", label.score, 2147483644.0 + 3);
-  expectNoticed("count", label.improvingCount, 2);
-  expectNoticed("position", label.position, 0);
+  expectNoticed("score", solver.labels.scores[2], 2147483644.0 + 3);
+  expectNoticed("count", candidacy.improvingCount, 2);
+  expectNoticed("position", candidacy.position, 0);
   expectNoticed("hard", sums.hardPenalty, 2);
   expectNoticed("soft", sums.softPenalty, 4);
   expectNoticed("weighted", sums.weightedPenalty, 2147483646.0);
@@ -167,7 +184,7 @@ TEST(Evaluation, CheckNoticesWhatIsSpoilt) {
   expectNoticed(
       "repeat", list,
       std::vector<RealWcsp::DiffPenalty>{{x2, -3}, {x2, 2}, list.back()});
-  solver.candidates.push_back(&solver.labels[1][0]);
+  solver.candidates.push_back(solver.labels.number(1, 0));
   EXPECT_FALSE(solver.bookkeepingHolds());
 }
 

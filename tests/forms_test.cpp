@@ -48,15 +48,18 @@ TEST(Forms, ReportTheSame) {
 }
 
 void expectSameStore(RealWcsp const& solver, PlainStore const& plain) {
-  for (RealWcsp::Label const& label : solver.labels.all()) {
-    PlainStore::Label const& twin = plain.labels[label.variable][label.value];
-    ASSERT_EQ(label.score, twin.score);
-    ASSERT_EQ(static_cast<unsigned>(label.improvingCount), twin.improvingCount);
+  LabelTable const& labels = solver.labels;
+  for (unsigned label = 0; label < labels.size(); ++label) {
+    PlainStore::Label const& twin =
+        plain.labels[labels.variable(label)][labels.value(label)];
+    ASSERT_EQ(labels.scores[label], twin.score);
+    ASSERT_EQ(static_cast<unsigned>(labels.candidacies[label].improvingCount),
+              twin.improvingCount);
   }
   ASSERT_EQ(solver.candidates.size(), plain.candidates.size());
   for (std::size_t i = 0; i < plain.candidates.size(); ++i) {
-    ASSERT_EQ(solver.candidates[i]->variable, plain.candidates[i]->variable);
-    ASSERT_EQ(solver.candidates[i]->value, plain.candidates[i]->value);
+    ASSERT_EQ(solver.candidates[i], labels.number(plain.candidates[i]->variable,
+                                                  plain.candidates[i]->value));
   }
 }
 
@@ -72,7 +75,7 @@ void checkModels(std::vector<Case> const& models) {
     solver.prepare(c.setting.start);
     plain.start(c.setting.start);
     for (Move const& move : c.setting.moves) {
-      solver.applyMove(solver.labels[move.variable][move.value]);
+      solver.applyMove(solver.labels.number(move.variable, move.value));
       plain.move(move.variable, move.value);
       // Not rounded the same would be another search.
       ASSERT_EQ(solver.current.weightedPenalty, plain.weightedPenalty);

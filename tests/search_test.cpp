@@ -208,25 +208,25 @@ TEST(Search, DeadEndsKickOrReset) {
     EXPECT_EQ(solver.text.str(), solver.display > 0 ? text : "");
     TestSolver twin({{}, {}});  // draws the variable, then its value
     ASSERT_EQ(search.ties.size(), static_cast<std::size_t>(row.numTies));
-    for (auto const* label : search.ties) {
-      EXPECT_EQ(label->variable, twin.randomInt(row.n));
-      EXPECT_EQ(label->value, twin.randomInt(3));
+    for (const unsigned label : search.ties) {
+      EXPECT_EQ(solver.labels.variable(label), twin.randomInt(row.n));
+      EXPECT_EQ(solver.labels.value(label), twin.randomInt(3));
     }
     EXPECT_EQ(solver.seed, twin.seed);
     if (isKick) {  // a move of one label, of unset score and so marked
       solver.moveOnce(search);
-      const auto* label =
+      const unsigned label =
           search.ties[twin.randomInt(static_cast<unsigned>(row.numTies))];
       twin.randomInt(3);
       EXPECT_EQ(solver.seed, twin.seed);
       Assignment moved(row.n, 0);
-      moved[label->variable] = label->value;
+      moved[solver.labels.variable(label)] = solver.labels.value(label);
       EXPECT_EQ(solver.current.value, moved);
       EXPECT_EQ(solver.current.iteration, row.iteration);
-      EXPECT_EQ(search.tabulist.attributes[label->variable].delta,
+      EXPECT_EQ(search.tabulist.attributes[solver.labels.variable(label)].delta,
                 RealWcsp::dinf);
       EXPECT_EQ(search.tabulist.marked,
-                std::vector{static_cast<int>(label->variable)});
+                std::vector{static_cast<int>(solver.labels.variable(label))});
     }
   }
 }

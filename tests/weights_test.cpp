@@ -37,7 +37,9 @@ struct Prepared : TestSolver {
             constraints[2].weight};
   }
   Doubles scores() const {
-    return {labels[0][1].score, labels[1][1].score, labels[2][1].score};
+    return {labels.scores[labels.number(0, 1)],
+            labels.scores[labels.number(1, 1)],
+            labels.scores[labels.number(2, 1)]};
   }
 };
 
@@ -66,11 +68,12 @@ TEST(Weights, AreScaledAndThenRaised) {
   p.search.run.sumIterations = p.search.run.maxIterations = 5;
   p.search.tabulist.tenure = 4;
   // Away from the run's best; the restore brings x1 back before y1.
-  p.applyMove(p.labels[1][1]);
-  p.applyMove(p.labels[0][1]);
+  p.applyMove(p.labels.number(1, 1));
+  p.applyMove(p.labels.number(0, 1));
   ASSERT_FALSE(p.endRun(p.search));
   EXPECT_EQ(p.current.value, (Assignment{0, 0, 0}));
-  EXPECT_EQ(p.candidates, (std::vector{&p.labels[0][1], &p.labels[1][1]}));
+  EXPECT_EQ(p.candidates,
+            (std::vector{p.labels.number(0, 1), p.labels.number(1, 1)}));
   EXPECT_EQ(p.current.iteration, 0U);
   // M = 96, factor 0.5 * 24 / 96 = 0.125: weights 0.5, 1, 12, weighted penalty
   // 3, scores -1, -2, 12. Gap 24 - 3 = 21, sum of squares 4 + 4, step 2.625:
@@ -111,14 +114,14 @@ TEST(Weights, ResetTestUsesTheRestoredPenalty) {
 TEST(Weights, SumOfSquaresZeroRebuilds) {
   Prepared p;
   // x1 leaves `candidates` and comes back behind y1; from scratch it is first.
-  p.applyMove(p.labels[0][1]);
-  p.applyMove(p.labels[0][0]);
-  EXPECT_EQ(p.candidates[0], &p.labels[1][1]);
+  p.applyMove(p.labels.number(0, 1));
+  p.applyMove(p.labels.number(0, 0));
+  EXPECT_EQ(p.candidates[0], p.labels.number(1, 1));
   p.current.iteration = 30;  // as good as the run's best, but not better
   p.best.hardPenalty = 1;    // the bound is 2147483647 + 24: no reset
   EXPECT_EQ(p.upperBound(), 2147483647.0 + 24);
   EXPECT_FALSE(p.adjustWeights(p.search));
-  EXPECT_EQ(p.candidates[0], &p.labels[0][1]);
+  EXPECT_EQ(p.candidates[0], p.labels.number(0, 1));
   EXPECT_EQ(p.weights(), (Doubles{4, 8, 96}));
   EXPECT_EQ(p.maskedText(),
             "30, T(s), #phases= 0, #runs= 0, length= 30.00, best/ub= "
