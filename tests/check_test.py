@@ -4,8 +4,10 @@
 Usage: check_test.py PROGRAM. Every expected number was worked out by hand.
 """
 
+import itertools
 import json
 import os
+import random
 import re
 import subprocess
 import sys
@@ -15,7 +17,7 @@ import time
 PROGRAM = sys.argv[1]
 V = "variable x in {a, b}\nvariable y in {a, b}\n"
 LINEAR = V + "s: weight = 2 type = linear 1(x,a) 1(y,b) >= 2\n"
-ONE = "  sum 1 is below 2 with\n    1 (x, a)\n"
+ONE = "  sum 1 is below 2 with\n    1 (x, a)\n  lacks 1 (y, b)\n"
 S = "violated: s (line 3, linear, weight 2) by "
 START = "start file: sets %d of %d variables, prints no penalties to compare\n"
 RIGHT = "agrees: the report is right\n"
@@ -33,7 +35,7 @@ NAMES = ("variable solution] in {0}variable penalty in {0, 7}variable u in {a}\n
          "u: weight = 1 type = alldiff solution] penalty ;\n"
          "penalty: weight = inf type = linear 1(penalty,7) 1(penalty,0) = 1\n"
          "u: weight = 1 type = linear 1(penalty,0) 1(solution],0) > = 3")
-SUM = "penalty: 0/2 (hard/soft)\n" + S + "1\n" + ONE
+SUM = "penalty: 0/2 (hard/soft)\nsoft by group: s 2\n" + S + "1, costs 2\n" + ONE
 
 
 def error(line, column, message):
@@ -62,7 +64,8 @@ CASES = [
     right(LINEAR, SUM, "", "# reading data ... done: 0.00(s)\nx = b\n" + REPORT, RIGHT),
     right(LINEAR, SUM, "", REPORT.replace("\n", "\r\n"), RIGHT),
     right(LINEAR, SUM, "", "x a x:b x : a", START % (1, 2)),
-    right(LINEAR, "penalty: 0/4 (hard/soft)\n" + S + "2\n  sum 0 is below 2, no term is on\n",
+    right(LINEAR, "penalty: 0/4 (hard/soft)\nsoft by group: s 4\n" + S + "2, costs 4\n  sum 0 is below 2, no "
+          "term is on\n  lacks 1 (x, a), 1 (y, b)\n",
           "", "x: b", START % (1, 2)),
     right(LINEAR, SUM, "", "# read\nx: a y: b" + REPORT, START % (2, 2)),
     (LINEAR, REPORT, ["--quiet"], 0, "", ""),
@@ -92,11 +95,12 @@ CASES = [
       for flag in ("--json=3", "--json=false", "--quiet=1", "--start=x")),
     # Kinds: a mirrored term, a term of two values, a repeated variable.
     right(V + "h: weight = inf type = quadratic 2(x,a)(y,a) 3(y,a)(x,a) 9(x,a)(x,b) -1(y,a)(y,a) "
-          "< = +3", "penalty: 1/0 (hard/soft)\nviolated: h (line 3, quadratic, weight inf) by 1\n"
+          "< = +3", "penalty: 1/0 (hard/soft)\nhard by group: h 1\nviolated: h (line 3, quadratic, weight inf) by 1\n"
           "  sum 4 is above 3 with\n    2 (x, a)(y, a)\n    3 (y, a)(x, a)\n    -1 (y, a)(y, a)\n",
           WARN % 3 + "constraint 'h' repeats (x, a)(y, a); the coefficients add up\n"),
     right("variable x in {a}variable y in{a,b;c:weight=3 type=alldiff y x y x.",
-          "penalty: 0/3 (hard/soft)\nviolated: c (line 1, alldiff, weight 3) by 1\n"
+          "penalty: 0/3 (hard/soft)\nsoft by group: c 3\n"
+          "violated: c (line 1, alldiff, weight 3) by 1, costs 3\n"
           "  value number 0 is shared by (x, a) (y, a)\n",
           WARN % 1 + "';' closes the list of values: write '}'\n" + WARN % 1 +
           "constraint 'c' repeats 'x', which counts once\n" + WARN % 1 +
@@ -104,9 +108,10 @@ CASES = [
           "values\n"),
     # Caps: of a violation, of a printed total; a bound at its default is none.
     right(V + "h: weight = 2147483646 type = linear inf(x,a) inf(y,a) = -2147483648",
-          "penalty: 0/%d (hard/soft)\nviolated: h (line 3, linear, weight 2147483646) by %d\n"
+          "penalty: 0/%d (hard/soft)\nsoft by group: h %d\n"
+          "violated: h (line 3, linear, weight 2147483646) by %d, costs %d\n"
           "  sum %d is above -2147483648 with\n    %d (x, a)\n    %d (y, a)\n" % (
-              (BIG - 1) * BIG, BIG, 2 * BIG, BIG, BIG),
+              *((BIG - 1) * BIG,) * 2, BIG, (BIG - 1) * BIG, 2 * BIG, BIG, BIG),
           "m: warning: the largest soft penalties add up to %d: totals above 2147483647 are "
           "printed as that\n" % ((BIG - 1) * BIG) + WARN % 3 +
           "no assignment satisfies constraint 'h': its sum is from 0 to %d\n" % (2 * BIG),
@@ -167,6 +172,100 @@ def check_json():
         "terms": [{"coefficient": 5, "labels": [label]}]}]))
 
 
+RULES = V + """over_x: weight = 3 type = linear 1(x,a) = 0
+over_y: weight = 4 type = linear 1(y,a) = 0
+idle@1: weight = 5 type = linear 1(x,a) 1(y,a) = 0
+hard: weight = inf type = linear 2(x,a) <= 1
+"""
+
+
+def check_groups():
+    """Hard constraints stand first, then the dearest; names make groups."""
+    write("m", RULES)
+    for options, groups in [
+            ([], "hard by group: hard 1\nsoft by group: idle 10, over 7\n"),
+            (["--by", "_(.)|^h"], "hard by group: h 1\nsoft by group: idle@1 10, y 4, x 3\n")]:
+        out = run(["m", "-", "--start", *options], "x: a y: a")[1]
+        check(options, out.partition("violated")[0], "penalty: 1/17 (hard/soft)\n" + groups)
+        check("order", re.findall("^violated: (.*?) .* by (.*)", out, re.M),
+              [("hard", "1"), ("idle@1", "2, costs 10"), ("over_y", "1, costs 4"),
+               ("over_x", "1, costs 3")])
+    check("--by", run(["m", "-", "--start", "--by", "("], "x: a")[0], 2)
+
+
+def random_rule(rng, names):
+    """A constraint of random kind and weight and its violation."""
+    weight = rng.choice(["inf", "1", "2", "5"])
+    head = "weight = %s type = " % weight
+    if rng.random() < 0.3:
+        scope = rng.sample(names, rng.randint(1, len(names)))
+        return (weight, head + "alldiff %s ;" % " ".join(scope),
+                lambda at, number: len(scope) - len({number(v, at[v]) for v in scope}))
+    size = rng.choice([1, 2])
+    terms = [(rng.randint(-3, 3), [(rng.choice(names), rng.choice("abc")) for _ in range(size)])
+             for _ in range(rng.randint(1, 6))]
+    bound = rng.randint(-2, 3)
+
+    def distance(at, _):
+        total = sum(c for c, on in terms if all(at[v] == a for v, a in on))
+        return max(0, total - bound)
+    text = " ".join(str(c) + "".join("(%s,%s)" % label for label in on) for c, on in terms)
+    return weight, head + "%s %s <= %d" % (["linear", "quadratic"][size - 1], text, bound), distance
+
+
+def check_improve():
+    """The best neighbours of random assignments against all neighbours."""
+    rng = random.Random(1)
+    for _ in range(300):
+        names = ["x", "y", "z", "w"][:rng.randint(1, 4)]
+        lists = {v: rng.sample("abc", 3) for v in names}
+        rules = [random_rule(rng, names) for _ in range(rng.randint(1, 5))]
+        model = "".join("variable %s in {%s}\n" % (v, ", ".join(lists[v])) for v in names)
+        model += "".join("c: %s\n" % text for _, text, _ in rules)
+        write("m", model)
+        now = {v: rng.choice("abc") for v in names}
+        start = " ".join("%s: %s" % item for item in now.items())
+        found = json.loads(run(["m", "-", "--start", "--json", "--improve"], start)[1])
+
+        def penalty(changed, now=now, rules=rules, lists=lists):
+            at, hard, soft = now | changed, 0, 0
+            for weight, _, violation in rules:
+                rise = violation(at, lambda v, a: lists[v].index(a))
+                hard, soft = (hard + rise, soft) if weight == "inf" else (
+                    hard, soft + int(weight) * rise)
+            return hard, soft
+        moves = {"change": [{v: a} for v in names for a in "abc" if a != now[v]],
+                 "swap": [{x: now[y], y: now[x]} for x, y in itertools.combinations(names, 2)
+                          if now[x] != now[y]]}
+        for kind, every in moves.items():
+            got = found["improve"][kind]
+            expected = min(map(penalty, every), default=None)
+            check((model, start, kind), got and (int(got["hard"]), int(got["soft"])), expected)
+            check((model, start, kind), got and penalty(dict(got["labels"])), expected)
+
+
+def check_conflict():
+    """Three reports of which no two fail in the same way, and one that does not."""
+    write("m", V + "".join("h%d: weight = inf type = linear 1(x,%s) 1(y,%s) <= 0\n" % (i, a, b)
+                           for i, (a, b) in enumerate(["aa", "ab", "bb"])))
+    model = open("m", encoding="latin-1").read()
+    reports = []
+    for values, hard, broken in ("ab", 3, {0: 1, 1: 2}), ("bb", 2, {2: 2}), ("aa", 3, {0: 2, 1: 1}):
+        reports.append("r" + values)
+        broken = {i: n for i, n in broken.items() if n}
+        write(reports[-1], "[best solution]\nx: %s\ny: %s\n" % tuple(values) + TAIL % (
+            "%d/0" % hard) + "".join("h%d: %d\n" % item for item in broken.items()))
+    out = run(["m", "--conflict", *reports])
+    check(model, (out[0], out[1]), (0, "".join(
+        "violated in %d of 3 reports: h%d (line %d)\n" % row for row in
+        [(3, 1, 4), (2, 0, 3), (2, 2, 5)]) +
+        "a smallest set of which every report violates one: h1 (line 4)\n"
+        "hard constraints that share a variable with it: h0 (line 3), h2 (line 5)\n"
+        "this is evidence of a conflict around them, no proof\n"))
+    check("several", run(["m", *reports])[0], 2)
+    check("no report", run(["m", "--conflict", "m"])[0], 3)
+
+
 def check_size():
     """A million terms, repeated and mirrored, take no quadratic time."""
     terms = " ".join("1(v%d,a)(v%d,b)" % (i * 7919 % 1000, i % 1000)
@@ -194,6 +293,9 @@ def main():
                 (["m", "--start"], 2), (["m", "m", "--strict"], 2):
             check(arguments, run(arguments)[0], status)
         check_json()
+        check_groups()
+        check_improve()
+        check_conflict()
         check_size()
 
 

@@ -23,16 +23,6 @@ auto sortKey(const Term& term) {
                     term.label1.value, term.label2.value);
 }
 
-Int128 distance(const Constraint& constraint, Int128 sum) {
-  if (hasUpper(constraint) && sum > constraint.upper) {
-    return sum - constraint.upper;
-  }
-  if (hasLower(constraint) && sum < constraint.lower) {
-    return constraint.lower - sum;
-  }
-  return 0;
-}
-
 Int128 numCombinations(const Model& model, const Term& term) {
   const Int128 size = model.values[term.label1.variable].size();
   return term.label1.variable == term.label2.variable
@@ -69,7 +59,7 @@ Range alldiffRange(const Model& model, const Constraint& constraint) {
 
 Int128 violation(const Constraint& constraint, const Assignment& assignment) {
   if (constraint.kind != Constraint::alldiff) {
-    return distance(constraint, sumOf(constraint, assignment));
+    return violationOf(constraint, sumOf(constraint, assignment));
   }
   Int128 repeats = 0;
   for (const auto& variables : sharedValues(constraint, assignment)) {
@@ -91,6 +81,16 @@ Int128 sumOf(const Constraint& constraint, const Assignment& assignment) {
     sum += isOn(term, assignment) ? term.coefficient : 0;
   }
   return sum;
+}
+
+Int128 violationOf(const Constraint& constraint, Int128 sum) {
+  if (hasUpper(constraint) && sum > constraint.upper) {
+    return sum - constraint.upper;
+  }
+  if (hasLower(constraint) && sum < constraint.lower) {
+    return constraint.lower - sum;
+  }
+  return 0;
 }
 
 bool hasLower(const Constraint& constraint) {
@@ -179,8 +179,8 @@ Range violationRange(const Model& model, const Constraint& constraint) {
     return alldiffRange(model, constraint);
   }
   const Range sum = sumRange(model, constraint);
-  const Int128 atLeast = distance(constraint, sum.least);
-  const Int128 atGreatest = distance(constraint, sum.greatest);
+  const Int128 atLeast = violationOf(constraint, sum.least);
+  const Int128 atGreatest = violationOf(constraint, sum.greatest);
   // Only sums that all lie beyond the same bound leave no way to satisfy it.
   const bool isAbove = hasUpper(constraint) && sum.least > constraint.upper;
   const bool isBelow = hasLower(constraint) && sum.greatest < constraint.lower;

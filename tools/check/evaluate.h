@@ -34,6 +34,9 @@ bool isOn(const Term& term, const Assignment& assignment);
 // The sum that the bounds of a linear or quadratic constraint apply to.
 Int128 sumOf(const Constraint& constraint, const Assignment& assignment);
 
+// The distance of a sum from the bounds, before its cap.
+Int128 violationOf(const Constraint& constraint, Int128 sum);
+
 // Whether the bound is one at all: its default value means none.
 bool hasLower(const Constraint& constraint);
 bool hasUpper(const Constraint& constraint);

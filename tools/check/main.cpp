@@ -13,6 +13,7 @@
 #include <iostream>
 #include <memory>
 #include <new>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -32,8 +33,11 @@ using check::Result;
 
 struct Options {
   std::string model;
-  std::string report;
-  bool hasReport = false;
+  std::vector<std::string> reports;
+  std::string grouping;
+  bool isGrouped = false;
+  bool isImproving = false;
+  bool isConflict = false;
   bool isStart = false;
   bool isStrict = false;
   std::vector<std::string> unwanted;  // kinds of warnings
@@ -62,8 +66,23 @@ std::string readFile(const std::string& name) {
   return readAll(file.get(), name);
 }
 
-void judge(const check::Model& model, const check::Report& report,
-           Result& result) {
+// What an assignment is worth.
+void evaluateReport(const Options& options, const check::Model& model,
+                    const check::Report& report, Result& result) {
+  result.isEvaluated = true;
+  result.assignment = report.assignment;
+  result.evaluation = evaluate(model, report.assignment);
+  const auto grouping =
+      options.isGrouped ? std::make_unique<check::Grouping>(options.grouping)
+                        : std::make_unique<check::Grouping>();
+  result.groups = sumGroups(model, result.evaluation, *grouping);
+  if (options.isImproving) {
+    result.neighbours = findBest(model, result.assignment, result.evaluation);
+  }
+}
+
+void judge(const Options& options, const check::Model& model,
+           const check::Report& report, Result& result) {
   using check::Report;
   if (report.kind == Report::missing) {
     result.status = check::noReport;
@@ -80,9 +99,7 @@ void judge(const check::Model& model, const check::Report& report,
     result.verdict = "differs: the report has no whole assignment";
     return;
   }
-  result.isEvaluated = true;
-  result.assignment = report.assignment;
-  result.evaluation = evaluate(model, report.assignment);
+  evaluateReport(options, model, report, result);
   if (report.kind == Report::start) {
     result.verdict = "start file: sets " + std::to_string(report.numSet) +
                      " of " + std::to_string(model.variables.size()) +
@@ -118,20 +135,56 @@ void concludeAdvice(const Options& options, const check::Model& model,
   result.verdict = result.numProblems == 0 ? summary(model) : "no model";
 }
 
+std::string readReportFile(const std::string& name) {
+  return name == "-" ? readAll(stdin, "standard input") : readFile(name);
+}
+
+// What several reports tell of the hard constraints, as text.
+void compareReports(const Options& options, const check::Model& model,
+                    Result& result) {
+  std::vector<std::vector<std::size_t>> violated;
+  for (const std::string& name : options.reports) {
+    const std::string text = readReportFile(name);
+    const check::Report report = readReport(model, text);
+    if (report.kind != check::Report::report) {
+      result.status = check::noReport;
+      result.verdict = "wcsp-check: no report: '" + name + "'";
+      return;
+    }
+    const check::Evaluation evaluation = evaluate(model, report.assignment);
+    std::vector<std::size_t> hard;
+    for (std::size_t c = 0; c < model.constraints.size(); ++c) {
+      if (model.constraints[c].weight == check::inf &&
+          evaluation.violations[c] > 0) {
+        hard.push_back(c);
+      }
+    }
+    if (!hard.empty()) {
+      violated.push_back(std::move(hard));
+    }
+  }
+  std::ostringstream out;
+  const std::size_t numReports = options.reports.size();
+  writeFailing(out, model, check::findFailing(violated), numReports,
+               numReports - violated.size());
+  result.verdict = out.str();
+  result.verdict.pop_back();
+}
+
 check::Model run(const Options& options, Result& result) {
   check::Model model;
   try {
     model = advise(options, result);
-    if (!options.hasReport) {
+    if (options.reports.empty()) {
       concludeAdvice(options, model, result);
     } else if (result.numProblems > 0) {
       result.status = check::unreadable;
       result.verdict = "no model";
+    } else if (options.isConflict) {
+      compareReports(options, model, result);
     } else {
-      const std::string report = options.report == "-"
-                                     ? readAll(stdin, "standard input")
-                                     : readFile(options.report);
-      judge(model,
+      const std::string report = readReportFile(options.reports[0]);
+      judge(options, model,
             options.isStart ? check::readStart(model, report)
                             : check::readReport(model, report),
             result);
@@ -192,11 +245,28 @@ int main2(int argc, char** argv) {
       "wcsp-check");
   app.add_option("MODEL", options.model, "The model")->required();
   CLI::Option* const report = app.add_option(
-      "REPORT", options.report, "The report; - for standard input");
+      "REPORT", options.reports, "The report; - for standard input");
+  report->type_name("TEXT");
   app.add_flag("--start", options.isStart,
                "REPORT is a start file: show what it sets")
       ->needs(report)
       ->disable_flag_override();
+  CLI::Option* const by =
+      app.add_option("--by", options.grouping,
+                     "Group constraints by what this expression matches")
+          ->type_name("REGEX")
+          ->needs(report);
+  app.add_flag("--improve", options.isImproving,
+               "Show the best change of a variable and the best swap of two")
+      ->needs(report)
+      ->disable_flag_override();
+  CLI::Option* const conflict =
+      app.add_flag(
+             "--conflict", options.isConflict,
+             "Compare the REPORTs of several seeds: which hard constraints "
+             "fail")
+          ->needs(report)
+          ->disable_flag_override();
   app.add_flag("--strict", options.isStrict,
                "Without REPORT: end with status 1 for warnings, too")
       ->excludes(report)
@@ -214,6 +284,7 @@ int main2(int argc, char** argv) {
   app.add_flag("--quiet", options.isQuiet, "Write errors only")
       ->excludes(json)
       ->disable_flag_override();
+  conflict->excludes(json);
   app.set_version_flag("--version", "wcsp-check " WCSP_VERSION);
   try {
     app.parse(argc, argv);
@@ -224,7 +295,11 @@ int main2(int argc, char** argv) {
     std::cerr << "wcsp-check: " << check::printable(error.what()) << "\n";
     return check::unreadable;
   }
-  options.hasReport = report->count() > 0;
+  options.isGrouped = by->count() > 0;
+  if (options.reports.size() > 1 && !options.isConflict) {
+    std::cerr << "wcsp-check: several reports without --conflict\n";
+    return check::unreadable;
+  }
   Result result;
   const check::Model model = run(options, result);
   write(options, model, result);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <nlohmann/json.hpp>
+#include <tuple>
 
 namespace check {
 
@@ -36,21 +37,46 @@ std::string sumText(const Constraint& constraint, Int128 sum) {
          std::to_string(isAbove ? constraint.upper : constraint.lower);
 }
 
+void writeTerm(std::ostream& out, const Namer& namer,
+               const Constraint& constraint, const Term& term) {
+  out << term.coefficient << " " << namer.label(term.label1);
+  if (constraint.kind == Constraint::quadratic) {
+    out << namer.label(term.label2);
+  }
+}
+
+// Below its bound a sum lacks terms that would raise it: the first of them.
+void writeLacking(std::ostream& out, const Namer& namer,
+                  const Constraint& constraint, const Assignment& assignment) {
+  constexpr std::size_t maxShown = 5;
+  if (!hasLower(constraint) ||
+      sumOf(constraint, assignment) >= constraint.lower) {
+    return;
+  }
+  std::size_t count = 0;
+  for (const Term& term : constraint.terms) {
+    if (term.coefficient > 0 && !isOn(term, assignment) &&
+        ++count <= maxShown) {
+      out << (count == 1 ? "  lacks " : ", ");
+      writeTerm(out, namer, constraint, term);
+    }
+  }
+  out << (count > maxShown ? ", ...\n" : count > 0 ? "\n" : "");
+}
+
 void writeTerms(std::ostream& out, const Namer& namer,
                 const Constraint& constraint, const Assignment& assignment) {
   bool isAnyOn = false;
   out << "  " << sumText(constraint, sumOf(constraint, assignment));
   for (const Term& term : constraint.terms) {
     if (isOn(term, assignment)) {
-      out << (isAnyOn ? "" : " with") << "\n    " << term.coefficient << " "
-          << namer.label(term.label1);
-      if (constraint.kind == Constraint::quadratic) {
-        out << namer.label(term.label2);
-      }
+      out << (isAnyOn ? "" : " with") << "\n    ";
+      writeTerm(out, namer, constraint, term);
       isAnyOn = true;
     }
   }
   out << (isAnyOn ? "\n" : ", no term is on\n");
+  writeLacking(out, namer, constraint, assignment);
 }
 
 void writeShared(std::ostream& out, const Namer& namer,
@@ -70,11 +96,70 @@ void writeViolated(std::ostream& out, const Namer& namer,
   out << "violated: " << printable(constraint.name) << " (line "
       << constraint.line << ", " << kindNames[constraint.kind] << ", weight "
       << (constraint.weight == inf ? "inf" : std::to_string(constraint.weight))
-      << ") by " << violation << "\n";
+      << ") by " << violation;
+  if (constraint.weight != inf) {
+    out << ", costs " << decimal(costOf(constraint, violation));
+  }
+  out << "\n";
   if (constraint.kind == Constraint::alldiff) {
     writeShared(out, namer, constraint, assignment);
   } else {
     writeTerms(out, namer, constraint, assignment);
+  }
+}
+
+// "soft by group: over 408, idle 360"
+void writeGroups(std::ostream& out, const char* kind,
+                 const std::vector<Group>& groups, Int128 Group::*sum) {
+  constexpr std::size_t maxShown = 20;
+  std::size_t count = 0;
+  for (const Group& group : groups) {
+    if (group.*sum > 0 && ++count <= maxShown) {
+      out << (count == 1 ? std::string(kind) + " by group: "
+                         : std::string(", "))
+          << printable(group.name) << " " << decimal(group.*sum);
+    }
+  }
+  out << (count > maxShown ? ", ...\n" : count > 0 ? "\n" : "");
+}
+
+// "no change of one variable is better: the best, x from a to b, gives 0/3, and
+// 's' rises most"
+void writeMove(std::ostream& out, const Model& model, const Result& result,
+               const std::optional<Move>& move, const char* what) {
+  const Namer namer{model};
+  if (!move) {
+    out << "no " << what << " is possible\n";
+    return;
+  }
+  const Evaluation& now = result.evaluation;
+  const bool isBetter =
+      std::tie(move->hard, move->soft) < std::tie(now.hard, now.soft);
+  out << (isBetter ? "a " : "no ") << what
+      << (isBetter ? " is better: " : " is better: the best, ");
+  for (std::size_t i = 0; i < move->labels.size(); ++i) {
+    const Label& label = move->labels[i];
+    const unsigned v = label.variable;
+    out << (i > 0 ? " and " : "") << namer.variable(v) << " from "
+        << namer.value({v, result.assignment[v]}) << " to "
+        << namer.value(label);
+  }
+  out << (isBetter ? " gives " : ", gives ") << decimal(move->hard) << "/"
+      << decimal(move->soft) << " (hard/soft)";
+  const auto holder =
+      isBetter ? std::nullopt : heldBy(model, result.assignment, now, *move);
+  if (holder) {
+    out << ", held by " << printable(model.constraints[*holder].name);
+  }
+  out << "\n";
+}
+
+void writeNeighbours(std::ostream& out, const Model& model,
+                     const Result& result) {
+  writeMove(out, model, result, result.neighbours->change, "change");
+  writeMove(out, model, result, result.neighbours->swap, "swap");
+  if (!result.neighbours->areSwapsAll) {
+    out << "not all swaps were tried: they are too many\n";
   }
 }
 
@@ -159,6 +244,20 @@ void writeJsonViolated(std::ostream& out, const Namer& namer,
   out << '}';
 }
 
+void writeJsonMove(std::ostream& out, const Namer& namer,
+                   const std::optional<Move>& move) {
+  if (!move) {
+    out << "null";
+    return;
+  }
+  out << R"({"hard":")" << decimal(move->hard) << R"(","soft":")"
+      << decimal(move->soft) << R"(","labels":)";
+  writeList(out, move->labels.size(), [&](std::size_t i) {
+    writeJsonLabel(out, namer, move->labels[i]);
+  });
+  out << '}';
+}
+
 void writeJsonEvaluation(std::ostream& out, const Model& model,
                          const Result& result) {
   const Namer namer{model};
@@ -169,11 +268,22 @@ void writeJsonEvaluation(std::ostream& out, const Model& model,
     const auto v = static_cast<unsigned>(i);
     writeJsonLabel(out, namer, {v, result.assignment[v]});
   });
-  std::vector<std::size_t> violated;
-  for (std::size_t c = 0; c < model.constraints.size(); ++c) {
-    if (result.evaluation.violations[c] > 0) {
-      violated.push_back(c);
-    }
+  const std::vector<std::size_t> violated =
+      violatedByCost(model, result.evaluation);
+  out << R"(,"groups":)";
+  writeList(out, result.groups.size(), [&](std::size_t i) {
+    const Group& group = result.groups[i];
+    out << R"({"name":)" << jsonText(printable(group.name)) << R"(,"hard":")"
+        << decimal(group.hard) << R"(","soft":")" << decimal(group.soft)
+        << R"("})";
+  });
+  if (result.neighbours) {
+    out << R"(,"improve":{"change":)";
+    writeJsonMove(out, namer, result.neighbours->change);
+    out << R"(,"swap":)";
+    writeJsonMove(out, namer, result.neighbours->swap);
+    out << R"(,"all":)" << (result.neighbours->areSwapsAll ? "true" : "false")
+        << '}';
   }
   out << R"(,"violated":)";
   writeList(out, violated.size(), [&](std::size_t i) {
@@ -219,12 +329,14 @@ void writeText(std::ostream& out, const Model& model, const Result& result) {
   if (result.isEvaluated) {
     out << "penalty: " << decimal(result.evaluation.hard) << "/"
         << decimal(result.evaluation.soft) << " (hard/soft)\n";
-    for (std::size_t c = 0; c < model.constraints.size(); ++c) {
-      if (const int violation = result.evaluation.violations[c];
-          violation > 0) {
-        writeViolated(out, {model}, model.constraints[c], violation,
-                      result.assignment);
-      }
+    writeGroups(out, "hard", result.groups, &Group::hard);
+    writeGroups(out, "soft", result.groups, &Group::soft);
+    for (const std::size_t c : violatedByCost(model, result.evaluation)) {
+      writeViolated(out, {model}, model.constraints[c],
+                    result.evaluation.violations[c], result.assignment);
+    }
+    if (result.neighbours) {
+      writeNeighbours(out, model, result);
     }
   }
   for (const std::string& difference : result.differences) {
@@ -257,6 +369,43 @@ void writeJson(std::ostream& out, const Model& model, const Result& result) {
     writeJsonEvaluation(out, model, result);
   }
   out << "}\n";
+}
+
+void writeFailing(std::ostream& out, const Model& model, const Failing& failing,
+                  std::size_t numReports, std::size_t numSatisfying) {
+  constexpr std::size_t maxShown = 20;
+  const auto title = [&model](std::size_t c) {
+    return printable(model.constraints[c].name) + " (line " +
+           std::to_string(model.constraints[c].line) + ")";
+  };
+  for (std::size_t i = 0; i < std::min(failing.all.size(), maxShown); ++i) {
+    out << "violated in " << failing.all[i].count << " of " << numReports
+        << " reports: " << title(failing.all[i].constraint) << "\n";
+  }
+  if (failing.all.size() > maxShown) {
+    out << failing.all.size() - maxShown << " more are violated less often\n";
+  }
+  if (numSatisfying > 0) {
+    out << "no conflict: " << numSatisfying << " of " << numReports
+        << " reports satisfy all hard constraints\n";
+    return;
+  }
+  out << (failing.isSmallest ? "a smallest set" : "a set")
+      << " of which every report violates one: ";
+  const auto writeTitles = [&](const std::vector<std::size_t>& constraints) {
+    constexpr std::size_t maxTitles = 10;
+    for (std::size_t i = 0; i < std::min(constraints.size(), maxTitles); ++i) {
+      out << (i > 0 ? ", " : "") << title(constraints[i]);
+    }
+    out << (constraints.size() > maxTitles ? ", ...\n" : "\n");
+  };
+  writeTitles(failing.set);
+  const auto neighbours = hardNeighbours(model, failing.set);
+  if (!neighbours.empty()) {
+    out << "hard constraints that share a variable with it: ";
+    writeTitles(neighbours);
+  }
+  out << "this is evidence of a conflict around them, no proof\n";
 }
 
 void writeWarnings(std::ostream& out, const std::string& fileName,

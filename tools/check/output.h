@@ -7,6 +7,7 @@
 #ifndef TOOLS_CHECK_OUTPUT_H_
 #define TOOLS_CHECK_OUTPUT_H_
 
+#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -14,6 +15,9 @@
 
 #include "tools/check/advice.h"
 #include "tools/check/evaluate.h"
+#include "tools/check/failing.h"
+#include "tools/check/groups.h"
+#include "tools/check/improve.h"
 #include "tools/check/model.h"
 #include "tools/check/report.h"
 #include "tools/check/warnings.h"
@@ -41,6 +45,8 @@ struct Result {
   bool isEvaluated = false;  // whether the following two mean anything
   Assignment assignment;
   Evaluation evaluation;
+  std::vector<Group> groups;             // with a penalty, the greatest first
+  std::optional<Neighbours> neighbours;  // where they are asked for
 };
 
 // "\x1b" for the byte 27, "\\" for a backslash.
@@ -54,6 +60,10 @@ void writeText(std::ostream& out, const Model& model, const Result& result);
 // The same and the warnings, as one JSON object, written piece by piece: it
 // takes no memory that grows with the model.
 void writeJson(std::ostream& out, const Model& model, const Result& result);
+
+// What the reports of several runs tell; some satisfy all hard constraints.
+void writeFailing(std::ostream& out, const Model& model, const Failing& failing,
+                  std::size_t numReports, std::size_t numSatisfying);
 
 // A line for each warning, each opened by the name of the model's file.
 void writeWarnings(std::ostream& out, const std::string& fileName,

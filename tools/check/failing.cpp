@@ -1,0 +1,136 @@
+// Sets are tried by their size: one of the constraints of the first report that
+// no chosen constraint is in has to be in the set.
+
+#include "tools/check/failing.h"
+
+#include <algorithm>
+#include <map>
+
+namespace check {
+
+namespace {
+
+class Chooser {
+ public:
+  Chooser(const std::vector<std::vector<std::size_t>>& reportLists,
+          const std::map<std::size_t, std::size_t>& reportCounts)
+      : reports(reportLists), counts(reportCounts) {}
+
+  // Whether a set of at most this size does; `chosen` holds it then.
+  bool choose(std::size_t size);
+  bool isCutOff() const { return steps >= maxSteps; }
+
+  std::vector<std::size_t> chosen;
+
+ private:
+  static constexpr std::size_t maxSteps = 200000;
+
+  const std::vector<std::size_t>* firstMissed() const;
+
+  const std::vector<std::vector<std::size_t>>& reports;
+  const std::map<std::size_t, std::size_t>& counts;
+  std::size_t steps = 0;
+};
+
+const std::vector<std::size_t>* Chooser::firstMissed() const {
+  for (const auto& report : reports) {
+    const bool isMet =
+        std::any_of(chosen.begin(), chosen.end(), [&report](std::size_t c) {
+          return std::binary_search(report.begin(), report.end(), c);
+        });
+    if (!isMet) {
+      return &report;
+    }
+  }
+  return nullptr;
+}
+
+bool Chooser::choose(std::size_t size) {
+  const std::vector<std::size_t>* const missed = firstMissed();
+  if (missed == nullptr) {
+    return true;
+  }
+  if (size == 0 || ++steps >= maxSteps) {
+    return false;
+  }
+  std::vector<std::size_t> candidates = *missed;
+  std::stable_sort(candidates.begin(), candidates.end(),
+                   [this](std::size_t a, std::size_t b) {
+                     return counts.at(a) > counts.at(b);
+                   });
+  for (const std::size_t c : candidates) {
+    chosen.push_back(c);
+    if (choose(size - 1)) {
+      return true;
+    }
+    chosen.pop_back();
+  }
+  return false;
+}
+
+// Calls act for each variable of the constraint, for some more than once.
+void forVariables(const Constraint& constraint, auto act) {
+  std::for_each(constraint.variables.begin(), constraint.variables.end(), act);
+  for (const Term& term : constraint.terms) {
+    act(term.label1.variable);
+    act(term.label2.variable);
+  }
+}
+
+}  // namespace
+
+std::vector<std::size_t> hardNeighbours(const Model& model,
+                                        const std::vector<std::size_t>& set) {
+  std::vector<bool> isShared(model.variables.size());
+  for (const std::size_t c : set) {
+    forVariables(model.constraints[c],
+                 [&isShared](unsigned v) { isShared[v] = true; });
+  }
+  std::vector<std::size_t> neighbours;
+  for (std::size_t c = 0; c < model.constraints.size(); ++c) {
+    bool isNeighbour = false;
+    forVariables(model.constraints[c],
+                 [&](unsigned v) { isNeighbour = isNeighbour || isShared[v]; });
+    if (isNeighbour && model.constraints[c].weight == inf &&
+        !std::binary_search(set.begin(), set.end(), c)) {
+      neighbours.push_back(c);
+    }
+  }
+  return neighbours;
+}
+
+Failing findFailing(const std::vector<std::vector<std::size_t>>& reports) {
+  std::map<std::size_t, std::size_t> counts;
+  for (const auto& report : reports) {
+    for (const std::size_t c : report) {
+      ++counts[c];
+    }
+  }
+  Failing failing;
+  for (const auto& [constraint, count] : counts) {
+    failing.all.push_back({constraint, count});
+  }
+  std::stable_sort(
+      failing.all.begin(), failing.all.end(),
+      [](const Failure& a, const Failure& b) { return a.count > b.count; });
+  Chooser chooser(reports, counts);
+  for (std::size_t size = 1; size <= reports.size(); ++size) {
+    if (chooser.choose(size)) {
+      break;
+    }
+    if (chooser.isCutOff()) {
+      failing.isSmallest = false;
+      for (const auto& report : reports) {
+        chooser.chosen.push_back(report.front());
+      }
+      break;
+    }
+  }
+  failing.set = chooser.chosen;
+  std::sort(failing.set.begin(), failing.set.end());
+  failing.set.erase(std::unique(failing.set.begin(), failing.set.end()),
+                    failing.set.end());
+  return failing;
+}
+
+}  // namespace check

@@ -1,0 +1,56 @@
+// Penalties summed by groups of constraints, which the names give.
+
+#ifndef TOOLS_CHECK_GROUPS_H_
+#define TOOLS_CHECK_GROUPS_H_
+
+#include <regex.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/check/evaluate.h"
+#include "tools/check/model.h"
+
+namespace check {
+
+struct Group {
+  std::string name;
+  Int128 hard = 0;
+  Int128 soft = 0;
+};
+
+// A rule that gives the name of a constraint the name of its group: what an
+// extended regular expression matches, or its first part in parentheses; what
+// it does not match is its own group. Without one, the text before the first
+// digit, '_', '[' or '@'.
+class Grouping {
+ public:
+  Grouping() = default;
+  // Throws std::runtime_error for what is no regular expression.
+  explicit Grouping(const std::string& expression);
+  ~Grouping();
+  Grouping(const Grouping&) = delete;
+  Grouping& operator=(const Grouping&) = delete;
+
+  std::string groupOf(const std::string& name) const;
+
+ private:
+  bool hasPattern = false;
+  regex_t pattern{};
+};
+
+// The groups with a penalty, the greatest first.
+std::vector<Group> sumGroups(const Model& model, const Evaluation& evaluation,
+                             const Grouping& grouping);
+
+// The constraints that are violated: hard ones first, then by what they cost.
+std::vector<std::size_t> violatedByCost(const Model& model,
+                                        const Evaluation& evaluation);
+
+// Weight times violation of a soft constraint; the violation of a hard one.
+Int128 costOf(const Constraint& constraint, int violation);
+
+}  // namespace check
+
+#endif  // TOOLS_CHECK_GROUPS_H_

@@ -1,0 +1,276 @@
+// What a move changes is summed over the terms of the variables that it sets:
+// all values of one variable together, each swap on its own.
+
+#include "tools/check/improve.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <tuple>
+#include <utility>
+
+#include "tools/check/groups.h"
+
+namespace check {
+
+namespace {
+
+// That a move costs at most, so that swaps take seconds.
+constexpr std::int64_t maxSteps = 300000000;
+
+// A constraint of a variable and its terms that name the variable.
+struct Use {
+  std::size_t constraint = 0;
+  std::vector<std::uint32_t> terms;  // empty for an all-different
+};
+
+struct Penalty {
+  Int128 hard = 0;
+  Int128 soft = 0;
+
+  void add(const Constraint& constraint, Int128 violation) {
+    if (constraint.weight == inf) {
+      hard += violation;
+    } else {
+      soft += constraint.weight * violation;
+    }
+  }
+};
+
+Int128 capped(Int128 violation) {
+  return std::min<Int128>(violation, inf);
+}
+
+class Finder {
+ public:
+  Finder(const Model& subject, const Assignment& current,
+         const Evaluation& currentEvaluation);
+
+  void tryChanges(unsigned v, std::optional<Move>& best) const;
+  // Whether there was time for all.
+  bool trySwaps(std::optional<Move>& best);
+
+ private:
+  int turn(std::size_t c, unsigned from, unsigned to);
+  void consider(std::vector<Label> labels, const Penalty& penalty,
+                std::optional<Move>& best) const;
+  Penalty swapped(unsigned x, unsigned y, unsigned xValue, unsigned yValue);
+
+  const Model& model;
+  Assignment assignment;  // moved for a while and set back
+  const Evaluation& evaluation;
+  std::vector<std::vector<Use>> uses;  // of each variable, ascending
+  std::vector<Int128> sums;            // of each constraint
+  // How many variables of each all-different have each value number.
+  std::vector<std::vector<unsigned>> counts;
+  std::int64_t steps = 0;
+};
+
+Finder::Finder(const Model& subject, const Assignment& current,
+               const Evaluation& currentEvaluation)
+    : model(subject),
+      assignment(current),
+      evaluation(currentEvaluation),
+      uses(subject.variables.size()),
+      counts(subject.constraints.size()) {
+  const auto useOf = [this](unsigned v, std::size_t c) -> Use& {
+    if (uses[v].empty() || uses[v].back().constraint != c) {
+      uses[v].push_back({c, {}});
+    }
+    return uses[v].back();
+  };
+  for (std::size_t c = 0; c < model.constraints.size(); ++c) {
+    const Constraint& constraint = model.constraints[c];
+    for (std::uint32_t i = 0; i < constraint.terms.size(); ++i) {
+      const Term& term = constraint.terms[i];
+      useOf(term.label1.variable, c).terms.push_back(i);
+      if (term.label2.variable != term.label1.variable) {
+        useOf(term.label2.variable, c).terms.push_back(i);
+      }
+    }
+    for (const unsigned v : distinctVariables(constraint)) {
+      useOf(v, c);
+      counts[c].resize(
+          std::max<std::size_t>(counts[c].size(), model.values[v].size()));
+      ++counts[c][assignment[v]];
+    }
+    sums.push_back(sumOf(constraint, assignment));
+  }
+}
+
+void Finder::consider(std::vector<Label> labels, const Penalty& penalty,
+                      std::optional<Move>& best) const {
+  if (!best ||
+      std::tie(penalty.hard, penalty.soft) < std::tie(best->hard, best->soft)) {
+    best = Move{std::move(labels), penalty.hard, penalty.soft};
+  }
+}
+
+// The terms of a use are summed for all values of the variable in one pass.
+void Finder::tryChanges(unsigned v, std::optional<Move>& best) const {
+  const unsigned size = model.values[v].size();
+  const unsigned now = assignment[v];
+  std::vector<Penalty> penalties(size, {evaluation.hard, evaluation.soft});
+  std::vector<Int128> gains(size);
+  for (const Use& use : uses[v]) {
+    const Constraint& constraint = model.constraints[use.constraint];
+    const Int128 before = evaluation.violations[use.constraint];
+    std::fill(gains.begin(), gains.end(), 0);
+    if (constraint.kind == Constraint::alldiff) {
+      for (unsigned a = 0; a < size; ++a) {
+        gains[a] = counts[use.constraint][a] > (a == now ? 1U : 0U) ? 1 : 0;
+      }
+    }
+    for (const std::uint32_t i : use.terms) {
+      const Term& term = constraint.terms[i];
+      const bool isFirst = term.label1.variable == v;
+      const Label& own = isFirst ? term.label1 : term.label2;
+      const Label& other = isFirst ? term.label2 : term.label1;
+      const bool isOtherOn = other.variable == v
+                                 ? other.value == own.value
+                                 : assignment[other.variable] == other.value;
+      gains[own.value] += isOtherOn ? term.coefficient : 0;
+    }
+    const Int128 rest = sums[use.constraint] - gains[now];
+    for (unsigned a = 0; a < size; ++a) {
+      const Int128 after =
+          constraint.kind == Constraint::alldiff
+              ? before - gains[now] + gains[a]
+              : capped(violationOf(constraint, rest + gains[a]));
+      penalties[a].add(constraint, after - before);
+    }
+  }
+  for (unsigned a = 0; a < size; ++a) {
+    if (a != now) {
+      consider({{v, a}}, penalties[a], best);
+    }
+  }
+}
+
+// Moves one variable of an all-different; what that adds to its violation.
+int Finder::turn(std::size_t c, unsigned from, unsigned to) {
+  const int lost = --counts[c][from] > 0 ? 1 : 0;
+  const int gained = counts[c][to]++ > 0 ? 1 : 0;
+  return gained - lost;
+}
+
+// The penalties after the swap; a term of both variables counts once.
+Penalty Finder::swapped(unsigned x, unsigned y, unsigned xValue,
+                        unsigned yValue) {
+  Penalty penalty{evaluation.hard, evaluation.soft};
+  const unsigned xNow = assignment[x];
+  const unsigned yNow = assignment[y];
+  const auto sumOn = [&](const Constraint& constraint, const Use& ofX,
+                         const Use& ofY) {
+    Int128 sum = 0;
+    for (const std::uint32_t i : ofX.terms) {
+      const Term& term = constraint.terms[i];
+      sum += isOn(term, assignment) ? term.coefficient : 0;
+    }
+    for (const std::uint32_t i : ofY.terms) {
+      const Term& term = constraint.terms[i];
+      const bool isOfX = term.label1.variable == x || term.label2.variable == x;
+      sum += !isOfX && isOn(term, assignment) ? term.coefficient : 0;
+    }
+    return sum;
+  };
+  const auto change = [&](std::size_t c, const Use* ofX, const Use* ofY) {
+    const Constraint& constraint = model.constraints[c];
+    if (constraint.kind == Constraint::alldiff) {
+      Int128 rise = ofX != nullptr ? turn(c, xNow, xValue) : 0;
+      rise += ofY != nullptr ? turn(c, yNow, yValue) : 0;
+      penalty.add(constraint, rise);
+      if (ofX != nullptr) {
+        turn(c, xValue, xNow);
+      }
+      if (ofY != nullptr) {
+        turn(c, yValue, yNow);
+      }
+      ++steps;
+      return;
+    }
+    const Use nothing;
+    const Use& first = ofX != nullptr ? *ofX : nothing;
+    const Use& second = ofY != nullptr ? *ofY : nothing;
+    Int128 sum = sums[c] - sumOn(constraint, first, second);
+    std::tie(assignment[x], assignment[y]) = std::pair(xValue, yValue);
+    sum += sumOn(constraint, first, second);
+    std::tie(assignment[x], assignment[y]) = std::pair(xNow, yNow);
+    steps +=
+        static_cast<std::int64_t>(1 + first.terms.size() + second.terms.size());
+    penalty.add(constraint, capped(violationOf(constraint, sum)) -
+                                evaluation.violations[c]);
+  };
+  auto i = uses[x].begin();
+  auto k = uses[y].begin();
+  while (i != uses[x].end() || k != uses[y].end()) {
+    const bool isX = i != uses[x].end() &&
+                     (k == uses[y].end() || i->constraint <= k->constraint);
+    const bool isY = k != uses[y].end() &&
+                     (i == uses[x].end() || k->constraint <= i->constraint);
+    change(isX ? i->constraint : k->constraint, isX ? &*i : nullptr,
+           isY ? &*k : nullptr);
+    i += isX ? 1 : 0;
+    k += isY ? 1 : 0;
+  }
+  return penalty;
+}
+
+bool Finder::trySwaps(std::optional<Move>& best) {
+  for (unsigned x = 0; x < model.variables.size(); ++x) {
+    for (unsigned y = x + 1; y < model.variables.size(); ++y) {
+      const std::string& ofX = model.values[x][assignment[x]];
+      const std::string& ofY = model.values[y][assignment[y]];
+      const unsigned xValue = model.values[x].find(ofY);
+      const unsigned yValue = model.values[y].find(ofX);
+      if (++steps > maxSteps) {
+        return false;
+      }
+      if (ofX != ofY && xValue < model.values[x].size() &&
+          yValue < model.values[y].size()) {
+        consider({{x, xValue}, {y, yValue}}, swapped(x, y, xValue, yValue),
+                 best);
+      }
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+Neighbours findBest(const Model& model, const Assignment& assignment,
+                    const Evaluation& evaluation) {
+  Finder finder(model, assignment, evaluation);
+  Neighbours neighbours;
+  for (unsigned v = 0; v < model.variables.size(); ++v) {
+    finder.tryChanges(v, neighbours.change);
+  }
+  neighbours.areSwapsAll = finder.trySwaps(neighbours.swap);
+  return neighbours;
+}
+
+std::optional<std::size_t> heldBy(const Model& model,
+                                  const Assignment& assignment,
+                                  const Evaluation& evaluation,
+                                  const Move& move) {
+  Assignment moved = assignment;
+  for (const Label& label : move.labels) {
+    moved[label.variable] = label.value;
+  }
+  const Evaluation after = evaluate(model, moved);
+  std::optional<std::size_t> holder;
+  std::pair<bool, Int128> most;
+  for (std::size_t c = 0; c < model.constraints.size(); ++c) {
+    const Constraint& constraint = model.constraints[c];
+    const std::pair rise(constraint.weight == inf,
+                         costOf(constraint, after.violations[c]) -
+                             costOf(constraint, evaluation.violations[c]));
+    if (rise.second > 0 && (!holder || rise > most)) {
+      holder = c;
+      most = rise;
+    }
+  }
+  return holder;
+}
+
+}  // namespace check
