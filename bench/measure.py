@@ -24,10 +24,14 @@ Workload = collections.namedtuple("Workload", "iterations runs")
 # runs, with one seed after the other, is one whose search ends by itself soon.
 WORKLOADS = {
     "colouring": Workload(100000, 1),
+    "colouring31": Workload(40000, 1),
+    "frequencies": Workload(300000, 1),
     "qap20": Workload(80000, 1),
     "qap30": Workload(20000, 1),
+    "qap30pairs": Workload(100000, 1),
     "latin40": Workload(120000, 1),
     "roster60": Workload(320000, 2),
+    "roster150": Workload(300000, 2),
     "sat1000": Workload(1000000, 1),
 }
 READING = "reading"

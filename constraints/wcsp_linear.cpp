@@ -177,7 +177,8 @@ int WcspLinear::updateSingle(std::vector<unsigned> const& before,
 int WcspLinear::updateBlocks(std::vector<unsigned> const& before,
                              std::vector<unsigned> const& assignment,
                              unsigned variable) {
-  auto const& [index, coefficients] = *blocks;
+  LabelIndex const& index = blocks->index;
+  std::vector<std::int64_t> const& coefficients = blocks->coefficients;
   const auto gain = [&](LabelIndex::Block const& block, unsigned label) {
     return label == block.end ? 0 : coefficients[label];
   };

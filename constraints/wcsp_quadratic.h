@@ -3,13 +3,16 @@
 
 #pragma once
 
-#include <cstddef>
+#include <array>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "constraints/array.h"
-#include "constraints/label_index.h"
 #include "solver/wcsp.h"
+
+class PairTable;
+class QuadraticSum;
 
 /// lower <= sum of the coefficients of the terms whose labels are both on
 /// <= upper. The violation is the distance of the sum from that interval, at
@@ -41,34 +44,20 @@ class WCSP_EXPORT WcspQuadratic : public WcspConstraint {
 
   void preprocess() override;
   int calculate(std::vector<unsigned> const& assignment) override;
+  bool isUpdatable() const override { return true; }
+  void track(std::vector<unsigned> const& assignment) override;
+  int update(std::vector<unsigned> const& before,
+             std::vector<unsigned> const& assignment,
+             unsigned variable) override;
 
  private:
-  LabelIndex index;  ///< of all labels in the terms
-  /// Where the run of each label begins in the runs, and one more, the end.
-  std::vector<unsigned> offsets;
-  /// The runs: for each label the terms that join it with another one, in
-  /// pieces of partners with consecutive numbers. A piece is the number of its
-  /// first partner, its length and its coefficients side by side; a coefficient
-  /// of 0 bridges a short gap.
-  std::vector<std::int32_t> narrowRuns;  ///< if any sum of coefficients fits
-  std::vector<std::int64_t> wideRuns;    ///< otherwise
-  bool isWide = false;                   ///< which of the two is in use
-  std::vector<std::int64_t> selfCoefficients;  ///< by label; empty: all are 0
+  PairTable const* table = nullptr;        ///< where it suits; shared
+  std::array<unsigned, 2> variables = {};  ///< of the table
+  std::shared_ptr<QuadraticSum> sum;       ///< otherwise, unless without terms
 
-  template <class Sum>
-  void layOut(std::vector<std::uint64_t> const& keys, std::vector<Sum>& runs);
-  template <class Sum>
-  int evaluate(Sum const* runs, std::vector<unsigned> const& assignment) const;
-  template <class Sum>
-  int evaluateDense(Sum const* runs) const;
-  template <class Sum>
-  int evaluateSparse(Sum const* runs) const;
-  std::size_t numLabels() const;
-  template <class Sum>
-  void addRun(Sum const* runs, unsigned label, Sum* gains) const;
-  void forEachPiece(auto const* runs, unsigned label, auto act) const;
-  void forEachCurrent(auto act) const;
-  void forEachCurrentBackwards(auto act) const;
-  template <class Sum>
-  std::int64_t sumOf(Sum const* gains, std::int64_t selfSum) const;
+  /// Returns whether a table suits the terms.
+  bool makePair();
+  int calculatePair(std::vector<unsigned> const& assignment) const;
+  int updatePair(std::vector<unsigned> const& before,
+                 std::vector<unsigned> const& assignment) const;
 };

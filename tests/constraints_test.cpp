@@ -245,14 +245,24 @@ void updateAtRandom(std::mt19937& random, Kind kind, Shape const& shape) {
   }
 }
 
+/// Those above, two variables alone, and many of which a move touches few.
+std::vector<Shape> withPairsAndCrowd() {
+  std::vector<Shape> all = shapes;
+  all.push_back({{4, 4}, smallNumbers});
+  all.push_back({{12, 12}, smallNumbers});
+  all.push_back({std::vector<unsigned>(12, 3), smallNumbers});
+  return all;
+}
+
 TEST(Constraints, UpdatesReportWhatChanges) {
+  const std::vector<Shape> updatedShapes = withPairsAndCrowd();
   for (const Kind kind : {Kind::linear, Kind::quadratic, Kind::alldiff}) {
-    for (std::size_t s = 0; s < shapes.size(); ++s) {
+    for (std::size_t s = 0; s < updatedShapes.size(); ++s) {
       for (unsigned seed = 1; seed <= 400 && !HasFailure(); ++seed) {
         SCOPED_TRACE(testing::Message() << "kind " << static_cast<int>(kind)
                                         << " shape " << s << " seed " << seed);
         std::mt19937 random(seed);
-        updateAtRandom(random, kind, shapes[s]);
+        updateAtRandom(random, kind, updatedShapes[s]);
       }
     }
   }

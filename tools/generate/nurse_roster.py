@@ -44,9 +44,11 @@ OPTIMUM = 40
 
 
 def nurse_roster(nurses, seed, comment, target=None):
-    """The model as text, for at most len(NAMES) nurses."""
+    """The model as text; beyond the names there are, they come again numbered."""
     draw = Draw(seed)
-    names = NAMES[:nurses]
+    rounds = -(-nurses // len(NAMES))
+    names = [name + (str(again + 1) if again else "")
+             for again in range(rounds) for name in NAMES][:nurses]
     days = ["w%d%s" % (week, day)
             for week in range(1, WEEKS + 1) for day in WEEKDAYS]
     model = Model(comment)

@@ -36,7 +36,57 @@ def colouring(vertices, seed):
     return model.text()
 
 
-def assignment(facilities, seed):
+def dense_colouring(vertices, seed):
+    """0.484 of all edges, 31 colours, one quadratic constraint per edge.
+
+    The edges include all pairs of 32 vertices, which 31 colours can't serve.
+    """
+    draw = Draw(seed)
+    model = Model("Colouring of a dense graph of %d vertices." % vertices)
+    colours = list(range(31))
+    names = ["vertex_%d" % v for v in range(vertices)]
+    for name in names:
+        model.variable(name, colours)
+    crowd = set(draw.sample(range(vertices), len(colours) + 1))
+    for u in range(vertices):
+        for v in range(u + 1, vertices):
+            if draw.below(1000) < 484 or (u in crowd and v in crowd):
+                model.quadratic("edge_%d_%d" % (u, v), 1,
+                                [(1, names[u], colour, names[v], colour)
+                                 for colour in colours], "<=", 0)
+    return model.text()
+
+
+def frequencies(links, seed):
+    """Links that take one of 40 frequencies; 1,200 pairs of 100 keep a distance,
+    and each step that lacks costs more.
+
+    The links include 9 that need 6 of distance from each other.
+    """
+    draw = Draw(seed)
+    model = Model("Frequencies of %d links." % links)
+    values = list(range(40))
+    names = ["link_%d" % v for v in range(links)]
+    for name in names:
+        model.variable(name, values)
+    crowd = draw.sample(range(links), 9)
+    pairs = {(u, v) for u in crowd for v in crowd if u < v}
+    while len(pairs) < 12 * links:
+        u = draw.below(links)
+        v = draw.below(links)
+        if u < v:
+            pairs.add((u, v))
+    for u, v in sorted(pairs):
+        distance = 6 if u in crowd and v in crowd else draw.between(1, 8)
+        model.quadratic(
+            "apart_%d_%d" % (u, v), draw.between(1, 9),
+            [((distance - abs(i - j)) ** 2, names[u], i, names[v], j)
+             for i in values for j in values if abs(i - j) < distance],
+            "<=", 0)
+    return model.text()
+
+
+def assignment(facilities, seed, by_pairs=False):
     """Quadratic assignment: all terms in one constraint, one all-different.
 
     Every flow and distance is positive, and so is the cost.
@@ -55,11 +105,22 @@ def assignment(facilities, seed):
     for f in range(facilities):
         for g in range(f):
             flow = draw.between(1, 9)
-            terms += [(flow * distance[i][j], names[f], i, names[g], j)
+            joined = [(flow * distance[i][j], names[f], i, names[g], j)
                       for i in places for j in places if i != j]
+            terms.append(("cost_%d_%d" % (f, g), joined))
     model.all_different("one_each", HARD, names)
-    model.quadratic("cost", 1, terms, "<=", 0)
+    if by_pairs:
+        for name, joined in terms:
+            model.quadratic(name, 1, joined, "<=", 0)
+    else:
+        model.quadratic("cost", 1, [term for _, joined in terms
+                                    for term in joined], "<=", 0)
     return model.text()
+
+
+def assignment_by_pairs(facilities, seed):
+    """Quadratic assignment, one constraint for each pair of facilities."""
+    return assignment(facilities, seed, by_pairs=True)
 
 
 def latin(order, seed):
@@ -141,10 +202,14 @@ def reading(megabytes, seed):
 # Name: generator and its size.
 WORKLOADS = {
     "colouring": (colouring, 500),
+    "colouring31": (dense_colouring, 300),
+    "frequencies": (frequencies, 100),
     "qap20": (assignment, 20),
     "qap30": (assignment, 30),
+    "qap30pairs": (assignment_by_pairs, 30),
     "latin40": (latin, 40),
     "roster60": (roster, 60),
+    "roster150": (roster, 150),
     "sat1000": (sat, 1000),
     "reading": (reading, 15),
 }
