@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "constraints/changes.h"
 #include "constraints/label_index.h"
@@ -26,12 +27,21 @@ class Bounds {
     return static_cast<int>(std::min<std::int64_t>(distance, Wcsp::inf));
   }
 
-  /// Whether the violation has one slope from `least` to `greatest`: then a
-  /// change of the sum within them changes it by as much wherever it starts.
-  bool areStraight(std::int64_t least, std::int64_t greatest) const {
-    return (least >= lower && greatest <= upper) ||
-           (least >= std::max(lower, upper) && greatest - upper <= Wcsp::inf) ||
-           (greatest <= std::min(lower, upper) && lower - least <= Wcsp::inf);
+  /// Stands for no slope.
+  static constexpr int bent = 2;
+
+  /// By how much the violation grows with the sum, -1, 0 or 1, if that is the
+  /// same from `least` to `greatest`, or else `bent`.
+  int slope(std::int64_t least, std::int64_t greatest) const {
+    if (least >= lower && greatest <= upper) {
+      return 0;
+    }
+    if (least >= std::max(lower, upper) && greatest - upper <= Wcsp::inf) {
+      return 1;
+    }
+    return greatest <= std::min(lower, upper) && lower - least <= Wcsp::inf
+               ? -1
+               : bent;
   }
 
  private:
@@ -57,7 +67,7 @@ class BoundedSum {
 
   /// Whether the bounds hold and no change of at most `change` leaves them.
   bool admits(std::int64_t change) const {
-    return before == 0 && bounds.areStraight(sum - change, sum + change);
+    return bounds.slope(sum - change, sum + change) == 0;
   }
 
   /// What changing the sum by `change` does to the violation.
@@ -121,12 +131,13 @@ class SumStep {
 
   int violation() const { return violationAfter; }
 
-  /// Whether the diffs of a variable that has not moved, and whose gains have
-  /// not changed, are the same before and after if they change the sum by
-  /// `maxChange` at most.
-  bool isStraight(std::int64_t maxChange) const {
-    return bounds.areStraight(std::min(before, after) - maxChange,
-                              std::max(before, after) + maxChange);
+  /// The slope of the violation, see Bounds, where moves before and after can
+  /// lead if they change the sum by `maxChange` at most. If there is one, the
+  /// diffs of a variable that has not moved, and whose gains have not changed,
+  /// stay; if it is 0, all diffs are 0.
+  int slope(std::int64_t maxChange) const {
+    return bounds.slope(std::min(before, after) - maxChange,
+                        std::max(before, after) + maxChange);
   }
 
   /// What a change of the sum would do to the violation before and after.
@@ -158,10 +169,13 @@ void reportBlock(Changes& changes, SumStep const& step, LabelIndex const& index,
                  LabelIndex::Block const& block, unsigned firstLabel,
                  unsigned numValues, BlockGains<Gain> const& before,
                  BlockGains<Gain> const& after) {
+  const auto diffs = [&](unsigned label) {
+    return std::pair(step.diffBefore(before.gains[label] - before.loss),
+                     step.diffAfter(after.gains[label] - after.loss));
+  };
   const auto add = [&](unsigned value, unsigned label) {
-    changes.add(firstLabel + value,
-                step.diffBefore(before.gains[label] - before.loss),
-                step.diffAfter(after.gains[label] - after.loss));
+    const auto [diffBefore, diffAfter] = diffs(label);
+    changes.add(firstLabel + value, diffBefore, diffAfter);
   };
   const int leavingBefore = step.diffBefore(-before.loss);
   const int leavingAfter = step.diffAfter(-after.loss);

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <span>
@@ -22,6 +23,27 @@ class Changes {
     }
     changes[size] = {label, before, after};
     size += before != after ? 1 : 0;
+  }
+
+  /// The same for the labels from `first` to `last` - 1: diffs(label) returns
+  /// the pair of its diffs. The loop has no test of the room that is left.
+  template <class Diffs>
+  void addRange(unsigned first, unsigned last, Diffs diffs) {
+    while (first < last) {
+      if (size > changes.size() / 2) {
+        flush();
+      }
+      const auto count =
+          std::min<std::size_t>(last - first, changes.size() - size);
+      const unsigned end = first + static_cast<unsigned>(count);
+      WcspChange* change = changes.data() + size;
+      for (; first < end; ++first) {
+        const auto [before, after] = diffs(first);
+        *change = {first, before, after};
+        change += before != after ? 1 : 0;
+      }
+      size = static_cast<std::size_t>(change - changes.data());
+    }
   }
 
   /// Reports what has been added; needed at the end.

@@ -94,19 +94,3 @@ void PairTable::fillSparse(std::span<Term const> terms, Bounds const& bounds) {
     }
   }
 }
-
-int PairTable::violation(unsigned value1, unsigned value2) const {
-  if (isDense) {
-    const unsigned row1 = sides[0].row(value1);
-    const unsigned row2 = sides[1].row(value2);
-    return row2 == sides[1].span
-               ? outside
-               : sides[0].dense[std::size_t{row1} * sides[1].span + row2];
-  }
-  const auto entries = sides[0].entriesAt(value1);
-  const auto found = std::lower_bound(
-      entries.begin(), entries.end(), value2,
-      [](Entry const& entry, unsigned value) { return entry.value < value; });
-  return found != entries.end() && found->value == value2 ? found->violation
-                                                          : outside;
-}

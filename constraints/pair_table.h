@@ -137,3 +137,19 @@ void PairTable::forEachValue(unsigned side, unsigned numValues,
     act(value, violationBefore, take(after, rowAfter.end(), value));
   }
 }
+
+inline int PairTable::violation(unsigned value1, unsigned value2) const {
+  if (isDense) {
+    const unsigned row1 = sides[0].row(value1);
+    const unsigned row2 = sides[1].row(value2);
+    return row2 == sides[1].span
+               ? outside
+               : sides[0].dense[std::size_t{row1} * sides[1].span + row2];
+  }
+  for (Entry const& entry : sides[0].entriesAt(value1)) {
+    if (entry.value >= value2) {
+      return entry.value == value2 ? entry.violation : outside;
+    }
+  }
+  return outside;
+}

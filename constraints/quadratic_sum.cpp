@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <numeric>
 #include <span>
+#include <utility>
 
 #include "constraints/bounded_sum.h"
 #include "constraints/changes.h"
@@ -105,6 +106,17 @@ std::vector<LabelPair> numberLabels(
   return pairs;
 }
 
+/// Puts the gains before aside and adds their changes, which are then used up.
+template <class Sum>
+void advance(Sum* __restrict before, Sum* __restrict gains,
+             Sum* __restrict change, std::size_t size) {
+  for (std::size_t i = 0; i < size; ++i) {
+    before[i] = gains[i];
+    gains[i] += change[i];
+    change[i] = 0;
+  }
+}
+
 /// One of the two widths of sums.
 template <class Sum>
 class GainedSum : public QuadraticSum {
@@ -156,13 +168,12 @@ class GainedSum : public QuadraticSum {
   template <class Act>
   void forEachPiece(unsigned label, Act act) const;
   void step(Block const& block, unsigned left, unsigned taken);
-  /// Whether the violation has one slope wherever a move before or after may
-  /// lead.
-  bool isStraight(std::int64_t sumAfter) const;
+  /// The slope of the violation wherever a move before or after may lead.
+  int slope(std::int64_t sumAfter) const;
   std::span<unsigned const> touchedBlocks(unsigned moved, unsigned left,
                                           unsigned taken);
-  void updateBlock(Changes& changes, SumStep const& sumStep, Block const& block,
-                   std::vector<unsigned> const& before,
+  void updateBlock(Changes& changes, SumStep const& sumStep, int straight,
+                   Block const& block, std::vector<unsigned> const& before,
                    std::vector<unsigned> const& assignment);
 };
 
@@ -344,8 +355,8 @@ void GainedSum<Sum>::step(Block const& block, unsigned left, unsigned taken) {
 
 // Other sums than those of assignments need not be looked at.
 template <class Sum>
-bool GainedSum<Sum>::isStraight(std::int64_t sumAfter) const {
-  return bounds.areStraight(
+int GainedSum<Sum>::slope(std::int64_t sumAfter) const {
+  return bounds.slope(
       std::max(std::min(trackedSum, sumAfter) - maxChange, leastSum),
       std::min(std::max(trackedSum, sumAfter) + maxChange, greatestSum));
 }
@@ -369,7 +380,7 @@ int GainedSum<Sum>::update(std::vector<unsigned> const& before,
     }
     const SumStep sumStep(bounds, trackedSum, twice / 2);
     for (Block const& block : index.blocks) {
-      updateBlock(changes, sumStep, block, before, assignment);
+      updateBlock(changes, sumStep, Bounds::bent, block, before, assignment);
     }
     trackedSum = twice / 2;
     changes.flush();
@@ -387,18 +398,19 @@ int GainedSum<Sum>::update(std::vector<unsigned> const& before,
   const std::int64_t sum = trackedSum + gainOf(taken) - gainOf(left);
   step(*moved, left, taken);
   const SumStep sumStep(bounds, trackedSum, sum);
+  const int straight = slope(sum);
   const auto touched =
-      isStraight(sum)
-          ? touchedBlocks(static_cast<unsigned>(moved - blocks.begin()), left,
-                          taken)
-          : std::span<unsigned const>();
+      straight == Bounds::bent
+          ? std::span<unsigned const>()
+          : touchedBlocks(static_cast<unsigned>(moved - blocks.begin()), left,
+                          taken);
   if (touched.empty()) {
     for (Block const& block : blocks) {
-      updateBlock(changes, sumStep, block, before, assignment);
+      updateBlock(changes, sumStep, straight, block, before, assignment);
     }
   }
   for (const unsigned b : touched) {
-    updateBlock(changes, sumStep, blocks[b], before, assignment);
+    updateBlock(changes, sumStep, straight, blocks[b], before, assignment);
   }
   trackedSum = sum;
   changes.flush();
@@ -448,25 +460,36 @@ std::span<unsigned const> GainedSum<Sum>::touchedBlocks(unsigned moved,
 // The gains change on the way.
 template <class Sum>
 void GainedSum<Sum>::updateBlock(Changes& changes, SumStep const& sumStep,
-                                 Block const& block,
+                                 int straight, Block const& block,
                                  std::vector<unsigned> const& before,
                                  std::vector<unsigned> const& assignment) {
   Sum* const gainsAfter = gains.data();
   Sum* const gainsBefore = scratch.gains.data();
   Sum* const change = scratch.gainChanges.data();
-  for (unsigned label = block.begin; label < block.end; ++label) {
-    gainsBefore[label] = gainsAfter[label];
-    gainsAfter[label] += change[label];
-    change[label] = 0;
+  const std::size_t size = block.end - block.begin;
+  advance(gainsBefore + block.begin, gainsAfter + block.begin,
+          change + block.begin, size);
+  if (straight == 0) {
+    return;
   }
   const auto lossOf = [&](Sum const* of, unsigned on) {
-    return on == block.end ? 0 : std::int64_t{of[on]};
+    return on == block.end ? Sum{0} : of[on];
   };
-  reportBlock<Sum>(changes, sumStep, index, block,
-                   constraint.wcsp->labelNumber(block.variable),
-                   constraint.wcsp->getNumValues(block.variable),
-                   {lossOf(gainsBefore, onIn(block, before)), gainsBefore},
-                   {lossOf(gainsAfter, onIn(block, assignment)), gainsAfter});
+  const Sum lossBefore = lossOf(gainsBefore, onIn(block, before));
+  const Sum lossAfter = lossOf(gainsAfter, onIn(block, assignment));
+  const unsigned first = constraint.wcsp->labelNumber(block.variable);
+  const unsigned numValues =
+      constraint.wcsp->labelNumber(block.variable + 1) - first;
+  if (straight == Bounds::bent || size != numValues) {
+    reportBlock<Sum>(changes, sumStep, index, block, first, numValues,
+                     {lossBefore, gainsBefore}, {lossAfter, gainsAfter});
+    return;
+  }
+  changes.addRange(first, first + numValues, [&](unsigned label) {
+    const std::size_t i = block.begin + (label - first);
+    return std::pair(straight * static_cast<int>(gainsBefore[i] - lossBefore),
+                     straight * static_cast<int>(gainsAfter[i] - lossAfter));
+  });
 }
 
 }  // namespace

@@ -14,26 +14,23 @@
 
 namespace {
 
+/// Up to this many terms summing all is faster than finding the one that moved.
+constexpr std::size_t fewTerms = 8;
+
 /// The label of a block that is on, or block.end.
 unsigned onIn(LabelIndex const& index, LabelIndex::Block const& block,
               std::vector<unsigned> const& assignment) {
   return index.find(block, assignment[block.variable]);
 }
 
-/// The diffs of the labels of a variable with one term, before or after.
-struct TermDiffs {
-  int self;    ///< of the term's label
-  int others;  ///< of every other value
-};
-
 /// The terms or blocks of `variable`, or all of them.
 template <class Range>
 auto ofVariable(Range const& range, unsigned variable) {
   if (variable == WcspConstraint::several) {
-    return std::pair(range.begin(), range.end());
+    return std::pair(range.cbegin(), range.cend());
   }
   const auto found = std::lower_bound(
-      range.begin(), range.end(), variable,
+      range.cbegin(), range.cend(), variable,
       [](auto const& item, unsigned v) { return item.variable < v; });
   return std::pair(found, found + 1);
 }
@@ -121,53 +118,91 @@ int WcspLinear::update(std::vector<unsigned> const& before,
                            : updateBlocks(before, assignment, variable);
 }
 
+std::int64_t WcspLinear::changeOf(std::vector<unsigned> const& before,
+                                  std::vector<unsigned> const& assignment,
+                                  unsigned variable) const {
+  std::int64_t change = 0;
+  const auto [first, last] = ofVariable(terms, variable);
+  for (auto term = first; term != last; ++term) {
+    const auto wasOn = std::int64_t{before[term->variable] == term->value};
+    const auto isOn = std::int64_t{assignment[term->variable] == term->value};
+    change += term->coefficient * (isOn - wasOn);
+  }
+  return change;
+}
+
+void WcspLinear::reportTerm(Changes& changes, Term const& term, Diffs self,
+                            Diffs others) const {
+  const unsigned first = wcsp->labelNumber(term.variable);
+  const unsigned own = first + term.value;
+  if (others.before == others.after) {
+    changes.add(own, self.before, self.after);
+    return;
+  }
+  const unsigned end = wcsp->labelNumber(term.variable + 1);
+  for (unsigned label = first; label < end; ++label) {
+    Diffs const& diffs = label == own ? self : others;
+    changes.add(label, diffs.before, diffs.after);
+  }
+}
+
 // While the violation has one slope wherever a move may lead, only the diffs of
 // the variable that has moved change.
 int WcspLinear::updateSingle(std::vector<unsigned> const& before,
                              std::vector<unsigned> const& assignment,
                              unsigned variable) {
-  auto [term, end] = ofVariable(terms, variable);
-  std::int64_t sum = trackedSum;
-  for (auto moved = term; moved != end; ++moved) {
-    const auto wasOn = std::int64_t{before[moved->variable] == moved->value};
-    const auto isOn = std::int64_t{assignment[moved->variable] == moved->value};
-    sum += moved->coefficient * (isOn - wasOn);
-  }
+  const std::int64_t sum =
+      terms.size() <= fewTerms
+          ? sumOf(assignment)
+          : trackedSum + changeOf(before, assignment, variable);
   const SumStep step(Bounds(lower, upper), trackedSum, sum);
   trackedSum = sum;
-  if (!step.isStraight(maxChange)) {
-    term = terms.begin();
-    end = terms.end();
+  const int slope = step.slope(maxChange);
+  if (slope == 0) {
+    return 0;
   }
   Changes changes(*this);
-  // Mostly all coefficients are the same, and so are the diffs.
-  std::int64_t coefficient = 0;
-  TermDiffs off[2] = {{0, 0}, {0, 0}};  // before and after, while it is off
-  TermDiffs on[2] = {{0, 0}, {0, 0}};   // and while it is on
-  for (; term != end; ++term) {
-    if (term->coefficient != coefficient) {
-      coefficient = term->coefficient;
-      off[0].self = step.diffBefore(coefficient);
-      off[1].self = step.diffAfter(coefficient);
-      on[0].others = step.diffBefore(-coefficient);
-      on[1].others = step.diffAfter(-coefficient);
-    }
-    const bool wasOn = before[term->variable] == term->value;
-    const bool isOn = assignment[term->variable] == term->value;
-    auto const& [selfBefore, othersBefore] = (wasOn ? on : off)[0];
-    auto const& [selfAfter, othersAfter] = (isOn ? on : off)[1];
-    const unsigned first = wcsp->labelNumber(term->variable);
-    if (othersBefore == othersAfter) {
-      changes.add(first + term->value, selfBefore, selfAfter);
+  const auto reportMoved = [&](Term const& term) {
+    const bool wasOn = before[term.variable] == term.value;
+    const bool isOn = assignment[term.variable] == term.value;
+    const std::int64_t gain = term.coefficient;
+    reportTerm(
+        changes, term,
+        {wasOn ? 0 : step.diffBefore(gain), isOn ? 0 : step.diffAfter(gain)},
+        {wasOn ? step.diffBefore(-gain) : 0, isOn ? step.diffAfter(-gain) : 0});
+  };
+  if (slope != Bounds::bent || variable == several) {
+    const auto [first, last] = ofVariable(terms, variable);
+    std::for_each(first, last, reportMoved);
+    changes.flush();
+    return step.violation();
+  }
+  // Mostly all coefficients are the same, and so are the diffs of the labels
+  // that are off, and of the values beside those that are on.
+  struct Known {
+    std::int64_t change = 0;
+    Diffs diffs = {0, 0};
+  } known[2];
+  for (Term const& term : terms) {
+    if (term.variable == variable) {
+      reportMoved(term);
       continue;
     }
-    const unsigned numValues = wcsp->getNumValues(term->variable);
-    for (unsigned value = 0; value < numValues; ++value) {
-      if (value == term->value) {
-        changes.add(first + value, selfBefore, selfAfter);
-      } else {
-        changes.add(first + value, othersBefore, othersAfter);
-      }
+    const bool isOn = assignment[term.variable] == term.value;
+    const std::int64_t change = isOn ? -term.coefficient : term.coefficient;
+    auto& [knownChange, diffs] = known[isOn ? 1 : 0];
+    if (knownChange != change) {
+      knownChange = change;
+      diffs = {step.diffBefore(change), step.diffAfter(change)};
+    }
+    if (diffs.before == diffs.after) {
+      continue;
+    }
+    if (isOn) {
+      reportTerm(changes, term, {0, 0}, diffs);
+    } else {
+      changes.add(wcsp->labelNumber(term.variable) + term.value, diffs.before,
+                  diffs.after);
     }
   }
   changes.flush();
@@ -190,7 +225,11 @@ int WcspLinear::updateBlocks(std::vector<unsigned> const& before,
   }
   const SumStep step(Bounds(lower, upper), trackedSum, sum);
   trackedSum = sum;
-  if (!step.isStraight(maxChange)) {
+  const int slope = step.slope(maxChange);
+  if (slope == 0) {
+    return 0;
+  }
+  if (slope == Bounds::bent) {
     block = index.blocks.begin();
     end = index.blocks.end();
   }

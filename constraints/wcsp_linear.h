@@ -11,6 +11,8 @@
 #include "constraints/label_index.h"
 #include "solver/wcsp.h"
 
+class Changes;
+
 /// lower <= sum of the coefficients of the terms that are on <= upper. The
 /// violation is the distance of the sum from that interval, at most Wcsp::inf.
 class WCSP_EXPORT WcspLinear : public WcspConstraint {
@@ -54,6 +56,12 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
     std::vector<std::int64_t> coefficients;  ///< by label
   };
 
+  /// Of a label, in an update.
+  struct Diffs {
+    int before;
+    int after;
+  };
+
   std::int64_t trackedSum = 0;     ///< of the assignment tracked
   std::int64_t maxChange = 0;      ///< by which one move can change the sum
   std::unique_ptr<Blocks> blocks;  ///< where a variable has several terms
@@ -62,6 +70,13 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
   bool findMaxChange();
   void makeBlocks();
   std::int64_t sumOf(std::vector<unsigned> const& assignment) const;
+  /// By how much a move of `variable`, or of several, has changed the sum.
+  std::int64_t changeOf(std::vector<unsigned> const& before,
+                        std::vector<unsigned> const& assignment,
+                        unsigned variable) const;
+  /// Reports a term's label and the other values of its variable.
+  void reportTerm(Changes& changes, Term const& term, Diffs self,
+                  Diffs others) const;
   int updateSingle(std::vector<unsigned> const& before,
                    std::vector<unsigned> const& assignment, unsigned variable);
   int updateBlocks(std::vector<unsigned> const& before,
