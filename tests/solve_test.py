@@ -23,7 +23,7 @@ def make_tree(root, is_built):
     for name in ('solve', 'tools/setup.sh', 'CMakeLists.txt', 'CMakePresets.json'):
         (root / name).parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(SOURCE / name, root / name)
-    for name in ('solver', 'constraints', 'front', 'examples'):
+    for name in ('solver', 'constraints', 'front', 'examples', 'tools/check'):
         (root / name).mkdir()
     if is_built:
         write_program(root / 'build/release/wcsp', PROGRAM)

@@ -6,8 +6,9 @@
 # shellcheck disable=SC2034  # read by the scripts that source this file
 build_packages=(g++ cmake ninja-build)
 # shellcheck disable=SC2034  # as above
-test_packages=(libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
-  python3 python3-pytest asciidoctor dpkg-dev file pkg-config)
+check_packages=(libcli11-dev nlohmann-json3-dev)
+# shellcheck disable=SC2034  # as above
+test_packages=("${check_packages[@]}" libgtest-dev libbenchmark-dev python3 python3-pytest asciidoctor dpkg-dev file pkg-config)
 
 # require_folder: the shell ends with status 1 and the reason where CMake or
 # Ninja cannot build in this folder because of its name.

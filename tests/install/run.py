@@ -137,7 +137,7 @@ def main():
                or line[0] == 'd' and line[9] != 'x'], [], 'closed to others')
         documents = ['changelog.Debian.gz', 'copyright', 'README.md']
         if shutil.which('asciidoctor'):
-            documents += ['manual.html', '../../man/man1/wcsp.1.gz',
+            documents += ['manual.html', 'manual/index.html', '../../man/man1/wcsp.1.gz',
                           '../../man/man1/wcsp-check.1.gz',
                           '../../man/man5/wcsp-model.5.gz']
         doc = unpacked / 'usr/share/doc/wcsp'
