@@ -5,11 +5,14 @@
 
 #include "front/lexer.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstddef>
 #include <cstdlib>
 #include <limits>
 #include <stdexcept>
+#include <streambuf>
 #include <system_error>
 
 namespace {
@@ -44,6 +47,22 @@ constexpr std::array<unsigned char, 256> classes = classify();
 bool is(unsigned char wanted, int c) {
   return c != endOfInput && (classes[static_cast<unsigned>(c)] & wanted) != 0;
 }
+
+/// The characters that the buffer of a stream holds ready: whole words are
+/// taken from there at once, and a character at a time where the buffer ends.
+struct Window : std::streambuf {
+  static char const* begin(std::streambuf const& buffer) {
+    return (buffer.*(&Window::gptr))();
+  }
+  static char const* end(std::streambuf const& buffer) {
+    constexpr std::ptrdiff_t maxSize = 1 << 30;  // an advance is an int
+    char const* const first = begin(buffer);
+    return first + std::min((buffer.*(&Window::egptr))() - first, maxSize);
+  }
+  static void advance(std::streambuf& buffer, std::ptrdiff_t count) {
+    (buffer.*(&Window::gbump))(static_cast<int>(count));
+  }
+};
 
 }  // namespace
 
@@ -223,7 +242,22 @@ void Lexer::readWord() {
   kind = text == "inf" ? number : identifier;
 }
 
+// The plain part of a word: no double-byte characters.
+void Lexer::appendPlainWord() {
+  std::streambuf& buffer = *stream.rdbuf();
+  char const* const first = Window::begin(buffer);
+  char const* const end = Window::end(buffer);
+  char const* last = first;
+  while (last != end &&
+         (classes[static_cast<unsigned char>(*last)] & (word | lead)) == word) {
+    ++last;
+  }
+  text.append(first, last);
+  Window::advance(buffer, last - first);
+}
+
 void Lexer::appendWord() {
+  appendPlainWord();
   for (int c = peek(); is(word, c); c = peek()) {
     text.push_back(take());
     if (is(lead, c) && peek() != endOfInput) {

@@ -77,6 +77,7 @@ class Lexer {
   void readDigits();
   void readDigitsOrWord();
   void readWord();
+  void appendPlainWord();
   void appendWord();
   void readSymbol();
 };
