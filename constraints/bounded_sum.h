@@ -21,7 +21,7 @@ class Bounds {
         upper(upperBound == Wcsp::inf ? unbounded : upperBound) {}
 
   /// The distance of a sum from the bounds, at most Wcsp::inf.
-  int violation(std::int64_t sum) const {
+  [[gnu::always_inline]] int violation(std::int64_t sum) const {
     const std::int64_t distance = std::max<std::int64_t>(sum - upper, 0) +
                                   std::max<std::int64_t>(lower - sum, 0);
     return static_cast<int>(std::min<std::int64_t>(distance, Wcsp::inf));
@@ -121,8 +121,8 @@ class BoundedSum {
 /// An update of such a constraint: its sum before and after.
 class SumStep {
  public:
-  SumStep(Bounds const& itsBounds, std::int64_t sumBefore,
-          std::int64_t sumAfter)
+  [[gnu::always_inline]] SumStep(Bounds const& itsBounds,
+                                 std::int64_t sumBefore, std::int64_t sumAfter)
       : bounds(itsBounds),
         before(sumBefore),
         after(sumAfter),
@@ -141,10 +141,10 @@ class SumStep {
   }
 
   /// What a change of the sum would do to the violation before and after.
-  int diffBefore(std::int64_t change) const {
+  [[gnu::always_inline]] int diffBefore(std::int64_t change) const {
     return bounds.violation(before + change) - violationBefore;
   }
-  int diffAfter(std::int64_t change) const {
+  [[gnu::always_inline]] int diffAfter(std::int64_t change) const {
     return bounds.violation(after + change) - violationAfter;
   }
 

@@ -17,7 +17,7 @@ class Changes {
 
   /// Adds a label, which ascends, if its diff has changed. A label that is not
   /// kept is written too, since a branch would be hard to foresee.
-  void add(unsigned label, int before, int after) {
+  [[gnu::always_inline]] void add(unsigned label, int before, int after) {
     if (size == changes.size()) {
       flush();
     }

@@ -7,6 +7,7 @@
 #include "constraints/wcsp_linear.h"
 
 #include <algorithm>
+#include <bit>
 #include <utility>
 
 #include "constraints/bounded_sum.h"
@@ -49,6 +50,12 @@ void WcspLinear::preprocess() {
   for (Term const& term : terms) {
     wcsp->involve(id, term.variable, term.value);
   }
+  isUniform = true;
+  isBinary = terms.size() <= fewTerms;
+  for (Term const& term : terms) {
+    isUniform = isUniform && term.coefficient == terms.front().coefficient;
+    isBinary = isBinary && wcsp->getNumValues(term.variable) == 2;
+  }
   if (findMaxChange()) {
     makeBlocks();
   }
@@ -90,32 +97,32 @@ int WcspLinear::calculate(std::vector<unsigned> const& assignment) {
                            : calculateBlocks(assignment);
 }
 
-std::int64_t WcspLinear::sumOf(std::vector<unsigned> const& assignment) const {
+inline std::int64_t WcspLinear::sumOfTerms(
+    std::vector<unsigned> const& assignment) const {
   std::int64_t sum = 0;
   for (Term const& term : terms) {
     // A mask and not a choice, which would be a branch and hard to foresee.
     const auto isOn = std::int64_t{assignment[term.variable] == term.value};
     sum += term.coefficient & -isOn;
   }
-  if (blocks != nullptr) {
-    auto const& [index, coefficients] = *blocks;
-    for (LabelIndex::Block const& block : index.blocks) {
-      const unsigned on = onIn(index, block, assignment);
-      sum += on == block.end ? 0 : coefficients[on];
-    }
+  return sum;
+}
+
+std::int64_t WcspLinear::sumOf(std::vector<unsigned> const& assignment) const {
+  if (blocks == nullptr) {
+    return sumOfTerms(assignment);
+  }
+  std::int64_t sum = 0;
+  auto const& [index, coefficients] = *blocks;
+  for (LabelIndex::Block const& block : index.blocks) {
+    const unsigned on = onIn(index, block, assignment);
+    sum += on == block.end ? 0 : coefficients[on];
   }
   return sum;
 }
 
 void WcspLinear::track(std::vector<unsigned> const& assignment) {
   trackedSum = sumOf(assignment);
-}
-
-int WcspLinear::update(std::vector<unsigned> const& before,
-                       std::vector<unsigned> const& assignment,
-                       unsigned variable) {
-  return blocks == nullptr ? updateSingle(before, assignment, variable)
-                           : updateBlocks(before, assignment, variable);
 }
 
 std::int64_t WcspLinear::changeOf(std::vector<unsigned> const& before,
@@ -148,12 +155,15 @@ void WcspLinear::reportTerm(Changes& changes, Term const& term, Diffs self,
 
 // While the violation has one slope wherever a move may lead, only the diffs of
 // the variable that has moved change.
-int WcspLinear::updateSingle(std::vector<unsigned> const& before,
-                             std::vector<unsigned> const& assignment,
-                             unsigned variable) {
+int WcspLinear::update(std::vector<unsigned> const& before,
+                       std::vector<unsigned> const& assignment,
+                       unsigned variable) {
+  if (blocks != nullptr) {
+    return updateBlocks(before, assignment, variable);
+  }
   const std::int64_t sum =
       terms.size() <= fewTerms
-          ? sumOf(assignment)
+          ? sumOfTerms(assignment)
           : trackedSum + changeOf(before, assignment, variable);
   const SumStep step(Bounds(lower, upper), trackedSum, sum);
   trackedSum = sum;
@@ -162,51 +172,126 @@ int WcspLinear::updateSingle(std::vector<unsigned> const& before,
     return 0;
   }
   Changes changes(*this);
-  const auto reportMoved = [&](Term const& term) {
-    const bool wasOn = before[term.variable] == term.value;
-    const bool isOn = assignment[term.variable] == term.value;
-    const std::int64_t gain = term.coefficient;
-    reportTerm(
-        changes, term,
-        {wasOn ? 0 : step.diffBefore(gain), isOn ? 0 : step.diffAfter(gain)},
-        {wasOn ? step.diffBefore(-gain) : 0, isOn ? step.diffAfter(-gain) : 0});
-  };
-  if (slope != Bounds::bent || variable == several) {
+  if (isBinary) {
+    reportBinary(changes, step, before, assignment);
+  } else if (slope != Bounds::bent || variable == several) {
     const auto [first, last] = ofVariable(terms, variable);
-    std::for_each(first, last, reportMoved);
-    changes.flush();
-    return step.violation();
+    for (auto term = first; term != last; ++term) {
+      reportMoved(changes, step, *term, before, assignment);
+    }
+  } else if (isUniform) {
+    reportUniform(changes, step, before, assignment, variable);
+  } else {
+    reportEach(changes, step, before, assignment, variable);
   }
-  // Mostly all coefficients are the same, and so are the diffs of the labels
-  // that are off, and of the values beside those that are on.
-  struct Known {
-    std::int64_t change = 0;
-    Diffs diffs = {0, 0};
-  } known[2];
+  changes.flush();
+  return step.violation();
+}
+
+void WcspLinear::reportMoved(Changes& changes, SumStep const& step,
+                             Term const& term,
+                             std::vector<unsigned> const& before,
+                             std::vector<unsigned> const& assignment) const {
+  const std::int64_t gain = term.coefficient;
+  Diffs self = {step.diffBefore(gain), step.diffAfter(gain)};
+  Diffs others = {0, 0};
+  if (before[term.variable] == term.value) {
+    self.before = 0;
+    others.before = step.diffBefore(-gain);
+  }
+  if (assignment[term.variable] == term.value) {
+    self.after = 0;
+    others.after = step.diffAfter(-gain);
+  }
+  reportTerm(changes, term, self, others);
+}
+
+void WcspLinear::reportEach(Changes& changes, SumStep const& step,
+                            std::vector<unsigned> const& before,
+                            std::vector<unsigned> const& assignment,
+                            unsigned variable) const {
   for (Term const& term : terms) {
     if (term.variable == variable) {
-      reportMoved(term);
+      reportMoved(changes, step, term, before, assignment);
       continue;
     }
     const bool isOn = assignment[term.variable] == term.value;
     const std::int64_t change = isOn ? -term.coefficient : term.coefficient;
-    auto& [knownChange, diffs] = known[isOn ? 1 : 0];
-    if (knownChange != change) {
-      knownChange = change;
-      diffs = {step.diffBefore(change), step.diffAfter(change)};
-    }
-    if (diffs.before == diffs.after) {
-      continue;
-    }
-    if (isOn) {
-      reportTerm(changes, term, {0, 0}, diffs);
-    } else {
+    const Diffs diffs = {step.diffBefore(change), step.diffAfter(change)};
+    if (!isOn) {
       changes.add(wcsp->labelNumber(term.variable) + term.value, diffs.before,
                   diffs.after);
+    } else if (diffs.before != diffs.after) {
+      reportTerm(changes, term, {0, 0}, diffs);
     }
   }
-  changes.flush();
-  return step.violation();
+}
+
+// Where each variable has two values, a term says something of one label only,
+// the one that is not taken: hardly a branch then depends on the assignment.
+void WcspLinear::reportBinary(Changes& changes, SumStep const& step,
+                              std::vector<unsigned> const& before,
+                              std::vector<unsigned> const& assignment) const {
+  for (Term const& term : terms) {
+    const unsigned left = before[term.variable];
+    const unsigned taken = assignment[term.variable];
+    const auto changeFrom = [&](unsigned value) {
+      return value == term.value ? -term.coefficient : term.coefficient;
+    };
+    const int diffBefore = step.diffBefore(changeFrom(left));
+    const int diffAfter = step.diffAfter(changeFrom(taken));
+    const unsigned first = wcsp->labelNumber(term.variable);
+    if (left == taken) {
+      changes.add(first + 1 - taken, diffBefore, diffAfter);
+    } else {
+      changes.add(first, left == 1 ? diffBefore : 0, left == 1 ? 0 : diffAfter);
+      changes.add(first + 1, left == 1 ? 0 : diffBefore,
+                  left == 1 ? diffAfter : 0);
+    }
+  }
+}
+
+// All coefficients are the same, and so are the diffs of the labels that are
+// off, and of the values beside those that are on: mostly one of the two does
+// not change. The terms are sorted out by bits, without a branch for each.
+void WcspLinear::reportUniform(Changes& changes, SumStep const& step,
+                               std::vector<unsigned> const& before,
+                               std::vector<unsigned> const& assignment,
+                               unsigned variable) const {
+  constexpr std::size_t numBits = 64;
+  const std::int64_t gain = terms.front().coefficient;
+  const Diffs off = {step.diffBefore(gain), step.diffAfter(gain)};
+  const Diffs on = {step.diffBefore(-gain), step.diffAfter(-gain)};
+  const std::uint64_t takesOff =
+      off.before != off.after ? ~std::uint64_t{0} : 0;
+  const std::uint64_t takesOn = on.before != on.after ? ~std::uint64_t{0} : 0;
+  for (std::size_t begin = 0; begin < terms.size(); begin += numBits) {
+    Term const* const part = terms.data() + begin;
+    const std::size_t size = std::min(terms.size() - begin, numBits);
+    std::uint64_t areOn = 0;
+    std::uint64_t areMoved = 0;
+    for (std::size_t k = 0; k < size; ++k) {
+      const auto isOn =
+          std::uint64_t{assignment[part[k].variable] == part[k].value};
+      areOn |= isOn << k;
+      areMoved |= std::uint64_t{part[k].variable == variable} << k;
+    }
+    const std::uint64_t all = ~std::uint64_t{0} >> (numBits - size);
+    std::uint64_t reported =
+        (areMoved | (areOn & takesOn) | (~areOn & takesOff)) & all;
+    for (; reported != 0; reported &= reported - 1) {
+      const int k = std::countr_zero(reported);
+      Term const& term = part[k];
+      if ((areMoved >> k & 1U) != 0) {
+        reportMoved(changes, step, term, before, assignment);
+      } else if ((areOn >> k & 1U) != 0) {
+        reportTerm(changes, term, {0, 0}, on);
+      } else {
+        changes.add(wcsp->labelNumber(term.variable) + term.value, off.before,
+                    off.after);
+      }
+    }
+  }
 }
 
 int WcspLinear::updateBlocks(std::vector<unsigned> const& before,

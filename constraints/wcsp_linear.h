@@ -12,6 +12,7 @@
 #include "solver/wcsp.h"
 
 class Changes;
+class SumStep;
 
 /// lower <= sum of the coefficients of the terms that are on <= upper. The
 /// violation is the distance of the sum from that interval, at most Wcsp::inf.
@@ -62,13 +63,16 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
     int after;
   };
 
-  std::int64_t trackedSum = 0;     ///< of the assignment tracked
-  std::int64_t maxChange = 0;      ///< by which one move can change the sum
+  std::int64_t trackedSum = 0;  ///< of the assignment tracked
+  std::int64_t maxChange = 0;   ///< by which one move can change the sum
+  bool isUniform = false;       ///< all coefficients are the same
+  bool isBinary = false;        ///< few terms, whose variables have two values
   std::unique_ptr<Blocks> blocks;  ///< where a variable has several terms
 
   /// Returns whether a variable has several terms.
   bool findMaxChange();
   void makeBlocks();
+  std::int64_t sumOfTerms(std::vector<unsigned> const& assignment) const;
   std::int64_t sumOf(std::vector<unsigned> const& assignment) const;
   /// By how much a move of `variable`, or of several, has changed the sum.
   std::int64_t changeOf(std::vector<unsigned> const& before,
@@ -77,8 +81,20 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
   /// Reports a term's label and the other values of its variable.
   void reportTerm(Changes& changes, Term const& term, Diffs self,
                   Diffs others) const;
-  int updateSingle(std::vector<unsigned> const& before,
-                   std::vector<unsigned> const& assignment, unsigned variable);
+  void reportMoved(Changes& changes, SumStep const& step, Term const& term,
+                   std::vector<unsigned> const& before,
+                   std::vector<unsigned> const& assignment) const;
+  void reportEach(Changes& changes, SumStep const& step,
+                  std::vector<unsigned> const& before,
+                  std::vector<unsigned> const& assignment,
+                  unsigned variable) const;
+  void reportBinary(Changes& changes, SumStep const& step,
+                    std::vector<unsigned> const& before,
+                    std::vector<unsigned> const& assignment) const;
+  void reportUniform(Changes& changes, SumStep const& step,
+                     std::vector<unsigned> const& before,
+                     std::vector<unsigned> const& assignment,
+                     unsigned variable) const;
   int updateBlocks(std::vector<unsigned> const& before,
                    std::vector<unsigned> const& assignment, unsigned variable);
   int calculateSingle(std::vector<unsigned> const& assignment) const;

@@ -250,6 +250,8 @@ std::vector<Shape> withPairsAndCrowd() {
   std::vector<Shape> all = shapes;
   all.push_back({{4, 4}, smallNumbers});
   all.push_back({{12, 12}, smallNumbers});
+  all.push_back({{2, 2, 2, 2, 2}, smallNumbers});
+  all.push_back({{3, 3, 3, 3, 3, 3}, {1}});  // all coefficients the same
   all.push_back({std::vector<unsigned>(12, 3), smallNumbers});
   return all;
 }
