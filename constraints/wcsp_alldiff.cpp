@@ -50,12 +50,12 @@ struct WcspAlldiff::Scratch {
     return (count > 0 ? 1 : 0) - (ownCount > 1 ? 1 : 0);
   }
 
-  int countRepeats(std::vector<unsigned> const& variables,
+  int countRepeats(std::vector<unsigned> const& counted,
                    std::vector<unsigned> const& assignment);
-  void listUsedValues(std::vector<unsigned> const& variables,
+  void listUsedValues(std::vector<unsigned> const& counted,
                       std::vector<unsigned> const& assignment,
-                      unsigned maxValue);
-  void listFreeValues(unsigned maxValue);
+                      unsigned greatest);
+  void listFreeValues(unsigned greatest);
 };
 
 namespace {
@@ -100,10 +100,10 @@ int diffOf(unsigned count, unsigned ownCount) {
 }  // namespace
 
 int WcspAlldiff::Scratch::countRepeats(
-    std::vector<unsigned> const& variables,
+    std::vector<unsigned> const& counted,
     std::vector<unsigned> const& assignment) {
   int repeats = 0;
-  for (const unsigned variable : variables) {
+  for (const unsigned variable : counted) {
     if (++counters[assignment[variable]] >= 2) {
       ++repeats;
     }
@@ -114,17 +114,17 @@ int WcspAlldiff::Scratch::countRepeats(
 /// Lists the values taken: by a walk over all value numbers or, where few of
 /// them can be taken, by sorting.
 void WcspAlldiff::Scratch::listUsedValues(
-    std::vector<unsigned> const& variables,
-    std::vector<unsigned> const& assignment, unsigned maxValue) {
+    std::vector<unsigned> const& counted,
+    std::vector<unsigned> const& assignment, unsigned greatest) {
   usedValues.clear();
-  if (maxValue / sparseness < variables.size()) {
-    for (unsigned value = 0; value <= maxValue; ++value) {
+  if (greatest / sparseness < counted.size()) {
+    for (unsigned value = 0; value <= greatest; ++value) {
       if (counters[value] > 0) {
         usedValues.push_back(value);
       }
     }
   } else {
-    for (const unsigned variable : variables) {
+    for (const unsigned variable : counted) {
       usedValues.push_back(assignment[variable]);
     }
     std::sort(usedValues.begin(), usedValues.end());
@@ -136,9 +136,9 @@ void WcspAlldiff::Scratch::listUsedValues(
   }
 }
 
-void WcspAlldiff::Scratch::listFreeValues(unsigned maxValue) {
+void WcspAlldiff::Scratch::listFreeValues(unsigned greatest) {
   freeValues.clear();
-  for (unsigned value = 0; value <= maxValue; ++value) {
+  for (unsigned value = 0; value <= greatest; ++value) {
     if (counters[value] == 0) {
       freeValues.push_back(value);
     }
@@ -166,8 +166,7 @@ int WcspAlldiff::calculate(std::vector<unsigned> const& assignment) {
   if (variables.empty()) {
     return 0;
   }
-  auto& [counters, usedValues, ranks, freeValues] = *scratch;
-  const CountersCleaner cleaner(counters, variables, assignment);
+  const CountersCleaner cleaner(scratch->counters, variables, assignment);
   const int repeats = scratch->countRepeats(variables, assignment);
   scratch->listUsedValues(variables, assignment, maxValue);
   if (repeats > 0) {
@@ -176,12 +175,12 @@ int WcspAlldiff::calculate(std::vector<unsigned> const& assignment) {
   for (const unsigned variable : variables) {
     const unsigned current = assignment[variable];
     const unsigned numValues = wcsp->getNumValues(variable);
-    if (counters[current] > 1) {
-      wcsp->setDiffPenalties(id, variable, valuesBelow(numValues, freeValues),
-                             -1);
+    if (scratch->counters[current] > 1) {
+      wcsp->setDiffPenalties(id, variable,
+                             valuesBelow(numValues, scratch->freeValues), -1);
     } else {
-      const auto values = valuesBelow(numValues, usedValues);
-      const unsigned rank = ranks[current];
+      const auto values = valuesBelow(numValues, scratch->usedValues);
+      const unsigned rank = scratch->ranks[current];
       wcsp->setDiffPenalties(id, variable, values.first(rank), 1);
       wcsp->setDiffPenalties(id, variable, values.subspan(rank + 1), 1);
     }
