@@ -270,13 +270,14 @@ void WcspLinear::reportUniform(Changes& changes, SumStep const& step,
     const std::size_t size = std::min(terms.size() - begin, numBits);
     std::uint64_t areOn = 0;
     std::uint64_t areMoved = 0;
+    std::uint64_t all = 0;
     for (std::size_t k = 0; k < size; ++k) {
       const auto isOn =
           std::uint64_t{assignment[part[k].variable] == part[k].value};
+      all |= std::uint64_t{1} << k;
       areOn |= isOn << k;
       areMoved |= std::uint64_t{part[k].variable == variable} << k;
     }
-    const std::uint64_t all = ~std::uint64_t{0} >> (numBits - size);
     std::uint64_t reported =
         (areMoved | (areOn & takesOn) | (~areOn & takesOff)) & all;
     for (; reported != 0; reported &= reported - 1) {
