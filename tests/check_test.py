@@ -169,7 +169,17 @@ def check_json():
     check(model, (status, err, json.loads(out)["violated"]), (0, "", [{
         "name": "\\x07", "line": 3, "kind": "linear", "weight": BIG,
         "hard": True, "violation": 1, "sum": "5", "lower": None, "upper": 4,
-        "terms": [{"coefficient": 5, "labels": [label]}]}]))
+        "terms": [{"coefficient": 5, "labels": [label]}],
+        "scope": [["\\x81\\x0a", ["\\\\"]]]}]))
+    # What could count is told where nothing does: each variable once, in order.
+    write("m", V + "c: weight = 2 type = linear 1(y,b) 1(x,b) 3(x,a) 1(x,b) >= 9\n"
+          "d: weight = 1 type = alldiff y x ;\n"
+          "e: weight = 1 type = quadratic 1(y,a)(x,b) >= 1\n")
+    status, out, err = run(["m", "-", "--json", "--start"], "x: a\ny: a")
+    scopes = {c["name"]: c["scope"] for c in json.loads(out)["violated"]}
+    check("scope", scopes, {
+        "c": [["x", ["a", "b"]], ["y", ["b"]]], "d": [["x", []], ["y", []]],
+        "e": [["x", ["b"]], ["y", ["a"]]]})
 
 
 RULES = V + """over_x: weight = 3 type = linear 1(x,a) = 0

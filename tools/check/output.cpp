@@ -219,6 +219,49 @@ void writeJsonShared(std::ostream& out, const Namer& namer,
   });
 }
 
+// What a constraint is about: [variable, [values]], each variable once and in
+// the order of the model. The values are those in its terms; an all-different
+// is about all of them and names none.
+void writeJsonScope(std::ostream& out, const Namer& namer,
+                    const Constraint& constraint) {
+  std::vector<Label> labels;
+  for (const Term& term : constraint.terms) {
+    labels.push_back(term.label1);
+    labels.push_back(term.label2);
+  }
+  for (const unsigned variable : constraint.variables) {
+    labels.push_back({variable, 0});
+  }
+  const auto key = [](const Label& label) {
+    return std::tie(label.variable, label.value);
+  };
+  std::sort(labels.begin(), labels.end(),
+            [&](const Label& a, const Label& b) { return key(a) < key(b); });
+  labels.erase(std::unique(labels.begin(), labels.end(),
+                           [&](const Label& a, const Label& b) {
+                             return key(a) == key(b);
+                           }),
+               labels.end());
+  const char* separator = "";
+  out << '[';
+  for (auto first = labels.begin(); first != labels.end();) {
+    const auto last = std::find_if(first, labels.end(), [&](const Label& l) {
+      return l.variable != first->variable;
+    });
+    out << separator << '[' << jsonText(namer.variable(first->variable)) << ',';
+    const std::size_t numValues = constraint.kind == Constraint::alldiff
+                                      ? 0
+                                      : static_cast<std::size_t>(last - first);
+    writeList(out, numValues, [&](std::size_t i) {
+      out << jsonText(namer.value(first[static_cast<std::ptrdiff_t>(i)]));
+    });
+    out << ']';
+    separator = ",";
+    first = last;
+  }
+  out << ']';
+}
+
 // Exact numbers that may pass 64 bits are strings.
 void writeJsonViolated(std::ostream& out, const Namer& namer,
                        const Constraint& constraint, int violation,
@@ -241,6 +284,8 @@ void writeJsonViolated(std::ostream& out, const Namer& namer,
         << R"(,"terms":)";
     writeJsonTerms(out, namer, constraint, assignment);
   }
+  out << R"(,"scope":)";
+  writeJsonScope(out, namer, constraint);
   out << '}';
 }
 
