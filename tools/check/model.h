@@ -35,6 +35,10 @@ class Names {
   unsigned find(std::string_view name) const;
   const std::string& operator[](unsigned i) const { return *names[i]; }
   unsigned size() const { return static_cast<unsigned>(names.size()); }
+  // The same names in the same order.
+  friend bool operator==(const Names& a, const Names& b) {
+    return a.numbers == b.numbers;
+  }
 
  private:
   std::map<std::string, unsigned, std::less<>> numbers;

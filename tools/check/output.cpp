@@ -289,6 +289,25 @@ void writeJsonViolated(std::ostream& out, const Namer& namer,
   out << '}';
 }
 
+// [first variable, [values]] for each run of variables with the same values.
+void writeJsonDomains(std::ostream& out, const Model& model,
+                      const Namer& namer) {
+  const char* separator = "";
+  out << '[';
+  for (unsigned v = 0; v < model.variables.size(); ++v) {
+    if (v > 0 && model.values[v] == model.values[v - 1]) {
+      continue;
+    }
+    out << separator << '[' << jsonText(namer.variable(v)) << ',';
+    writeList(out, model.values[v].size(), [&](std::size_t a) {
+      out << jsonText(namer.value({v, static_cast<unsigned>(a)}));
+    });
+    out << ']';
+    separator = ",";
+  }
+  out << ']';
+}
+
 void writeJsonMove(std::ostream& out, const Namer& namer,
                    const std::optional<Move>& move) {
   if (!move) {
@@ -313,6 +332,8 @@ void writeJsonEvaluation(std::ostream& out, const Model& model,
     const auto v = static_cast<unsigned>(i);
     writeJsonLabel(out, namer, {v, result.assignment[v]});
   });
+  out << R"(,"domains":)";
+  writeJsonDomains(out, model, namer);
   const std::vector<std::size_t> violated =
       violatedByCost(model, result.evaluation);
   out << R"(,"groups":)";
