@@ -129,7 +129,8 @@ def main():
     failures += test_readme(root / 'README.md', wcsp)
     with tempfile.TemporaryDirectory() as programs:
         os.symlink(wcsp, f'{programs}/wcsp')
-        os.symlink(options.check.resolve(), f'{programs}/wcsp-check')
+        for tool in options.check.resolve().parent.glob('wcsp-*'):
+            os.symlink(tool, f'{programs}/{tool.name}')
         environment = dict(os.environ, LC_ALL='C', PROGRAM=str(wcsp),
                            EXAMPLES=f'{root}/examples',
                            PATH=f'{programs}:{os.environ["PATH"]}')

@@ -19,6 +19,17 @@ fair: weight = inf type = linear 2(Ann_w1Tue,early) <= 1
 """
 TALKS = "".join(f"variable room{r}[{d}] in {{a, b, c, d, e}}\n" for r in (1, 2, 3)
                 for d in (1, 2, 3)) + "c: weight = 1 type = linear 1(room1[1],a) <= 1\n"
+# Names, and the rows and columns of their grid.
+NAMES = [
+    ("A1 A2 B1 B2", ["A", "B"], ["1", "2"]),
+    ("r1c1 r1c2 r2c1 r2c2", ["r1", "r2"], ["c1", "c2"]),
+    ("x_a_1 x_a_2 x_b_1 x_b_2", ["x_a", "x_b"], ["1", "2"]),
+    ("A_1 B_0 B_1", ["A", "B"], ["0", "1"]),
+    ("A_2 A_3 B_1 B_2", ["A", "B"], ["1", "2", "3"]),
+    ("A_1 B_2 C_3 D_4", None, None),
+    ("A_1 A_2 A_3", None, None),
+    ("Ann Bob Cy", None, None),
+]
 REPORT = """[best solution]
 Ann_w1Mon: early
 Ann_w1Tue: early
@@ -43,7 +54,7 @@ def show(model, report, *arguments, program=PROGRAM):
     for name, text in (("m.model", model), ("r.report", report)):
         with open(name, "w", encoding="utf-8") as file:
             file.write(text)
-    done = subprocess.run([sys.executable, program, "--check", CHECKER, "m.model", "r.report",
+    done = subprocess.run([program, "--check", CHECKER, "m.model", "r.report",
                            *arguments], capture_output=True, text=True, timeout=60)
     return done.returncode, done.stdout, done.stderr
 
@@ -60,6 +71,10 @@ def check_grids():
            [",Ann,Bob", "w1Mon,early,early", "w1Tue,early,"])
     expect("long", show(ROSTER, REPORT, "--csv", "--long")[1].split("\n")[:2],
            ["variable,value", "Ann_w1Mon,early"])
+    expect("by value", show(ROSTER, REPORT, "--csv", "--by-value")[1],
+           ",w1Mon,w1Tue\nearly,Ann; Bob,Ann\nvalue,variables\nyes,boss\nno,\n")
+    expect("limits", show(ROSTER, REPORT, "--csv", "--rows", "Bob,Ann", "--columns", "w1Mon")[1]
+           .split("\n")[:3], [",w1Mon", "Bob,early", "Ann,early"])
     expect("split", show(ROSTER, REPORT, "--csv", "--split", "(.*)_w1(.*)")[1].split("\n")[0],
            ",Mon,Tue")
     found = json.loads(show(ROSTER, REPORT, "--json")[1])
@@ -68,26 +83,36 @@ def check_grids():
               "values": [["early", "early"], ["early", None]]}], {"boss": "yes"}))
     values = {f"room{r}[{d}]": "abcde"[(r + d) % 5] for r in (1, 2, 3) for d in (1, 2, 3)}
     status, page, _ = show(TALKS, report_of(values))
-    expect("chosen by value", (status, re.findall(r'id="g0."( hidden)?', page)),
-           (0, [" hidden", ""]))
+    expect("a grid in brackets", (status, "<td data-v=\"0\"" in page or 'data-v="0"' in page,
+                                  json.loads(show(TALKS, report_of(values), "--json")[1])
+                                  ["grids"][0]["columns"]), (0, True, ["[1]", "[2]", "[3]"]))
+    for names, rows, columns in NAMES:
+        model = "".join(f"variable {x} in {{a, b}}\n" for x in names.split())
+        model += f"c: weight = 1 type = linear 1({names.split()[0]},b) <= 1\n"
+        report = report_of({x: "a" for x in names.split()})
+        grids = json.loads(show(model, report, "--json")[1])["grids"]
+        expect(names, [(g["rows"], g["columns"]) for g in grids], [(rows, columns)] if rows else [])
 
 
 def check_page():
     _, page, _ = show(ROSTER, REPORT)
-    rows = re.findall(r'<tr tabindex="0" data-scope="([^"]*)"><td>(\w+)', page)
-    expect("scopes, hard first", rows, [("1", "fair"), ("0 2", "night")])
-    expect("cells of a scope, in both views",
-           sorted(re.findall(r'data-v="([\d ]+)" class="broken"', page)),
-           ["0", "0 2", "1", "1", "2"])
+    rows = re.findall(r'data-s="([^"]*)">(\w+)', page)
+    expect("cells, hard first", rows, [("1", "fair"), ("0 2", "night")])
     expect("loads nothing", re.findall(r'(?:src|href)=|url\(|@import', page), [])
-    expect("what is lacking", "0, at least 1 wanted; counts: nothing" in page, True)
-    evil = 'm"><script>alert(1)</script>.model'
-    os.makedirs(os.path.dirname(evil), exist_ok=True)
-    with open(evil, "w", encoding="utf-8") as file:
-        file.write(ROSTER)
-    done = subprocess.run([sys.executable, PROGRAM, "--check", CHECKER, evil, "r.report"],
-                          capture_output=True, text=True)
-    expect("escaped", (done.returncode, done.stdout.count("<script>")), (0, 1))
+    for part in ("<td>0</td><td>at least 1 from Ann_w1Mon = late, Bob_w1Mon = late</td>",
+                 "<td>2: 2 Ann_w1Tue = early</td><td>at most 1</td>"):
+        expect(part, part in page, True)
+    _, page, _ = show(ROSTER, REPORT, "--title", "</title><script>")
+    expect("escaped", page.count("<script>"), 1)
+    for option, hidden in (("--by-value", [" hidden", ""]), ("--by-name", ["", " hidden"])):
+        _, page, _ = show(ROSTER, REPORT, option)
+        expect(option, re.findall(r'id="view1."( hidden)?', page), hidden)
+    many = "".join(f"variable x_{i} in {{v{i}_1, v{i}_2}}\n" for i in range(30))
+    model = many + "c: weight = 1 type = alldiff x_1 x_2 ;\n"
+    values = {f"x_{i}": f"v{i}_1" for i in range(30)}
+    report = report_of(values, soft=1) + "c: 1\n"
+    _, page, _ = show(model, report)
+    expect("no colours for 60 values of 30 families", "background:hsl" in page, False)
 
 
 def check_compare():
@@ -95,9 +120,13 @@ def check_compare():
         file.write(REPORT.replace("Ann_w1Mon: early", "Ann_w1Mon: late")
                    .replace("1/3", "1/0").replace("night: 1\n", ""))
     _, page, _ = show(ROSTER, REPORT, "--compare", "old.report")
-    expect("changes", ("1 of 4 variables have changed; violated anew: night; no longer: none"
-                       in page, re.findall(r'data-v="0" class="changed broken"', page)),
-           (True, ['data-v="0" class="changed broken"']))
+    for part in ("<li>before: hard 1, soft 0</li>", "<li>1 of 4 variables have changed</li>",
+                 "<li>violated anew: night</li>", "<li>violated no longer: none</li>",
+                 'data-was="late"><s>late</s> early</td>'):
+        expect(part, part in page, True)
+    found = json.loads(show(ROSTER, REPORT, "--compare", "old.report", "--json")[1])
+    expect("changes", (found["changes"]["changed"], found["changes"]["violated anew"]),
+           ([["Ann_w1Mon", "late", "early"]], ["night"]))
 
 
 def check_failures():
@@ -110,13 +139,24 @@ def check_failures():
                             (["--split", "a(b)"], "--split needs two groups"),
                             (["--long"], "--long needs --csv"),
                             (["-o", "none/page"], "wcsp-show: none/page: "),
-                            (["--check", "none"], "which is not found: none")]:
+                            (["--check", "none"], "which is not found: none"),
+                            (["--rows", "Cy"], "--rows: there is no 'Cy'"),
+                            (["--split", "(q)(r)"], "--split makes no grid"),
+                            (["--csv", "--json"], "not allowed with"),
+                            (["--compare", "-"], "only REPORT can be")]:
         status, page, message = show(ROSTER, REPORT, *arguments)
         expect(arguments, (status, page, part in message), (2, "", True))
-    expect("no report", show(ROSTER, "nothing")[0], 2)
+    expect("no report", show(ROSTER, "nothing")[0], 3)
+    expect("cut", show(ROSTER, REPORT[:40])[0], 2)
+    show(ROSTER, REPORT, "-o", "page")
+    expect("written whole", (os.path.getsize("page") > 1000, os.stat("page").st_mode & 0o777,
+                             [x for x in os.listdir() if x.startswith(".")]), (True, 0o644, []))
+    for_other = REPORT.replace("Bob", "Cy")
+    expect("of another model", show(ROSTER, for_other, "-o", "other")[0] in (2, 3), True)
+    expect("nothing written", os.path.exists("other"), False)
     expect("no model", show("variable", REPORT)[0], 2)
     with open("/dev/full", "w", encoding="utf-8") as full:
-        done = subprocess.run([sys.executable, PROGRAM, "--check", CHECKER, "m.model",
+        done = subprocess.run([PROGRAM, "--check", CHECKER, "m.model",
                                "r.report"], stdout=full, stderr=subprocess.PIPE)
     expect("full device", done.returncode, 2)
 

@@ -44,6 +44,8 @@ def equal(got, expected, what):
 def installed(prefix, version):
     equal(run(prefix / 'bin/wcsp-check', '--version').split()[-1], version,
           'version')
+    for tool in ('wcsp-show', 'wcsp-plot'):
+        equal(run(prefix / 'bin' / tool, '--version').split()[-1], version, tool)
     completion = prefix / 'share/bash-completion/completions/wcsp'
     words = run('bash', '-c', f'. {completion}; COMP_WORDS=(wcsp -); '
                 'COMP_CWORD=1; _wcsp; printf "%s\\n" "${COMPREPLY[@]}"')
@@ -139,6 +141,7 @@ def main():
         if shutil.which('asciidoctor'):
             documents += ['manual.html', 'manual/index.html', '../../man/man1/wcsp.1.gz',
                           '../../man/man1/wcsp-check.1.gz',
+                          '../../man/man1/wcsp-show.1.gz', '../../man/man1/wcsp-plot.1.gz',
                           '../../man/man5/wcsp-model.5.gz']
         doc = unpacked / 'usr/share/doc/wcsp'
         equal([d for d in documents if not (doc / d).exists()], [], 'missing')

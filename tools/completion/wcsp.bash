@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Completes the options of wcsp and wcsp-check, and file names where one stands.
+# Completes the options of wcsp and of its tools, and file names where one stands.
 
 _wcsp() {
   local word=${COMP_WORDS[COMP_CWORD]}
@@ -31,5 +31,23 @@ _wcsp_check() {
   fi
 }
 
+_wcsp_tool() {
+  local word=${COMP_WORDS[COMP_CWORD]} options
+  case ${COMP_WORDS[0]##*/} in
+    wcsp-show) options='--by-name --by-value --check --columns --compare --csv
+      --help --json --long --output --rows --split --title --transpose --version
+      --wrong' ;;
+    wcsp-plot) options='--csv --follow --group --help --iterations --output
+      --target --title --version' ;;
+  esac
+  if [[ $word == -* ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
+  else
+    compopt -o filenames 2>/dev/null
+    mapfile -t COMPREPLY < <(compgen -f -- "$word")
+  fi
+}
+
 complete -F _wcsp wcsp
+complete -F _wcsp_tool wcsp-show wcsp-plot
 complete -F _wcsp_check wcsp-check

@@ -1,0 +1,178 @@
+"""Draws search logs of wcsp: penalties over time, many seeds, comparisons.
+
+Without -o the picture is drawn as text. Status: 0, 1 for a file that holds no
+log, 2 for what cannot be read or written, 3 where gnuplot is missing or fails.
+"""
+
+import argparse
+import contextlib
+import csv
+import io
+import itertools
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+from picture import Picture
+from statistics_of import quantile, rank_sum
+from wcsp_log import read_log
+from wcsp_tool import VERSION, Failure, run_tool, write_whole
+
+TERMINALS = {
+    ".svg": lambda n: f"svg size 800,{120 + 330 * n} font 'sans-serif,13' background 'white'",
+    ".png": lambda n: f"pngcairo size 1000,{150 + 410 * n} font 'sans-serif,11'",
+    ".pdf": lambda n: f"pdfcairo size 8,{1.2 + 3.3 * n} font 'sans-serif,11'",
+}
+
+
+def text_terminal(_):
+    size = shutil.get_terminal_size((80, 30))
+    return f"dumb size {size.columns},{max(size.lines - 2, 20)} noenhanced"
+
+
+def read_all(paths):
+    if not paths:
+        raise Failure("no log is given")
+    logs = [read_log(path) for path in paths]
+    for log in logs:
+        if not log.improved:
+            raise Failure(f"{log.name}: no line of a search log", 1)
+    return logs
+
+
+def median(values):
+    return quantile(sorted(values), 0.5)
+
+
+def table(groups, target):
+    """A line for each log, a line for each group of several, and tests."""
+    heads = ["log", "best", "time to it (s)", "iteration", "time (s)", "iterations/s"]
+    if target is not None:
+        heads.append(f"time to 0/{target} (s)")
+    rows = [heads]
+    for name, logs in groups:
+        numbers = []
+        for log in logs:
+            at, iteration, hard, soft = log.improved[-1]
+            speed = log.iterations / log.time if log.time > 0 else None
+            reached = log.reached(target) if target is not None else None
+            numbers.append(((hard, soft), at, iteration, log.time, speed, reached))
+            rows.append([log.name, *cells(numbers[-1], target)])
+        if len(logs) > 1:
+            middle = [median([row[i] for row in numbers if row[i] is not None] or [None])
+                      for i in range(5)]
+            count = sum(row[5] is not None for row in numbers)
+            rows.append([f"median of {name or len(logs)}", *cells((*middle, None), None)]
+                        + ([f"{count} of {len(logs)}"] if target is not None else []))
+    widths = [max(len(row[i]) for row in rows if i < len(row)) for i in range(len(heads))]
+    lines = ["  ".join(cell.ljust(w) if i == 0 else cell.rjust(w)
+                       for i, (cell, w) in enumerate(zip(row, widths))).rstrip()
+             for row in rows]
+    for (a, first), (b, second) in itertools.combinations(groups, 2):
+        if len(first) > 1 and len(second) > 1:
+            p = rank_sum([log.best for log in first], [log.best for log in second])
+            lines.append(f"{a} against {b}: rank-sum test of the best penalties, p = {p:.3g}")
+    return "\n".join(lines) + "\n"
+
+
+def cells(numbers, target):
+    (hard, soft), at, iteration, whole, speed, reached = numbers
+    row = [f"{hard}/{soft}", f"{at:.2f}", str(iteration), f"{whole:.2f}",
+           f"{speed:.0f}" if speed is not None else "-"]
+    if target is not None:
+        row.append(f"{reached:.2f}" if reached is not None else "-")
+    return row
+
+
+def csv_of(groups):
+    out = io.StringIO()
+    writer = csv.writer(out, lineterminator="\n")
+    writer.writerow(("group", "log", "kind", "time", "iteration", "hard", "soft"))
+    for name, logs in groups:
+        for log in logs:
+            for kind, points in (("best", log.improved), ("current", log.current)):
+                writer.writerows((name, log.name, kind, *point) for point in points)
+    return out.getvalue()
+
+
+def draw(picture, output):
+    gnuplot = shutil.which("gnuplot")
+    if not gnuplot:
+        raise Failure("needs gnuplot (package gnuplot-nox), which is not found; "
+                      "--csv works without", 3)
+    form = pathlib.Path(output).suffix.lower() if output else None
+    with tempfile.TemporaryDirectory() as folder:
+        drawn = os.path.join(folder, "picture") if output else None
+        commands = picture.commands(TERMINALS[form] if form else text_terminal, drawn)
+        done = subprocess.run([gnuplot, "-"], input=commands.encode(), capture_output=True)
+        if done.returncode != 0 or (drawn and not os.path.exists(drawn)):
+            reason = done.stderr.decode("utf-8", "replace").strip().split("\n")[-1]
+            raise Failure(f"gnuplot: {reason or done.returncode}", 3)
+        if drawn:
+            write_whole(output, pathlib.Path(drawn).read_bytes())
+        else:
+            write_whole(None, done.stdout.lstrip(b"\x0c\n"))
+
+
+def options():
+    parser = argparse.ArgumentParser(
+        prog="wcsp-plot", description=__doc__.split("\n", maxsplit=1)[0])
+    parser.add_argument("logs", metavar="LOG", nargs="*", help="- for standard input")
+    parser.add_argument("-o", "--output", metavar="PICTURE",
+                        help="a .svg, .png or .pdf; without it the picture is text")
+    parser.add_argument("--group", metavar=("NAME", "LOG"), nargs="+", action="append",
+                        default=[], help="logs to compare with the other groups")
+    parser.add_argument("--target", type=int, metavar="P",
+                        help="show when a soft penalty P without a hard one was reached")
+    parser.add_argument("--iterations", action="store_true",
+                        help="over iterations in place of CPU time")
+    parser.add_argument("--csv", action="store_true", help="write the points as CSV")
+    parser.add_argument("--follow", type=float, metavar="SECONDS", nargs="?", const=2.0,
+                        help="draw again and again until the searches are over")
+    parser.add_argument("--title", help="of the picture")
+    parser.add_argument("--version", action="version", version=f"wcsp-plot {VERSION}")
+    chosen = parser.parse_args()
+    if any(len(group) < 2 for group in chosen.group):
+        parser.error("--group needs a name and a log")
+    if chosen.logs and chosen.group:
+        parser.error("logs stand in groups or alone")
+    if (chosen.output and not chosen.csv
+            and pathlib.Path(chosen.output).suffix.lower() not in TERMINALS):
+        parser.error("PICTURE ends in .svg, .png or .pdf")
+    paths = [path for group in chosen.group for path in group[1:]] + chosen.logs
+    if paths.count("-") > 1 or chosen.follow is not None and "-" in paths:
+        parser.error("standard input is read once, and not followed")
+    if chosen.follow is not None and not 0.1 <= chosen.follow <= 3600:
+        parser.error("SECONDS is from 0.1 to 3600")
+    return chosen
+
+
+def main():
+    chosen = options()
+    named = ([(group[0], group[1:]) for group in chosen.group] if chosen.group
+             else [("", chosen.logs)])
+    while True:
+        groups = [(name, read_all(paths)) for name, paths in named]
+        if chosen.csv:
+            write_whole(chosen.output, csv_of(groups))
+        else:
+            draw(Picture([(name or "all", logs) for name, logs in groups], chosen),
+                 chosen.output)
+        is_over = all(log.is_complete for _, logs in groups for log in logs)
+        if chosen.follow is None or is_over:
+            break
+        with contextlib.suppress(KeyboardInterrupt):
+            time.sleep(chosen.follow)
+            continue
+        break
+    if not chosen.csv:
+        sys.stdout.write(table(groups, chosen.target))
+        sys.stdout.flush()
+    return 0
+
+
+run_tool("wcsp-plot", main)

@@ -1,0 +1,200 @@
+"""Shows a report of wcsp as one HTML page: grids, violations, changes.
+
+wcsp-check judges the report first; one that it finds wrong is shown only with
+--wrong. Status: 0, 1 for a wrong report, 2 for what cannot be read or written,
+3 for a text that is no report of the model.
+"""
+
+import argparse
+import csv
+import io
+import json
+import pathlib
+import re
+import subprocess
+import sys
+
+from grids import grids_of, lists_of
+from page import page_of
+from wcsp_tool import VERSION, Failure, find_program, readable, run_tool, write_whole
+
+
+def decoded(found):
+    """A JSON value, its texts readable."""
+    if isinstance(found, str):
+        return readable(found)
+    if isinstance(found, list):
+        return [decoded(part) for part in found]
+    if isinstance(found, dict):
+        return {key: decoded(part) for key, part in found.items()}
+    return found
+
+
+def judged(checker, model, report, is_wrong_shown):
+    """What wcsp-check says of a report, which holds a whole assignment."""
+    done = subprocess.run([checker, "--json", "--", model, report], capture_output=True,
+                          stdin=sys.stdin,
+                          close_fds=False)  # the shell's <(...) is a descriptor
+    try:
+        result = decoded(json.loads(done.stdout))
+    except ValueError:
+        message = (done.stderr or done.stdout).decode("utf-8", "replace").strip()
+        raise Failure(message.split("\n")[0]
+                      or f"wcsp-check ended with status {done.returncode}") from None
+    if done.returncode not in (0, 1) or "assignment" not in result:
+        raise Failure(f"{report}: {result['verdict']}", max(done.returncode, 2))
+    if done.returncode == 1 and not is_wrong_shown:
+        raise Failure(f"{report}: {result['verdict']}; --wrong shows it all the same", 1)
+    domains, runs = {}, iter(result["domains"])
+    following, values = next(runs, (None, None)), None
+    for name, _ in result["assignment"]:
+        if following and name == following[0]:
+            values, following = following[1], next(runs, None)
+        domains[name] = values
+    result["domains"] = domains
+    result["values"] = dict(result["assignment"])
+    return result
+
+
+def by_value(grid, values):
+    """Lines for each value: who has it in which column."""
+    taken = {}
+    for row in grid.rows:
+        for column, name in grid.names[row].items():
+            taken.setdefault(values[name], {}).setdefault(column, []).append(row)
+    return taken
+
+
+def csv_of(result, grids, rest, chosen):
+    values = result["values"]
+    out = io.StringIO()
+    writer = csv.writer(out, lineterminator="\n")
+    if chosen.long:
+        writer.writerows([("variable", "value"), *values.items()])
+        return out.getvalue()
+    for grid in grids:
+        writer.writerow(["", *grid.columns])
+        if chosen.by_value:
+            writer.writerows([value, *("; ".join(line.get(c, [])) for c in grid.columns)]
+                             for value, line in by_value(grid, values).items())
+            continue
+        for row in grid.rows:
+            cells = grid.names[row]
+            writer.writerow([row, *(values[cells[c]] if c in cells else ""
+                                    for c in grid.columns)])
+    if rest and chosen.by_value:
+        for names in lists_of(rest, result["domains"]):
+            taken = {value: [] for value in result["domains"][names[0]]}
+            for name in names:
+                taken[values[name]].append(name)
+            writer.writerows([("value", "variables"),
+                              *((value, "; ".join(who)) for value, who in taken.items())])
+    elif rest:
+        writer.writerows([("variable", "value"), *((name, values[name]) for name in rest)])
+    return out.getvalue()
+
+
+def changes(result, other):
+    """What is new since another report: variables, and constraints."""
+    now = {c["name"]: c["violation"] for c in result["violated"]}
+    before = {c["name"]: c["violation"] for c in other["violated"]}
+    return {
+        "changed": [[name, other["values"][name], value]
+                    for name, value in result["values"].items()
+                    if other["values"][name] != value],
+        "violated anew": [name for name in now if name not in before],
+        "violated no longer": [name for name in before if name not in now],
+        "violated otherwise": [[name, before[name], now[name]] for name in now
+                               if name in before and before[name] != now[name]],
+        "penalty before": other["penalty"],
+    }
+
+
+def json_of(result, other, grids, rest):
+    values = result["values"]
+    found = {
+        "penalty": result["penalty"], "violated": result["violated"],
+        "grids": [{"rows": grid.rows, "columns": grid.columns,
+                   "values": [[values.get(grid.names[row].get(c)) for c in grid.columns]
+                              for row in grid.rows]} for grid in grids],
+        "rest": {name: values[name] for name in rest}}
+    if other:
+        found["changes"] = changes(result, other)
+    return json.dumps(found, ensure_ascii=False) + "\n"
+
+
+def options():
+    parser = argparse.ArgumentParser(
+        prog="wcsp-show", description=__doc__.split("\n", maxsplit=1)[0])
+    parser.add_argument("model", metavar="MODEL")
+    parser.add_argument("report", metavar="REPORT", help="- for standard input")
+    parser.add_argument("-o", "--output", metavar="PAGE", help="in place of standard output")
+    parser.add_argument("--compare", metavar="OTHER", help="tell what changed since this report")
+    parser.add_argument("--split", metavar="REGEX", help="two groups: row and column of a name")
+    parser.add_argument("--transpose", action="store_true", help="rows become columns")
+    parser.add_argument("--rows", metavar="NAME,...", help="only these rows, in this order")
+    parser.add_argument("--columns", metavar="NAME,...",
+                        help="only these columns, in this order")
+    view = parser.add_mutually_exclusive_group()
+    view.add_argument("--by-value", action="store_true",
+                      help="show first which variables take each value")
+    view.add_argument("--by-name", action="store_true",
+                      help="show first which value each variable takes")
+    form = parser.add_mutually_exclusive_group()
+    form.add_argument("--csv", action="store_true", help="write the grids as CSV")
+    form.add_argument("--json", action="store_true", help="write the grids as JSON")
+    parser.add_argument("--long", action="store_true", help="with --csv: a line per variable")
+    parser.add_argument("--title", help="of the page; the model's name otherwise")
+    parser.add_argument("--wrong", action="store_true", help="show a report that differs, too")
+    parser.add_argument("--check", metavar="PROGRAM", help="the wcsp-check to use")
+    parser.add_argument("--version", action="version", version=f"wcsp-show {VERSION}")
+    chosen = parser.parse_args()
+    if chosen.long and not chosen.csv:
+        parser.error("--long needs --csv")
+    if "-" in (chosen.compare, chosen.model) or chosen.report == chosen.compare:
+        parser.error("only REPORT can be standard input, and it needs another OTHER")
+    return chosen
+
+
+def chosen_grids(chosen, result):
+    """The grids as the options want them, and the names in none."""
+    try:
+        pattern = re.compile(chosen.split) if chosen.split else None
+    except re.error as error:
+        raise Failure(f"--split: {error}") from None
+    if pattern is not None and pattern.groups != 2:
+        raise Failure("--split needs two groups")
+    grids, rest = grids_of(list(result["values"]), pattern, result["domains"])
+    if pattern is not None and not grids:
+        raise Failure("--split makes no grid of the variables")
+    if chosen.transpose:
+        grids = [grid.transposed() for grid in grids]
+    limits = [part.split(",") if part else None for part in (chosen.rows, chosen.columns)]
+    for option, names, heads in (("--rows", limits[0], [r for g in grids for r in g.rows]),
+                                 ("--columns", limits[1], [c for g in grids for c in g.columns])):
+        for name in names or ():
+            if name not in heads:
+                raise Failure(f"{option}: there is no '{name}'")
+    limited = [grid.limited(*limits) for grid in grids]
+    return [grid for grid in limited if grid.rows and grid.columns], rest
+
+
+def main():
+    chosen = options()
+    checker = find_program("wcsp-check", chosen.check)
+    result = judged(checker, chosen.model, chosen.report, chosen.wrong)
+    other = (judged(checker, chosen.model, chosen.compare, chosen.wrong)
+             if chosen.compare else None)
+    grids, rest = chosen_grids(chosen, result)
+    if chosen.csv:
+        text = csv_of(result, grids, rest, chosen)
+    elif chosen.json:
+        text = json_of(result, other, grids, rest)
+    else:
+        view = "value" if chosen.by_value else "name" if chosen.by_name else None
+        text = page_of(chosen.title or pathlib.Path(chosen.model).stem, result,
+                       changes(result, other) if other else None, grids, rest, view)
+    write_whole(chosen.output, text)
+
+
+run_tool("wcsp-show", main)
