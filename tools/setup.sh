@@ -8,7 +8,9 @@ build_packages=(g++ cmake ninja-build)
 # shellcheck disable=SC2034  # as above
 check_packages=(libcli11-dev nlohmann-json3-dev)
 # shellcheck disable=SC2034  # as above
-test_packages=("${check_packages[@]}" libgtest-dev libbenchmark-dev python3 python3-pytest asciidoctor dpkg-dev file pkg-config gnuplot-nox)
+test_packages=("${check_packages[@]}" libgtest-dev libbenchmark-dev python3 python3-pytest asciidoctor dpkg-dev file pkg-config gnuplot-nox parallel)
+# shellcheck disable=SC2034  # as above
+engine_packages=(chromium openssh-server openssh-client procps slurmctld slurmd slurm-client munge)
 
 # require_folder: the shell ends with status 1 and the reason where CMake or
 # Ninja cannot build in this folder because of its name.

@@ -37,6 +37,9 @@ _wcsp_tool() {
     wcsp-show) options='--by-name --by-value --check --columns --compare --csv
       --help --json --long --output --rows --split --title --transpose --version
       --wrong' ;;
+    wcsp-many) options='--array-limit --check --compress --dir --each --from-best
+      --help --hosts --jobs --no-logs --partition --restart --results --retries
+      --seeds --slurm --status --stop --submit --target --time --version --wcsp' ;;
     wcsp-plot) options='--csv --follow --group --help --iterations --output
       --target --title --version' ;;
   esac
@@ -49,5 +52,5 @@ _wcsp_tool() {
 }
 
 complete -F _wcsp wcsp
-complete -F _wcsp_tool wcsp-show wcsp-plot
+complete -F _wcsp_tool wcsp-many wcsp-show wcsp-plot
 complete -F _wcsp_check wcsp-check

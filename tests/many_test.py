@@ -1,0 +1,344 @@
+#!/usr/bin/env python3
+"""Tests wcsp-many with real engines: many_test.py ENGINE PROGRAMS EXAMPLES.
+
+ENGINE is parallel, ssh or slurm; PROGRAMS the folder of wcsp, wcsp-check and
+wcsp-many. The searches never meet their target unless a test wants it, so that
+only what is tested ends them.
+"""
+
+import json
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+ENGINE = sys.argv[1]
+PROGRAMS, EXAMPLES = map(pathlib.Path, map(os.path.abspath, sys.argv[2:4]))
+MANY, WCSP, CHECK = (str(PROGRAMS / name) for name in ("wcsp-many", "wcsp", "wcsp-check"))
+HERE = pathlib.Path(__file__).resolve().parent / "engines"
+TIMES = re.compile(rb"\d+\.\d\d(?=\(s\)|/\d+\.\d\d\(s\))")
+# Long enough to be interrupted, short enough to be done again.
+ITERATIONS = ["--", "-iteration", "2500000"]
+
+
+def expect(what, got, expected):
+    if got != expected:
+        sys.exit(f"{what}\nexpected {expected!r}\ngot      {got!r}")
+
+
+def many(*arguments, **settings):
+    done = subprocess.run([MANY, *arguments], capture_output=True, text=True, timeout=300,
+                          stdin=subprocess.DEVNULL, **settings)
+    return done.returncode, done.stdout, done.stderr
+
+
+def start(*arguments, **settings):
+    return subprocess.Popen([MANY, *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                            stdin=subprocess.DEVNULL, text=True, **settings)
+
+
+def records(folder):
+    return {int(p.stem): json.loads(p.read_text()) for p in pathlib.Path(folder).glob("*.run")}
+
+
+def wait_for(what, condition, seconds=60):
+    end = time.monotonic() + seconds
+    while not condition():
+        if time.monotonic() > end:
+            sys.exit(f"waited in vain: {what}")
+        time.sleep(0.05)
+
+
+def searching(*folders):
+    """How many searches have started below some folders and are under way."""
+    return sum(b"# start tabu search" in p.read_bytes() for folder in folders
+               for p in pathlib.Path(folder).rglob("run-*/log"))
+
+
+def processes_of(text):
+    """The processes whose command line holds a text."""
+    found = []
+    for place in pathlib.Path("/proc").glob("[0-9]*"):
+        try:
+            line = (place / "cmdline").read_bytes()
+        except OSError:
+            continue
+        if text.encode() in line and int(place.name) != os.getpid():
+            found.append(place.name)
+    return found
+
+
+def masked(report):
+    return TIMES.sub(b"T", report)
+
+
+def check_right(folder, seeds, out, expected_best=True):
+    """Every seed is there once, each report is what wcsp-check finds right, and
+    the best one stands on standard output."""
+    folder = pathlib.Path(folder)
+    found = records(folder)
+    expect("seeds", sorted(found), sorted(seeds))
+    best = None
+    for seed, record in found.items():
+        report = folder / f"{seed}.report"
+        status = subprocess.run([CHECK, "--quiet", "m.model", report], check=False).returncode
+        expect(f"judge of seed {seed}", status, 0)
+        text = report.read_text()
+        expect(f"penalty of seed {seed}", re.findall(r"^penalty: (\d+)/(\d+) \(hard", text, re.M)[-1],
+               (str(record["hard"]), str(record["soft"])))
+        best = min(best or (2**40,), (record["hard"], record["soft"], seed))
+    if expected_best:
+        expect("best", out, (folder / f"{best[2]}.report").read_text())
+
+
+def check_nothing_left(folder):
+    """No process of the runs is there a moment after the end."""
+    place = str(pathlib.Path(folder).resolve())
+    wait_for(f"processes in {folder}", lambda: not processes_of(place), 10)
+
+
+def the_same_as_alone():
+    """Eight seeds, two at once: each as the solver alone prints it."""
+    status, out, errors = many("m.model", "--target", "0", "--seeds", "1-8", "--jobs", "2",
+                               "--", "-iteration", "3000")
+    expect("status", status, 0)
+    check_right("m.model.runs", range(1, 9), out)
+    for seed in range(1, 9):
+        alone = subprocess.run([WCSP, "-inputfile", "m.model", "-target", "0", "-iteration", "3000",
+                                "-seed", str(seed), "-time", "1000", "-logfile", "log"],
+                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, check=True).stdout
+        for kind, text in (("report", alone), ("log", pathlib.Path("log").read_bytes())):
+            expect(f"{kind} {seed}", masked(pathlib.Path(f"m.model.runs/{seed}.{kind}").read_bytes()),
+                   masked(text))
+    expect("table", "8 runs: 8 with a report, 0 failed" in errors, True)
+    before = {p.name: p.stat().st_mtime_ns for p in pathlib.Path("m.model.runs").glob("*.run")}
+    status, _, errors = many("m.model", "--target", "0", "--seeds", "1-10", "--compress", "--",
+                             "-iteration", "3000")
+    expect("more seeds", (status, sorted(records("m.model.runs"))), (0, list(range(1, 11))))
+    expect("none repeated", {name: pathlib.Path("m.model.runs", name).stat().st_mtime_ns
+                             for name in before}, before)
+    expect("packed", pathlib.Path("m.model.runs/10.log.gz").exists(), True)
+    status, out, _ = many("--results", "m.model.runs")
+    expect("results", (status, out), (0, pathlib.Path("m.model.runs/best.report").read_text()))
+    for arguments, what in ((("--target", "0", "--", "-iteration", "9"), "another options"),
+                            (("--target", "1", "--", "-iteration", "3000"), "another target")):
+        status, _, errors = many("m.model", *arguments)
+        expect(what, (status, what in errors), (4, True))
+
+
+def signals():
+    """Any signal ends all runs with their incumbents; a second call does the rest."""
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL):
+        folder = f"runs-{number.name}"
+        arguments = ["m.model", "--dir", folder, "--target", "0", "--seeds", "1-4", "--jobs", "2",
+                     *ITERATIONS]
+        process = start(*arguments)
+        wait_for("searches", lambda folder=folder: searching(folder) == 2)
+        process.send_signal(number)
+        out, errors = process.communicate(timeout=30)
+        check_nothing_left(folder)
+        if number == signal.SIGKILL:
+            expect(f"{number.name}", process.returncode, -9)
+        else:
+            expect(f"{number.name}: {errors}", process.returncode, 0)
+            check_right(folder, [1, 2], out)
+            expect(number.name, [r["ended by"] for r in records(folder).values()],
+                   ["signal", "signal"])
+        status, out, errors = many(*arguments)
+        expect(f"after {number.name}: {errors}", status, 0)
+        check_right(folder, [1, 2, 3, 4], out)
+        expect("all to their end", {r["ended by"] for r in records(folder).values()}, {""})
+
+
+def ends():
+    """The target, the clock, --stop and --status."""
+    status, out, _ = many("m.model", "--dir", "t", "--target", "9", "--seeds", "1-4", "--jobs", "2",
+                          "--each", "30")
+    expect("target", (status, re.findall(r"^penalty: (0/\d+)", out, re.M)), (0, ["0/9"]))
+    began = time.monotonic()
+    status, out, errors = many("m.model", "--dir", "c", "--target", "0", "--each", "60", "--jobs",
+                               "2", "--time", "2")
+    expect(f"clock: {errors}", (status, time.monotonic() - began < 8,
+                                [r["ended by"] for r in records("c").values()]),
+           (0, True, ["time", "time"]))
+    process = start("m.model", "--dir", "s", "--target", "0", "--each", "60", "--jobs", "2")
+    wait_for("searches", lambda: searching("s") == 2)
+    wait_for("status", lambda: "2 running" in many("--status", "s")[1])
+    expect("twice", (lambda done: (done[0], "--stop" in done[2]))(
+        many("m.model", "--dir", "s", "--target", "0", "--each", "60")), (2, True))
+    expect("stop", many("--stop", "s")[0], 0)
+    process.communicate(timeout=20)
+    expect("stopped", (process.returncode, len(records("s"))), (0, 2))
+    status, _, errors = many("m.model", "--dir", "r", "--target", "0", "--each", "0.3", "--seeds",
+                             "1-2", "--jobs", "2", "--time", "4", "--restart", "--from-best")
+    found = records("r")
+    expect(f"restart: {errors}", (status, len(found) > 4,
+                                  {r["from"] for r in found.values()}), (0, True, {"", "best"}))
+
+
+def failures():
+    """One message, nothing lost, nothing repeated for ever."""
+    pathlib.Path("bad.model").write_text("variable\n")
+    pathlib.Path("liar").write_text(f"#!/bin/sh\n{WCSP} \"$@\" | sed '/^\\[best/,$ s/^\\(penalty: 0\\)"
+                                    "\\/[0-9]*/\\1\\/1/'\n")
+    os.chmod("liar", 0o755)
+    for what, arguments, expected, part in (
+            ("model", ["bad.model"], 2, "the solver refuses (status 5)"),
+            ("no model", ["none.model"], 2, "wcsp-many: none.model: No such file"),
+            ("option", ["m.model", "--dir", "o", "--", "-iterations", "3"], 2, "refuses (status 0): it shows its options"),
+            ("own option", ["m.model", "--", "-seed", "3"], 2, "-seed is set by --seeds"),
+            ("time", ["m.model", "--time", "soon"], 2, "'soon' is no time"),
+            ("seeds", ["m.model", "--seeds", "4-1"], 2, "'4-1' is no range"),
+            ("folder", ["m.model", "--dir", "/proc/none"], 2, "wcsp-many: /proc/none: "),
+            ("no folder", ["--status", "."], 2, ". is no folder of runs"),
+            ("program", ["m.model", "--wcsp", "none"], 2, "needs wcsp, which is not found: none"),
+            ("liar", ["m.model", "--dir", "l", "--wcsp", "./liar", "--seeds", "1-2", "--", "-iteration",
+                      "9"], 1, "seed 2: wcsp-check refuses its report")):
+        status, out, errors = many(*arguments)
+        expect(f"{what}: {errors}", (status, out, part in errors), (expected, "", True))
+    expect("runs of a wrong option", len(records("o")) <= 2 * (os.cpu_count() or 1), True)
+    os.mkdir("bin")
+    os.symlink(sys.executable, "bin/python3")
+    status, _, errors = many("m.model", "--dir", "e", env={"PATH": "bin"})
+    expect("engine", (status, "needs GNU parallel (package parallel)" in errors), (3, True))
+    if os.geteuid() != 0:
+        print("a full disk is not tested: it takes root")
+        return
+    os.mkdir("full")
+    subprocess.run(["mount", "-t", "tmpfs", "-o", "size=600k", "tmpfs", "full"], check=True)
+    try:
+        status, out, errors = many("m.model", "--dir", "full/runs", "--target", "0", "--seeds",
+                                   "1-40", "--", "-iteration", "3000", "-display", "7",
+                                   "-interval", "2")
+        expect(f"full: {errors}", (status, "No space left" in errors or "refuses" in errors,
+                                   len(records("full/runs")) < 40), (2, True, True))
+    finally:
+        subprocess.run(["umount", "-l", "full"], check=True)
+
+
+def ssh():
+    """One host is killed, one freezes, one was never there: all seeds come."""
+    hosts = os.path.abspath("hosts")
+    control = str(HERE / "ssh_hosts")
+    subprocess.run([control, "up", hosts, "4"], check=True)
+    try:
+        subprocess.run([control, "kill", hosts, "4"], check=True)
+        pathlib.Path("logins").write_text("1/h1\n1/h2\n1/h3\n1/h4\n")
+        environment = os.environ | {"PARALLEL_SSH": f"ssh -F {hosts}/ssh_config"}
+        arguments = ["m.model", "--hosts", "logins", "--target", "0", "--seeds", "1-9", *ITERATIONS]
+        homes = [f"{hosts}/home{i}" for i in (1, 2, 3)]
+        process = start(*arguments, env=environment)
+        wait_for("searches on three hosts", lambda: all(searching(home) for home in homes))
+        subprocess.run([control, "kill", hosts, "2"], check=True)
+        subprocess.run([control, "freeze", hosts, "3"], check=True)
+        out, errors = process.communicate(timeout=240)
+        expect(errors, process.returncode, 0)
+        check_right("m.model.runs", range(1, 10), out)
+        expect("never there", "h4: cannot be reached" in errors, True)
+        expect("one copy of the model", len(list(pathlib.Path(homes[0]).rglob("model.*"))), 1)
+
+        process = start("m.model", "--dir", "stopped", *arguments[1:], env=environment)
+        wait_for("a search", lambda: searching(homes[0]) == 1)
+        process.send_signal(signal.SIGTERM)
+        out, errors = process.communicate(timeout=90)
+        expect(errors, process.returncode, 0)
+        check_right("stopped", records("stopped"), out)
+        expect("incumbents", [r["ended by"] for r in records("stopped").values()][-1], "signal")
+    finally:
+        subprocess.run([control, "down", hosts], check=False)
+
+
+def slurm():
+    """A job array: all tasks, a requeue, scancel, a lost node, the time limit."""
+    cluster = os.path.abspath("cluster")
+    control = str(HERE / "slurm_cluster")
+    subprocess.run([control, "up", cluster, "2"], check=True)
+    # Satisfiability with weights: its searches go on for minutes.
+    pathlib.Path("m.model").write_bytes(subprocess.run(
+        [sys.executable, HERE.parents[1] / "tools/generate/workloads.py", "sat1000"], check=True,
+        stdout=subprocess.PIPE).stdout)
+    os.environ["SLURM_CONF"] = f"{cluster}/slurm.conf"
+
+    def submit(folder, seeds, *options, status=0):
+        done = many("m.model", "--dir", folder, "--slurm", "--submit", "--target", "0", "--time", "10m",
+                    "--seeds", seeds, *options)
+        expect(done[2], done[0], status)
+        return done[1].split()[-1]
+
+    def jobs():
+        return subprocess.run(["squeue", "-h", "-o", "%A"], capture_output=True, text=True,
+                              check=True).stdout.split()
+
+    def scontrol(*arguments):
+        subprocess.run(["scontrol", *arguments], check=True)
+
+    try:
+        status, out, errors = many("m.model", "--dir", "short", "--slurm", "--time", "90")
+        expect("too short", (status, "is too short" in errors), (2, True))
+        status, out, _ = many("m.model", "--dir", "dry", "--slurm", "--time", "10m")
+        expect("line", (status, out), (0, "sbatch dry/slurm.sh\n"))
+
+        submit("array", "1-8", "--", "-iteration", "20000")
+        wait_for("array", lambda: len(records("array")) == 8 and not jobs(), 120)
+        status, out, _ = many("--results", "array")
+        check_right("array", range(1, 9), out)
+
+        # scancel keeps the incumbents, and a second array goes on from them.
+        job = submit("long", "1-2")
+        wait_for("searches", lambda: searching("long") == 2)
+        scontrol("requeue", f"{job}_1")
+        wait_for("incumbent", lambda: 1 in records("long"))
+        wait_for("second try", lambda: searching("long") == 2, 200)
+        expect("goes on", records("long")[1]["ended by"], "SIGTERM")
+        subprocess.run(["scancel", job], check=True)
+        wait_for("cancelled", lambda: not jobs() and len(records("long")) == 2, 60)
+        status, out, _ = many("--results", "long")
+        check_right("long", [1, 2], out)
+        best = records("long")[2]
+        submit("long", "1-2")
+        wait_for("third try", lambda: searching("long") == 2)
+
+        # The daemon of a node dies with what it runs: the task starts on the other.
+        node = [p for p in pathlib.Path("long/.work").glob("run-*")]
+        expect("two tasks", len(node), 2)
+        subprocess.run(["scancel", "--signal=INT", "--batch", *set(jobs())], check=True)
+        wait_for("interrupted", lambda: not jobs(), 60)
+        after = records("long")[2]
+        expect("no worse", (after["hard"], after["soft"]) <= (best["hard"], best["soft"]), True)
+
+        submit("lost", "1-2", "--", "-iteration", "6000000")
+        wait_for("searches", lambda: searching("lost") == 2)
+        pid = pathlib.Path(cluster, "slurmd.n2.pid").read_text().strip()
+        os.kill(int(pid), signal.SIGKILL)
+        for process in processes_of("lost/.work/wcsp-many"):
+            place = pathlib.Path("/proc", process)
+            if b"SLURMD_NODENAME=n2" in (place / "environ").read_bytes():
+                step = re.search(r"^PPid:\s*(\d+)", (place / "status").read_text(), re.M)[1]
+                os.kill(int(step), signal.SIGKILL)  # first what would tell of it
+                os.kill(int(process), signal.SIGKILL)
+        wait_for("the other node", lambda: len(records("lost")) == 2 and not jobs(), 280)
+        expect("hosts", {r["host"] for r in records("lost").values()}, {"n1"})
+    finally:
+        subprocess.run(["scancel", "--user", str(os.geteuid())], check=False)
+        subprocess.run([control, "down", cluster], check=False)
+
+
+NEEDED = {"parallel": ["parallel"], "ssh": ["parallel", "/usr/sbin/sshd", "ssh"],
+          "slurm": ["slurmctld", "slurmd", "sbatch", "munged"]}
+for program in NEEDED[ENGINE]:
+    if not shutil.which(program, path=os.environ["PATH"] + ":/usr/sbin"):
+        sys.exit(f"{program} is missing: wcsp-many is not tested with {ENGINE}")
+os.environ["PATH"] += ":/usr/sbin"
+with tempfile.TemporaryDirectory() as base:
+    os.chdir(base)
+    shutil.copy(EXAMPLES / "frequency-assignment.model", "m.model")
+    for test in {"parallel": (the_same_as_alone, signals, ends, failures), "ssh": (ssh,),
+                 "slurm": (slurm,)}[ENGINE]:
+        began = time.monotonic()
+        test()
+        print(f"{test.__name__}: {time.monotonic() - began:.0f} s", flush=True)
