@@ -5,6 +5,9 @@
 >>> x = {day: m.variable(day, ["off", "on"]) for day in ("Mon", "Tue", "Wed")}
 >>> m.add(total(x[day] == "on" for day in x) <= 2, name="at most two days")
 >>> m.add(x["Tue"] == "off", weight=3)
+>>> r = m.solve(time=5, seeds=1)
+>>> r.feasible, r.soft, r[x["Tue"]]
+(True, 0, 'off')
 """
 
 from .errors import ModelError, ModelWarning, ProgramMissing, SolverError
@@ -22,6 +25,8 @@ from .expressions import (
     total,
 )
 from .model import Model
+from .results import Result, Violation
+from .solving import Progress
 
 __all__ = [
     "AllDifferent",
@@ -31,8 +36,11 @@ __all__ = [
     "ModelError",
     "ModelWarning",
     "ProgramMissing",
+    "Progress",
+    "Result",
     "SolverError",
     "Variable",
+    "Violation",
     "all_different",
     "at_least",
     "at_most",

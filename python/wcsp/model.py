@@ -8,7 +8,7 @@ told with its line, and becomes text only when the model is written.
 from __future__ import annotations
 
 from array import array
-from collections.abc import Hashable, Iterable
+from collections.abc import Callable, Hashable, Iterable
 from fractions import Fraction
 from typing import TYPE_CHECKING, Any, NamedTuple, Union
 
@@ -27,6 +27,9 @@ from .text import ModelWords, lines, scale_of, warn_of_rounding, write_beside
 
 if TYPE_CHECKING:
     import os
+
+    from .results import Result
+    from .solving import Progress, Start
 
 
 LARGEST = 2**31 - 1
@@ -408,6 +411,66 @@ class Model:
         """
         warn_of_rounding(self)
         write_beside(path, lines(self))
+
+    def solve(
+        self,
+        time: float = 60,
+        seeds: int | Iterable[int] = 8,
+        jobs: int | None = None,
+        target: float | None = None,
+        start: Start | None = None,
+        on_improve: Callable[[Progress], object] | None = None,
+        log: str | os.PathLike[str] | None = None,
+        wcsp: str | os.PathLike[str] | None = None,
+        options: Iterable[str] = (),
+    ) -> Result:
+        """Searches with several seeds and gives back the best result.
+
+        Needs the programs wcsp and wcsp-check. `time` is in seconds, for the
+        whole and on the clock; as many searches run at once as there are
+        cores, or `jobs`. The first that reaches the soft penalty `target`
+        ends all. They start from the result or the mapping `start`, if it is
+        given. `on_improve` is told of each better penalty, `log` is a file
+        for the log of the best search, `options` go to the program as they
+        are. An interrupt (Ctrl-C) ends with the best so far, a second one
+        raises KeyboardInterrupt.
+
+        >>> m = Model()
+        >>> x = m.variable("way to work", ["bus", "car"])
+        >>> m.minimize(3 * (x == "bus") + 7 * (x == "car"))
+        >>> r = m.solve(time=5, seeds=1)
+        >>> r[x], r.objective
+        ('bus', 3)
+        """
+        from .solving import solve
+
+        return solve(
+            self,
+            time,
+            seeds,
+            jobs,
+            target,
+            start,
+            on_improve,
+            log,
+            wcsp,
+            options,
+        )
+
+    def check(self, result: Result) -> list[str]:
+        """What wcsp-check finds wrong in a result, judged against the model
+        as it is now; nothing if it is right."""
+        from .programs import judged
+
+        told = judged(self.text(), result.run.text)
+        return [str(difference) for difference in told["differences"]]
+
+    def with_runs(self, folder: str | os.PathLike[str]) -> Result:
+        """The best of the runs that wcsp-many has left in a folder for the
+        text of this model."""
+        from .solving import with_runs
+
+        return with_runs(self, folder)
 
     def label_text(self, label: int) -> str:
         """The label as the user would write it."""

@@ -35,7 +35,7 @@ _wcsp_tool() {
   local word=${COMP_WORDS[COMP_CWORD]} options
   case ${COMP_WORDS[0]##*/} in
     wcsp-show) options='--by-name --by-value --check --columns --compare --csv
-      --help --json --long --output --rows --split --title --transpose --version
+      --help --json --long --names --output --rows --split --title --transpose --version
       --wrong' ;;
     wcsp-many) options='--array-limit --check --compress --dir --each --from-best
       --help --hosts --jobs --no-logs --partition --restart --results --retries

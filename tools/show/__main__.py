@@ -52,6 +52,56 @@ def judged(checker, model, report, is_wrong_shown):
             values, following = following[1], next(runs, None)
         domains[name] = values
     result["domains"] = domains
+    return result
+
+
+def read_names(path):
+    """What is shown in place of the words of a model, as the Python package
+    writes it: {"variables": {word: [text or parts, domain]}, "domains": [texts],
+    "constraints": {word: text}}."""
+    try:
+        names = json.loads(pathlib.Path(path).read_text("utf-8"))
+        for shown, domain in names["variables"].values():
+            names["domains"][domain][0], "".join(shown)
+        names["constraints"].items()
+    except (ValueError, KeyError, TypeError, IndexError, AttributeError):
+        raise Failure(f"{path}: no names") from None
+    return names
+
+
+def renamed(result, names):
+    """The result in other names, and the parts of the names that have parts."""
+    taken, parts, texts = set(), {}, {}
+    for word, (shown, _) in names["variables"].items():
+        text = shown if isinstance(shown, str) else " ".join(shown)
+        text = text if text not in taken else f"{text} ({word})"
+        taken.add(text)
+        texts[word] = text
+        if not isinstance(shown, str) and len(shown) > 1:
+            parts[text] = " ".join(shown[:-1]), shown[-1]
+
+    def value(word, old):
+        place = result["domains"][word].index(old)
+        return names["domains"][names["variables"][word][1]][place]
+
+    def labels(pairs):
+        return [[texts[word], value(word, old)] for word, old in pairs]
+
+    try:
+        for c in result["violated"]:
+            c["name"] = names["constraints"].get(c["name"], c["name"])
+            c["scope"] = [[texts[x], [value(x, a) for a in values]] for x, values in c["scope"]]
+            for part in [*c.get("terms", []), *c.get("shared", [])]:
+                part["labels"] = labels(part["labels"])
+        result["assignment"] = labels(result["assignment"])
+        result["domains"] = {texts[word]: names["domains"][names["variables"][word][1]]
+                             for word in result["domains"]}
+    except (KeyError, IndexError):
+        raise Failure("--names: they are of another model") from None
+    return result, parts
+
+
+def with_values(result):
     result["values"] = dict(result["assignment"])
     return result
 
@@ -144,6 +194,8 @@ def options():
     form.add_argument("--csv", action="store_true", help="write the grids as CSV")
     form.add_argument("--json", action="store_true", help="write the grids as JSON")
     parser.add_argument("--long", action="store_true", help="with --csv: a line per variable")
+    parser.add_argument("--names", metavar="FILE",
+                        help="JSON: what to show in place of the words of the model")
     parser.add_argument("--title", help="of the page; the model's name otherwise")
     parser.add_argument("--wrong", action="store_true", help="show a report that differs, too")
     parser.add_argument("--check", metavar="PROGRAM", help="the wcsp-check to use")
@@ -156,7 +208,7 @@ def options():
     return chosen
 
 
-def chosen_grids(chosen, result):
+def chosen_grids(chosen, result, parts):
     """The grids as the options want them, and the names in none."""
     try:
         pattern = re.compile(chosen.split) if chosen.split else None
@@ -164,7 +216,10 @@ def chosen_grids(chosen, result):
         raise Failure(f"--split: {error}") from None
     if pattern is not None and pattern.groups != 2:
         raise Failure("--split needs two groups")
-    grids, rest = grids_of(list(result["values"]), pattern, result["domains"])
+    split = pattern.fullmatch if pattern else None
+    if split is None and parts:
+        split = lambda name: (None, *parts[name]) if name in parts else None  # noqa: E731
+    grids, rest = grids_of(list(result["values"]), split, result["domains"])
     if pattern is not None and not grids:
         raise Failure("--split makes no grid of the variables")
     if chosen.transpose:
@@ -185,7 +240,13 @@ def main():
     result = judged(checker, chosen.model, chosen.report, chosen.wrong)
     other = (judged(checker, chosen.model, chosen.compare, chosen.wrong)
              if chosen.compare else None)
-    grids, rest = chosen_grids(chosen, result)
+    parts = {}
+    if chosen.names:
+        names = read_names(chosen.names)
+        result, parts = renamed(result, names)
+        other = renamed(other, names)[0] if other else None
+    result, other = with_values(result), with_values(other) if other else None
+    grids, rest = chosen_grids(chosen, result, parts)
     if chosen.csv:
         text = csv_of(result, grids, rest, chosen)
     elif chosen.json:

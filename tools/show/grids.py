@@ -41,13 +41,13 @@ class Grid:
         return [name for row in self.rows for name in self.names[row].values()]
 
 
-def grids_by(pattern, names, domains):
-    """The grids of names that split by a pattern. A row joins the grid with
+def grids_by(split, names, domains):
+    """The grids of names; split(name)[1] and [2] are its row and column. A row joins the grid with
     which it shares a column and a value; it needs two rows, two columns, and
     at least half of its cells."""
     rows = {}
     for name in names:
-        found = pattern.fullmatch(name)
+        found = split(name)
         if found:
             rows.setdefault(found[1] or "", {}).setdefault(found[2] or "", name)
     families = []
@@ -92,9 +92,10 @@ def in_order(family):
     return ordered
 
 
-def grids_of(names, pattern=None, domains=None):
+def grids_of(names, split=None, domains=None):
     """The grids of names, and the names that fit none."""
-    tried = [grids_by(p, names, domains) for p in ([pattern] if pattern else SPLITS)]
+    splits = [split] if split else [pattern.fullmatch for pattern in SPLITS]
+    tried = [grids_by(one, names, domains) for one in splits]
     grids = max(tried, key=lambda found: sum(len(g.variables()) for g in found))
     fitted = {name for grid in grids for name in grid.variables()}
     return grids, [name for name in names if name not in fitted]

@@ -1,0 +1,71 @@
+"""Reads reports and logs of the solver, and writes start files."""
+
+from __future__ import annotations
+
+import re
+from typing import NamedTuple
+
+_BEST = re.compile(r"^\[(?:best|incumbent) solution\]\n", re.M)
+_PENALTY = re.compile(r"^penalty: (\d+)/(\d+) \(hard/soft\)$", re.M)
+_IMPROVED = re.compile(
+    r"^penalty = (\d+)/(\d+) \(hard/soft\), time = ([\d.]+)\(s\), "
+    r"iteration = (\d+)$",
+    re.M,
+)
+
+
+class Improvement(NamedTuple):
+    """An assignment that is better than all before it, in one search."""
+
+    time: float
+    iteration: int
+    hard: int
+    soft: int
+
+
+class Report(NamedTuple):
+    """A report: words of variables and values, and violated constraints."""
+
+    assignment: dict[str, str]
+    hard: int
+    soft: int
+    violated: dict[str, int]
+
+
+def read_report(text: str) -> Report | None:
+    """The last report in the text, or None if there is no whole one."""
+    heads = list(_BEST.finditer(text))
+    if not heads:
+        return None
+    body = text[heads[-1].end() :]
+    assignment = _pairs(body)
+    penalty = _PENALTY.search(body)
+    if penalty is None:
+        return None
+    _, _, rest = body.partition("\n[Violated constraints]\n")
+    violated = {name: int(count) for name, count in _pairs(rest).items()}
+    return Report(assignment, int(penalty[1]), int(penalty[2]), violated)
+
+
+def _pairs(text: str) -> dict[str, str]:
+    pairs = {}
+    for line in text.split("\n"):
+        name, colon, value = line.rpartition(": ")
+        if not colon:
+            break
+        pairs[name] = value
+    return pairs
+
+
+def read_improvements(log: str) -> list[Improvement]:
+    """What a log tells of better and better assignments."""
+    return [
+        Improvement(float(time), int(iteration), int(hard), int(soft))
+        for hard, soft, time, iteration in _IMPROVED.findall(log)
+    ]
+
+
+def start_text(assignment: dict[str, str]) -> str:
+    """A file from which a search starts."""
+    lines = [f"{name}: {value}" for name, value in assignment.items()]
+    return "\n".join(["[best solution]", *lines, ""])

@@ -1,0 +1,353 @@
+"""What a search has found, in the names and values of the model."""
+
+from __future__ import annotations
+
+import json
+import os
+import tempfile
+from collections import Counter
+from collections.abc import Hashable, Iterable
+from fractions import Fraction
+from html import escape
+from pathlib import Path
+from typing import TYPE_CHECKING, Any, NamedTuple
+
+from .errors import SolverError
+from .expressions import Sum, Variable, terms
+from .programs import find_program, judged, run
+from .reports import Improvement, Report, read_improvements, start_text
+
+if TYPE_CHECKING:
+    from .model import Model
+
+
+class Run(NamedTuple):
+    """One search: its seed, the solver's status, report, output and log."""
+
+    seed: int
+    status: int
+    report: Report | None
+    text: str
+    log: str
+
+
+class Violation(NamedTuple):
+    """A constraint that is broken, by how much, and what that costs."""
+
+    name: Hashable
+    weight: int | float | None
+    violation: int
+    cost: int | float
+    explanation: str
+
+
+class Page:
+    """A page of wcsp-show, which notebooks show inline."""
+
+    def __init__(self, text: str) -> None:
+        self.text = text
+
+    def _repr_html_(self) -> str:
+        return (
+            f'<iframe srcdoc="{escape(self.text)}" width="100%" height="600" '
+            'style="border:0"></iframe>'
+        )
+
+
+class Picture:
+    """A picture of wcsp-plot, which notebooks show inline."""
+
+    def __init__(self, text: str) -> None:
+        self.text = text
+
+    def _repr_svg_(self) -> str:
+        return self.text
+
+
+class Result:
+    """The best of several searches, judged by wcsp-check."""
+
+    def __init__(
+        self,
+        model: Model,
+        best: Run,
+        runs: list[Run],
+        wcsp: str | os.PathLike[str] | None = None,
+    ) -> None:
+        assert best.report is not None
+        self.model = model
+        #: The run that the result is of.
+        self.run = best
+        self.runs = sorted(runs, key=lambda one: one.seed)
+        #: Penalty of the hard constraints; 0 if all hold.
+        self.hard = best.report.hard
+        self._wcsp = wcsp
+        self._report = best.report
+        self._scale = model.scale
+        model.words.update()
+        self._numbers = {w: i for i, w in enumerate(model.words.variables)}
+        self._values: dict[Hashable, Any] = {}
+        for word, value in best.report.assignment.items():
+            x = model.variables[self._numbers[word]]
+            place = model.words.values(x.number).index(value)
+            self._values[x.name] = list(x.places)[place]
+        self._checked = self._judge()
+
+    def __getitem__(self, x: Variable | Hashable) -> Any:
+        """The value of a variable, given itself or its name."""
+        return self._values[x.name if isinstance(x, Variable) else x]
+
+    def values(self) -> dict[Hashable, Any]:
+        """The value of each variable, by name."""
+        return dict(self._values)
+
+    @property
+    def soft(self) -> int | float:
+        """Penalty of the soft constraints, in the units of the weights."""
+        return _number(Fraction(self._report.soft) / self._scale)
+
+    @property
+    def feasible(self) -> bool:
+        """Whether every hard constraint holds."""
+        return self.hard == 0
+
+    @property
+    def seeds(self) -> list[int]:
+        """The seeds of all searches."""
+        return [one.seed for one in self.runs]
+
+    @property
+    def objective(self) -> int | float | None:
+        """What minimize or maximize have been given, each times its weight;
+        None for a model without."""
+        if not self.model.objectives:
+            return None
+        return _number(
+            sum(
+                (
+                    o.weight * self._value_of(o.sum)
+                    for o in self.model.objectives
+                ),
+                Fraction(0),
+            )
+        )
+
+    def _value_of(self, whole: Sum) -> int:
+        on = {
+            x.first + x.places[self._values[x.name]]
+            for x in self.model.variables
+        }
+        return whole.constant + sum(
+            factor
+            for factor, labels in terms(whole)
+            if all(label in on for label in labels)
+        )
+
+    @property
+    def violated(self) -> list[Violation]:
+        """The broken constraints, the hard ones first, then the dearest."""
+        numbers = {w: i for i, w in enumerate(self.model.words.constraints)}
+        found = []
+        for told in self._checked["violated"]:
+            c = numbers[told["name"]]
+            weight = self.model.weights[c]
+            cost = (
+                0 if weight is None else Fraction(weight) * told["violation"]
+            )
+            found.append(
+                Violation(
+                    self.model.names[c],
+                    None if weight is None else _number(Fraction(weight)),
+                    told["violation"],
+                    _number(Fraction(cost)),
+                    self._explained(told),
+                )
+            )
+        return sorted(found, key=lambda v: (v.weight is not None, -v.cost))
+
+    def _explained(self, told: dict[str, Any]) -> str:
+        if told["kind"] == "alldiff":
+            return "; ".join(
+                "the same value: "
+                + ", ".join(self._label(*label) for label in shared["labels"])
+                for shared in told["shared"]
+            )
+        on = ", ".join(
+            ("" if term["coefficient"] == 1 else f"{term['coefficient']} ")
+            + " and ".join(self._label(*label) for label in term["labels"])
+            for term in told["terms"]
+        )
+        total = int(told["sum"])
+        is_low = told["lower"] is not None and total < told["lower"]
+        bound = (
+            f"at least {told['lower']}"
+            if is_low
+            else f"at most {told['upper']}"
+        )
+        return f"{total}, wanted {bound}: {on or 'nothing counts'}"
+
+    def _label(self, word: str, value: str) -> str:
+        number = self._numbers[word]
+        place = self.model.words.values(number).index(value)
+        x = self.model.variables[number]
+        return f"{_shown(x.name)} = {_shown(list(x.places)[place])}"
+
+    @property
+    def failing(self) -> list[tuple[Hashable, int]]:
+        """The hard constraints that searches have left broken, with the
+        number of searches, the most frequent first."""
+        names = dict(zip(self.model.words.constraints, self.model.names))
+        hard = {
+            word
+            for word, weight in zip(
+                self.model.words.constraints, self.model.weights
+            )
+            if weight is None
+        }
+        counts: Counter[Hashable] = Counter()
+        for one in self.runs:
+            if one.report is not None:
+                counts.update(
+                    names[word] for word in one.report.violated if word in hard
+                )
+        return counts.most_common()
+
+    @property
+    def log(self) -> list[Improvement]:
+        """How the search of this result went on."""
+        return read_improvements(self.run.log)
+
+    def grid(
+        self, rows: Iterable[Hashable], columns: Iterable[Hashable]
+    ) -> list[list[Any]]:
+        """The values of the variables (row, column), None where there is
+        none."""
+        across = list(columns)
+        return [[self._values.get((r, c)) for c in across] for r in rows]
+
+    def to_frame(self) -> Any:
+        """A pandas data frame of all variables: the parts of a name that is a
+        tuple are columns, and the value is the last."""
+        try:
+            import pandas  # type: ignore[import]
+        except ImportError:
+            raise SolverError("to_frame() needs pandas") from None
+        names = list(self._values)
+        parts = [n if isinstance(n, tuple) else (n,) for n in names]
+        width = max(map(len, parts), default=1)
+        columns = (
+            ["variable"] if width == 1 else [f"name{i}" for i in range(width)]
+        )
+        rows = [
+            (*p, *[None] * (width - len(p)), self._values[n])
+            for p, n in zip(parts, names)
+        ]
+        return pandas.DataFrame(rows, columns=[*columns, "value"])
+
+    def show(self, path: str | os.PathLike[str] | None = None) -> Page:
+        """The page of wcsp-show; also written to a file if there is a path."""
+        with tempfile.TemporaryDirectory(prefix="wcsp-") as folder:
+            self._write(Path(folder))
+            Path(folder, "names").write_text(
+                json.dumps(self._names()), "utf-8"
+            )
+            command = [find_program("wcsp-show", self._wcsp)]
+            command += ["--check", find_program("wcsp-check", self._wcsp)]
+            command += ["--names", "names", "model", "report"]
+            page = run(command, folder)
+        if path is not None:
+            Path(path).write_text(page, "utf-8")
+        return Page(page)
+
+    def _repr_html_(self) -> str:
+        return self.show()._repr_html_()
+
+    def plot(self, path: str | os.PathLike[str] | None = None) -> Picture:
+        """The picture of wcsp-plot of all searches, as SVG; also written to a
+        file if there is a path, whose suffix says the form."""
+        with tempfile.TemporaryDirectory(prefix="wcsp-") as folder:
+            logs = [
+                f"{one.seed}.log" for one in self.runs if self._has_log(one)
+            ]
+            for one in self.runs:
+                Path(folder, f"{one.seed}.log").write_text(one.log, "ascii")
+            command = [find_program("wcsp-plot", self._wcsp), *logs]
+            if path is not None:
+                run([*command, "-o", os.path.abspath(path)], folder)
+            run([*command, "-o", "picture.svg"], folder)
+            return Picture(Path(folder, "picture.svg").read_text("utf-8"))
+
+    @staticmethod
+    def _has_log(one: Run) -> bool:
+        return bool(read_improvements(one.log))
+
+    def _names(self) -> dict[str, Any]:
+        """What wcsp-show shows in place of the words of the text."""
+        domains: dict[int, int] = {}
+        listed: list[list[str]] = []
+        variables = {}
+        for x in self.model.variables:
+            key = id(x.places)
+            if key not in domains:
+                domains[key] = len(listed)
+                listed.append([_shown(value) for value in x.places])
+            shown = (
+                [_shown(part) for part in x.name]
+                if isinstance(x.name, tuple)
+                else _shown(x.name)
+            )
+            word = self.model.words.variables[x.number]
+            variables[word] = [shown, domains[key]]
+        constraints = {
+            word: _shown(name)
+            for word, name in zip(
+                self.model.words.constraints, self.model.names
+            )
+        }
+        return {
+            "variables": variables,
+            "domains": listed,
+            "constraints": constraints,
+        }
+
+    def _write(self, folder: Path) -> None:
+        (folder / "model").write_text(self.model.text(), "utf-8")
+        (folder / "report").write_text(self.run.text, "utf-8")
+
+    def _judge(self) -> dict[str, Any]:
+        told = judged(self.model.text(), self.run.text, self._wcsp)
+        if told["status"] != 0:
+            raise SolverError(
+                f"wcsp-check refuses the report of seed {self.run.seed}: "
+                f"{told['verdict']}"
+            )
+        return told
+
+    def start(self) -> str:
+        """The result as the text of a start file."""
+        return start_text(self._report.assignment)
+
+    def __repr__(self) -> str:
+        text = f"<Result: hard {self.hard}, soft {self.soft}"
+        if self.objective is not None:
+            text += f", objective {self.objective}"
+        if not self.feasible:
+            text += (
+                "; no search has satisfied all hard constraints, most often"
+            )
+            text += " broken: " + ", ".join(
+                f"{_shown(name)} ({count} of {len(self.runs)})"
+                for name, count in self.failing[:5]
+            )
+        return text + ">"
+
+
+def _number(exact: Fraction) -> int | float:
+    return exact.numerator if exact.denominator == 1 else float(exact)
+
+
+def _shown(name: object) -> str:
+    if isinstance(name, tuple):
+        return " ".join(map(_shown, name))
+    enum_name = getattr(name, "_name_", None)
+    return enum_name if isinstance(enum_name, str) else str(name)

@@ -1,0 +1,305 @@
+"""Results against brute force, and searches that leave nothing behind.
+
+WCSP_RANDOM_MODELS and WCSP_INTERRUPTS say how many are tried.
+"""
+
+import datetime
+import enum
+import itertools
+import os
+import random
+import signal
+import subprocess
+import sys
+import textwrap
+import threading
+import time
+import warnings
+from fractions import Fraction
+
+import pytest
+
+from wcsp import Model, ModelError, ProgramMissing, SolverError, all_different, total
+
+COUNT = int(os.environ.get("WCSP_RANDOM_MODELS", "60"))
+INTERRUPTS = int(os.environ.get("WCSP_INTERRUPTS", "20"))
+
+
+class Shift(enum.Enum):
+    EARLY = 6
+    LATE = 14
+
+
+VALUES = ["", "off", "été", 0, 7, -1, (1, 2), ("a b", 3), Shift.EARLY, Shift.LATE, 2.5,
+          datetime.date(2026, 3, 1), "inf", None, "a_b", "a b"]
+NAMES = ["Zoë Müller", "zoe muller", ("Zoë", "Mon"), ("Zoë", 2), 3, "", "target", Shift.EARLY,
+         "x[1]", datetime.date(2026, 3, 1)]
+
+
+class Random:
+    """A random model beside what its parts cost in plain Python."""
+
+    def __init__(self, rng):
+        self.model = Model()
+        names = rng.sample(NAMES, rng.randint(2, 4))
+        self.variables = [self.model.variable(n, rng.sample(VALUES, rng.randint(2, 4)))
+                          for n in names]
+        self.parts = []        # (weight or None, violation of an assignment)
+        self.objective = None  # of an assignment
+        for c in range(rng.randint(2, 6)):
+            weight = rng.choice([None, None, 1, 2, 0.5, Fraction(5, 4)])
+            self.add(rng, weight, rng.choice(["rule", ("rule", c), "règle"]))
+        if rng.random() < 0.5:
+            self.minimize(rng)
+
+    def labels(self, rng, number):
+        return [(rng.randint(-3, 5), x, rng.choice(list(x.values)))
+                for x in rng.choices(self.variables, k=number)]
+
+    def add(self, rng, weight, name):
+        kind = rng.random()
+        if kind < 0.2:
+            chosen = rng.sample(self.variables, rng.randint(2, len(self.variables)))
+            if weight is None and len(set().union(*(x.values for x in chosen))) < len(chosen):
+                return
+            self.model.add(all_different(chosen), weight, name)
+            self.parts.append((weight, lambda a: len(chosen) - len({a[x.name] for x in chosen})))
+            return
+        if kind < 0.6:
+            terms = self.labels(rng, rng.randint(1, 5))
+            left = total(k * (x == v) for k, x, v in terms)
+
+            def value(a):
+                return sum(k for k, x, v in terms if a[x.name] == v)
+        else:
+            pairs = list(zip(self.labels(rng, 3), self.labels(rng, 3)))
+            left = total(k * (x == v) * (y == w) for (k, x, v), (_, y, w) in pairs)
+
+            def value(a):
+                return sum(k for (k, x, v), (_, y, w) in pairs
+                           if a[x.name] == v and a[y.name] == w)
+        bound = rng.randint(-2, 4)
+        relation = rng.choice(["<=", ">=", "=="])
+        compared = {"<=": left <= bound, ">=": left >= bound, "==": left == bound}[relation]
+        try:
+            self.model.add(compared, weight, name)
+        except ModelError:  # it can never hold
+            return
+        self.parts.append((weight, {
+            "<=": lambda a: max(value(a) - bound, 0), ">=": lambda a: max(bound - value(a), 0),
+            "==": lambda a: abs(value(a) - bound)}[relation]))
+
+    def minimize(self, rng):
+        terms = self.labels(rng, 4)
+        sign = rng.choice([1, -1])
+        cost = total(k * (x == v) for k, x, v in terms) + 10
+        (self.model.minimize if sign > 0 else self.model.maximize)(cost)
+        self.objective = lambda a: 10 + sum(k for k, x, v in terms if a[x.name] == v)
+        self.sign = sign
+
+    def cost(self, a):
+        hard = sum(part(a) for weight, part in self.parts if weight is None)
+        soft = sum(Fraction(weight) * part(a) for weight, part in self.parts if weight)
+        return hard, soft + (self.sign * self.objective(a) if self.objective else 0)
+
+    def beyond(self):
+        """What the objective's least bound takes from its cost."""
+        objectives = self.model.objectives
+        return -objectives[0].sign * objectives[0].bound if objectives else 0
+
+    def best(self):
+        names = [x.name for x in self.variables]
+        return min((dict(zip(names, values)) for values in itertools.product(
+            *(list(x.values) for x in self.variables))), key=self.cost)
+
+
+def test_results_against_brute_force():
+    """Names and values of every kind come back; the best of all assignments and
+    what a search finds cost in the text, judged by wcsp-check, what they cost
+    here, and no search beats the best."""
+    for k in range(COUNT):
+        rng = random.Random(k)
+        with warnings.catch_warnings():
+            warnings.simplefilter("ignore")
+            case = Random(rng)
+            found = case.model.solve(time=20, seeds=1, options=["-iteration", "300"])
+        best = case.best()
+        assert case.cost(best) <= case.cost(found.values()), k
+        for r in (found, case.model.solve(time=20, seeds=1, start=best,
+                                          options=["-iteration", "0"])):
+            check_result(case, r, k)
+        assert r.values() == best, k
+
+
+def check_result(case, r, k):
+    values = r.values()
+    assert list(values) == [x.name for x in case.variables], k
+    for x in case.variables:
+        assert r[x] in x.values and r[x] is values[x.name], k
+    assert (r.hard, r.objective) == (
+        case.cost(values)[0], case.objective(values) if case.objective else None), k
+    broken = sum(Fraction(v.cost) for v in r.violated)
+    assert broken == Fraction(r.soft), k
+    # The objective's constraints cost it from a bound of their own.
+    beyond = Fraction(r.soft) - case.cost(values)[1]
+    assert beyond == case.beyond(), k
+    assert case.model.check(r) == []
+
+
+def colouring(edges=300, colours=4, seed=1):
+    rng = random.Random(seed)
+    m = Model()
+    x = [m.variable(("Knoten", i), range(colours)) for i in range(100)]
+    for i in range(edges):
+        a, b = rng.sample(x, 2)
+        m.add(total((a == c) * (b == c) for c in range(colours)) == 0, weight=1, name=("e", i))
+    return m
+
+
+def processes():
+    listed = subprocess.run(["ps", "-eo", "ppid=,stat=,args="], capture_output=True, text=True,
+                            check=True).stdout
+    return [line for line in listed.split("\n") if "-inputfile" in line and "wcsp-" in line
+            and str(os.getpid()) == line.split()[0]]
+
+
+def test_seeds_and_limits():
+    m = colouring()
+    seen = []
+    began = time.monotonic()
+    r = m.solve(time=1.5, seeds=[3, 5, 8], jobs=2, target=-1, on_improve=seen.append)
+    assert time.monotonic() - began < 6
+    assert r.seeds == [3, 5, 8]
+    assert [p[1:3] for p in seen] == sorted({p[1:3] for p in seen}, reverse=True)
+    assert seen[-1][1:3] == (r.hard, r.soft)
+    assert (r.log[-1].hard, r.log[-1].soft) == (r.hard, r.soft)
+    r = m.solve(time=30, seeds=4, jobs=4, target=40)
+    assert r.soft <= 40
+    assert processes() == []
+
+
+def test_no_process_is_left():
+    m = colouring()
+
+    def fail(_):
+        raise ZeroDivisionError
+
+    with pytest.raises(ZeroDivisionError):
+        m.solve(time=20, seeds=4, jobs=4, on_improve=fail)
+    assert processes() == []
+    results = {}
+    threads = [threading.Thread(target=lambda s=s: results.setdefault(
+        s, m.solve(time=10, seeds=[s], options=["-iteration", "2000"]))) for s in (1, 2, 3)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    alone = m.solve(time=10, seeds=[2], options=["-iteration", "2000"])
+    assert results[2].values() == alone.values()
+    assert processes() == []
+
+
+SCRIPT = """
+    import sys
+    sys.path.insert(0, {tests!r})
+    from solving_test import colouring
+    m = colouring()
+    print("ready", flush=True)
+    r = m.solve(time=60, seeds=2, jobs=2, target=-1,
+                on_improve=lambda p: print("better", flush=True))
+    print("result", r.soft, flush=True)
+"""
+
+
+def test_interrupts():
+    """Ctrl-C at any moment: a result as soon as one penalty was there."""
+    rng = random.Random(5)
+    script = textwrap.dedent(SCRIPT).format(tests=os.path.dirname(os.path.abspath(__file__)))
+    for k in range(INTERRUPTS):
+        child = subprocess.Popen([sys.executable, "-c", script], stdout=subprocess.PIPE,
+                                 stderr=subprocess.PIPE, text=True)
+        assert child.stdout.readline() == "ready\n"
+        time.sleep(rng.uniform(0, 0.4))
+        child.send_signal(signal.SIGINT)
+        if k % 4 == 3:
+            time.sleep(rng.uniform(0, 0.02))
+            child.send_signal(signal.SIGINT)
+        out, errors = child.communicate(timeout=30)
+        left = subprocess.run(["ps", "-eo", "args="], capture_output=True, text=True,
+                              check=True).stdout
+        assert not [line for line in left.split("\n")
+                    if "wcsp-" in line and "-inputfile" in line and "/model" in line
+                    and "-target 0" in line], k
+        if "better" in out and k % 4 != 3:
+            assert "result" in out, (k, out, errors)
+        assert "result" in out or "KeyboardInterrupt" in errors or "no search" in errors, errors
+
+
+def test_infeasible():
+    m = Model()
+    x = [m.variable(("Zoë", i), "ab") for i in range(3)]
+    m.add(total(v == "a" for v in x) >= 2, name="genug für Zoë")
+    m.add(total(v == "b" for v in x) >= 2, name=("other", 1))
+    r = m.solve(time=5, seeds=3, options=["-iteration", "100"])
+    assert (r.feasible, r.hard) == (False, 1)
+    assert sum(count for _, count in r.failing) == 3
+    assert set(name for name, _ in r.failing) <= {"genug für Zoë", ("other", 1)}
+    assert "no search has satisfied all hard constraints" in repr(r)
+    (broken,) = r.violated
+    assert (broken.violation, broken.weight, broken.cost) == (1, None, 0)
+    assert "wanted at least 2: Zoë " in broken.explanation
+
+
+def test_ways_to_look(tmp_path):
+    m = Model()
+    days = ["Mon", "Tue"]
+    x = {(n, d): m.variable((n, d), ["frei", "spät <b>"]) for n in ("Zoë", "Bo") for d in days}
+    m.add(x["Zoë", "Mon"] == "spät <b>", weight=0.5, name="Zoës Wunsch")
+    m.add(total(x["Zoë", d] == "frei" for d in days) == 2)
+    r = m.solve(time=5, seeds=2, options=["-iteration", "50"])
+    assert (r.soft, r.violated[0].name, r.violated[0].cost) == (0.5, "Zoës Wunsch", 0.5)
+    assert r.grid(["Zoë", "nobody"], days) == [["frei", "frei"], [None, None]]
+    r.show(tmp_path / "page.html")
+    page = (tmp_path / "page.html").read_text("utf-8")
+    for text in ('<th scope="row">Zoë</th>', '<th scope="col">Tue</th>', "spät &lt;b&gt;",
+                 ">Zoës Wunsch</th>"):
+        assert text in page
+    assert "<b>&" not in page and "srcdoc" in r._repr_html_()
+    assert r.plot(tmp_path / "p.png").text.startswith("<?xml")
+    assert (tmp_path / "p.png").stat().st_size > 1000
+    pandas = pytest.importorskip("pandas")
+    frame = r.to_frame()
+    assert isinstance(frame, pandas.DataFrame)
+    assert list(frame.columns) == ["name0", "name1", "value"]
+    assert frame.iloc[0].tolist() == ["Zoë", "Mon", "frei"]
+
+
+def test_runs_of_many(tmp_path):
+    m = colouring()
+    m.write(tmp_path / "m.model")
+    many = os.path.join(os.path.dirname(os.environ["WCSP"]), "wcsp-many")
+    subprocess.run([many, "m.model", "--seeds", "1-3", "--", "-iteration", "500"], cwd=tmp_path,
+                   check=True, capture_output=True)
+    r = m.with_runs(tmp_path / "m.model.runs")
+    alone = m.solve(time=20, seeds=3, options=["-iteration", "500"])
+    assert (r.seeds, r.values()) == ([1, 2, 3], alone.values())
+    with pytest.raises(ModelError, match="another model"):
+        colouring(seed=2).with_runs(tmp_path / "m.model.runs")
+    with pytest.raises(SolverError, match="no folder of runs"):
+        m.with_runs(tmp_path)
+
+
+def test_mistakes(monkeypatch, tmp_path):
+    m = colouring()
+    for options, message in (({"seeds": 0}, "seeds are"), ({"seeds": [1, 1]}, "seeds are"),
+                             ({"time": 0}, "time is above 0"), ({"jobs": 0}, "jobs are"),
+                             ({"start": {("Knoten", 0): 9}}, "cannot be 9"),
+                             ({"start": {"x": 1}}, "start: 'x' cannot be")):
+        with pytest.raises(ModelError, match=message):
+            m.solve(**options)
+    with pytest.raises(ModelError, match="no variable"):
+        Model().solve()
+    with pytest.raises(SolverError, match="no search has left a report"):
+        m.solve(time=5, seeds=1, options=["-nonsense"])
+    with pytest.raises(ProgramMissing, match="is no program"):
+        m.solve(wcsp=tmp_path / "none")
