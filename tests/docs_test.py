@@ -133,6 +133,8 @@ def main():
             os.symlink(tool, f'{programs}/{tool.name}')
         environment = dict(os.environ, LC_ALL='C', PROGRAM=str(wcsp),
                            EXAMPLES=f'{root}/examples',
+                           PYTHONPATH=f'{root}/python', PYTHONDONTWRITEBYTECODE='1',
+                           PYTHONUTF8='1',
                            PATH=f'{programs}:{os.environ["PATH"]}')
         for path in sorted(options.docs.glob('ma[nu]*/*.adoc')):
             ran, failed = test_source(path, environment, options.update)

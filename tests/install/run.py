@@ -94,6 +94,17 @@ def first_page(program, examples, folder):
     equal((count > 0, failures), (True, []), 'the first page')
 
 
+def of_python(package, folder, unpacked):
+    """The Python package solves with the programs of the other one."""
+    run('dpkg-deb', '-x', package, folder / 'python')
+    equal((folder / 'python/usr/share/doc/python3-wcsp/copyright').exists(), True, 'copyright')
+    printed = run('/usr/bin/python3', '-c', 'from wcsp import Model; m = Model(); x = m.variable("x",'
+                  ' "ab"); m.add(x == "b"); print(m.solve(time=5, seeds=1)[x])', cwd=folder,
+                  env=dict(os.environ, PYTHONPATH=str(folder / 'python/usr/lib/python3/dist-packages'),
+                           WCSP=str(unpacked / 'usr/bin/wcsp'), PYTHONDONTWRITEBYTECODE='1'))
+    equal(printed, 'b\n', 'the Python package')
+
+
 def in_root(package, root, folder):
     """Through all of dpkg: installed, run and removed without a trace."""
     def listing():
@@ -146,6 +157,7 @@ def main():
                           '../../man/man5/wcsp-model.5.gz']
         doc = unpacked / 'usr/share/doc/wcsp'
         equal([d for d in documents if not (doc / d).exists()], [], 'missing')
+        of_python(next(build.glob(f'python3-wcsp_{version}-*_all.deb')), folder, unpacked)
         first_page(unpacked / 'usr/bin/wcsp', doc / 'examples', folder)
         if root:
             in_root(package, root.resolve(), folder)
