@@ -37,6 +37,7 @@ if TYPE_CHECKING:
     from .model import Model
 
 _START = "# start tabu search\n"
+_END = "\n# penalty = "
 _POLL = 0.02
 
 Start = Union[Result, Mapping[Any, Any]]
@@ -60,15 +61,39 @@ class _Search:
         self.log = folder / f"{seed}.log"
         self.is_interrupted = False
         self._seen = 0
-        command = [*command, "-seed", str(seed), "-logfile", str(self.log)]
+        self._command = [*command, "-seed", str(seed)]
+        self.process = self._start(self.log)
+
+    def _start(
+        self, log: Path, options: Iterable[str] = ()
+    ) -> subprocess.Popen[bytes]:
         with open(self.output, "wb") as output:
-            self.process = subprocess.Popen(
-                command,
+            return subprocess.Popen(
+                [*self._command, *options, "-logfile", str(log)],
                 stdin=subprocess.DEVNULL,
                 stdout=output,
                 stderr=subprocess.STDOUT,
                 start_new_session=True,
             )
+
+    def run(self) -> Run:
+        """What the search has left. One that lost its report, by an overflow
+        of weights or an interrupt that came after its end, is run again to
+        its best: equal seeds go the same way."""
+        status = self.process.returncode
+        text = self.output.read_text("utf-8", "replace")
+        found = read_improvements(self.log_text())
+        if found and read_report(text) is None:
+            options = ["-iteration", str(found[-1].iteration)]
+            again = self.log.with_suffix(".again")
+            self.process = self._start(again, options)
+            try:
+                self.process.wait()
+            finally:
+                self.kill()
+            text = self.output.read_text("utf-8", "replace")
+        log = self.log_text()
+        return Run(self.seed, status, read_report(text), text, log)
 
     def log_text(self) -> str:
         try:
@@ -85,8 +110,10 @@ class _Search:
         return new
 
     def interrupt(self) -> None:
-        """Asks for the report; before the search starts there is none yet."""
-        if not self.is_interrupted and _START in self.log_text():
+        """Asks for the report; before the search starts there is none yet,
+        and after its end it is about to come."""
+        log = self.log_text()
+        if not self.is_interrupted and _START in log and _END not in log:
             self.is_interrupted = True
             with contextlib.suppress(ProcessLookupError):
                 self.process.send_signal(signal.SIGINT)
@@ -210,7 +237,7 @@ def solve(
         )
         with _interrupts_of(race):
             race.run()
-            runs = [_run_of(search) for search in race.finished]
+            runs = [search.run() for search in race.finished]
             result = best_of(model, runs, wcsp)
         if log is not None:
             Path(log).write_text(result.run.log, "ascii")
@@ -240,12 +267,6 @@ def _interrupts_of(race: _Race) -> Iterator[None]:
         yield
     finally:
         signal.signal(signal.SIGINT, usual)
-
-
-def _run_of(search: _Search) -> Run:
-    text = search.output.read_text("utf-8", "replace")
-    status = search.process.returncode
-    return Run(search.seed, status, read_report(text), text, search.log_text())
 
 
 def best_of(

@@ -28,6 +28,7 @@ from wcsp_log import read_log
 from wcsp_tool import Failure, write_whole
 
 START = b"# start tabu search\n"
+END = b"\n# penalty = "
 PENALTY = re.compile(r"^penalty: (\d+)/(\d+) \(hard/soft\)$", re.M)
 POLL = 0.05
 SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
@@ -117,9 +118,13 @@ class Watch:
         return self.reason is not None
 
 
-def has_started(log):
+def is_searching(log):
+    """Whether the search has started and is not over, as its log tells."""
     with contextlib.suppress(OSError), open(log, "rb") as file:
-        return START in file.read(1 << 16)
+        if START not in file.read(1 << 16):
+            return False
+        file.seek(max(file.seek(0, os.SEEK_END) - 200, 0))
+        return END not in file.read()
     return False
 
 
@@ -141,9 +146,25 @@ def solve(command, output, watch):
         with contextlib.suppress(subprocess.TimeoutExpired):
             status = solver.wait(POLL)
             return status if status >= 0 else 128 - status
-        if not is_interrupted and watch.asks() and has_started(command[-1]):
+        if not is_interrupted and watch.asks() and is_searching(command[-1]):
             solver.send_signal(signal.SIGINT)
             is_interrupted = True
+
+
+def report_of(command, output, log):
+    """The report of a search. One that lost it, by an overflow of weights or an
+    interrupt that came after its end, is run again to its best: equal seeds go
+    the same way."""
+    report = pathlib.Path(output).read_bytes()
+    if PENALTY.search(report.decode("latin-1")) or not os.path.exists(log):
+        return report
+    told = read_log(log)
+    if not told.improved:
+        return report
+    done = subprocess.run([*command[:-1], log + ".again", "-iteration",
+                           str(told.improved[-1][1])], stdin=subprocess.DEVNULL,
+                          stdout=subprocess.PIPE, start_new_session=True, check=False)
+    return done.stdout
 
 
 def run_one(job, seed, wall=None, is_connected=False, start=None):
@@ -155,9 +176,10 @@ def run_one(job, seed, wall=None, is_connected=False, start=None):
     folder = tempfile.mkdtemp(prefix=f"run-{seed}-", dir=".")
     try:
         output, log = os.path.join(folder, "report"), os.path.join(folder, "log")
-        record["status"] = solve(command_of(job, seed, start, log, wall), output, watch)
+        command = command_of(job, seed, start, log, wall)
+        record["status"] = solve(command, output, watch)
         record["wall"] = round(time.time() - record["begin"], 2)
-        report = pathlib.Path(output).read_bytes()
+        report = report_of(command, output, log)
         found = PENALTY.findall(report.decode("latin-1"))
         if found:
             record["hard"], record["soft"] = map(int, found[-1])

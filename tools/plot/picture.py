@@ -147,16 +147,16 @@ class Picture:
         self.lines += ["unset logscale y", "set yrange [0:105]", "set ytics autofreq",
                        "set format y '%.0f %%'",
                        f"set ylabel 'reached 0/{self.chosen.target}'"]
-        times = Axis([log.reached(self.chosen.target) for log in self.logs]
-                     + [log.time for log in self.logs])
-        self.lines += [*times.commands("x"), "set xlabel 'CPU time (s)'"]
+        places = Axis([log.reached(self.chosen.target, self.axis) for log in self.logs]
+                      + [self.end(log) for log in self.logs])
+        self.lines += places.commands("x")
         plots = []
         for i, (name, logs) in enumerate(self.groups):
-            points = shares(logs, self.chosen.target)
-            end = max(log.time for log in logs)
+            points = shares(logs, self.chosen.target, self.axis)
+            end = max(self.end(log) for log in logs)
             rows = [(0.0, 0.0), *points, (max([end] + [t for t, _ in points]),
                                          points[-1][1] if points else 0.0)]
-            data = self.block([[times.at(x), number(100 * y)] for x, y in rows])
+            data = self.block([[places.at(x), number(100 * y)] for x, y in rows])
             plots.append(f"{data} with steps lw 2 lc rgb '{COLOURS[i % len(COLOURS)]}' "
                          f"title {quoted(name)}")
         self.lines.append("plot " + ", \\\n  ".join(plots))

@@ -41,9 +41,10 @@ def bands(curves):
     return rows
 
 
-def shares(logs, target):
-    """[(time, share of the logs that have reached the target by then)]."""
-    times = sorted(time for time in (log.reached(target) for log in logs) if time is not None)
+def shares(logs, target, axis):
+    """[(place, share of the logs that have reached the target by then)]."""
+    times = sorted(place for place in (log.reached(target, axis) for log in logs)
+                   if place is not None)
     return [(time, (i + 1) / len(logs)) for i, time in enumerate(times)]
 
 

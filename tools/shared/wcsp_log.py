@@ -40,10 +40,11 @@ class Log:
         """The best penalty, (hard, soft); the last one where lines tell it twice."""
         return self.improved[-1][2:]
 
-    def reached(self, target):
-        """The time at which a soft penalty was met without a hard one, or None."""
-        return next((time for time, _, hard, soft in self.improved
-                     if hard == 0 and soft <= target), None)
+    def reached(self, target, axis=0):
+        """The time, or the iteration where axis is 1, at which a soft penalty was
+        met without a hard one, or None."""
+        return next((point[axis] for point in self.improved
+                     if point[2] == 0 and point[3] <= target), None)
 
     def add(self, line):
         """Takes one line; lines of other kinds tell nothing."""
