@@ -175,9 +175,9 @@ def ends():
     process.communicate(timeout=20)
     expect("stopped", (process.returncode, len(records("s"))), (0, 2))
     status, _, errors = many("m.model", "--dir", "r", "--target", "0", "--each", "0.3", "--seeds",
-                             "1-2", "--jobs", "2", "--time", "4", "--restart", "--from-best")
+                             "1-2", "--jobs", "2", "--time", "6", "--restart", "--from-best")
     found = records("r")
-    expect(f"restart: {errors}", (status, len(found) > 4,
+    expect(f"restart: {errors}", (status, len(found) > 3,
                                   {r["from"] for r in found.values()}), (0, True, {"", "best"}))
 
 
