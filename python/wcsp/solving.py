@@ -266,7 +266,12 @@ def _interrupts_of(race: _Race) -> Iterator[None]:
     try:
         yield
     finally:
-        signal.signal(signal.SIGINT, usual)
+        # One that comes in here ends nothing, and must not cost the result.
+        try:
+            signal.signal(signal.SIGINT, usual)
+        except KeyboardInterrupt:
+            if race.is_interrupted:
+                raise
 
 
 def best_of(

@@ -205,8 +205,13 @@ SCRIPT = """
     from solving_test import colouring
     m = colouring()
     print("ready", flush=True)
-    r = m.solve(time=60, seeds=2, jobs=2, target=-1,
-                on_improve=lambda p: print("better", flush=True))
+    r = None
+    try:
+        r = m.solve(time=60, seeds=2, jobs=2, target=-1,
+                    on_improve=lambda p: print("better", flush=True))
+    except KeyboardInterrupt:  # of this script, if the result is there
+        if r is None:
+            raise
     print("result", r.soft, flush=True)
 """
 
