@@ -34,22 +34,6 @@ struct WcspAlldiff::Scratch {
     freeValues.reserve(numValues);
   }
 
-  /// The first of `values`, which ascend: those below `bound`.
-  std::span<unsigned const> valuesBelow(unsigned bound,
-                                        std::span<unsigned const> values) {
-    if (values.empty() || values.back() < bound) {
-      return values;
-    }
-    const auto end = std::lower_bound(values.begin(), values.end(), bound);
-    return {values.begin(), end};
-  }
-
-  /// The diff of a variable's other value: 1 if that is used already, less 1 if
-  /// the variable shares its own.
-  int diffOf(unsigned count, unsigned ownCount) {
-    return (count > 0 ? 1 : 0) - (ownCount > 1 ? 1 : 0);
-  }
-
   int countRepeats(std::vector<unsigned> const& counted,
                    std::vector<unsigned> const& assignment);
   void listUsedValues(std::vector<unsigned> const& counted,
