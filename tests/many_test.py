@@ -311,6 +311,12 @@ def slurm():
         after = records("long")[2]
         expect("no worse", (after["hard"], after["soft"]) <= (best["hard"], best["soft"]), True)
 
+        # The time limit, which Slurm may signal a minute early.
+        submit("limit", "1-2", "--time", "2m")
+        wait_for("limit", lambda: len(records("limit")) == 2 and not jobs(), 200)
+        expect("limit", [r["ended by"] for r in records("limit").values()], ["SIGINT", "SIGINT"])
+        check_right("limit", [1, 2], many("--results", "limit")[1])
+
         submit("lost", "1-2", "--", "-iteration", "6000000")
         wait_for("searches", lambda: searching("lost") == 2)
         pid = pathlib.Path(cluster, "slurmd.n2.pid").read_text().strip()

@@ -91,7 +91,7 @@ def check_tests():
 def check_pictures():
     for name, arguments, texts in (
             ("one", ["c"], ["best hard", "at the moment", "run ends", "phase ends",
-                            "dead ends", "kicks", "CPU time (s)", "hard penalty"]),
+                            "dead ends", "kicks", "CPU time (s)", "hard penalty", "run length"]),
             ("many", ["a", "b", "--target", "4"], ["soft penalty", "all, median of 2",
                                                    "reached 0/4", "100 %"]),
             ("groups", ["--group", "it's <a>", "a", "b", "--group", "two", "b"],

@@ -124,6 +124,15 @@ class _Search:
         self.process.wait()
 
 
+class _Stop:
+    """Whether the searches of a call are to end, and why."""
+
+    def __init__(self) -> None:
+        self.is_asked = False
+        self.is_interrupted = False
+        self.is_starting = False
+
+
 class _Race:
     """The searches of one call."""
 
@@ -136,6 +145,7 @@ class _Race:
         deadline: float,
         target: int | None,
         on_improve: Callable[[Progress], object] | None,
+        stop: _Stop,
     ) -> None:
         self.command, self.folder = command, folder
         self.waiting = list(reversed(seeds))
@@ -144,9 +154,7 @@ class _Race:
         self.running: list[_Search] = []
         self.finished: list[_Search] = []
         self.best: tuple[int, int] | None = None
-        self.is_stopping = False
-        self.is_interrupted = False
-        self.is_starting = False
+        self.stop = stop
 
     def run(self) -> None:
         """Until all have ended."""
@@ -157,16 +165,16 @@ class _Race:
                 search.kill()
 
     def _loop(self) -> None:
-        while self.running or (self.waiting and not self.is_stopping):
+        while self.running or (self.waiting and not self.stop.is_asked):
             while (
                 self.waiting
                 and len(self.running) < self.jobs
-                and not self.is_stopping
+                and not self.stop.is_asked
             ):
                 seed = self.waiting.pop()
-                self.is_starting = True
+                self.stop.is_starting = True
                 self.running.append(_Search(self.command, self.folder, seed))
-                self.is_starting = False
+                self.stop.is_starting = False
             for search in list(self.running):
                 has_ended = search.process.poll() is not None
                 self._take(search)
@@ -174,8 +182,8 @@ class _Race:
                     self.running.remove(search)
                     self.finished.append(search)
             if clock.monotonic() >= self.deadline:
-                self.is_stopping = True
-            if self.is_stopping:
+                self.stop.is_asked = True
+            if self.stop.is_asked:
                 for search in self.running:
                     search.interrupt()
             if self.running:
@@ -188,7 +196,7 @@ class _Race:
                 continue
             self.best = penalty
             if self.target is not None and penalty <= (0, self.target):
-                self.is_stopping = True
+                self.stop.is_asked = True
             if self.on_improve is not None:
                 self.on_improve(Progress(search.seed, *penalty, found.time))
 
@@ -219,7 +227,10 @@ def solve(
     program = find_program("wcsp", wcsp)
     find_program("wcsp-check", wcsp)
     deadline = clock.monotonic() + time
-    with tempfile.TemporaryDirectory(prefix="wcsp-") as name:
+    stop = _Stop()
+    with _interrupts_of(stop), tempfile.TemporaryDirectory(
+        prefix="wcsp-"
+    ) as name:
         folder = Path(name)
         model.write(folder / "model")
         share = min(time, time * jobs / len(chosen))
@@ -233,19 +244,18 @@ def solve(
             (folder / "start").write_text(start_text(words), "utf-8")
             command += ["-initsolfile", str(folder / "start")]
         race = _Race(
-            command, folder, chosen, jobs, deadline, limit, on_improve
+            command, folder, chosen, jobs, deadline, limit, on_improve, stop
         )
-        with _interrupts_of(race):
-            race.run()
-            runs = [search.run() for search in race.finished]
-            result = best_of(model, runs, wcsp)
+        race.run()
+        runs = [search.run() for search in race.finished]
+        result = best_of(model, runs, wcsp)
         if log is not None:
             Path(log).write_text(result.run.log, "ascii")
-        return result
+    return result
 
 
 @contextlib.contextmanager
-def _interrupts_of(race: _Race) -> Iterator[None]:
+def _interrupts_of(stop: _Stop) -> Iterator[None]:
     """The first SIGINT ends the searches, a second one raises
     KeyboardInterrupt; in another thread, or where the user has a handler,
     nothing is changed."""
@@ -258,9 +268,9 @@ def _interrupts_of(race: _Race) -> Iterator[None]:
         return
 
     def handle(number: int, frame: FrameType | None) -> None:
-        if race.is_interrupted and not race.is_starting:
+        if stop.is_interrupted and not stop.is_starting:
             usual(number, frame)
-        race.is_interrupted = race.is_stopping = True
+        stop.is_interrupted = stop.is_asked = True
 
     signal.signal(signal.SIGINT, handle)
     try:
@@ -270,7 +280,7 @@ def _interrupts_of(race: _Race) -> Iterator[None]:
         try:
             signal.signal(signal.SIGINT, usual)
         except KeyboardInterrupt:
-            if race.is_interrupted:
+            if stop.is_interrupted:
                 raise
 
 

@@ -6,7 +6,8 @@ the rector sits in as many committees as there are hours, so fewer hours can
 never do.
 """
 
-from model_text import HARD, Draw, Model
+from draw import Draw
+from wcsp import Model, total
 
 FACULTIES = ["Arts", "Biology", "Chemistry", "Economics", "History", "Law",
              "Mathematics", "Medicine", "Music", "Physics"]
@@ -45,16 +46,13 @@ def main():
         pairs |= {(a, b) for a in chosen.values() for b in chosen.values()
                   if a < b}
 
-    model = Model(COMMENT % (len(committees), len(HOURS), len(pairs),
-                             len(HOURS)))
-    model.section("When each committee meets.")
-    for committee in committees:
-        model.variable(committee, HOURS)
-    model.section("Hard: committees that share a member meet apart.")
+    m = Model(COMMENT % (len(committees), len(HOURS), len(pairs), len(HOURS)))
+    m.section("When each committee meets.")
+    at = {committee: m.variable(committee, HOURS) for committee in committees}
+    m.section("Hard: committees that share a member meet apart.")
     for a, b in sorted(pairs):
-        model.quadratic("%s_or_%s" % (a, b), HARD,
-                        [(1, a, hour, b, hour) for hour in HOURS], "<=", 0)
-    print(model.text(), end="")
+        m.add(total((at[a] == hour) * (at[b] == hour) for hour in HOURS) <= 0, name=(a, "or", b))
+    print(m.text(), end="")
 
 
 if __name__ == "__main__":

@@ -4,7 +4,8 @@
 Courses, teachers and classes are written out below; wishes are drawn.
 """
 
-from model_text import HARD, Draw, Model
+from draw import Draw
+from wcsp import Model, all_different, total
 
 DAYS = ["Mon", "Tue", "Wed", "Thu", "Fri"]
 PERIODS = ["1", "2", "3"]
@@ -57,62 +58,55 @@ def main():
             lessons.append(("%s_%d" % (course, number), course, teacher, group,
                             int(students)))
     periods = [day + period for day in DAYS for period in PERIODS]
-    values = ["%s_%s" % (period, room) for period in periods for room in ROOMS]
+    places = [(period, room) for period in periods for room in ROOMS]
+
+    m = Model(COMMENT % (len(lessons), len(ROOMS), OPTIMUM), OPTIMUM)
+    m.section("When and where each lesson is.")
+    at = {lesson[0]: m.variable(lesson[0], places) for lesson in lessons}
 
     def during(chosen, times):
-        """Terms that are on for each chosen lesson in one of the periods."""
-        return [(1, lesson[0], "%s_%s" % (period, room)) for lesson in chosen
-                for period in times for room in ROOMS]
+        """How many of the chosen lessons are in some periods."""
+        return total(at[lesson[0]].isin((period, room) for period in times for room in ROOMS)
+                     for lesson in chosen)
 
-    model = Model(COMMENT % (len(lessons), len(ROOMS), OPTIMUM))
-    model.target(OPTIMUM)
-    model.section("When and where each lesson is.")
-    for lesson in lessons:
-        model.variable(lesson[0], values)
-    model.section("Hard: one lesson in a room.")
-    model.all_different("rooms", HARD, [lesson[0] for lesson in lessons])
-    model.section("Hard: rooms large enough.")
+    def inside(lesson, rooms):
+        return at[lesson].isin((period, room) for period in periods for room in rooms)
+
+    m.section("Hard: one lesson in a room.")
+    m.add(all_different(at.values()), name="rooms")
+    m.section("Hard: rooms large enough.")
     for name, _, _, _, students in lessons:
         small = [room for room, size in ROOMS.items() if size < students]
         if small:
-            model.linear("size_" + name, HARD,
-                         [(1, name, "%s_%s" % (period, room))
-                          for period in periods for room in small], "<=", 0)
+            m.add(inside(name, small) <= 0, name=("size", name))
     for field, what in (2, "teacher"), (3, "class"):
-        model.section("Hard: a %s is at one place at a time." % what)
+        m.section("Hard: a %s is at one place at a time." % what)
         for who in sorted({lesson[field] for lesson in lessons}):
             chosen = [lesson for lesson in lessons if lesson[field] == who]
             for period in periods:
-                model.linear("%s_%s" % (who, period), HARD,
-                             during(chosen, [period]), "<=", 1)
-    model.section("Soft: the lessons of a course on different days.")
+                m.add(during(chosen, [period]) <= 1, name=(who, period))
+    m.section("Soft: the lessons of a course on different days.")
     for course in sorted({lesson[1] for lesson in lessons}):
         chosen = [lesson for lesson in lessons if lesson[1] == course]
         if len(chosen) > 1:
             for day in DAYS:
-                model.linear("spread_%s_%s" % (course, day), 4,
-                             during(chosen, [day + p for p in PERIODS]),
-                             "<=", 1)
-    model.section("Soft: a free period a day for every class.")
+                m.add(during(chosen, [day + p for p in PERIODS]) <= 1, 4, ("spread", course, day))
+    m.section("Soft: a free period a day for every class.")
     for group in sorted({lesson[3] for lesson in lessons}):
         chosen = [lesson for lesson in lessons if lesson[3] == group]
         for day in DAYS:
-            model.linear("free_%s_%s" % (group, day), 2,
-                         during(chosen, [day + p for p in PERIODS]), "<=", 2)
-    model.section("Soft: no room of more than twice the size.")
+            m.add(during(chosen, [day + p for p in PERIODS]) <= 2, 2, ("free", group, day))
+    m.section("Soft: no room of more than twice the size.")
     for name, _, _, _, students in lessons:
         large = [room for room, size in ROOMS.items() if size > 2 * students]
         if large:
-            model.linear("waste_" + name, 1,
-                         [(1, name, "%s_%s" % (period, room))
-                          for period in periods for room in large], "<=", 0)
-    model.section("Soft: days that do not suit a teacher.")
+            m.add(inside(name, large) <= 0, 1, ("waste", name))
+    m.section("Soft: days that do not suit a teacher.")
     for teacher in sorted({lesson[2] for lesson in lessons}):
         chosen = [lesson for lesson in lessons if lesson[2] == teacher]
         for day in draw.sample(DAYS, 2):
-            model.linear("wish_%s_%s" % (teacher, day), 2,
-                         during(chosen, [day + p for p in PERIODS]), "<=", 0)
-    print(model.text(), end="")
+            m.add(during(chosen, [day + p for p in PERIODS]) <= 0, 2, ("wish", teacher, day))
+    print(m.text(), end="")
 
 
 if __name__ == "__main__":

@@ -4,7 +4,8 @@
 The curricula are written out below; seats and wishes are drawn.
 """
 
-from model_text import HARD, Draw, Model
+from draw import Draw
+from wcsp import Model, all_different, total
 
 DAYS = ["Mon", "Tue", "Wed", "Thu", "Fri", "Sat"]
 SESSIONS = ["am", "pm"]
@@ -50,50 +51,41 @@ OPTIMUM = 24
 
 def main():
     draw = Draw(5)
-    sessions = ["%s_%s" % (day, half) for day in DAYS for half in SESSIONS]
+    sessions = [(day, half) for day in DAYS for half in SESSIONS]
     curricula = {name: exams.split() for name, exams in CURRICULA.items()}
     exams = sorted({exam for group in curricula.values() for exam in group})
     seats = {exam: sum(draw.between(10, 35) for group in curricula.values()
                        if exam in group) for exam in exams}
 
-    model = Model(COMMENT % (len(exams), len(sessions), SEATS, OPTIMUM))
-    model.target(OPTIMUM)
-    model.section("When each exam is held.")
-    for exam in exams:
-        model.variable(exam, sessions)
-    model.section("Hard: no clash within a curriculum.")
+    m = Model(COMMENT % (len(exams), len(sessions), SEATS, OPTIMUM), OPTIMUM)
+    m.section("When each exam is held.")
+    at = {exam: m.variable(exam, sessions) for exam in exams}
+    m.section("Hard: no clash within a curriculum.")
     for name, group in curricula.items():
-        model.all_different("clash_" + name, HARD, group)
-    model.section("Hard: the seats of the hall.")
+        m.add(all_different(at[exam] for exam in group), name=("clash", name))
+    m.section("Hard: the seats of the hall.")
     for session in sessions:
-        model.linear("seats_" + session, HARD,
-                     [(seats[exam], exam, session) for exam in exams],
-                     "<=", SEATS)
-    model.section("Soft: one exam a day in each curriculum.")
+        m.add(total(seats[exam] * (at[exam] == session) for exam in exams) <= SEATS,
+              name=("seats", session))
+    m.section("Soft: one exam a day in each curriculum.")
     for name, group in curricula.items():
         for day in DAYS:
-            model.linear("day_%s_%s" % (name, day), 3,
-                         [(1, exam, "%s_%s" % (day, half))
-                          for exam in group for half in SESSIONS], "<=", 1)
-    model.section("Soft: no exam in the afternoon and again the next morning.")
+            m.add(total(at[exam].where(lambda session: session[0] == day) for exam in group) <= 1,
+                  3, ("day", name, day))
+    m.section("Soft: no exam in the afternoon and again the next morning.")
     for name, group in curricula.items():
         for day, following in zip(DAYS, DAYS[1:]):
-            model.linear("night_%s_%s" % (name, day), 1,
-                         [(1, exam, session) for exam in group
-                          for session in (day + "_pm", following + "_am")],
-                         "<=", 1)
-    model.section("Soft: examiners' wishes, sessions that don't suit them.")
+            m.add(total(at[exam].isin([(day, "pm"), (following, "am")]) for exam in group) <= 1,
+                  1, ("night", name, day))
+    m.section("Soft: examiners' wishes, sessions that don't suit them.")
     for exam in exams:
-        model.linear("wish_" + exam, draw.between(1, 3),
-                     [(1, exam, session)
-                      for session in draw.sample(sessions, 4)], "<=", 0)
-    model.section("Soft: exams of more than 50 students are over by Thursday.")
+        weight = draw.between(1, 3)
+        m.add(at[exam].isin(draw.sample(sessions, 4)) <= 0, weight, ("wish", exam))
+    m.section("Soft: exams of more than 50 students are over by Thursday.")
     for exam in exams:
         if seats[exam] > 50:
-            model.linear("early_" + exam, 2,
-                         [(1, exam, session) for session in sessions[-4:]],
-                         "<=", 0)
-    print(model.text(), end="")
+            m.add(at[exam].isin(sessions[-4:]) <= 0, 2, ("early", exam))
+    print(m.text(), end="")
 
 
 if __name__ == "__main__":

@@ -7,7 +7,8 @@ distance of two masts and on how far apart their channels are.
 
 from itertools import combinations
 
-from model_text import HARD, Draw, Model
+from draw import Draw
+from wcsp import Model, total
 
 MASTS = """
 Aldham Birch Boxted Copford Dedham Elmstead Fordham Fingringhoe Greenstead
@@ -34,31 +35,26 @@ Best known penalty: 0/%d. Proved optimal by the MIP solver cbc. The run ends
 
 def main():
     draw = Draw(9)
-    channels = list(range(1, CHANNELS + 1))
+    channels = range(1, CHANNELS + 1)
     place = {mast: (draw.below(100), draw.below(100)) for mast in MASTS}
-    model = Model(COMMENT % (len(MASTS), NEAR, MIDDLE, OPTIMUM))
-    model.target(OPTIMUM)
-    model.section("The channel of each mast.")
-    for mast in MASTS:
-        model.variable(mast, channels)
-    model.section("Interference, by distance.")
+    m = Model(COMMENT % (len(MASTS), NEAR, MIDDLE, OPTIMUM), OPTIMUM)
+    m.section("The channel of each mast.")
+    at = {mast: m.variable(mast, channels) for mast in MASTS}
+    m.section("Interference, by distance.")
     for a, b in combinations(MASTS, 2):
         square = sum((x - y) ** 2 for x, y in zip(place[a], place[b]))
         if square < NEAR ** 2:
-            model.quadratic("near_%s_%s" % (a, b), HARD,
-                            [(1, a, x, b, y) for x in channels
-                             for y in channels if abs(x - y) < 2], "<=", 0)
+            m.add(total((at[a] == x) * (at[b] == y) for x in channels for y in channels
+                        if abs(x - y) < 2) <= 0, name=("near", a, b))
         elif square < MIDDLE ** 2:
             weight = 2 + 3 * (MIDDLE ** 2 - square) // (MIDDLE ** 2 - NEAR ** 2)
-            model.quadratic("middle_%s_%s" % (a, b), weight,
-                            [(1, a, x, b, x) for x in channels], "<=", 0)
-    model.section("Soft: channels that a mast should avoid.")
+            m.add(total((at[a] == x) * (at[b] == x) for x in channels) <= 0, weight,
+                  ("middle", a, b))
+    m.section("Soft: channels that a mast should avoid.")
     for mast in MASTS:
-        model.linear("avoid_" + mast, draw.between(1, 2),
-                     [(1, mast, channel)
-                      for channel in sorted(draw.sample(channels, 4))],
-                     "<=", 0)
-    print(model.text(), end="")
+        weight = draw.between(1, 2)
+        m.add(at[mast].isin(sorted(draw.sample(channels, 4))) <= 0, weight, ("avoid", mast))
+    print(m.text(), end="")
 
 
 if __name__ == "__main__":

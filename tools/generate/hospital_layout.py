@@ -5,7 +5,8 @@ Distances are walking minutes in a building of two floors; trips between wards
 are drawn, and about half of the pairs have none.
 """
 
-from model_text import HARD, Draw, Model
+from draw import Draw
+from wcsp import Model, all_different, total
 
 WARDS = ["Emergency", "Radiology", "Surgery", "Intensive_care", "Laboratory",
          "Pharmacy", "Cardiology", "Maternity", "Pediatrics", "Oncology",
@@ -35,25 +36,18 @@ def minutes(a, b):
 def main():
     draw = Draw(12)
     wings = [(floor, column) for floor in FLOORS for column in COLUMNS]
-    values = ["_".join(wing) for wing in wings]
-    model = Model(COMMENT % (len(WARDS), len(wings), OPTIMUM))
-    model.target(OPTIMUM)
-    model.section("Where each ward goes.")
-    for ward in WARDS:
-        model.variable(ward, values)
-    model.section("Hard: one ward in each wing.")
-    model.all_different("one_ward_per_wing", HARD, WARDS)
-    model.section("Soft: the minutes walked in an hour.")
-    terms = []
-    for i, ward in enumerate(WARDS):
-        for other in WARDS[:i]:
-            trips = max(0, draw.between(-8, 9))
-            if trips > 0:
-                terms += [(trips * minutes(a, b), other, "_".join(a),
-                           ward, "_".join(b))
-                          for a in wings for b in wings if a != b]
-    model.quadratic("walking", 1, terms, "<=", 0)
-    print(model.text(), end="")
+    m = Model(COMMENT % (len(WARDS), len(wings), OPTIMUM), OPTIMUM)
+    m.section("Where each ward goes.")
+    at = {ward: m.variable(ward, wings) for ward in WARDS}
+    m.section("Hard: one ward in each wing.")
+    m.add(all_different(at.values()), name="one_ward_per_wing")
+    m.section("Soft: the minutes walked in an hour.")
+    trips = {(other, ward): max(0, draw.between(-8, 9))
+             for i, ward in enumerate(WARDS) for other in WARDS[:i]}
+    m.add(total(count * minutes(a, b) * (at[other] == a) * (at[ward] == b)
+                for (other, ward), count in trips.items() if count > 0
+                for a in wings for b in wings if a != b) <= 0, 1, "walking")
+    print(m.text(), end="")
 
 
 if __name__ == "__main__":

@@ -3,7 +3,8 @@
 
 from string import ascii_lowercase
 
-from model_text import HARD, Model
+import draw  # noqa: F401  the package beside it
+from wcsp import Model, all_different, total
 
 SIZE = 20
 
@@ -19,24 +20,22 @@ Best known penalty: 0/0. Proved: no penalty is lower.
 
 
 def main():
-    model = Model(COMMENT % (SIZE, SIZE, SIZE))
+    m = Model(COMMENT % (SIZE, SIZE, SIZE))
     rows = range(1, SIZE + 1)
-    columns = ["column_" + letter for letter in ascii_lowercase[:SIZE]]
-    model.section("The row of the queen of each column.")
-    for column in columns:
-        model.variable(column, list(rows))
-    model.section("Hard: one queen in each row.")
-    model.all_different("rows", HARD, columns)
+    m.section("The row of the queen of each column.")
+    queens = [m.variable("column_" + letter, rows) for letter in ascii_lowercase[:SIZE]]
+    m.section("Hard: one queen in each row.")
+    m.add(all_different(queens), name="rows")
     # On a diagonal the difference of row and column stays the same, or the sum.
     for what, sign in ("rising", -1), ("falling", 1):
-        model.section("Hard: at most one queen on each %s diagonal." % what)
+        m.section("Hard: at most one queen on each %s diagonal." % what)
         for number in range(-SIZE, 2 * SIZE + 1):
-            terms = [(1, column, row) for place, column in enumerate(columns, 1)
+            cells = [(queen, row) for place, queen in enumerate(queens, 1)
                      for row in rows if row + sign * place == number]
-            if len(terms) > 1:
-                model.linear("%s_%s_%s" % (what, terms[0][1][-1], terms[0][2]),
-                             HARD, terms, "<=", 1)
-    print(model.text(), end="")
+            if len(cells) > 1:
+                m.add(total(queen == row for queen, row in cells) <= 1,
+                      name="%s_%s_%s" % (what, cells[0][0].name[-1], cells[0][1]))
+    print(m.text(), end="")
 
 
 if __name__ == "__main__":

@@ -5,7 +5,8 @@ One variable per nurse and day holds the shift. Demand, contracts and wishes
 grow with the number of nurses, so larger rosters are as tight as small ones.
 """
 
-from model_text import HARD, Draw, Model
+from draw import Draw
+from model_text import HARD, Model
 
 NAMES = """
 Agnes Albin Alma Anton Astrid Axel Berit Birger Carla Casper Dagny David Ebba

@@ -5,7 +5,8 @@ Popular topics are drawn more often, so that not every first choice can be met;
 there are more topics than the students can fill.
 """
 
-from model_text import HARD, Draw, Model
+from draw import Draw
+from wcsp import Model, total
 
 TOPICS = ["algae", "batteries", "bees", "bridges", "cities", "clouds",
           "compilers", "corals", "dialects", "drones", "fairness", "fungi",
@@ -34,38 +35,30 @@ def main():
     students = ["s%02d" % s for s in range(1, STUDENTS + 1)]
     crowd = [topic for place, topic in enumerate(draw.shuffled(TOPICS))
              for _ in range(1 + 24 // (place + 1))]
-    model = Model(COMMENT % (
+    m = Model(COMMENT % (
         STUDENTS, len(TOPICS), LEAST, MOST, len(COSTS),
-        ", ".join(map(str, COSTS)), OTHER_COST))
-    model.target(46)
-    model.section("Who works on what, and which topics run.")
-    for student in students:
-        model.variable(student, TOPICS)
-    for topic in TOPICS:
-        model.variable("is_%s" % topic, ["off", "on"])
+        ", ".join(map(str, COSTS)), OTHER_COST), 46)
+    m.section("Who works on what, and which topics run.")
+    at = {student: m.variable(student, TOPICS) for student in students}
+    runs = {topic: m.variable("is_%s" % topic, ["off", "on"]) for topic in TOPICS}
 
-    model.section("Hard: a topic that runs has %d to %d students." % (LEAST, MOST))
+    m.section("Hard: a topic that runs has %d to %d students." % (LEAST, MOST))
     for topic in TOPICS:
-        chosen = [(1, student, topic) for student in students]
-        switch = "is_%s" % topic
-        model.linear("enough_%s" % topic, HARD,
-                     chosen + [(-LEAST, switch, "on")], ">=", 0)
-        model.linear("room_%s" % topic, HARD,
-                     chosen + [(-MOST, switch, "on")], "<=", 0)
+        chosen = total(at[student] == topic for student in students)
+        m.add(chosen - LEAST * (runs[topic] == "on") >= 0, name=("enough", topic))
+        m.add(chosen - MOST * (runs[topic] == "on") <= 0, name=("room", topic))
 
-    model.section("Soft: what each student has ranked.")
+    m.section("Soft: what each student has ranked.")
     for student in students:
         ranked = []
         while len(ranked) < len(COSTS):
             topic = crowd[draw.below(len(crowd))]
             if topic not in ranked:
                 ranked.append(topic)
-        cost = {topic: OTHER_COST for topic in TOPICS}
-        cost.update(zip(ranked, COSTS))
-        model.linear("choice_%s" % student, 1,
-                     [(cost[topic], student, topic) for topic in TOPICS
-                      if cost[topic] > 0], "<=", 0)
-    print(model.text(), end="")
+        cost = dict.fromkeys(TOPICS, OTHER_COST) | dict(zip(ranked, COSTS))
+        m.add(total(cost[topic] * (at[student] == topic) for topic in TOPICS) <= 0, 1,
+              ("choice", student))
+    print(m.text(), end="")
 
 
 if __name__ == "__main__":

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Generates a project staffing problem: examples/project-staffing.model."""
 
-from model_text import HARD, Draw, Model
+from draw import Draw
+from wcsp import Model, exactly, total
 
 PEOPLE = """
 Amir Beatriz Chen Dora Emre Farah Goran Hiro Ines Jamal Katja Luis Mina Noor
@@ -34,36 +35,31 @@ def main():
     draw = Draw(11)
     skill = {name: SKILLS[(0, 0, 1, 2, 0, 1, 2)[place % 7]]
              for place, name in enumerate(PEOPLE)}
-    model = Model(COMMENT % (len(PEOPLE), len(PROJECTS), TEAM, OPTIMUM))
-    model.target(OPTIMUM)
-    model.section("Who works in which project.")
-    for name in PEOPLE:
-        model.variable(name, PROJECTS)
-    model.section("Hard: sizes and skills.")
+    m = Model(COMMENT % (len(PEOPLE), len(PROJECTS), TEAM, OPTIMUM), OPTIMUM)
+    m.section("Who works in which project.")
+    at = {name: m.variable(name, PROJECTS) for name in PEOPLE}
+    m.section("Hard: sizes and skills.")
     for project in PROJECTS:
-        model.linear("size_" + project, HARD,
-                     [(1, name, project) for name in PEOPLE], "=", TEAM)
+        m.add(exactly(TEAM, (at[name] == project for name in PEOPLE)), name="size_" + project)
         for needed, count in NEEDED.items():
-            model.linear("%s_%s" % (needed, project), HARD,
-                         [(1, name, project) for name in PEOPLE
-                          if skill[name] == needed], ">=", count)
-    model.section("Soft: what everybody would like to do.")
+            m.add(total(at[name] == project for name in PEOPLE if skill[name] == needed) >= count,
+                  name=(needed, project))
+    m.section("Soft: what everybody would like to do.")
     for name in PEOPLE:
         # Drawn so that the first projects are the popular ones.
         ranking = sorted(PROJECTS, key=lambda project:
                          PROJECTS.index(project) + draw.below(6))
-        model.linear("wish_" + name, 1,
-                     [(penalty, name, project) for project, penalty
-                      in zip(ranking, PENALTIES) if penalty > 0], "<=", 0)
-    model.section("Soft: together or apart.")
+        m.add(total(penalty * (at[name] == project)
+                    for project, penalty in zip(ranking, PENALTIES)) <= 0, 1, ("wish", name))
+    m.section("Soft: together or apart.")
     pairs = draw.sample([(a, b) for a in PEOPLE for b in PEOPLE if a < b], 24)
     for number, (a, b) in enumerate(pairs):
-        terms = [(1, a, project, b, project) for project in PROJECTS]
+        same = total((at[a] == project) * (at[b] == project) for project in PROJECTS)
         if number % 2 == 0:
-            model.quadratic("together_%s_%s" % (a, b), 2, terms, ">=", 1)
+            m.add(same >= 1, 2, ("together", a, b))
         else:
-            model.quadratic("apart_%s_%s" % (a, b), 4, terms, "<=", 0)
-    print(model.text(), end="")
+            m.add(same <= 0, 4, ("apart", a, b))
+    print(m.text(), end="")
 
 
 if __name__ == "__main__":

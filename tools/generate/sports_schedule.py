@@ -3,7 +3,8 @@
 
 from itertools import combinations
 
-from model_text import HARD, Model
+import draw  # noqa: F401  the package beside it
+from wcsp import Model, exactly, total
 
 TEAMS = ["Falcons", "Harbor", "Lions", "Miners", "Rovers", "Sailors", "United",
          "Wolves"]
@@ -25,51 +26,38 @@ Best known penalty: 0/%d. Proved: only two patterns have no break, and no two
 
 
 def main():
-    rounds = range(1, len(TEAMS))
+    rounds = ["r%d" % number for number in range(1, len(TEAMS))]
     breaks = len(TEAMS) - 2
-    matches = list(combinations(TEAMS, 2))
-    model = Model(COMMENT % (len(TEAMS), *STADIUM, breaks, len(TEAMS), breaks))
-    model.target(breaks)
+    m = Model(COMMENT % (len(TEAMS), *STADIUM, breaks, len(TEAMS), breaks), breaks)
+    m.section("When and where each match is played.")
+    at = {match: m.variable(match, [(number, side) for number in rounds
+                                    for side in ("home", "away")])
+          for match in combinations(TEAMS, 2)}
 
-    def name(match):
-        return "%s_%s" % match
+    def at_home(team, number, but=None):
+        return total(x == (number, "home" if match[0] == team else "away")
+                     for match, x in at.items() if team in match and match != but)
 
-    def at_home(team, number):
-        return [(1, name(match),
-                 "r%d_%s" % (number, "home" if match[0] == team else "away"))
-                for match in matches if team in match]
+    def played(match, number):
+        return at[match].isin([(number, "home"), (number, "away")])
 
-    model.section("When and where each match is played.")
-    for match in matches:
-        model.variable(name(match), ["r%d_%s" % (number, side)
-                                     for number in rounds
-                                     for side in ("home", "away")])
-    model.section("Hard: every team plays once in a round.")
+    m.section("Hard: every team plays once in a round.")
     for team in TEAMS:
         for number in rounds:
-            model.linear("plays_%s_r%d" % (team, number), HARD,
-                         [(1, name(match), "r%d_%s" % (number, side))
-                          for match in matches if team in match
-                          for side in ("home", "away")], "=", 1)
-    model.section("Hard: one stadium for two teams.")
+            m.add(exactly(1, (played(match, number) for match in at if team in match)),
+                  name=("plays", team, number))
+    m.section("Hard: one stadium for two teams.")
     for number in rounds:
-        model.linear("stadium_r%d" % number, HARD,
-                     [term for team in STADIUM
-                      for term in at_home(team, number)
-                      if term[1] != name(STADIUM)]
-                     + [(1, name(STADIUM), "r%d_%s" % (number, side))
-                        for side in ("home", "away")], "<=", 1)
-    model.section("Soft: one of two matches in a row is at home.")
+        m.add(total(at_home(team, number, but=STADIUM) for team in STADIUM)
+              + played(STADIUM, number) <= 1, name=("stadium", number))
+    m.section("Soft: one of two matches in a row is at home.")
     for team in TEAMS:
-        for number in rounds[:-1]:
-            model.linear("break_%s_r%d" % (team, number), 1,
-                         at_home(team, number) + at_home(team, number + 1),
-                         "=", 1)
-    model.section("Soft: the top match comes last.")
-    model.linear("top_match", 3,
-                 [(1, name(TOP_MATCH), "r%d_%s" % (rounds[-1], side))
-                  for side in ("home", "away")], ">=", 1)
-    print(model.text(), end="")
+        for number, following in zip(rounds, rounds[1:]):
+            m.add(at_home(team, number) + at_home(team, following) == 1, 1,
+                  ("break", team, number))
+    m.section("Soft: the top match comes last.")
+    m.add(played(TOP_MATCH, rounds[-1]) >= 1, 3, "top_match")
+    print(m.text(), end="")
 
 
 if __name__ == "__main__":

@@ -5,7 +5,8 @@ Sites and shops lie on a map of 100 by 100 kilometres; a delivery costs its
 distance times the shop's demand.
 """
 
-from model_text import HARD, Draw, Model
+from draw import Draw
+from wcsp import Model, implies, total
 
 SITES = ["Northgate", "Riverside", "Hillcross", "Oldport", "Millfield",
          "Eastquay", "Stonebridge", "Southpark"]
@@ -30,39 +31,34 @@ Best known penalty: 0/%d. Proved optimal by the MIP solver cbc. The run ends
 
 def main():
     draw = Draw(2)
-    model = Model(COMMENT % (len(SITES), len(SHOPS), OPTIMUM))
-    model.target(OPTIMUM)
+    m = Model(COMMENT % (len(SITES), len(SHOPS), OPTIMUM), OPTIMUM)
     place = {name: (draw.below(100), draw.below(100))
              for name in SITES + SHOPS}
     demand = {shop: draw.between(2, 9) for shop in SHOPS}
     capacity = {site: draw.between(30, 50) for site in SITES}
     rent = {site: draw.between(250, 400) for site in SITES}
 
-    model.section("Which warehouses open.")
-    for site in SITES:
-        model.variable(site, ["closed", "open"])
-    model.section("Which warehouse serves each shop.")
-    for shop in SHOPS:
-        model.variable(shop, SITES)
-    model.section("Hard: a warehouse that serves a shop is open.")
-    for shop in SHOPS:
-        for site in SITES:
-            model.linear("%s_opens_%s" % (shop, site), HARD,
-                         [(1, shop, site), (-1, site, "open")], "<=", 0)
-    model.section("Hard: capacities, in pallets a day.")
-    for site in SITES:
-        model.linear("capacity_" + site, HARD,
-                     [(demand[shop], shop, site) for shop in SHOPS],
-                     "<=", capacity[site])
-    model.section("Soft: rent and deliveries.")
-    terms = [(rent[site], site, "open") for site in SITES]
+    def cost(shop, site):
+        distance = sum(abs(a - b) for a, b in zip(place[shop], place[site]))
+        return demand[shop] * distance // 5
+
+    m.section("Which warehouses open.")
+    runs = {site: m.variable(site, ["closed", "open"]) for site in SITES}
+    m.section("Which warehouse serves each shop.")
+    at = {shop: m.variable(shop, SITES) for shop in SHOPS}
+    m.section("Hard: a warehouse that serves a shop is open.")
     for shop in SHOPS:
         for site in SITES:
-            distance = sum(abs(a - b)
-                           for a, b in zip(place[shop], place[site]))
-            terms.append((demand[shop] * distance // 5, shop, site))
-    model.linear("cost", 1, terms, "<=", 0)
-    print(model.text(), end="")
+            m.add(implies(at[shop] == site, runs[site] == "open"), name=(shop, "opens", site))
+    m.section("Hard: capacities, in pallets a day.")
+    for site in SITES:
+        m.add(total(demand[shop] * (at[shop] == site) for shop in SHOPS) <= capacity[site],
+              name=("capacity", site))
+    m.section("Soft: rent and deliveries.")
+    m.minimize(total(rent[site] * (runs[site] == "open") for site in SITES)
+               + total(cost(shop, site) * (at[shop] == site)
+                       for shop in SHOPS for site in SITES), bound=0)
+    print(m.text(), end="")
 
 
 if __name__ == "__main__":

@@ -5,7 +5,8 @@ The guests come in families, whose names say who knows whom; a hidden plan
 makes sure that everybody who must sit apart can.
 """
 
-from model_text import HARD, Draw, Model
+from draw import Draw
+from wcsp import Model, total
 
 FAMILIES = ["Berg", "Dahl", "Ekman", "Falk", "Holm", "Lind", "Nyman", "Strand"]
 FIRST_NAMES = ["Anna", "Bo", "Carl", "Doris", "Eva", "Finn", "Greta", "Henrik",
@@ -48,35 +49,29 @@ def main():
         if hidden[a] != hidden[b] and (a, b) not in friends:
             quarrels.add((a, b))
 
-    model = Model(COMMENT % (len(guests), TABLES, SEATS, QUARRELS,
-                                     SEATS - 2)
-                )
-    model.target(328)
-    model.section("Who sits where.")
-    for guest in guests:
-        model.variable(guest, tables)
+    m = Model(COMMENT % (len(guests), TABLES, SEATS, QUARRELS, SEATS - 2), 328)
+    m.section("Who sits where.")
+    at = {guest: m.variable(guest, tables) for guest in guests}
 
     def same(a, b):
-        return [(1, a, table, b, table) for table in tables]
+        return total((at[a] == table) * (at[b] == table) for table in tables)
 
-    model.section("Hard: seats, couples, quarrels.")
+    m.section("Hard: seats, couples, quarrels.")
     for table in tables:
-        model.linear("seats_%s" % table, HARD,
-                     [(1, guest, table) for guest in guests], "<=", SEATS)
+        m.add(total(x == table for x in at.values()) <= SEATS, name=("seats", table))
     for a, b in couples:
-        model.quadratic("couple_%s_%s" % (a, b), HARD, same(a, b), ">=", 1)
+        m.add(same(a, b) >= 1, name=("couple", a, b))
     for a, b in sorted(quarrels):
-        model.quadratic("apart_%s_%s" % (a, b), HARD, same(a, b), "<=", 0)
+        m.add(same(a, b) <= 0, name=("apart", a, b))
 
-    model.section("Soft: friends together, families mixed.")
+    m.section("Soft: friends together, families mixed.")
     for (a, b), weight in sorted(friends.items()):
-        model.quadratic("friends_%s_%s" % (a, b), weight, same(a, b), ">=", 1)
+        m.add(same(a, b) >= 1, weight, ("friends", a, b))
     for family in FAMILIES:
         for table in tables:
-            model.linear("mixed_%s_%s" % (family, table), 8,
-                         [(1, guest, table) for guest in guests
-                          if guest.endswith(family)], "<=", SEATS - 2)
-    print(model.text(), end="")
+            m.add(total(at[guest] == table for guest in guests if guest.endswith(family))
+                  <= SEATS - 2, 8, ("mixed", family, table))
+    print(m.text(), end="")
 
 
 if __name__ == "__main__":

@@ -7,7 +7,8 @@ iteration limit; each function says why. "reading" is only for the reader.
 
 import argparse
 
-from model_text import HARD, Draw, Model
+from draw import Draw
+from model_text import HARD, Model
 from nurse_roster import nurse_roster
 
 

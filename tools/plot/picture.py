@@ -143,6 +143,15 @@ class Picture:
         self.lines += [f"set ylabel '{penalty} penalty'", *values.commands("y"),
                        "set y2range [0:1]", "plot " + ", \\\n  ".join(plots)]
 
+    def length_panel(self):
+        """How long runs were, by the lines of their ends."""
+        runs = self.logs[0].runs
+        values = Axis([run[2] for run in runs])
+        data = self.block([[self.places.at(run[self.axis]), values.at(run[2])] for run in runs])
+        self.lines += ["set ylabel 'run length'", *values.commands("y"),
+                       f"plot {data} with steps lw 1.5 lc rgb '#606060' "
+                       "title 'iterations of a run'"]
+
     def share_panel(self):
         self.lines += ["unset logscale y", "set yrange [0:105]", "set ytics autofreq",
                        "set format y '%.0f %%'",
@@ -169,7 +178,8 @@ class Picture:
                        for _, value in steps_of(log, self.axis, "hard")[1:])
         panels = [kind for kind, there in (("hard", was_hard or not is_feasible),
                                            ("soft", is_feasible)) if there]
-        number_of_panels = len(panels) + (self.chosen.target is not None)
+        has_lengths = len(self.logs) == 1 and len(self.logs[0].runs) > 1
+        number_of_panels = len(panels) + has_lengths + (self.chosen.target is not None)
         title = self.chosen.title or (self.logs[0].name if len(self.logs) == 1 else "")
         self.lines = [
             "set key outside above center horizontal noenhanced",
@@ -180,6 +190,8 @@ class Picture:
             + (f" title {quoted(title)} noenhanced" if title else "")]
         for penalty in panels:
             self.panel(penalty)
+        if has_lengths:
+            self.length_panel()
         if self.chosen.target is not None:
             self.share_panel()
         begin = [f"set terminal {terminal(number_of_panels)}"]
