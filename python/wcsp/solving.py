@@ -1,8 +1,8 @@
 """Runs the solver, a process for each seed, and picks the best report.
 
 No thread is started, and an interrupt is caught in the main thread alone, so
-that searches run in any thread; processes are sessions of their own, so that an
-interrupt at the terminal reaches this process alone.
+that searches run in any thread; processes are sessions of their own, so that
+an interrupt at the terminal reaches this process alone.
 """
 
 from __future__ import annotations
