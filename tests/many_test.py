@@ -89,7 +89,8 @@ def check_right(folder, seeds, out, expected_best=True):
         status = subprocess.run([CHECK, "--quiet", "m.model", report], check=False).returncode
         expect(f"judge of seed {seed}", status, 0)
         text = report.read_text()
-        expect(f"penalty of seed {seed}", re.findall(r"^penalty: (\d+)/(\d+) \(hard", text, re.M)[-1],
+        told = re.findall(r"^penalty: (\d+)/(\d+) \(hard", text, re.M)[-1]
+        expect(f"penalty of seed {seed}", told,
                (str(record["hard"]), str(record["soft"])))
         best = min(best or (2**40,), (record["hard"], record["soft"], seed))
     if expected_best:
@@ -113,8 +114,8 @@ def the_same_as_alone():
                                 "-seed", str(seed), "-time", "1000", "-logfile", "log"],
                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, check=True).stdout
         for kind, text in (("report", alone), ("log", pathlib.Path("log").read_bytes())):
-            expect(f"{kind} {seed}", masked(pathlib.Path(f"m.model.runs/{seed}.{kind}").read_bytes()),
-                   masked(text))
+            kept = pathlib.Path(f"m.model.runs/{seed}.{kind}").read_bytes()
+            expect(f"{kind} {seed}", masked(kept), masked(text))
     expect("table", "8 runs: 8 with a report, 0 failed" in errors, True)
     before = {p.name: p.stat().st_mtime_ns for p in pathlib.Path("m.model.runs").glob("*.run")}
     status, _, errors = many("m.model", "--target", "0", "--seeds", "1-10", "--compress", "--",
@@ -184,21 +185,22 @@ def ends():
 def failures():
     """One message, nothing lost, nothing repeated for ever."""
     pathlib.Path("bad.model").write_text("variable\n")
-    pathlib.Path("liar").write_text(f"#!/bin/sh\n{WCSP} \"$@\" | sed '/^\\[best/,$ s/^\\(penalty: 0\\)"
-                                    "\\/[0-9]*/\\1\\/1/'\n")
+    change = r"/^\[best/,$ s/^\(penalty: 0\)\/[0-9]*/\1\/1/"
+    pathlib.Path("liar").write_text(f"#!/bin/sh\n{WCSP} \"$@\" | sed '{change}'\n")
     os.chmod("liar", 0o755)
     for what, arguments, expected, part in (
             ("model", ["bad.model"], 2, "the solver refuses (status 5)"),
             ("no model", ["none.model"], 2, "wcsp-many: none.model: No such file"),
-            ("option", ["m.model", "--dir", "o", "--", "-iterations", "3"], 2, "refuses (status 0): it shows its options"),
+            ("option", ["m.model", "--dir", "o", "--", "-iterations", "3"], 2,
+             "refuses (status 0): it shows its options"),
             ("own option", ["m.model", "--", "-seed", "3"], 2, "-seed is set by --seeds"),
             ("time", ["m.model", "--time", "soon"], 2, "'soon' is no time"),
             ("seeds", ["m.model", "--seeds", "4-1"], 2, "'4-1' is no range"),
             ("folder", ["m.model", "--dir", "/proc/none"], 2, "wcsp-many: /proc/none: "),
             ("no folder", ["--status", "."], 2, ". is no folder of runs"),
             ("program", ["m.model", "--wcsp", "none"], 2, "needs wcsp, which is not found: none"),
-            ("liar", ["m.model", "--dir", "l", "--wcsp", "./liar", "--seeds", "1-2", "--", "-iteration",
-                      "9"], 1, "seed 2: wcsp-check refuses its report")):
+            ("liar", ["m.model", "--dir", "l", "--wcsp", "./liar", "--seeds", "1-2", "--",
+                      "-iteration", "9"], 1, "seed 2: wcsp-check refuses its report")):
         status, out, errors = many(*arguments)
         expect(f"{what}: {errors}", (status, out, part in errors), (expected, "", True))
     expect("runs of a wrong option", len(records("o")) <= 2 * (os.cpu_count() or 1), True)
@@ -265,8 +267,8 @@ def slurm():
     os.environ["SLURM_CONF"] = f"{cluster}/slurm.conf"
 
     def submit(folder, seeds, *options, status=0):
-        done = many("m.model", "--dir", folder, "--slurm", "--submit", "--target", "0", "--time", "10m",
-                    "--seeds", seeds, *options)
+        done = many("m.model", "--dir", folder, "--slurm", "--submit", "--target", "0",
+                    "--time", "10m", "--seeds", seeds, *options)
         expect(done[2], done[0], status)
         return done[1].split()[-1]
 

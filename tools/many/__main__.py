@@ -91,7 +91,7 @@ def options():
     parser.add_argument("--check", metavar="PROGRAM", help="the wcsp-check to use")
     parser.add_argument("--status", metavar="DIR", help="what is going on in a folder")
     parser.add_argument("--stop", metavar="DIR", help="end its runs; their reports are kept")
-    parser.add_argument("--results", metavar="DIR", help="the best report and the table of a folder")
+    parser.add_argument("--results", metavar="DIR", help="print its best report and its table")
     parser.add_argument("--version", action="version", version=f"wcsp-many {VERSION}")
     chosen = parser.parse_args(arguments)
     chosen.options = of_solver

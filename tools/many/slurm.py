@@ -16,14 +16,14 @@ LEAST = 120   # seconds: the early signal may come a minute before its time
 EARLY = 30    # seconds before the limit
 
 SCRIPT = """#!/bin/sh
-#SBATCH --job-name={name}
+#SBATCH --job-name=wcsp
 #SBATCH --array={seeds}{limit}
 #SBATCH --ntasks=1 --cpus-per-task=1
 #SBATCH --time={minutes}
 #SBATCH --signal=B:INT@{early}
 #SBATCH --requeue --open-mode=append
 #SBATCH --output={output}
-{partition}exec {python} {program} --task {job} "$SLURM_ARRAY_TASK_ID" {wall}
+{partition}exec python3 {program} --task {job} "$SLURM_ARRAY_TASK_ID"
 """
 
 
@@ -55,12 +55,11 @@ def write_job(folder, job, seeds, chosen):
     minutes = -(-int(chosen.time) // 60)
     script = folder.path / "slurm.sh"
     write_whole(script, SCRIPT.format(
-        name="wcsp", seeds=spans(seeds), early=EARLY, minutes=minutes,
+        seeds=spans(seeds), early=EARLY, minutes=minutes,
         limit=f"%{chosen.array_limit}" if chosen.array_limit else "",
         output=shlex.quote(str(work / "task-%a.out")),
         partition=f"#SBATCH --partition={chosen.partition}\n" if chosen.partition else "",
-        python="python3", program=shlex.quote(str(program)), job=shlex.quote(str(path)),
-        wall="-"))
+        program=shlex.quote(str(program)), job=shlex.quote(str(path))))
     command = ["sbatch", str(script)]
     if not chosen.submit:
         print(shlex.join(command))
@@ -73,7 +72,7 @@ def write_job(folder, job, seeds, chosen):
 def run_task(arguments):
     """A task of the array: goes on from the incumbent that an earlier try of
     the same seed has left, and leaves its own, whatever ends it."""
-    path, seed, wall = arguments
+    path, seed = arguments
     job, seed = Job.load(path), int(seed)
     work = pathlib.Path(path).parent
     os.chdir(work)
@@ -86,7 +85,7 @@ def run_task(arguments):
             return 0
     report_place = place / f"{seed}.report"
     start = str(report_place) if before and "hard" in before else None
-    record, report, log = run_one(job, seed, None if wall == "-" else float(wall), start=start)
+    record, report, log = run_one(job, seed, start=start)
     record["restart"] = int(os.environ.get("SLURM_RESTART_COUNT", "0"))
     print(f"{time.strftime('%F %T')} seed {seed} on {host_name()}: status {record['status']}, "
           f"{record.get('hard', '-')}/{record.get('soft', '-')} {record['ended by']}", flush=True)

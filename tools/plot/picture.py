@@ -163,8 +163,8 @@ class Picture:
         for i, (name, logs) in enumerate(self.groups):
             points = shares(logs, self.chosen.target, self.axis)
             end = max(self.end(log) for log in logs)
-            rows = [(0.0, 0.0), *points, (max([end] + [t for t, _ in points]),
-                                         points[-1][1] if points else 0.0)]
+            last = points[-1] if points else (0.0, 0.0)
+            rows = [(0.0, 0.0), *points, (max(end, last[0]), last[1])]
             data = self.block([[places.at(x), number(100 * y)] for x, y in rows])
             plots.append(f"{data} with steps lw 2 lc rgb '{COLOURS[i % len(COLOURS)]}' "
                          f"title {quoted(name)}")
