@@ -22,7 +22,7 @@ import tempfile
 import time
 
 HERE = pathlib.Path(__file__).resolve().parent
-NOBODY, MOMENTS = 65534, 200
+NOBODY = 65534
 LOST = 255  # the exit status -1
 READING = b"# reading data ..."
 READ = READING + b" done: T(s)\n"
@@ -129,9 +129,20 @@ def memory_outcome(model, normal, failure):
     return int(READ in result.out)
 
 
+def memory_models():
+    """Those kept here, then random ones."""
+    yield from sorted(HERE.glob("*.model"))
+    rng = random.Random(options.seed)
+    for i in range(options.models):
+        model = DIR / ("random%d.model" % i)
+        model.write_bytes(b"# -iteration %d -display 3 -interval 9\n" % rng.randint(1, 200) +
+                          random_model(rng))
+        yield model
+
+
 def memory():
     """Every allocation fails, once and from then on."""
-    for model in sorted(HERE.glob("*.model")):
+    for model in memory_models():
         log, number = DIR / "log", DIR / "count"
         normal = preloaded(model, log, COUNT_ALLOCATIONS=str(number))
         judge(model, normal)
@@ -235,7 +246,7 @@ def interrupts():
     rng = random.Random(options.seed)
     model = DIR / "interrupt.model"
     ways = "moment", "double", "storm", "text", "log", "ignored"
-    for i in range(MOMENTS):
+    for i in range(options.moments):
         if i % 40 == 0:
             model.write_bytes(random_model(rng))
             args = ["-inputfile", model, *"-iteration 4000 -display 7 -interval 10".split()]
@@ -374,6 +385,8 @@ parser = argparse.ArgumentParser(description=__doc__)
 for name in "--wcsp", "--check", "--preload":  # two programs; the library of fail_allocation.cpp
     parser.add_argument(name, type=os.path.abspath, required=True)
 parser.add_argument("--seed", type=int, default=1)
+parser.add_argument("--moments", type=int, default=200, help="interrupts at random moments")
+parser.add_argument("--models", type=int, default=0, help="random models without memory")
 parser.add_argument("--only", choices=GROUPS, help="by default all")
 options = parser.parse_args()
 with tempfile.TemporaryDirectory() as folder:

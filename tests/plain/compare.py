@@ -33,6 +33,7 @@ EVENTS = [re.compile(pattern, re.M) for pattern in (  # in an output or a log
     rb"^# cannot read data from ", rb"^Cannot open log file\.$",
     rb"^\[Violated constraints\]\n.")]
 NAMES = [b"x%d", b"x[%d][2]", b"v_%d", b"\x83\x5c%d", b"\xe0,a%d", b"%dth", b"E@%d"]
+MOST = 0  # what --variables asks for, where it is more than usual
 VALUES = [b"a", b"b", b"0", b"1", b"-1", b"+1", b"007", b"zz", b"\x95#v", b"<", b"inf"]
 
 
@@ -95,24 +96,28 @@ class Model:
         return b"\n".join(self.lines) + self.rng.choice([b"", b"\n", b" # end"])
 
 
+def size(rng, first, last):
+    """How many variables or constraints."""
+    return rng.randint(first, max(last, MOST))
+
+
 def any_model(rng):
     if rng.random() < 0.02:
         return Model(rng, 0, 1, rng.choice([0, 0, 1]))
     domain = 90 if rng.random() < 0.1 else 6
-    return Model(rng, rng.randint(1, 24), rng.randint(1, domain),
-                 rng.randint(0, 20))
+    return Model(rng, size(rng, 1, 24), rng.randint(1, domain), size(rng, 0, 20))
 
 
 def tight_model(rng):
     """Many constraints of which no assignment holds all: long searches."""
-    model = Model(rng, rng.randint(4, 14), rng.randint(2, 4), rng.randint(6, 14))
+    model = Model(rng, size(rng, 4, 14), rng.randint(2, 4), size(rng, 6, 14))
     model.lines.append(b"never: weight = 1 type = linear >= 1")
     return model
 
 
 def dead_end_model(rng):
     """Enough variables for kicks, hardly a move that lowers a penalty."""
-    model = Model(rng, rng.randint(18, 60), 3, 0)
+    model = Model(rng, size(rng, 18, 60), 3, 0)
     model.lines.append(b"never: weight = %d type = linear >= 2" % rng.randint(1, 9))
     for c in range(rng.randint(0, 4)):
         model.add(c, b"linear", rng.choice([b"inf", b"4"]))
@@ -219,6 +224,8 @@ class Case:
             [(any_model, 300), (tight_model, 600), (dead_end_model, 60),
              (phase_model, 200000), (overflow_model, 100)],
             weights=[40, 28, 14, 1.2, 16])[0]
+        if MOST and make is not phase_model:
+            iterations //= 5  # the plain program takes long over large models
         model = make(rng)
         text = model.text()
         self.args = options(rng, rng.randint(0, iterations))
@@ -301,7 +308,11 @@ def main():
         parser.add_argument(name, required=True)
     for name, usual in (("--count", 1000), ("--seed", 1)):
         parser.add_argument(name, type=int, default=usual)
+    parser.add_argument("--variables", type=int, default=0, metavar="N",
+                        help="models of up to N variables and constraints")
     choice = parser.parse_args()
+    global MOST  # pylint: disable=global-statement
+    MOST = choice.variables
     programs = [os.path.abspath(choice.wcsp), os.path.abspath(choice.plain)]
     tally, statuses = collections.Counter(), collections.Counter()
     with tempfile.TemporaryDirectory() as base:
