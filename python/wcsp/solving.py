@@ -203,17 +203,17 @@ class _Race:
 
 def solve(
     model: Model,
-    time: float = 60,
-    seeds: int | Iterable[int] = 8,
-    jobs: int | None = None,
-    target: float | None = None,
-    start: Start | None = None,
-    on_improve: Callable[[Progress], object] | None = None,
-    log: str | os.PathLike[str] | None = None,
-    wcsp: str | os.PathLike[str] | None = None,
-    options: Iterable[str] = (),
+    time: float,
+    seeds: int | Iterable[int],
+    jobs: int | None,
+    target: float | None,
+    start: Start | None,
+    on_improve: Callable[[Progress], object] | None,
+    log: str | os.PathLike[str] | None,
+    wcsp: str | os.PathLike[str] | None,
+    options: Iterable[str],
 ) -> Result:
-    """See Model.solve."""
+    """See Model.solve, which has the usual values."""
     chosen = list(range(1, seeds + 1) if isinstance(seeds, int) else seeds)
     if not chosen or len(set(chosen)) < len(chosen):
         raise ModelError("seeds are at least one, and each once")

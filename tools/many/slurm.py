@@ -81,6 +81,7 @@ def run_task(arguments):
     before = None
     if record_place.exists():
         before = json.loads(record_place.read_text("utf-8"))
+        # A task that Slurm has lost may have ended all the same.
         if "hard" in before and not before["ended by"]:
             return 0
     report_place = place / f"{seed}.report"
