@@ -132,12 +132,17 @@ class SumStep {
   int violation() const { return violationAfter; }
 
   /// The slope of the violation, see Bounds, where moves before and after can
-  /// lead if they change the sum by `maxChange` at most. If there is one, the
-  /// diffs of a variable that has not moved, and whose gains have not changed,
-  /// stay; if it is 0, all diffs are 0.
+  /// lead if they change the sum by `maxChange` at most. If it is 0, all diffs
+  /// are 0.
   int slope(std::int64_t maxChange) const {
     return bounds.slope(std::min(before, after) - maxChange,
                         std::max(before, after) + maxChange);
+  }
+
+  /// Whether diffs of a variable that has not moved, and whose gains have not
+  /// changed, may change.
+  bool reachesAll(int slope) const {
+    return slope == Bounds::bent && before != after;
   }
 
   /// What a change of the sum would do to the violation before and after.

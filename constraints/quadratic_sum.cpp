@@ -400,7 +400,7 @@ int GainedSum<Sum>::update(std::vector<unsigned> const& before,
   const SumStep sumStep(bounds, trackedSum, sum);
   const int straight = slope(sum);
   const auto touched =
-      straight == Bounds::bent
+      sumStep.reachesAll(straight)
           ? std::span<unsigned const>()
           : touchedBlocks(static_cast<unsigned>(moved - blocks.begin()), left,
                           taken);

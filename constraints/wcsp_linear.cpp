@@ -153,8 +153,6 @@ void WcspLinear::reportTerm(Changes& changes, Term const& term, Diffs self,
   }
 }
 
-// While the violation has one slope wherever a move may lead, only the diffs of
-// the variable that has moved change.
 int WcspLinear::update(std::vector<unsigned> const& before,
                        std::vector<unsigned> const& assignment,
                        unsigned variable) {
@@ -174,7 +172,7 @@ int WcspLinear::update(std::vector<unsigned> const& before,
   Changes changes(*this);
   if (isBinary) {
     reportBinary(changes, step, before, assignment);
-  } else if (slope != Bounds::bent || variable == several) {
+  } else if (variable == several || !step.reachesAll(slope)) {
     const auto [first, last] = ofVariable(terms, variable);
     for (auto term = first; term != last; ++term) {
       reportMoved(changes, step, *term, before, assignment);
@@ -315,7 +313,7 @@ int WcspLinear::updateBlocks(std::vector<unsigned> const& before,
   if (slope == 0) {
     return 0;
   }
-  if (slope == Bounds::bent) {
+  if (step.reachesAll(slope)) {
     block = index.blocks.begin();
     end = index.blocks.end();
   }
