@@ -6,7 +6,10 @@
 #include "constraints/wcsp_alldiff.h"
 
 #include <algorithm>
+#include <array>
+#include <iterator>
 #include <span>
+#include <utility>
 
 #include "constraints/changes.h"
 
@@ -18,13 +21,15 @@ constexpr unsigned sparseness = 8;
 
 }  // namespace
 
-/// The scratch of calculate(), as long as the largest constraint needs. Between
-/// two calls the counters are all 0.
+/// As long as the largest constraint needs. Between two calls of calculate()
+/// the counters are all 0.
 struct WcspAlldiff::Scratch {
   std::vector<unsigned> counters;
   std::vector<unsigned> usedValues;
   std::vector<unsigned> ranks;  ///< by value taken, its index in usedValues
   std::vector<unsigned> freeValues;
+  std::vector<unsigned> switchedValues;  ///< by an update, from or to no use
+  std::vector<unsigned> switchedOrOwn;
 
   void reserve(std::size_t numValues, std::size_t numVariables) {
     numValues = std::max(numValues, counters.size());
@@ -32,6 +37,8 @@ struct WcspAlldiff::Scratch {
     counters.resize(numValues);
     usedValues.reserve(std::max(numValues, numVariables));
     freeValues.reserve(numValues);
+    switchedValues.reserve(numValues);
+    switchedOrOwn.reserve(numValues);
   }
 
   int countRepeats(std::vector<unsigned> const& counted,
@@ -40,6 +47,7 @@ struct WcspAlldiff::Scratch {
                       std::vector<unsigned> const& assignment,
                       unsigned greatest);
   void listFreeValues(unsigned greatest);
+  std::vector<unsigned> const& switchedOr(unsigned own, unsigned other);
 };
 
 namespace {
@@ -73,12 +81,6 @@ std::span<unsigned const> valuesBelow(unsigned bound,
   }
   const auto end = std::lower_bound(values.begin(), values.end(), bound);
   return {values.begin(), end};
-}
-
-/// The diff of a variable's other value: 1 if that is used already, less 1 if
-/// the variable shares its own.
-int diffOf(unsigned count, unsigned ownCount) {
-  return (count > 0 ? 1 : 0) - (ownCount > 1 ? 1 : 0);
 }
 
 }  // namespace
@@ -127,6 +129,16 @@ void WcspAlldiff::Scratch::listFreeValues(unsigned greatest) {
       freeValues.push_back(value);
     }
   }
+}
+
+/// The values switched and two of a variable's own, in ascending order.
+std::vector<unsigned> const& WcspAlldiff::Scratch::switchedOr(unsigned own,
+                                                              unsigned other) {
+  const std::array values = {std::min(own, other), std::max(own, other)};
+  switchedOrOwn.clear();
+  std::set_union(switchedValues.begin(), switchedValues.end(), values.begin(),
+                 values.end(), std::back_inserter(switchedOrOwn));
+  return switchedOrOwn;
 }
 
 void WcspAlldiff::preprocess() {
@@ -180,6 +192,7 @@ void WcspAlldiff::track(std::vector<unsigned> const& assignment) {
       ++numRepeats;
     }
   }
+  countsBefore = counts;
 }
 
 int WcspAlldiff::update(std::vector<unsigned> const& before,
@@ -193,85 +206,68 @@ int WcspAlldiff::update(std::vector<unsigned> const& before,
       ++numRepeats;
     }
   };
-  if (variable != several) {
-    if (before[variable] == assignment[variable]) {
-      return numRepeats;  // a kick may draw the value that a variable has
+  std::vector<unsigned>& switched = scratch->switchedValues;
+  const auto note = [&](unsigned value) {
+    if ((counts[value] > 0) != (countsBefore[value] > 0)) {
+      switched.push_back(value);
     }
-    step(variable);
-    reportMove(assignment, variable, before[variable]);
+  };
+  switched.clear();
+  if (variable == several) {
+    for (const unsigned moved : variables) {
+      step(moved);
+    }
+    for (unsigned value = 0; value <= maxValue; ++value) {
+      note(value);
+    }
+    report(before, assignment);
+    countsBefore = counts;
     return numRepeats;
   }
-  countsBefore = counts;
-  for (const unsigned moved : variables) {
-    step(moved);
+  const unsigned left = before[variable];
+  const unsigned taken = assignment[variable];
+  if (left != taken) {  // a kick may draw the value that a variable has
+    step(variable);
+    note(std::min(left, taken));
+    note(std::max(left, taken));
+    report(before, assignment);
+    countsBefore[left] = counts[left];
+    countsBefore[taken] = counts[taken];
   }
-  reportMoves(before, assignment);
   return numRepeats;
 }
 
-// The column of the value left changes when nobody takes it any more, that of
-// the value taken when nobody took it before. Whole rows change: that of the
-// variable, that of the one left alone on the value left, and that of the one
-// that was alone on the value taken.
-void WcspAlldiff::reportMove(std::vector<unsigned> const& assignment,
-                             unsigned variable, unsigned left) {
-  const unsigned taken = assignment[variable];
-  const bool isFreed = counts[left] == 0;
-  const bool isNew = counts[taken] == 1;
-  const unsigned alone = counts[left] == 1 ? left : maxValue + 1;
-  const unsigned joined = counts[taken] == 2 ? taken : maxValue + 1;
-  const unsigned low = std::min(left, taken);
-  const unsigned high = std::max(left, taken);
-  const auto countBefore = [&](unsigned value) {
-    return counts[value] + (value == left ? 1 : 0) - (value == taken ? 1 : 0);
-  };
-  Changes changes(*this);
-  for (const unsigned other : variables) {
-    const unsigned own = assignment[other];
-    const unsigned first = wcsp->labelNumber(other);
-    const unsigned end = wcsp->labelNumber(other + 1);
-    if (other == variable || own == alone || own == joined) {
-      const unsigned ownBefore = other == variable ? left : own;
-      const unsigned numBefore = countBefore(ownBefore);
-      for (unsigned value = 0; value < end - first; ++value) {
-        changes.add(
-            first + value,
-            value == ownBefore ? 0 : diffOf(countBefore(value), numBefore),
-            value == own ? 0 : diffOf(counts[value], counts[own]));
-      }
-      continue;
-    }
-    const int shared = counts[own] > 1 ? 1 : 0;
-    const auto addColumn = [&](unsigned value) {
-      if (first + value >= end) {
-        return;
-      }
-      if (value == left && isFreed) {
-        changes.add(first + value, 1 - shared, -shared);
-      } else if (value == taken && isNew) {
-        changes.add(first + value, -shared, 1 - shared);
-      }
-    };
-    addColumn(low);
-    addColumn(high);
-  }
-  changes.flush();
-}
-
-void WcspAlldiff::reportMoves(std::vector<unsigned> const& before,
-                              std::vector<unsigned> const& assignment) {
+// The row of a variable that has come to share its value, or shares it no more,
+// changes as a whole. In any other row a value changes if it has come into use
+// or out of it, or if the variable has left or taken it.
+void WcspAlldiff::report(std::vector<unsigned> const& before,
+                         std::vector<unsigned> const& assignment) {
   Changes changes(*this);
   for (const unsigned variable : variables) {
     const unsigned ownBefore = before[variable];
     const unsigned own = assignment[variable];
+    const int sharedBefore = countsBefore[ownBefore] > 1 ? 1 : 0;
+    const int shared = counts[own] > 1 ? 1 : 0;
     const unsigned first = wcsp->labelNumber(variable);
-    const unsigned numValues = wcsp->getNumValues(variable);
-    for (unsigned value = 0; value < numValues; ++value) {
-      changes.add(first + value,
-                  value == ownBefore
-                      ? 0
-                      : diffOf(countsBefore[value], countsBefore[ownBefore]),
-                  value == own ? 0 : diffOf(counts[value], counts[own]));
+    const unsigned end = wcsp->labelNumber(variable + 1);
+    const auto diffs = [&](unsigned label) {
+      const unsigned value = label - first;
+      const int usedBefore = countsBefore[value] > 0 ? 1 : 0;
+      const int used = counts[value] > 0 ? 1 : 0;
+      return std::pair(value == ownBefore ? 0 : usedBefore - sharedBefore,
+                       value == own ? 0 : used - shared);
+    };
+    if (sharedBefore != shared) {
+      changes.addRange(first, end, diffs);
+      continue;
+    }
+    for (const unsigned value : ownBefore == own
+                                    ? scratch->switchedValues
+                                    : scratch->switchedOr(ownBefore, own)) {
+      if (const unsigned label = first + value; label < end) {
+        const auto [diffBefore, diffAfter] = diffs(label);
+        changes.add(label, diffBefore, diffAfter);
+      }
     }
   }
   changes.flush();

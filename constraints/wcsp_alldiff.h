@@ -36,11 +36,9 @@ class WCSP_EXPORT WcspAlldiff : public WcspConstraint {
 
   Scratch* scratch = nullptr;          ///< shared; owned by the solver
   std::vector<unsigned> counts;        ///< of the assignment tracked, by value
-  std::vector<unsigned> countsBefore;  ///< the same before the last update
+  std::vector<unsigned> countsBefore;  ///< the same before an update
   int numRepeats = 0;                  ///< the violation tracked
 
-  void reportMove(std::vector<unsigned> const& assignment, unsigned variable,
-                  unsigned left);
-  void reportMoves(std::vector<unsigned> const& before,
-                   std::vector<unsigned> const& assignment);
+  void report(std::vector<unsigned> const& before,
+              std::vector<unsigned> const& assignment);
 };
