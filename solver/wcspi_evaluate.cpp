@@ -92,7 +92,12 @@ int RealWcsp::measure(Constraint const& record) {
   return record.constraint->calculate(current.value);
 }
 
+// Mostly nothing changes, and adding 0 would not change the sums: weights are
+// finite, and a sum is never the negative 0.
 void RealWcsp::setPenalty(Constraint& record, int penalty) {
+  if (penalty == record.penalty) {
+    return;
+  }
   const std::int64_t delta =
       static_cast<std::int64_t>(penalty) - record.penalty;
   if (record.isHard()) {
