@@ -167,7 +167,7 @@ class GainedSum : public QuadraticSum {
   void addRun(unsigned label, Sum sign, Sum* sums) const;
   template <class Act>
   void forEachPiece(unsigned label, Act act) const;
-  void step(Block const& block, unsigned left, unsigned taken);
+  void step(Block const& block, unsigned left, unsigned taken, Sum* sums);
   /// The slope of the violation wherever a move before or after may lead.
   int slope(std::int64_t sumAfter) const;
   std::span<unsigned const> touchedBlocks(unsigned moved, unsigned left,
@@ -341,15 +341,16 @@ void GainedSum<Sum>::track(std::vector<unsigned> const& assignment) {
 }
 
 template <class Sum>
-void GainedSum<Sum>::step(Block const& block, unsigned left, unsigned taken) {
+void GainedSum<Sum>::step(Block const& block, unsigned left, unsigned taken,
+                          Sum* sums) {
   if (left == taken) {
     return;
   }
   if (left != block.end) {
-    addRun(left, -1, scratch.gainChanges.data());
+    addRun(left, -1, sums);
   }
   if (taken != block.end) {
-    addRun(taken, 1, scratch.gainChanges.data());
+    addRun(taken, 1, sums);
   }
 }
 
@@ -370,7 +371,8 @@ int GainedSum<Sum>::update(std::vector<unsigned> const& before,
     // The gain of a label that is on counts each term twice.
     std::int64_t twice = 0;
     for (Block const& block : index.blocks) {
-      step(block, onIn(block, before), onIn(block, assignment));
+      step(block, onIn(block, before), onIn(block, assignment),
+           scratch.gainChanges.data());
     }
     for (Block const& block : index.blocks) {
       if (const unsigned on = onIn(block, assignment); on != block.end) {
@@ -396,9 +398,14 @@ int GainedSum<Sum>::update(std::vector<unsigned> const& before,
     return label == moved->end ? 0 : std::int64_t{gains[label]};
   };
   const std::int64_t sum = trackedSum + gainOf(taken) - gainOf(left);
-  step(*moved, left, taken);
-  const SumStep sumStep(bounds, trackedSum, sum);
   const int straight = slope(sum);
+  if (straight == 0) {
+    step(*moved, left, taken, gains.data());
+    trackedSum = sum;
+    return 0;
+  }
+  step(*moved, left, taken, scratch.gainChanges.data());
+  const SumStep sumStep(bounds, trackedSum, sum);
   const auto touched =
       sumStep.reachesAll(straight)
           ? std::span<unsigned const>()
@@ -469,9 +476,6 @@ void GainedSum<Sum>::updateBlock(Changes& changes, SumStep const& sumStep,
   const std::size_t size = block.end - block.begin;
   advance(gainsBefore + block.begin, gainsAfter + block.begin,
           change + block.begin, size);
-  if (straight == 0) {
-    return;
-  }
   const auto lossOf = [&](Sum const* of, unsigned on) {
     return on == block.end ? Sum{0} : of[on];
   };

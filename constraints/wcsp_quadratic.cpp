@@ -14,6 +14,9 @@
 
 namespace {
 
+/// Up to this many terms listing all diffs is faster than an update.
+constexpr std::size_t fewTerms = 6;
+
 void orient(WcspQuadratic::Term& term) {
   if (secondKey(term) < firstKey(term)) {
     std::swap(term.variable1, term.variable2);
@@ -61,6 +64,7 @@ void WcspQuadratic::preprocess() {
                   static_cast<unsigned>(key));
   }
   if (!makePair()) {
+    isSmall = terms.size() <= fewTerms;
     sum = QuadraticSum::make(*this);
   }
   terms = {};

@@ -44,7 +44,7 @@ class WCSP_EXPORT WcspQuadratic : public WcspConstraint {
 
   void preprocess() override;
   int calculate(std::vector<unsigned> const& assignment) override;
-  bool isUpdatable() const override { return true; }
+  bool isUpdatable() const override { return !isSmall; }
   void track(std::vector<unsigned> const& assignment) override;
   int update(std::vector<unsigned> const& before,
              std::vector<unsigned> const& assignment,
@@ -54,6 +54,7 @@ class WCSP_EXPORT WcspQuadratic : public WcspConstraint {
   PairTable const* table = nullptr;        ///< where it suits; shared
   std::array<unsigned, 2> variables = {};  ///< of the table
   std::shared_ptr<QuadraticSum> sum;       ///< otherwise, unless without terms
+  bool isSmall = false;                    ///< the sum, so that it is listed
 
   /// Returns whether a table suits the terms.
   bool makePair();
