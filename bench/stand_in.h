@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "solver/wcsp.h"
@@ -18,8 +17,9 @@ class StandInWcsp : public Wcsp {
   std::vector<std::unique_ptr<WcspConstraint>> constraints;
   std::uint64_t numInvolved = 0;  ///< how many labels were registered
 
-  explicit StandInWcsp(std::vector<unsigned> domainSizes)
-      : numValues(std::move(domainSizes)) {}
+  explicit StandInWcsp(std::vector<unsigned> domainSizes) {
+    initialize(0, domainSizes);
+  }
 
   void setMaxIteration(unsigned) override {}
   void setMaxIterationUnimproved(unsigned) override {}
@@ -31,8 +31,13 @@ class StandInWcsp : public Wcsp {
   void setInterval(unsigned) override {}
   void setAdjustment(bool) override {}
   bool setLogFileName(std::string, bool) override { return false; }
-  void initialize(unsigned, std::vector<unsigned>& sizes) override {
+  void initialize(unsigned, std::vector<unsigned>& sizes) final {
     numValues = sizes;
+    firstLabels.assign(1, 0);
+    for (const unsigned size : numValues) {
+      firstLabels.push_back(firstLabels.back() + size);
+    }
+    labelNumbers = firstLabels.data();
   }
   unsigned getNumVariables() const override {
     return static_cast<unsigned>(numValues.size());
@@ -59,4 +64,7 @@ class StandInWcsp : public Wcsp {
   }
   void setDiffPenalty(unsigned, unsigned, unsigned, int) override {}
   void changeDiffPenalties(unsigned, std::span<WcspChange const>) override {}
+
+ private:
+  std::vector<unsigned> firstLabels;  ///< numbers, by variable
 };

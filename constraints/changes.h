@@ -5,10 +5,20 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <span>
 
 #include "solver/wcsp.h"
+
+/// Of a label, in an update.
+struct Diffs {
+  int before;
+  int after;
+
+  bool differ() const { return before != after; }
+};
 
 class Changes {
  public:
@@ -44,6 +54,19 @@ class Changes {
       }
       size = static_cast<std::size_t>(change - changes.data());
     }
+  }
+
+  /// Adds those of 64 ascending labels whose bit is set, all of them with the
+  /// same diffs, which differ.
+  void addEach(unsigned const* labels, std::uint64_t bits, Diffs diffs) {
+    if (changes.size() - size < 64) {
+      flush();
+    }
+    WcspChange* change = changes.data() + size;
+    for (; bits != 0; bits &= bits - 1) {
+      *change++ = {labels[std::countr_zero(bits)], diffs.before, diffs.after};
+    }
+    size = static_cast<std::size_t>(change - changes.data());
   }
 
   /// Reports what has been added; needed at the end.

@@ -1,22 +1,28 @@
 // The linear constraint. One pass over the terms forms the sum, a second one
 // reports; it is left out when no single move can leave the bounds. An update
-// keeps the sum and looks at the other variables only near a bound. Where each
-// variable has one term, as in most constraints, the terms themselves are all
-// that is needed.
+// keeps the sum and looks at the other variables only near a bound. In most
+// constraints all coefficients are the same and each variable has one term:
+// there the number of terms that are on tells everything.
 
 #include "constraints/wcsp_linear.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <utility>
 
 #include "constraints/bounded_sum.h"
 #include "constraints/changes.h"
+#include "constraints/count_table.h"
 
 namespace {
 
 /// Up to this many terms summing all is faster than finding the one that moved.
 constexpr std::size_t fewTerms = 8;
+
+/// In a word of `areOn`.
+constexpr std::size_t numBits = 64;
+constexpr std::uint64_t allBits = ~std::uint64_t{0};
 
 /// The label of a block that is on, or block.end.
 unsigned onIn(LabelIndex const& index, LabelIndex::Block const& block,
@@ -24,16 +30,12 @@ unsigned onIn(LabelIndex const& index, LabelIndex::Block const& block,
   return index.find(block, assignment[block.variable]);
 }
 
-/// The terms or blocks of `variable`, or all of them.
+/// Of a sorted range, the first element that is not below `variable`.
 template <class Range>
-auto ofVariable(Range const& range, unsigned variable) {
-  if (variable == WcspConstraint::several) {
-    return std::pair(range.cbegin(), range.cend());
-  }
-  const auto found = std::lower_bound(
-      range.cbegin(), range.cend(), variable,
+auto lowerBound(Range const& range, unsigned variable) {
+  return std::lower_bound(
+      range.begin(), range.end(), variable,
       [](auto const& item, unsigned v) { return item.variable < v; });
-  return std::pair(found, found + 1);
 }
 
 }  // namespace
@@ -50,15 +52,16 @@ void WcspLinear::preprocess() {
   for (Term const& term : terms) {
     wcsp->involve(id, term.variable, term.value);
   }
-  isUniform = true;
-  isBinary = terms.size() <= fewTerms;
-  for (Term const& term : terms) {
-    isUniform = isUniform && term.coefficient == terms.front().coefficient;
-    isBinary = isBinary && wcsp->getNumValues(term.variable) == 2;
-  }
   if (findMaxChange()) {
     makeBlocks();
+  } else {
+    chooseForm();
   }
+}
+
+WcspLinear::Blocks const* WcspLinear::blocks() const {
+  auto const* const blocks = std::get_if<std::unique_ptr<Blocks>>(&form);
+  return blocks == nullptr ? nullptr : blocks->get();
 }
 
 // A value without a term counts with 0.
@@ -88,32 +91,61 @@ void WcspLinear::makeBlocks() {
     made->coefficients.push_back(term.coefficient);
   }
   made->index.finish();
-  blocks = std::move(made);
+  form = std::move(made);
   terms = {};
 }
 
-int WcspLinear::calculate(std::vector<unsigned> const& assignment) {
-  return blocks == nullptr ? calculateSingle(assignment)
-                           : calculateBlocks(assignment);
+void WcspLinear::chooseForm() {
+  const std::int64_t coefficient = terms.front().coefficient;
+  if (!std::ranges::all_of(terms, [&](Term const& term) {
+        return term.coefficient == coefficient;
+      })) {
+    return;
+  }
+  CountState const* const states =
+      wcsp->shared<CountTables>().find(terms.size(), coefficient, lower, upper);
+  if (terms.size() > fewTerms) {
+    auto many = std::make_unique<Many>();
+    many->states = states;
+    many->areOn.resize((terms.size() - 1) / numBits + 1);
+    many->labels.reserve(terms.size());
+    for (Term const& term : terms) {
+      many->labels.push_back(wcsp->labelNumber(term.variable) + term.value);
+    }
+    form = std::move(many);
+  } else if (std::ranges::all_of(terms, [this](Term const& term) {
+               return wcsp->getNumValues(term.variable) == 2;
+             })) {
+    form = Clause{states};
+  } else {
+    form = Few{states};
+  }
 }
 
-inline std::int64_t WcspLinear::sumOfTerms(
-    std::vector<unsigned> const& assignment) const {
-  std::int64_t sum = 0;
+int WcspLinear::calculate(Assignment const& assignment) {
+  return blocks() == nullptr ? calculateSingle(assignment)
+                             : calculateBlocks(assignment);
+}
+
+inline std::int64_t WcspLinear::countOn(Assignment const& assignment) const {
+  std::int64_t count = 0;
   for (Term const& term : terms) {
-    // A mask and not a choice, which would be a branch and hard to foresee.
-    const auto isOn = std::int64_t{assignment[term.variable] == term.value};
-    sum += term.coefficient & -isOn;
+    count += assignment[term.variable] == term.value ? 1 : 0;
   }
-  return sum;
+  return count;
 }
 
-std::int64_t WcspLinear::sumOf(std::vector<unsigned> const& assignment) const {
-  if (blocks == nullptr) {
-    return sumOfTerms(assignment);
-  }
+std::int64_t WcspLinear::sumOf(Assignment const& assignment) const {
   std::int64_t sum = 0;
-  auto const& [index, coefficients] = *blocks;
+  if (blocks() == nullptr) {
+    for (Term const& term : terms) {
+      // A mask and not a choice, which would be a branch and hard to foresee.
+      const auto isOn = std::int64_t{assignment[term.variable] == term.value};
+      sum += term.coefficient & -isOn;
+    }
+    return sum;
+  }
+  auto const& [index, coefficients] = *blocks();
   for (LabelIndex::Block const& block : index.blocks) {
     const unsigned on = onIn(index, block, assignment);
     sum += on == block.end ? 0 : coefficients[on];
@@ -121,28 +153,35 @@ std::int64_t WcspLinear::sumOf(std::vector<unsigned> const& assignment) const {
   return sum;
 }
 
-void WcspLinear::track(std::vector<unsigned> const& assignment) {
-  trackedSum = sumOf(assignment);
-}
-
-std::int64_t WcspLinear::changeOf(std::vector<unsigned> const& before,
-                                  std::vector<unsigned> const& assignment,
-                                  unsigned variable) const {
-  std::int64_t change = 0;
-  const auto [first, last] = ofVariable(terms, variable);
-  for (auto term = first; term != last; ++term) {
-    const auto wasOn = std::int64_t{before[term->variable] == term->value};
-    const auto isOn = std::int64_t{assignment[term->variable] == term->value};
-    change += term->coefficient * (isOn - wasOn);
+void WcspLinear::track(Assignment const& assignment) {
+  if (blocks() != nullptr || std::holds_alternative<std::monostate>(form)) {
+    tracked = sumOf(assignment);
+    return;
   }
-  return change;
+  tracked = countOn(assignment);
+  if (auto* const many = std::get_if<std::unique_ptr<Many>>(&form)) {
+    auto& areOn = (*many)->areOn;
+    std::fill(areOn.begin(), areOn.end(), 0);
+    for (std::size_t k = 0; k < terms.size(); ++k) {
+      const auto isOn =
+          std::uint64_t{assignment[terms[k].variable] == terms[k].value};
+      areOn[k / numBits] |= isOn << (k % numBits);
+    }
+  }
 }
 
-void WcspLinear::reportTerm(Changes& changes, Term const& term, Diffs self,
-                            Diffs others) const {
+WcspLinear::Terms WcspLinear::termsOf(unsigned variable) const {
+  if (variable == several) {
+    return terms;
+  }
+  return {lowerBound(terms, variable), 1};
+}
+
+void WcspLinear::reportValues(Changes& changes, Term const& term, Diffs self,
+                              Diffs others) const {
   const unsigned first = wcsp->labelNumber(term.variable);
   const unsigned own = first + term.value;
-  if (others.before == others.after) {
+  if (!others.differ()) {
     changes.add(own, self.before, self.after);
     return;
   }
@@ -153,162 +192,201 @@ void WcspLinear::reportTerm(Changes& changes, Term const& term, Diffs self,
   }
 }
 
-int WcspLinear::update(std::vector<unsigned> const& before,
-                       std::vector<unsigned> const& assignment,
+void WcspLinear::reportTerm(Changes& changes, Term const& term, bool wasOn,
+                            bool isOn, Diffs diffs) const {
+  reportValues(changes, term,
+               {wasOn ? 0 : diffs.before, isOn ? 0 : diffs.after},
+               {wasOn ? diffs.before : 0, isOn ? diffs.after : 0});
+}
+
+int WcspLinear::update(Assignment const& before, Assignment const& assignment,
                        unsigned variable) {
-  if (blocks != nullptr) {
-    return updateBlocks(before, assignment, variable);
+  if (auto const* const clause = std::get_if<Clause>(&form)) {
+    return updateClause(clause->states, before, assignment);
   }
-  const std::int64_t sum =
-      terms.size() <= fewTerms
-          ? sumOfTerms(assignment)
-          : trackedSum + changeOf(before, assignment, variable);
-  const SumStep step(Bounds(lower, upper), trackedSum, sum);
-  trackedSum = sum;
+  if (auto const* const few = std::get_if<Few>(&form)) {
+    return updateFew(few->states, before, assignment);
+  }
+  if (auto const* const many = std::get_if<std::unique_ptr<Many>>(&form)) {
+    return updateMany(**many, before, assignment, variable);
+  }
+  return blocks() == nullptr ? updateTerms(before, assignment, variable)
+                             : updateBlocks(before, assignment, variable);
+}
+
+int WcspLinear::updateClause(CountState const* states, Assignment const& before,
+                             Assignment const& assignment) {
+  const std::int64_t count = countOn(assignment);
+  const CountStep step(states[tracked], states[count]);
+  tracked = count;
+  if (!step.isFlat()) {
+    reportClause(step, before, assignment);
+  }
+  return states[count].violation;
+}
+
+// Without a branch that depends on the assignment. Values are 0 and 1, and so
+// serve as masks: the diff of a label that is on is 0.
+inline void WcspLinear::reportClause(CountStep const& step,
+                                     Assignment const& before,
+                                     Assignment const& assignment) const {
+  std::array<WcspChange, 2 * fewTerms> changes;  // NOLINT(*-member-init)
+  std::size_t size = 0;
+  const auto add = [&](unsigned label, int diffBefore, int diffAfter) {
+    changes[size] = {label, diffBefore, diffAfter};
+    size += diffBefore != diffAfter ? 1 : 0;
+  };
+  for (Term const& term : terms) {
+    const int left = static_cast<int>(before[term.variable]);
+    const int taken = static_cast<int>(assignment[term.variable]);
+    const int value = static_cast<int>(term.value);
+    const Diffs diffs = step.diffs(left == value, taken == value);
+    const unsigned first = wcsp->labelNumber(term.variable);
+    add(first, diffs.before & -left, diffs.after & -taken);
+    add(first + 1, diffs.before & (left - 1), diffs.after & (taken - 1));
+  }
+  if (size > 0) {
+    wcsp->changeDiffPenalties(id, std::span(changes).first(size));
+  }
+}
+
+int WcspLinear::updateFew(CountState const* states, Assignment const& before,
+                          Assignment const& assignment) {
+  const std::int64_t count = countOn(assignment);
+  const CountStep step(states[tracked], states[count]);
+  tracked = count;
+  if (!step.isFlat()) {
+    reportAll(step, before, assignment);
+  }
+  return states[count].violation;
+}
+
+void WcspLinear::reportAll(CountStep const& step, Assignment const& before,
+                           Assignment const& assignment) const {
+  Changes changes(*this);
+  for (Term const& term : terms) {
+    const bool wasOn = before[term.variable] == term.value;
+    const bool isOn = assignment[term.variable] == term.value;
+    reportTerm(changes, term, wasOn, isOn, step.diffs(wasOn, isOn));
+  }
+  changes.flush();
+}
+
+int WcspLinear::updateMany(Many& many, Assignment const& before,
+                           Assignment const& assignment, unsigned variable) {
+  const Terms moved = termsOf(variable);
+  std::int64_t count = tracked;
+  for (Term const& term : moved) {
+    const bool wasOn = before[term.variable] == term.value;
+    const bool isOn = assignment[term.variable] == term.value;
+    const auto k = static_cast<std::size_t>(&term - terms.data());
+    many.areOn[k / numBits] ^= std::uint64_t{wasOn != isOn} << (k % numBits);
+    count += (isOn ? 1 : 0) - (wasOn ? 1 : 0);
+  }
+  const CountStep step(many.states[tracked], many.states[count]);
+  tracked = count;
+  if (step.isFlat()) {
+    return many.states[count].violation;
+  }
+  if (variable == several) {
+    reportAll(step, before, assignment);
+  } else {
+    reportMany(step, many, moved.front(), before, assignment);
+  }
+  return many.states[count].violation;
+}
+
+// The diffs of all labels that are off are the same, and so are those of the
+// values beside labels that are on: mostly one of the two does not change.
+void WcspLinear::reportMany(CountStep const& step, Many const& many,
+                            Term const& moved, Assignment const& before,
+                            Assignment const& assignment) const {
+  Changes changes(*this);
+  const auto movedTerm = static_cast<std::size_t>(&moved - terms.data());
+  for (std::size_t begin = 0; begin < terms.size(); begin += numBits) {
+    std::uint64_t others = allBits;
+    if (movedTerm - begin < numBits) {
+      const std::uint64_t movedBit = std::uint64_t{1} << (movedTerm - begin);
+      reportOthers(changes, step, many, begin, movedBit - 1);
+      const bool wasOn = before[moved.variable] == moved.value;
+      const bool isOn = assignment[moved.variable] == moved.value;
+      reportTerm(changes, moved, wasOn, isOn, step.diffs(wasOn, isOn));
+      others = ~(movedBit | (movedBit - 1));
+    }
+    reportOthers(changes, step, many, begin, others);
+  }
+  changes.flush();
+}
+
+void WcspLinear::reportOthers(Changes& changes, CountStep const& step,
+                              Many const& many, std::size_t begin,
+                              std::uint64_t others) const {
+  others &= allBits >> (numBits - std::min(terms.size() - begin, numBits));
+  const std::uint64_t on = others & many.areOn[begin / numBits];
+  const std::uint64_t off = step.taking.differ() ? others & ~on : 0;
+  if (!step.leaving.differ()) {
+    changes.addEach(many.labels.data() + begin, off, step.taking);
+    return;
+  }
+  for (std::uint64_t bits = on | off; bits != 0; bits &= bits - 1) {
+    const auto bit = static_cast<std::size_t>(std::countr_zero(bits));
+    const std::size_t k = begin + bit;
+    if ((on >> bit & 1U) != 0) {
+      reportValues(changes, terms[k], {0, 0}, step.leaving);
+    } else {
+      changes.add(many.labels[k], step.taking.before, step.taking.after);
+    }
+  }
+}
+
+int WcspLinear::updateTerms(Assignment const& before,
+                            Assignment const& assignment, unsigned variable) {
+  const Terms moved = termsOf(variable);
+  std::int64_t sum = tracked;
+  for (Term const& term : moved) {
+    const auto wasOn = std::int64_t{before[term.variable] == term.value};
+    const auto isOn = std::int64_t{assignment[term.variable] == term.value};
+    sum += term.coefficient * (isOn - wasOn);
+  }
+  const SumStep step(Bounds(lower, upper), tracked, sum);
+  tracked = sum;
   const int slope = step.slope(maxChange);
   if (slope == 0) {
     return 0;
   }
   Changes changes(*this);
-  if (isBinary) {
-    reportBinary(changes, step, before, assignment);
-  } else if (variable == several || !step.reachesAll(slope)) {
-    const auto [first, last] = ofVariable(terms, variable);
-    for (auto term = first; term != last; ++term) {
-      reportMoved(changes, step, *term, before, assignment);
-    }
-  } else if (isUniform) {
-    reportUniform(changes, step, before, assignment, variable);
-  } else {
-    reportEach(changes, step, before, assignment, variable);
+  for (Term const& term : step.reachesAll(slope) ? Terms(terms) : moved) {
+    const bool wasOn = before[term.variable] == term.value;
+    const bool isOn = assignment[term.variable] == term.value;
+    const std::int64_t gain = term.coefficient;
+    reportTerm(changes, term, wasOn, isOn,
+               {step.diffBefore(wasOn ? -gain : gain),
+                step.diffAfter(isOn ? -gain : gain)});
   }
   changes.flush();
   return step.violation();
 }
 
-void WcspLinear::reportMoved(Changes& changes, SumStep const& step,
-                             Term const& term,
-                             std::vector<unsigned> const& before,
-                             std::vector<unsigned> const& assignment) const {
-  const std::int64_t gain = term.coefficient;
-  Diffs self = {step.diffBefore(gain), step.diffAfter(gain)};
-  Diffs others = {0, 0};
-  if (before[term.variable] == term.value) {
-    self.before = 0;
-    others.before = step.diffBefore(-gain);
-  }
-  if (assignment[term.variable] == term.value) {
-    self.after = 0;
-    others.after = step.diffAfter(-gain);
-  }
-  reportTerm(changes, term, self, others);
-}
-
-void WcspLinear::reportEach(Changes& changes, SumStep const& step,
-                            std::vector<unsigned> const& before,
-                            std::vector<unsigned> const& assignment,
-                            unsigned variable) const {
-  for (Term const& term : terms) {
-    if (term.variable == variable) {
-      reportMoved(changes, step, term, before, assignment);
-      continue;
-    }
-    const bool isOn = assignment[term.variable] == term.value;
-    const std::int64_t change = isOn ? -term.coefficient : term.coefficient;
-    const Diffs diffs = {step.diffBefore(change), step.diffAfter(change)};
-    if (!isOn) {
-      changes.add(wcsp->labelNumber(term.variable) + term.value, diffs.before,
-                  diffs.after);
-    } else if (diffs.before != diffs.after) {
-      reportTerm(changes, term, {0, 0}, diffs);
-    }
-  }
-}
-
-// Where each variable has two values, a term says something of one label only,
-// the one that is not taken: hardly a branch then depends on the assignment.
-void WcspLinear::reportBinary(Changes& changes, SumStep const& step,
-                              std::vector<unsigned> const& before,
-                              std::vector<unsigned> const& assignment) const {
-  for (Term const& term : terms) {
-    const unsigned left = before[term.variable];
-    const unsigned taken = assignment[term.variable];
-    const auto changeFrom = [&](unsigned value) {
-      return value == term.value ? -term.coefficient : term.coefficient;
-    };
-    const int diffBefore = step.diffBefore(changeFrom(left));
-    const int diffAfter = step.diffAfter(changeFrom(taken));
-    const unsigned first = wcsp->labelNumber(term.variable);
-    if (left == taken) {
-      changes.add(first + 1 - taken, diffBefore, diffAfter);
-    } else {
-      changes.add(first, left == 1 ? diffBefore : 0, left == 1 ? 0 : diffAfter);
-      changes.add(first + 1, left == 1 ? 0 : diffBefore,
-                  left == 1 ? diffAfter : 0);
-    }
-  }
-}
-
-// All coefficients are the same, and so are the diffs of the labels that are
-// off, and of the values beside those that are on: mostly one of the two does
-// not change. The terms are sorted out by bits, without a branch for each.
-void WcspLinear::reportUniform(Changes& changes, SumStep const& step,
-                               std::vector<unsigned> const& before,
-                               std::vector<unsigned> const& assignment,
-                               unsigned variable) const {
-  constexpr std::size_t numBits = 64;
-  const std::int64_t gain = terms.front().coefficient;
-  const Diffs off = {step.diffBefore(gain), step.diffAfter(gain)};
-  const Diffs on = {step.diffBefore(-gain), step.diffAfter(-gain)};
-  const std::uint64_t takesOff =
-      off.before != off.after ? ~std::uint64_t{0} : 0;
-  const std::uint64_t takesOn = on.before != on.after ? ~std::uint64_t{0} : 0;
-  for (std::size_t begin = 0; begin < terms.size(); begin += numBits) {
-    Term const* const part = terms.data() + begin;
-    const std::size_t size = std::min(terms.size() - begin, numBits);
-    std::uint64_t areOn = 0;
-    std::uint64_t areMoved = 0;
-    std::uint64_t all = 0;
-    for (std::size_t k = 0; k < size; ++k) {
-      const auto isOn =
-          std::uint64_t{assignment[part[k].variable] == part[k].value};
-      all |= std::uint64_t{1} << k;
-      areOn |= isOn << k;
-      areMoved |= std::uint64_t{part[k].variable == variable} << k;
-    }
-    std::uint64_t reported =
-        (areMoved | (areOn & takesOn) | (~areOn & takesOff)) & all;
-    for (; reported != 0; reported &= reported - 1) {
-      const int k = std::countr_zero(reported);
-      Term const& term = part[k];
-      if ((areMoved >> k & 1U) != 0) {
-        reportMoved(changes, step, term, before, assignment);
-      } else if ((areOn >> k & 1U) != 0) {
-        reportTerm(changes, term, {0, 0}, on);
-      } else {
-        changes.add(wcsp->labelNumber(term.variable) + term.value, off.before,
-                    off.after);
-      }
-    }
-  }
-}
-
-int WcspLinear::updateBlocks(std::vector<unsigned> const& before,
-                             std::vector<unsigned> const& assignment,
-                             unsigned variable) {
-  LabelIndex const& index = blocks->index;
-  std::vector<std::int64_t> const& coefficients = blocks->coefficients;
+int WcspLinear::updateBlocks(Assignment const& before,
+                             Assignment const& assignment, unsigned variable) {
+  LabelIndex const& index = blocks()->index;
+  std::vector<std::int64_t> const& coefficients = blocks()->coefficients;
   const auto gain = [&](LabelIndex::Block const& block, unsigned label) {
     return label == block.end ? 0 : coefficients[label];
   };
-  auto [block, end] = ofVariable(index.blocks, variable);
-  std::int64_t sum = trackedSum;
+  auto block = index.blocks.begin();
+  auto end = index.blocks.end();
+  if (variable != several) {
+    block = lowerBound(index.blocks, variable);
+    end = block + 1;
+  }
+  std::int64_t sum = tracked;
   for (auto moved = block; moved != end; ++moved) {
     sum += gain(*moved, onIn(index, *moved, assignment)) -
            gain(*moved, onIn(index, *moved, before));
   }
-  const SumStep step(Bounds(lower, upper), trackedSum, sum);
-  trackedSum = sum;
+  const SumStep step(Bounds(lower, upper), tracked, sum);
+  tracked = sum;
   const int slope = step.slope(maxChange);
   if (slope == 0) {
     return 0;
@@ -329,7 +407,7 @@ int WcspLinear::updateBlocks(std::vector<unsigned> const& before,
   return step.violation();
 }
 
-int WcspLinear::calculateSingle(std::vector<unsigned> const& assignment) const {
+int WcspLinear::calculateSingle(Assignment const& assignment) const {
   const BoundedSum bounded(*this, lower, upper, sumOf(assignment));
   if (bounded.admits(maxChange)) {
     return bounded.violation();
@@ -358,8 +436,8 @@ int WcspLinear::calculateSingle(std::vector<unsigned> const& assignment) const {
   return bounded.violation();
 }
 
-int WcspLinear::calculateBlocks(std::vector<unsigned> const& assignment) const {
-  auto const& [index, coefficients] = *blocks;
+int WcspLinear::calculateBlocks(Assignment const& assignment) const {
+  auto const& [index, coefficients] = *blocks();
   const BoundedSum bounded(*this, lower, upper, sumOf(assignment));
   if (bounded.admits(maxChange)) {
     return bounded.violation();

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
+#include <variant>
 #include <vector>
 
 #include "constraints/array.h"
@@ -12,7 +14,9 @@
 #include "solver/wcsp.h"
 
 class Changes;
-class SumStep;
+struct CountState;
+struct CountStep;
+struct Diffs;
 
 /// lower <= sum of the coefficients of the terms that are on <= upper. The
 /// violation is the distance of the sum from that interval, at most Wcsp::inf.
@@ -50,53 +54,78 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
              unsigned variable) override;
 
  private:
-  /// The terms by variable. Few constraints need it, so that all the others
-  /// stay small.
+  /// Few terms with one coefficient.
+  struct Few {
+    CountState const* states;
+  };
+
+  /// The same, of variables with two values each.
+  struct Clause {
+    CountState const* states;
+  };
+
+  /// Many terms with one coefficient.
+  struct Many {
+    CountState const* states;
+    std::vector<std::uint64_t> areOn;  ///< a bit for each term, as tracked
+    std::vector<unsigned> labels;      ///< their numbers, see labelNumber()
+  };
+
+  /// Where a variable has several terms: the terms by variable.
   struct Blocks {
     LabelIndex index;
     std::vector<std::int64_t> coefficients;  ///< by label
   };
 
-  /// Of a label, in an update.
-  struct Diffs {
-    int before;
-    int after;
-  };
+  using Assignment = std::vector<unsigned>;
+  using Terms = std::span<Term const>;
 
-  std::int64_t trackedSum = 0;  ///< of the assignment tracked
-  std::int64_t maxChange = 0;   ///< by which one move can change the sum
-  bool isUniform = false;       ///< all coefficients are the same
-  bool isBinary = false;        ///< few terms, whose variables have two values
-  std::unique_ptr<Blocks> blocks;  ///< where a variable has several terms
+  /// Of the assignment tracked: the sum or, where all coefficients are the
+  /// same, the number of terms that are on.
+  std::int64_t tracked = 0;
+  std::int64_t maxChange = 0;  ///< by which one move can change the sum
+  /// Single terms with different coefficients need nothing more. What is large
+  /// stands elsewhere, so that most constraints stay small.
+  std::variant<std::monostate, Few, Clause, std::unique_ptr<Many>,
+               std::unique_ptr<Blocks>>
+      form;
 
+  Blocks const* blocks() const;
   /// Returns whether a variable has several terms.
   bool findMaxChange();
   void makeBlocks();
-  std::int64_t sumOfTerms(std::vector<unsigned> const& assignment) const;
-  std::int64_t sumOf(std::vector<unsigned> const& assignment) const;
-  /// By how much a move of `variable`, or of several, has changed the sum.
-  std::int64_t changeOf(std::vector<unsigned> const& before,
-                        std::vector<unsigned> const& assignment,
-                        unsigned variable) const;
+  void chooseForm();
+  std::int64_t countOn(Assignment const& assignment) const;
+  std::int64_t sumOf(Assignment const& assignment) const;
+  /// The terms of `variable`, or all of them.
+  Terms termsOf(unsigned variable) const;
   /// Reports a term's label and the other values of its variable.
-  void reportTerm(Changes& changes, Term const& term, Diffs self,
-                  Diffs others) const;
-  void reportMoved(Changes& changes, SumStep const& step, Term const& term,
-                   std::vector<unsigned> const& before,
-                   std::vector<unsigned> const& assignment) const;
-  void reportEach(Changes& changes, SumStep const& step,
-                  std::vector<unsigned> const& before,
-                  std::vector<unsigned> const& assignment,
-                  unsigned variable) const;
-  void reportBinary(Changes& changes, SumStep const& step,
-                    std::vector<unsigned> const& before,
-                    std::vector<unsigned> const& assignment) const;
-  void reportUniform(Changes& changes, SumStep const& step,
-                     std::vector<unsigned> const& before,
-                     std::vector<unsigned> const& assignment,
-                     unsigned variable) const;
-  int updateBlocks(std::vector<unsigned> const& before,
-                   std::vector<unsigned> const& assignment, unsigned variable);
-  int calculateSingle(std::vector<unsigned> const& assignment) const;
-  int calculateBlocks(std::vector<unsigned> const& assignment) const;
+  void reportValues(Changes& changes, Term const& term, Diffs self,
+                    Diffs others) const;
+  /// The same from the diffs of the term's label, where it is off, or of the
+  /// other values, where it is on.
+  void reportTerm(Changes& changes, Term const& term, bool wasOn, bool isOn,
+                  Diffs diffs) const;
+  void reportAll(CountStep const& step, Assignment const& before,
+                 Assignment const& assignment) const;
+  void reportClause(CountStep const& step, Assignment const& before,
+                    Assignment const& assignment) const;
+  void reportMany(CountStep const& step, Many const& many, Term const& moved,
+                  Assignment const& before, Assignment const& assignment) const;
+  /// Reports the 64 terms from `begin` on that have not moved and whose bit is
+  /// set in `others`.
+  void reportOthers(Changes& changes, CountStep const& step, Many const& many,
+                    std::size_t begin, std::uint64_t others) const;
+  int updateClause(CountState const* states, Assignment const& before,
+                   Assignment const& assignment);
+  int updateFew(CountState const* states, Assignment const& before,
+                Assignment const& assignment);
+  int updateMany(Many& many, Assignment const& before,
+                 Assignment const& assignment, unsigned variable);
+  int updateTerms(Assignment const& before, Assignment const& assignment,
+                  unsigned variable);
+  int updateBlocks(Assignment const& before, Assignment const& assignment,
+                   unsigned variable);
+  int calculateSingle(Assignment const& assignment) const;
+  int calculateBlocks(Assignment const& assignment) const;
 };

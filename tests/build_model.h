@@ -33,7 +33,8 @@ inline unsigned below(std::mt19937& random, std::size_t k) {
 /// serve as coefficients and bounds.
 inline naive::Constraint randomConstraint(std::mt19937& random, Kind kind,
                                           std::vector<unsigned> const& sizes,
-                                          std::vector<int> const& numbers) {
+                                          std::vector<int> const& numbers,
+                                          unsigned maxTerms = 8) {
   constexpr int weights[] = {naive::inf, 0, 1, 7};
   const auto number = [&] { return numbers[below(random, numbers.size())]; };
   naive::Constraint c = wish(weights[below(random, 4)], 0, 0);
@@ -43,7 +44,8 @@ inline naive::Constraint randomConstraint(std::mt19937& random, Kind kind,
     const unsigned v = below(random, sizes.size());
     return naive::Label{v, below(random, sizes[v])};
   };
-  for (unsigned i = below(random, 9); i > 0 && kind != Kind::alldiff; --i) {
+  for (unsigned i = below(random, maxTerms + 1); i > 0 && kind != Kind::alldiff;
+       --i) {
     const naive::Label first = label();
     c.terms.push_back(
         {number(), first, kind == Kind::linear ? first : label()});

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <functional>
 #include <new>
 #include <set>
@@ -141,6 +142,8 @@ struct Recorder : TestSolver {
 struct Shape {
   std::vector<unsigned> sizes;
   std::vector<int> numbers;
+  unsigned maxTerms = 8;
+  bool isCover = false;  ///< linear: a term of each variable, one coefficient
 };
 constexpr int inf = naive::inf;
 const std::vector<Shape> shapes{
@@ -197,12 +200,29 @@ TEST(Constraints, ReportWhatEveryMoveWouldChange) {
   }
 }
 
+naive::Constraint randomOfShape(std::mt19937& random, Kind kind,
+                                Shape const& shape) {
+  auto c = randomConstraint(random, kind, shape.sizes, shape.numbers,
+                            shape.maxTerms);
+  if (shape.isCover && kind == Kind::linear) {
+    const int coefficient = shape.numbers.front();
+    c.terms.clear();
+    for (unsigned v = 0; v < shape.sizes.size(); ++v) {
+      const naive::Label label{v, below(random, shape.sizes[v])};
+      c.terms.push_back({coefficient, label, label});
+    }
+    c.lower = coefficient * static_cast<int>(below(random, c.terms.size()));
+    c.upper = below(random, 2) == 0 ? inf : c.lower + std::abs(coefficient);
+  }
+  return c;
+}
+
 /// Single moves, to the same value too, and moves of several variables; now and
 /// then an update is left by an exception and the constraint tracked anew.
 void updateAtRandom(std::mt19937& random, Kind kind, Shape const& shape) {
   Recorder recorder(shape.sizes);
-  const auto c = randomConstraint(random, kind, shape.sizes, shape.numbers);
-  const auto d = randomConstraint(random, kind, shape.sizes, shape.numbers);
+  const auto c = randomOfShape(random, kind, shape);
+  const auto d = randomOfShape(random, kind, shape);
   WcspConstraint& made = recorder.make(c);
   WcspConstraint& other = recorder.make(d);
   for (WcspConstraint* each : {&made, &other}) {
@@ -212,9 +232,6 @@ void updateAtRandom(std::mt19937& random, Kind kind, Shape const& shape) {
   const auto involved = labelsOf(c, recorder);
   const std::set<LabelKey> labels(involved.begin(), involved.end());
   Assignment at(shape.sizes.size(), 0);
-  if (!made.isUpdatable()) {
-    return;
-  }
   recorder.track(made, at);
   for (int i = 0; i < 60 && !testing::Test::HasFailure(); ++i) {
     const Assignment before = at;
@@ -245,19 +262,24 @@ void updateAtRandom(std::mt19937& random, Kind kind, Shape const& shape) {
   }
 }
 
-/// Those above, two variables alone, and many of which a move touches few.
-std::vector<Shape> withPairsAndCrowd() {
+/// Those above, two variables alone, many of which a move touches few, and
+/// covers: small ones and such as need several words of bits.
+std::vector<Shape> shapesOfUpdates() {
   std::vector<Shape> all = shapes;
   all.push_back({{4, 4}, smallNumbers});
   all.push_back({{12, 12}, smallNumbers});
   all.push_back({{2, 2, 2, 2, 2}, smallNumbers});
   all.push_back({{3, 3, 3, 3, 3, 3}, {1}});  // all coefficients the same
-  all.push_back({std::vector<unsigned>(12, 3), smallNumbers});
+  all.push_back({std::vector<unsigned>(12, 3), smallNumbers, 40});
+  all.push_back({{2, 2, 2, 2, 2}, {-2}, 8, true});
+  all.push_back({std::vector<unsigned>(9, 3), {1}, 8, true});
+  all.push_back({std::vector<unsigned>(64, 2), {1}, 8, true});
+  all.push_back({std::vector<unsigned>(140, 3), {3}, 8, true});
   return all;
 }
 
 TEST(Constraints, UpdatesReportWhatChanges) {
-  const std::vector<Shape> updatedShapes = withPairsAndCrowd();
+  const std::vector<Shape> updatedShapes = shapesOfUpdates();
   for (const Kind kind : {Kind::linear, Kind::quadratic, Kind::alldiff}) {
     for (std::size_t s = 0; s < updatedShapes.size(); ++s) {
       for (unsigned seed = 1; seed <= 400 && !HasFailure(); ++seed) {
