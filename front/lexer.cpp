@@ -67,7 +67,11 @@ struct Window : std::streambuf {
 }  // namespace
 
 Lexer::Lexer(std::istream& input, int firstLine, int infinity)
-    : stream(input), line(firstLine), inf(infinity) {
+    : stream(input),
+      line(firstLine),
+      inf(infinity),
+      buffer(input.rdbuf()),
+      state(input) {
   // Beyond what a string holds in itself: then a swap moves no characters.
   constexpr std::size_t usualLength = 64;
   text.reserve(usualLength);
@@ -144,20 +148,20 @@ void Lexer::unget() {
 
 // The next character, 0 to 255, or endOfInput. The end is recorded in the
 // stream because a terminal could deliver more after it.
-int Lexer::peek() {
-  if (!stream.good()) {
+inline int Lexer::peek() {
+  if (!state.good()) {
     return endOfInput;
   }
-  const int c = stream.rdbuf()->sgetc();
+  const int c = buffer->sgetc();
   if (c == endOfInput) {
-    stream.setstate(std::ios_base::eofbit);
+    state.setstate(std::ios_base::eofbit);
   }
   return c;
 }
 
 // Consumes the character that peek() has returned.
-char Lexer::take() {
-  const int c = stream.rdbuf()->sbumpc();
+inline char Lexer::take() {
+  const int c = buffer->sbumpc();
   if (c == '\n') {
     countLine();
   }
@@ -244,16 +248,15 @@ void Lexer::readWord() {
 
 // The plain part of a word: no double-byte characters.
 void Lexer::appendPlainWord() {
-  std::streambuf& buffer = *stream.rdbuf();
-  char const* const first = Window::begin(buffer);
-  char const* const end = Window::end(buffer);
+  char const* const first = Window::begin(*buffer);
+  char const* const end = Window::end(*buffer);
   char const* last = first;
   while (last != end &&
          (classes[static_cast<unsigned char>(*last)] & (word | lead)) == word) {
     ++last;
   }
   text.append(first, last);
-  Window::advance(buffer, last - first);
+  Window::advance(*buffer, last - first);
 }
 
 void Lexer::appendWord() {

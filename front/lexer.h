@@ -66,6 +66,10 @@ class Lexer {
   void unget();
 
  private:
+  // Found once: a stream holds them behind several pointers.
+  std::streambuf* buffer;
+  std::ios& state;
+
   int peek();
   char take();
   void countLine();
