@@ -1,0 +1,237 @@
+#include <algorithm>
+#include <cstddef>
+#include <nlohmann/json.hpp>
+#include <tuple>
+
+#include "tools/check/namer.h"
+#include "tools/check/output.h"
+
+namespace check {
+
+namespace {
+
+// A string of JSON; only a string is made, whose end needs no memory.
+std::string jsonText(std::string_view text) {
+  return nlohmann::json(std::string(text)).dump();
+}
+
+// Calls act for each index, with a comma between two calls.
+void writeList(std::ostream& out, std::size_t size, auto act) {
+  out << '[';
+  for (std::size_t i = 0; i < size; ++i) {
+    out << (i > 0 ? "," : "");
+    act(i);
+  }
+  out << ']';
+}
+
+// [variable, value]
+void writeJsonLabel(std::ostream& out, const Namer& namer, const Label& label) {
+  out << '[' << jsonText(namer.variable(label.variable)) << ','
+      << jsonText(namer.value(label)) << ']';
+}
+
+void writeJsonTerms(std::ostream& out, const Namer& namer,
+                    const Constraint& constraint,
+                    const Assignment& assignment) {
+  const char* separator = "";
+  out << '[';
+  for (const Term& term : constraint.terms) {
+    if (isOn(term, assignment)) {
+      out << separator << R"({"coefficient":)" << term.coefficient
+          << R"(,"labels":[)";
+      writeJsonLabel(out, namer, term.label1);
+      if (constraint.kind == Constraint::quadratic) {
+        out << ',';
+        writeJsonLabel(out, namer, term.label2);
+      }
+      out << "]}";
+      separator = ",";
+    }
+  }
+  out << ']';
+}
+
+void writeJsonShared(std::ostream& out, const Namer& namer,
+                     const Constraint& constraint,
+                     const Assignment& assignment) {
+  const auto shared = sharedValues(constraint, assignment);
+  writeList(out, shared.size(), [&](std::size_t i) {
+    const std::vector<unsigned>& variables = shared[i];
+    out << R"({"number":)" << assignment[variables[0]] << R"(,"labels":)";
+    writeList(out, variables.size(), [&](std::size_t k) {
+      writeJsonLabel(out, namer, {variables[k], assignment[variables[k]]});
+    });
+    out << '}';
+  });
+}
+
+// What a constraint is about: [variable, [values]], each variable once and in
+// the order of the model. The values are those in its terms; an all-different
+// is about all of them and names none.
+void writeJsonScope(std::ostream& out, const Namer& namer,
+                    const Constraint& constraint) {
+  std::vector<Label> labels;
+  for (const Term& term : constraint.terms) {
+    labels.push_back(term.label1);
+    labels.push_back(term.label2);
+  }
+  for (const unsigned variable : constraint.variables) {
+    labels.push_back({variable, 0});
+  }
+  const auto key = [](const Label& label) {
+    return std::tie(label.variable, label.value);
+  };
+  std::sort(labels.begin(), labels.end(),
+            [&](const Label& a, const Label& b) { return key(a) < key(b); });
+  labels.erase(std::unique(labels.begin(), labels.end(),
+                           [&](const Label& a, const Label& b) {
+                             return key(a) == key(b);
+                           }),
+               labels.end());
+  const char* separator = "";
+  out << '[';
+  for (auto first = labels.begin(); first != labels.end();) {
+    const auto last = std::find_if(first, labels.end(), [&](const Label& l) {
+      return l.variable != first->variable;
+    });
+    out << separator << '[' << jsonText(namer.variable(first->variable)) << ',';
+    const std::size_t numValues = constraint.kind == Constraint::alldiff
+                                      ? 0
+                                      : static_cast<std::size_t>(last - first);
+    writeList(out, numValues, [&](std::size_t i) {
+      out << jsonText(namer.value(first[static_cast<std::ptrdiff_t>(i)]));
+    });
+    out << ']';
+    separator = ",";
+    first = last;
+  }
+  out << ']';
+}
+
+// Exact numbers that may pass 64 bits are strings.
+void writeJsonViolated(std::ostream& out, const Namer& namer,
+                       const Constraint& constraint, int violation,
+                       const Assignment& assignment) {
+  out << R"({"name":)" << jsonText(printable(constraint.name)) << R"(,"line":)"
+      << constraint.line << R"(,"kind":")" << kindNames[constraint.kind]
+      << R"(","weight":)" << constraint.weight << R"(,"hard":)"
+      << (constraint.weight == inf ? "true" : "false") << R"(,"violation":)"
+      << violation;
+  if (constraint.kind == Constraint::alldiff) {
+    out << R"(,"shared":)";
+    writeJsonShared(out, namer, constraint, assignment);
+  } else {
+    const auto bound = [](bool isThere, int number) {
+      return isThere ? std::to_string(number) : std::string("null");
+    };
+    out << R"(,"sum":")" << decimal(sumOf(constraint, assignment))
+        << R"(","lower":)" << bound(hasLower(constraint), constraint.lower)
+        << R"(,"upper":)" << bound(hasUpper(constraint), constraint.upper)
+        << R"(,"terms":)";
+    writeJsonTerms(out, namer, constraint, assignment);
+  }
+  out << R"(,"scope":)";
+  writeJsonScope(out, namer, constraint);
+  out << '}';
+}
+
+// [first variable, [values]] for each run of variables with the same values.
+void writeJsonDomains(std::ostream& out, const Model& model,
+                      const Namer& namer) {
+  const char* separator = "";
+  out << '[';
+  for (unsigned v = 0; v < model.variables.size(); ++v) {
+    if (v > 0 && model.values[v] == model.values[v - 1]) {
+      continue;
+    }
+    out << separator << '[' << jsonText(namer.variable(v)) << ',';
+    writeList(out, model.values[v].size(), [&](std::size_t a) {
+      out << jsonText(namer.value({v, static_cast<unsigned>(a)}));
+    });
+    out << ']';
+    separator = ",";
+  }
+  out << ']';
+}
+
+void writeJsonMove(std::ostream& out, const Namer& namer,
+                   const std::optional<Move>& move) {
+  if (!move) {
+    out << "null";
+    return;
+  }
+  out << R"({"hard":")" << decimal(move->hard) << R"(","soft":")"
+      << decimal(move->soft) << R"(","labels":)";
+  writeList(out, move->labels.size(), [&](std::size_t i) {
+    writeJsonLabel(out, namer, move->labels[i]);
+  });
+  out << '}';
+}
+
+void writeJsonEvaluation(std::ostream& out, const Model& model,
+                         const Result& result) {
+  const Namer namer{model};
+  out << R"(,"penalty":{"capped":")" << penaltyText(result.evaluation)
+      << R"(","hard":")" << decimal(result.evaluation.hard) << R"(","soft":")"
+      << decimal(result.evaluation.soft) << R"("},"assignment":)";
+  writeList(out, model.variables.size(), [&](std::size_t i) {
+    const auto v = static_cast<unsigned>(i);
+    writeJsonLabel(out, namer, {v, result.assignment[v]});
+  });
+  out << R"(,"domains":)";
+  writeJsonDomains(out, model, namer);
+  const std::vector<std::size_t> violated =
+      violatedByCost(model, result.evaluation);
+  out << R"(,"groups":)";
+  writeList(out, result.groups.size(), [&](std::size_t i) {
+    const Group& group = result.groups[i];
+    out << R"({"name":)" << jsonText(printable(group.name)) << R"(,"hard":")"
+        << decimal(group.hard) << R"(","soft":")" << decimal(group.soft)
+        << R"("})";
+  });
+  if (result.neighbours) {
+    out << R"(,"improve":{"change":)";
+    writeJsonMove(out, namer, result.neighbours->change);
+    out << R"(,"swap":)";
+    writeJsonMove(out, namer, result.neighbours->swap);
+    out << R"(,"all":)" << (result.neighbours->areSwapsAll ? "true" : "false")
+        << '}';
+  }
+  out << R"(,"violated":)";
+  writeList(out, violated.size(), [&](std::size_t i) {
+    const std::size_t c = violated[i];
+    writeJsonViolated(out, namer, model.constraints[c],
+                      result.evaluation.violations[c], result.assignment);
+  });
+}
+
+}  // namespace
+
+void writeJson(std::ostream& out, const Model& model, const Result& result) {
+  out << R"({"status":)" << static_cast<int>(result.status) << R"(,"verdict":)"
+      << jsonText(printable(result.verdict)) << R"(,"differences":)";
+  writeList(out, result.differences.size(), [&](std::size_t i) {
+    out << jsonText(printable(result.differences[i]));
+  });
+  out << R"(,"errors":)";
+  writeList(out, result.problems.size(), [&](std::size_t i) {
+    const Problem& problem = result.problems[i];
+    out << R"({"line":)" << problem.line << R"(,"column":)" << problem.column
+        << R"(,"length":)" << problem.length << R"(,"message":)"
+        << jsonText(printable(problem.message)) << '}';
+  });
+  out << R"(,"warnings":)";
+  writeList(out, result.warnings.size(), [&](std::size_t i) {
+    const Warning& warning = result.warnings[i];
+    out << R"({"kind":)" << jsonText(warning.kind) << R"(,"line":)"
+        << warning.line << R"(,"message":)"
+        << jsonText(printable(warning.message)) << '}';
+  });
+  if (result.isEvaluated) {
+    writeJsonEvaluation(out, model, result);
+  }
+  out << "}\n";
+}
+
+}  // namespace check

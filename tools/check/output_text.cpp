@@ -1,0 +1,251 @@
+// Each violated constraint is explained by what is on under the assignment, in
+// the order of the model: the terms that make up its sum, or the variables
+// that share a value.
+
+#include "tools/check/output.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <tuple>
+
+#include "tools/check/namer.h"
+
+namespace check {
+
+namespace {
+
+// "sum 3 is above 2"
+std::string sumText(const Constraint& constraint, Int128 sum) {
+  const bool isAbove = hasUpper(constraint) && sum > constraint.upper;
+  return "sum " + decimal(sum) + (isAbove ? " is above " : " is below ") +
+         std::to_string(isAbove ? constraint.upper : constraint.lower);
+}
+
+void writeTerm(std::ostream& out, const Namer& namer,
+               const Constraint& constraint, const Term& term) {
+  out << term.coefficient << " " << namer.label(term.label1);
+  if (constraint.kind == Constraint::quadratic) {
+    out << namer.label(term.label2);
+  }
+}
+
+// Below its bound a sum lacks terms that would raise it: the first of them.
+void writeLacking(std::ostream& out, const Namer& namer,
+                  const Constraint& constraint, const Assignment& assignment) {
+  constexpr std::size_t maxShown = 5;
+  if (!hasLower(constraint) ||
+      sumOf(constraint, assignment) >= constraint.lower) {
+    return;
+  }
+  std::size_t count = 0;
+  for (const Term& term : constraint.terms) {
+    if (term.coefficient > 0 && !isOn(term, assignment) &&
+        ++count <= maxShown) {
+      out << (count == 1 ? "  lacks " : ", ");
+      writeTerm(out, namer, constraint, term);
+    }
+  }
+  out << (count > maxShown ? ", ...\n" : count > 0 ? "\n" : "");
+}
+
+void writeTerms(std::ostream& out, const Namer& namer,
+                const Constraint& constraint, const Assignment& assignment) {
+  bool isAnyOn = false;
+  out << "  " << sumText(constraint, sumOf(constraint, assignment));
+  for (const Term& term : constraint.terms) {
+    if (isOn(term, assignment)) {
+      out << (isAnyOn ? "" : " with") << "\n    ";
+      writeTerm(out, namer, constraint, term);
+      isAnyOn = true;
+    }
+  }
+  out << (isAnyOn ? "\n" : ", no term is on\n");
+  writeLacking(out, namer, constraint, assignment);
+}
+
+void writeShared(std::ostream& out, const Namer& namer,
+                 const Constraint& constraint, const Assignment& assignment) {
+  for (const auto& variables : sharedValues(constraint, assignment)) {
+    out << "  value number " << assignment[variables[0]] << " is shared by";
+    for (const unsigned v : variables) {
+      out << " " << namer.label({v, assignment[v]});
+    }
+    out << "\n";
+  }
+}
+
+void writeViolated(std::ostream& out, const Namer& namer,
+                   const Constraint& constraint, int violation,
+                   const Assignment& assignment) {
+  out << "violated: " << printable(constraint.name) << " (line "
+      << constraint.line << ", " << kindNames[constraint.kind] << ", weight "
+      << (constraint.weight == inf ? "inf" : std::to_string(constraint.weight))
+      << ") by " << violation;
+  if (constraint.weight != inf) {
+    out << ", costs " << decimal(costOf(constraint, violation));
+  }
+  out << "\n";
+  if (constraint.kind == Constraint::alldiff) {
+    writeShared(out, namer, constraint, assignment);
+  } else {
+    writeTerms(out, namer, constraint, assignment);
+  }
+}
+
+// "soft by group: over 408, idle 360"
+void writeGroups(std::ostream& out, const char* kind,
+                 const std::vector<Group>& groups, Int128 Group::*sum) {
+  constexpr std::size_t maxShown = 20;
+  std::size_t count = 0;
+  for (const Group& group : groups) {
+    if (group.*sum > 0 && ++count <= maxShown) {
+      out << (count == 1 ? std::string(kind) + " by group: "
+                         : std::string(", "))
+          << printable(group.name) << " " << decimal(group.*sum);
+    }
+  }
+  out << (count > maxShown ? ", ...\n" : count > 0 ? "\n" : "");
+}
+
+// "no change of one variable is better: the best, x from a to b, gives 0/3, and
+// 's' rises most"
+void writeMove(std::ostream& out, const Model& model, const Result& result,
+               const std::optional<Move>& move, const char* what) {
+  const Namer namer{model};
+  if (!move) {
+    out << "no " << what << " is possible\n";
+    return;
+  }
+  const Evaluation& now = result.evaluation;
+  const bool isBetter =
+      std::tie(move->hard, move->soft) < std::tie(now.hard, now.soft);
+  out << (isBetter ? "a " : "no ") << what
+      << (isBetter ? " is better: " : " is better: the best, ");
+  for (std::size_t i = 0; i < move->labels.size(); ++i) {
+    const Label& label = move->labels[i];
+    const unsigned v = label.variable;
+    out << (i > 0 ? " and " : "") << namer.variable(v) << " from "
+        << namer.value({v, result.assignment[v]}) << " to "
+        << namer.value(label);
+  }
+  out << (isBetter ? " gives " : ", gives ") << decimal(move->hard) << "/"
+      << decimal(move->soft) << " (hard/soft)";
+  const auto holder =
+      isBetter ? std::nullopt : heldBy(model, result.assignment, now, *move);
+  if (holder) {
+    out << ", held by " << printable(model.constraints[*holder].name);
+  }
+  out << "\n";
+}
+
+void writeNeighbours(std::ostream& out, const Model& model,
+                     const Result& result) {
+  writeMove(out, model, result, result.neighbours->change, "change");
+  writeMove(out, model, result, result.neighbours->swap, "swap");
+  if (!result.neighbours->areSwapsAll) {
+    out << "not all swaps were tried: they are too many\n";
+  }
+}
+
+}  // namespace
+
+std::string printable(std::string_view text) {
+  constexpr const char* digits = "0123456789abcdef";
+  std::string result;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '\\') {
+      result += "\\\\";
+    } else if (byte < 0x20 || byte > 0x7E) {
+      result += {'\\', 'x', digits[byte / 16], digits[byte % 16]};
+    } else {
+      result += c;
+    }
+  }
+  return result;
+}
+
+std::string decimal(Int128 number) {
+  const bool isNegative = number < 0;
+  std::string digits;
+  do {
+    const int digit = static_cast<int>(number % 10);
+    digits += static_cast<char>('0' + (digit < 0 ? -digit : digit));
+    number /= 10;
+  } while (number != 0);
+  if (isNegative) {
+    digits += '-';
+  }
+  return {digits.rbegin(), digits.rend()};
+}
+
+void writeText(std::ostream& out, const Model& model, const Result& result) {
+  if (result.isEvaluated) {
+    out << "penalty: " << decimal(result.evaluation.hard) << "/"
+        << decimal(result.evaluation.soft) << " (hard/soft)\n";
+    writeGroups(out, "hard", result.groups, &Group::hard);
+    writeGroups(out, "soft", result.groups, &Group::soft);
+    for (const std::size_t c : violatedByCost(model, result.evaluation)) {
+      writeViolated(out, {model}, model.constraints[c],
+                    result.evaluation.violations[c], result.assignment);
+    }
+    if (result.neighbours) {
+      writeNeighbours(out, model, result);
+    }
+  }
+  for (const std::string& difference : result.differences) {
+    out << "differs: " << printable(difference) << "\n";
+  }
+  out << result.verdict << "\n";
+}
+
+void writeFailing(std::ostream& out, const Model& model, const Failing& failing,
+                  std::size_t numReports, std::size_t numSatisfying) {
+  constexpr std::size_t maxShown = 20;
+  const auto title = [&model](std::size_t c) {
+    return printable(model.constraints[c].name) + " (line " +
+           std::to_string(model.constraints[c].line) + ")";
+  };
+  for (std::size_t i = 0; i < std::min(failing.all.size(), maxShown); ++i) {
+    out << "violated in " << failing.all[i].count << " of " << numReports
+        << " reports: " << title(failing.all[i].constraint) << "\n";
+  }
+  if (failing.all.size() > maxShown) {
+    out << failing.all.size() - maxShown << " more are violated less often\n";
+  }
+  if (numSatisfying > 0) {
+    out << "no conflict: " << numSatisfying << " of " << numReports
+        << " reports satisfy all hard constraints\n";
+    return;
+  }
+  out << (failing.isSmallest ? "a smallest set" : "a set")
+      << " of which every report violates one: ";
+  const auto writeTitles = [&](const std::vector<std::size_t>& constraints) {
+    constexpr std::size_t maxTitles = 10;
+    for (std::size_t i = 0; i < std::min(constraints.size(), maxTitles); ++i) {
+      out << (i > 0 ? ", " : "") << title(constraints[i]);
+    }
+    out << (constraints.size() > maxTitles ? ", ...\n" : "\n");
+  };
+  writeTitles(failing.set);
+  const auto neighbours = hardNeighbours(model, failing.set);
+  if (!neighbours.empty()) {
+    out << "hard constraints that share a variable with it: ";
+    writeTitles(neighbours);
+  }
+  out << "this is evidence of a conflict around them, no proof\n";
+}
+
+void writeWarnings(std::ostream& out, const std::string& fileName,
+                   const std::vector<Warning>& warnings) {
+  for (const Warning& warning : warnings) {
+    out << printable(fileName) << ":";
+    if (warning.line > 0) {
+      out << warning.line << ":";
+    }
+    out << " warning: " << printable(warning.message) << " [" << warning.kind
+        << "]\n";
+  }
+}
+
+}  // namespace check
