@@ -202,7 +202,7 @@ void WcspLinear::reportTerm(Changes& changes, Term const& term, bool wasOn,
 int WcspLinear::update(Assignment const& before, Assignment const& assignment,
                        unsigned variable) {
   if (auto const* const clause = std::get_if<Clause>(&form)) {
-    return updateClause(clause->states, before, assignment);
+    return updateFew(clause->states, before, assignment);
   }
   if (auto const* const few = std::get_if<Few>(&form)) {
     return updateFew(few->states, before, assignment);
@@ -214,22 +214,12 @@ int WcspLinear::update(Assignment const& before, Assignment const& assignment,
                              : updateBlocks(before, assignment, variable);
 }
 
-int WcspLinear::updateClause(CountState const* states, Assignment const& before,
-                             Assignment const& assignment) {
-  const std::int64_t count = countOn(assignment);
-  const CountStep step(states[tracked], states[count]);
-  tracked = count;
-  if (!step.isFlat()) {
-    reportClause(step, before, assignment);
-  }
-  return states[count].violation;
-}
-
 // Without a branch that depends on the assignment. Values are 0 and 1, and so
 // serve as masks: the diff of a label that is on is 0.
 inline void WcspLinear::reportClause(CountStep const& step,
                                      Assignment const& before,
                                      Assignment const& assignment) const {
+  // Written before it is read.
   std::array<WcspChange, 2 * fewTerms> changes;  // NOLINT(*-member-init)
   std::size_t size = 0;
   const auto add = [&](unsigned label, int diffBefore, int diffAfter) {
@@ -256,7 +246,11 @@ int WcspLinear::updateFew(CountState const* states, Assignment const& before,
   const CountStep step(states[tracked], states[count]);
   tracked = count;
   if (!step.isFlat()) {
-    reportAll(step, before, assignment);
+    if (std::holds_alternative<Clause>(form)) {
+      reportClause(step, before, assignment);
+    } else {
+      reportAll(step, before, assignment);
+    }
   }
   return states[count].violation;
 }

@@ -116,8 +116,6 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
   /// set in `others`.
   void reportOthers(Changes& changes, CountStep const& step, Many const& many,
                     std::size_t begin, std::uint64_t others) const;
-  int updateClause(CountState const* states, Assignment const& before,
-                   Assignment const& assignment);
   int updateFew(CountState const* states, Assignment const& before,
                 Assignment const& assignment);
   int updateMany(Many& many, Assignment const& before,
