@@ -199,13 +199,29 @@ void WcspLinear::reportTerm(Changes& changes, Term const& term, bool wasOn,
                {wasOn ? diffs.before : 0, isOn ? diffs.after : 0});
 }
 
+template <class Report>
+int WcspLinear::updateFew(CountState const* states,
+                          Assignment const& assignment, Report report) {
+  const std::int64_t count = countOn(assignment);
+  const CountStep step(states[tracked], states[count]);
+  tracked = count;
+  if (!step.isFlat()) {
+    report(step);
+  }
+  return states[count].violation;
+}
+
 int WcspLinear::update(Assignment const& before, Assignment const& assignment,
                        unsigned variable) {
   if (auto const* const clause = std::get_if<Clause>(&form)) {
-    return updateFew(clause->states, before, assignment);
+    return updateFew(clause->states, assignment, [&](CountStep const& step) {
+      reportClause(step, before, assignment);
+    });
   }
   if (auto const* const few = std::get_if<Few>(&form)) {
-    return updateFew(few->states, before, assignment);
+    return updateFew(few->states, assignment, [&](CountStep const& step) {
+      reportAll(step, before, assignment);
+    });
   }
   if (auto const* const many = std::get_if<std::unique_ptr<Many>>(&form)) {
     return updateMany(**many, before, assignment, variable);
@@ -238,21 +254,6 @@ inline void WcspLinear::reportClause(CountStep const& step,
   if (size > 0) {
     wcsp->changeDiffPenalties(id, std::span(changes).first(size));
   }
-}
-
-int WcspLinear::updateFew(CountState const* states, Assignment const& before,
-                          Assignment const& assignment) {
-  const std::int64_t count = countOn(assignment);
-  const CountStep step(states[tracked], states[count]);
-  tracked = count;
-  if (!step.isFlat()) {
-    if (std::holds_alternative<Clause>(form)) {
-      reportClause(step, before, assignment);
-    } else {
-      reportAll(step, before, assignment);
-    }
-  }
-  return states[count].violation;
 }
 
 void WcspLinear::reportAll(CountStep const& step, Assignment const& before,

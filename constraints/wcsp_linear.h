@@ -116,8 +116,9 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
   /// set in `others`.
   void reportOthers(Changes& changes, CountStep const& step, Many const& many,
                     std::size_t begin, std::uint64_t others) const;
-  int updateFew(CountState const* states, Assignment const& before,
-                Assignment const& assignment);
+  template <class Report>
+  int updateFew(CountState const* states, Assignment const& assignment,
+                Report report);
   int updateMany(Many& many, Assignment const& before,
                  Assignment const& assignment, unsigned variable);
   int updateTerms(Assignment const& before, Assignment const& assignment,
