@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Tests ./solve in folders of its own, with a program and a cmake that only say how they were called."""
+"""Tests ./solve and the arguments of ./check in folders of their own, with
+programs that only say how they were called."""
 
 import os
 import pathlib
@@ -30,11 +31,39 @@ def make_tree(root, is_built):
         (root / 'build/release/solve.stamp').touch()
 
 
-def solve(root, *arguments, stdin=subprocess.DEVNULL, path=''):
+def solve(root, *arguments, **options):
+    return run(root / 'solve', *arguments, **options)
+
+
+def run(script, *arguments, stdin=subprocess.DEVNULL, path=''):
     environment = dict(os.environ, PATH=path + os.environ['PATH'])
-    done = subprocess.run([root / 'solve', *arguments], stdin=stdin, text=True, timeout=60,
+    done = subprocess.run([script, *arguments], stdin=stdin, text=True, timeout=60,
                           capture_output=True, check=False, env=environment)
     return done.returncode, done.stdout, done.stderr
+
+
+# Arguments of ./check, and whether they are handed to ctest.
+CHECK_ARGUMENTS = [
+    ('', True), ('-L fast', True), ('-R solve -j4 -V', True), ('--all -LE slow', True),
+    ('my.model', False), ('-inputfile my.model', False), ('-V my.model', False),
+    ('-L fast my.model', False), ('--all my.model', False), ('-L', False),
+]
+
+
+def check_arguments_of_check(root, programs):
+    """What ctest would ignore is refused before anything is built."""
+    make_tree(root, False)
+    shutil.copy(SOURCE / 'check', root / 'check')
+    for name, text in (('cmake', '#!/bin/sh\n'), ('ctest', '#!/bin/sh\necho "$@"\n'),
+                       ('dpkg-query', '#!/bin/sh\necho installed\n')):
+        write_program(programs / name, text)
+    for arguments, is_taken in CHECK_ARGUMENTS:
+        status, out, err = run(root / 'check', *arguments.split(), path=f'{programs}:')
+        is_refused = 'not an option of ctest' in err or 'needs a value' in err
+        equal(f'./check {arguments}', (status, bool(out), is_refused),
+              (0, True, False) if is_taken else (2, False, True))
+        if 'my.model' in arguments:
+            equal(f'hint of {arguments}', 'wcsp-check MODEL' in err, True)
 
 
 def equal(what, got, expected):
@@ -77,6 +106,7 @@ def main():
         write_program(folder / 'bin/cmake', '#!/bin/sh\necho broken >&2\nexit 1\n')
         write_program(folder / 'bin/dpkg-query', '#!/bin/sh\necho installed\n')
         equal('a failing build', solve(failing, path=f'{folder}/bin:'), (125, '', 'broken\n'))
+        check_arguments_of_check(folder / 'checked', folder / 'programs')
 
 
 if __name__ == '__main__':

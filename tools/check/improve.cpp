@@ -245,8 +245,16 @@ Neighbours findBest(const Model& model, const Assignment& assignment,
   for (unsigned v = 0; v < model.variables.size(); ++v) {
     finder.tryChanges(v, neighbours.change);
   }
+  // Two variables that may be exchanged without effect are never a best swap.
   neighbours.areSwapsAll = finder.trySwaps(neighbours.swap);
+  if (neighbours.swap && !isBetter(*neighbours.swap, evaluation)) {
+    neighbours.swap.reset();
+  }
   return neighbours;
+}
+
+bool isBetter(const Move& move, const Evaluation& now) {
+  return std::tie(move.hard, move.soft) < std::tie(now.hard, now.soft);
 }
 
 std::optional<std::size_t> heldBy(const Model& model,

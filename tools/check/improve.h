@@ -19,13 +19,16 @@ struct Move {
 };
 
 struct Neighbours {
-  std::optional<Move> change;  // the best one, better or not; none if there is
-  std::optional<Move> swap;    // no other value, or no two that can be swapped
+  std::optional<Move> change;  // the best one, better or not; none if no
+                               // variable has another value
+  std::optional<Move> swap;    // the best one of those that are better
   bool areSwapsAll = true;     // else there were too many to try all
 };
 
 Neighbours findBest(const Model& model, const Assignment& assignment,
                     const Evaluation& evaluation);
+
+bool isBetter(const Move& move, const Evaluation& now);
 
 // The constraint whose penalty the move raises most: a hard one if there is.
 std::optional<std::size_t> heldBy(const Model& model,

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <tuple>
 
 #include "tools/check/namer.h"
 
@@ -110,28 +109,23 @@ void writeGroups(std::ostream& out, const char* kind,
 // "no change of one variable is better: the best, x from a to b, gives 0/3, and
 // 's' rises most"
 void writeMove(std::ostream& out, const Model& model, const Result& result,
-               const std::optional<Move>& move, const char* what) {
+               const Move& move, const char* what) {
   const Namer namer{model};
-  if (!move) {
-    out << "no " << what << " is possible\n";
-    return;
-  }
   const Evaluation& now = result.evaluation;
-  const bool isBetter =
-      std::tie(move->hard, move->soft) < std::tie(now.hard, now.soft);
-  out << (isBetter ? "a " : "no ") << what
-      << (isBetter ? " is better: " : " is better: the best, ");
-  for (std::size_t i = 0; i < move->labels.size(); ++i) {
-    const Label& label = move->labels[i];
+  const bool helps = isBetter(move, now);
+  out << (helps ? "a " : "no ") << what
+      << (helps ? " is better: " : " is better: the best, ");
+  for (std::size_t i = 0; i < move.labels.size(); ++i) {
+    const Label& label = move.labels[i];
     const unsigned v = label.variable;
     out << (i > 0 ? " and " : "") << namer.variable(v) << " from "
         << namer.value({v, result.assignment[v]}) << " to "
         << namer.value(label);
   }
-  out << (isBetter ? " gives " : ", gives ") << decimal(move->hard) << "/"
-      << decimal(move->soft) << " (hard/soft)";
+  out << (helps ? " gives " : ", gives ") << decimal(move.hard) << "/"
+      << decimal(move.soft) << " (hard/soft)";
   const auto holder =
-      isBetter ? std::nullopt : heldBy(model, result.assignment, now, *move);
+      helps ? std::nullopt : heldBy(model, result.assignment, now, move);
   if (holder) {
     out << ", held by " << printable(model.constraints[*holder].name);
   }
@@ -140,9 +134,18 @@ void writeMove(std::ostream& out, const Model& model, const Result& result,
 
 void writeNeighbours(std::ostream& out, const Model& model,
                      const Result& result) {
-  writeMove(out, model, result, result.neighbours->change, "change");
-  writeMove(out, model, result, result.neighbours->swap, "swap");
-  if (!result.neighbours->areSwapsAll) {
+  const Neighbours& neighbours = *result.neighbours;
+  if (neighbours.change) {
+    writeMove(out, model, result, *neighbours.change, "change");
+  } else {
+    out << "no change is possible\n";
+  }
+  if (neighbours.swap) {
+    writeMove(out, model, result, *neighbours.swap, "swap");
+  } else {
+    out << "no swap is better\n";
+  }
+  if (!neighbours.areSwapsAll) {
     out << "not all swaps were tried: they are too many\n";
   }
 }
