@@ -10,7 +10,8 @@ void IdLists::initialize(std::size_t numLabels) {
   }
 }
 
-// Counting sort by label, which keeps the order of the ids.
+// Counting sort by label, which keeps the order of the ids. An id noted twice
+// for a label stands once, so that a move evaluates its constraint once.
 void IdLists::merge() {
   if (noted.empty()) {
     return;
@@ -19,7 +20,7 @@ void IdLists::merge() {
   for (Entry const& entry : noted) {
     ++ends[entry.label];
   }
-  std::vector<unsigned> merged(ids.size() + noted.size());
+  std::vector<unsigned> merged(ids.size() + noted.size(), endMark);
   std::size_t end = 0;
   for (std::size_t label = 0; label < begins.size(); ++label) {
     const std::size_t numNoted = ends[label];
@@ -29,12 +30,14 @@ void IdLists::merge() {
       merged[end++] = *id;
     }
     ends[label] = end;
-    end += numNoted;
-    merged[end++] = endMark;
+    end += numNoted + 1;
     begins[label] = begin;
   }
   for (Entry const& entry : noted) {
-    merged[ends[entry.label]++] = entry.id;
+    std::size_t& next = ends[entry.label];
+    if (next == begins[entry.label] || merged[next - 1] != entry.id) {
+      merged[next++] = entry.id;
+    }
   }
   ids = std::move(merged);
   noted.clear();

@@ -18,10 +18,11 @@ class IdLists {
   /// Notes that a constraint depends on a label. Ids come in ascending order.
   void note(unsigned label, unsigned id) { noted.push_back({label, id}); }
 
-  /// Appends the ids noted to the lists. Changes nothing when it throws.
+  /// Appends the ids noted to the lists, each once. Changes nothing when it
+  /// throws.
   void merge();
 
-  /// The ids on a label, ascending, ended by `endMark`.
+  /// The ids on a label, strictly ascending, ended by `endMark`.
   unsigned const* operator[](unsigned label) const {
     return ids.data() + begins[label];
   }

@@ -212,6 +212,8 @@ TEST(Store, RefusesWhatItCannotHold) {
   EXPECT_FALSE(other.setLogFileName("/dev/null", true));
   EXPECT_TRUE(other.setLogFileName("/dev/null", false));
   other.involve(0, 0);
+  other.involve(0, 0, 0);  // a second time
+  other.involve(1, 0, 2);
   other.involve(1, 0, 2);
   using Ids = std::vector<unsigned>;
   other.constraintIds.merge();
