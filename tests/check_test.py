@@ -283,6 +283,84 @@ def check_conflict():
     check("no report", run(["m", "--conflict", "m"])[0], 3)
 
 
+# Words of variables, options, and the grids of the variables expected of them:
+# rows, columns, and the numbers of the variables by row.
+GRIDS = [
+    ("A1 A2 B1 B2", [], [(["A", "B"], ["1", "2"], [[0, 1], [2, 3]])]),
+    ("r1c1 r1c2 r2c1 r2c2", [], [(["r1", "r2"], ["c1", "c2"], [[0, 1], [2, 3]])]),
+    ("x_a_1 x_b_1 x_b_2", [], [(["x_a", "x_b"], ["1", "2"], [[0, None], [1, 2]])]),
+    ("p@w_1 q@w_1 p@w_2 q@w_2", [], [(["p@w", "q@w"], ["1", "2"], [[0, 2], [1, 3]])]),
+    ("x[1][a] x[1][b] x[2][a] x[2][b]", [],
+     [(["x[1]", "x[2]"], ["[a]", "[b]"], [[0, 1], [2, 3]])]),
+    # A row that begins in the middle does not move its columns to the end.
+    ("A_2 A_3 B_1 B_2", [], [(["A", "B"], ["1", "2", "3"], [[None, 0, 1], [2, 3, None]])]),
+    # Rows that disagree keep the order in which the columns come.
+    ("A_1 A_2 B_3 B_1 C_2 C_3", [],
+     [(["A", "B", "C"], ["1", "2", "3"], [[0, 1, None], [3, None, 2], [None, 4, 5]])]),
+    ("A_1 B_2 C_3 D_4", [], []),  # a quarter of the cells
+    ("A_1 A_2 A_3 B", [], []),    # one row
+    ("A_1 A_2 B_1 B_2 z", ["--rows", "B,A", "--columns", "2"],
+     [(["B", "A"], ["2"], [[3], [1]])]),
+    ("A_w1Mon A_w1Tue B_w1Mon", ["--split", "(.*)_w1(.*)"],
+     [(["A", "B"], ["Mon", "Tue"], [[0, 1], [2, None]])]),
+]
+NAMES_FILE = {"variables": {"A1": [["Zo\u00eb", "", "Mon"], 0], "A2": [["Zo\u00eb", "", "Tue"], 0],
+                            "B1": [["Al", "x", "Mon"], 0], "B2": [["Al", "x", "Mon"], 0],
+                            "z": ["Zo\u00eb  Mon", 1]},
+              "domains": [["early shift", "late"], ["1", "1"]],
+              "constraints": {"c": "rest of Zo\u00eb"}}
+
+
+def grids_of(words, options):
+    """The grids that --json shows for variables with these words."""
+    values = {"z": "off, on"}
+    write("m", "".join("variable %s in {%s}\n" % (x, values.get(x, "e, l")) for x in words) +
+          "c: weight = 2 type = linear 1(%s,e) <= 0\n" % words[0])
+    start = "".join("%s: %s\n" % (x, values.get(x, "e, l")[:1]) for x in words)
+    status, out, err = run(["m", "-", "--start", "--json", *options], start)
+    check((words, options), (status, err), (0, ""))
+    return json.loads(out)
+
+
+def check_grids():
+    for words, options, expected in GRIDS:
+        words = words.split()
+        found = grids_of(words, options)
+        grids = [(g["rows"], g["columns"], g["cells"]) for g in found["grids"]]
+        check(words, grids, expected)
+    check("rest", (found["rest"], grids_of(["A_1", "A_2", "B_1", "B_2", "z"],
+                                           ["--rows", "B"])["rest"]), ([], [4]))
+    found = grids_of("x_1 y_1 z".split(), [])
+    check("different values", found["grids"], [])
+    # Of equal names the later ones get their word behind them; parts make rows.
+    write("names", json.dumps(NAMES_FILE))
+    found = grids_of("A1 A2 B1 B2 z".split(), ["--names", "names"])
+    zoe = "Zo\\xc3\\xab"
+    check("names", ([x for x, _ in found["assignment"]], found["violated"][0]["name"],
+                    found["violated"][0]["terms"][0]["labels"], found["domains"][1][1]),
+          ([zoe + "  Mon", zoe + "  Tue", "Al x Mon", "Al x Mon (B2)", zoe + "  Mon (z)"],
+           "rest of " + zoe, [[zoe + "  Mon", "early shift"]], ["1", "1 (on)"]))
+    check("grid of parts", [(g["rows"], g["columns"]) for g in found["grids"]],
+          [([zoe + " ", "Al x"], ["Mon", "Tue"])])
+    check("with text", "rest of " + zoe in run(["m", "-", "--start", "--names", "names"], "A1: e")[1],
+          True)
+    write("m", "variable x in {a1_p, a1_q, a2_p, a2_q}\nvariable y in {a1_p, q}\n"
+          "c: weight = 1 type = alldiff x y ;\n")
+    found = json.loads(run(["m", "-", "--start", "--json"], "x: a1_q")[1])
+    check("values", ([[g["cells"] for g in grids] for grids in found["valueGrids"]],
+                     found["families"]),
+          ([[[[0, 1], [2, 3]]], []], [["a1_p", "a1_q"], ["a2_p", "a2_q"]]))
+    for options, part in ((["--split", "("], "not a regular expression: '('"),
+                          (["--split", "(.)"], "--split needs two groups"),
+                          (["--split", "(q)(r)"], "--split makes no grid"),
+                          (["--rows", "Cy"], "--rows: there is no 'Cy'"),
+                          (["--names", "m"], "--names: not a file of names"),
+                          (["--names", "none"], "cannot read 'none'"),
+                          (["--names", "names"], "--names: the names are of another model")):
+        status, _, err = run(["m", "-", "--start", "--json", *options], "x: a1_q")
+        check(options, (status, part in err), (2, True))
+
+
 def check_size():
     """A million terms, repeated and mirrored, take no quadratic time."""
     terms = " ".join("1(v%d,a)(v%d,b)" % (i * 7919 % 1000, i % 1000)
@@ -313,6 +391,7 @@ def main():
         check_groups()
         check_improve()
         check_conflict()
+        check_grids()
         check_size()
 
 

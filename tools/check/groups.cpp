@@ -1,42 +1,22 @@
 #include "tools/check/groups.h"
 
 #include <algorithm>
-#include <array>
 #include <map>
-#include <stdexcept>
 #include <tuple>
 
 namespace check {
 
-Grouping::Grouping(const std::string& expression) {
-  const int error = regcomp(&pattern, expression.c_str(), REG_EXTENDED);
-  if (error != 0) {
-    std::array<char, 200> reason{};
-    regerror(error, &pattern, reason.data(), reason.size());
-    throw std::runtime_error("no regular expression: '" + expression +
-                             "': " + reason.data());
-  }
-  hasPattern = true;
-}
-
-Grouping::~Grouping() {
-  if (hasPattern) {
-    regfree(&pattern);
-  }
-}
-
 std::string Grouping::groupOf(const std::string& name) const {
-  if (!hasPattern) {
+  if (!pattern) {
     const std::size_t size = name.find_first_of("0123456789_[@");
     return size == 0 ? name : name.substr(0, size);
   }
-  std::array<regmatch_t, 2> parts{};
-  if (regexec(&pattern, name.c_str(), parts.size(), parts.data(), 0) != 0) {
+  const auto match = pattern->find(name);
+  if (!match) {
     return name;
   }
-  const regmatch_t& part = parts[1].rm_so >= 0 ? parts[1] : parts[0];
-  return name.substr(static_cast<std::size_t>(part.rm_so),
-                     static_cast<std::size_t>(part.rm_eo - part.rm_so));
+  const auto& [whole, first, second] = *match;
+  return std::string(first.data() != nullptr ? first : whole);
 }
 
 std::vector<Group> sumGroups(const Model& model, const Evaluation& evaluation,

@@ -3,14 +3,13 @@
 #ifndef TOOLS_CHECK_GROUPS_H_
 #define TOOLS_CHECK_GROUPS_H_
 
-#include <regex.h>
-
+#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "tools/check/evaluate.h"
 #include "tools/check/model.h"
+#include "tools/check/pattern.h"
 
 namespace check {
 
@@ -27,17 +26,15 @@ struct Group {
 class Grouping {
  public:
   Grouping() = default;
-  // Throws std::runtime_error for what is no regular expression.
-  explicit Grouping(const std::string& expression);
-  ~Grouping();
-  Grouping(const Grouping&) = delete;
-  Grouping& operator=(const Grouping&) = delete;
+  // Throws std::runtime_error if the text is not a regular expression.
+  explicit Grouping(const std::string& expression) {
+    pattern.emplace(expression);
+  }
 
   std::string groupOf(const std::string& name) const;
 
  private:
-  bool hasPattern = false;
-  regex_t pattern{};
+  std::optional<Pattern> pattern;
 };
 
 // The groups with a penalty, the greatest first.

@@ -21,10 +21,12 @@
 
 #include "tools/check/advice.h"
 #include "tools/check/evaluate.h"
+#include "tools/check/layout.h"
 #include "tools/check/model.h"
 #include "tools/check/output.h"
 #include "tools/check/reader.h"
 #include "tools/check/report.h"
+#include "tools/check/shown_names.h"
 #include "tools/check/warnings.h"
 
 namespace {
@@ -41,6 +43,8 @@ struct Options {
   bool isStart = false;
   bool isStrict = false;
   std::vector<std::string> unwanted;  // kinds of warnings
+  std::string names;                  // a file, or empty
+  check::LayoutWishes layout;
   bool isJson = false;
   bool isQuiet = false;
 };
@@ -139,8 +143,14 @@ std::string readReportFile(const std::string& name) {
   return name == "-" ? readAll(stdin, "standard input") : readFile(name);
 }
 
+// Puts the names of the user into the model, where there are any.
+check::NameParts useNames(const Options& options, check::Model& model) {
+  return options.names.empty() ? check::NameParts()
+                               : rename(model, readFile(options.names));
+}
+
 // What several reports tell of the hard constraints, as text.
-void compareReports(const Options& options, const check::Model& model,
+void compareReports(const Options& options, check::Model& model,
                     Result& result) {
   std::vector<std::vector<std::size_t>> violated;
   for (const std::string& name : options.reports) {
@@ -163,6 +173,7 @@ void compareReports(const Options& options, const check::Model& model,
       violated.push_back(std::move(hard));
     }
   }
+  useNames(options, model);
   std::ostringstream out;
   const std::size_t numReports = options.reports.size();
   writeFailing(out, model, check::findFailing(violated), numReports,
@@ -188,6 +199,12 @@ check::Model run(const Options& options, Result& result) {
             options.isStart ? check::readStart(model, report)
                             : check::readReport(model, report),
             result);
+      if (result.isEvaluated) {
+        const check::NameParts parts = useNames(options, model);
+        if (options.isJson) {
+          result.layout = layOut(model, parts, options.layout);
+        }
+      }
     }
   } catch (const std::runtime_error& error) {
     result.status = check::unreadable;
@@ -285,6 +302,30 @@ int main2(int argc, char** argv) {
       ->excludes(json)
       ->disable_flag_override();
   conflict->excludes(json);
+  app.add_option("--names", options.names,
+                 "JSON: what to show in place of the words of the model")
+      ->type_name("FILE")
+      ->needs(report);
+  app.add_option("--split", options.layout.split,
+                 "Two groups: the row and the column of a variable's name")
+      ->type_name("REGEX")
+      ->needs(json);
+  app.add_option("--rows", options.layout.rows,
+                 "Only these rows of the grids, in this order")
+      ->type_name("NAME,...")
+      ->delimiter(',')
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->take_all()
+      ->needs(json);
+  app.add_option("--columns", options.layout.columns,
+                 "Only these columns of the grids, in this order")
+      ->type_name("NAME,...")
+      ->delimiter(',')
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->take_all()
+      ->needs(json);
   app.set_version_flag("--version", "wcsp-check " WCSP_VERSION);
   try {
     app.parse(argc, argv);

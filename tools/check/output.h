@@ -18,6 +18,7 @@
 #include "tools/check/failing.h"
 #include "tools/check/groups.h"
 #include "tools/check/improve.h"
+#include "tools/check/layout.h"
 #include "tools/check/model.h"
 #include "tools/check/report.h"
 #include "tools/check/warnings.h"
@@ -47,6 +48,7 @@ struct Result {
   Evaluation evaluation;
   std::vector<Group> groups;             // with a penalty, the greatest first
   std::optional<Neighbours> neighbours;  // where they are asked for
+  Layout layout;                         // for JSON
 };
 
 // "\x1b" for the byte 27, "\\" for a backslash.

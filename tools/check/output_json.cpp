@@ -155,6 +155,44 @@ void writeJsonDomains(std::ostream& out, const Model& model,
   out << ']';
 }
 
+void writeJsonTexts(std::ostream& out, const std::vector<std::string>& texts) {
+  writeList(out, texts.size(),
+            [&](std::size_t i) { out << jsonText(printable(texts[i])); });
+}
+
+// The cells by row, each the position of a name or null.
+void writeJsonGrids(std::ostream& out, const Grids& grids) {
+  writeList(out, grids.grids.size(), [&](std::size_t i) {
+    const Grid& grid = grids.grids[i];
+    out << R"({"rows":)";
+    writeJsonTexts(out, grid.rows);
+    out << R"(,"columns":)";
+    writeJsonTexts(out, grid.columns);
+    out << R"(,"cells":)";
+    writeList(out, grid.cells.size(), [&](std::size_t r) {
+      writeList(out, grid.cells[r].size(), [&](std::size_t c) {
+        const std::size_t name = grid.cells[r][c];
+        out << (name == Grid::none ? "null" : std::to_string(name));
+      });
+    });
+    out << '}';
+  });
+}
+
+void writeJsonLayout(std::ostream& out, const Layout& layout) {
+  out << R"(,"grids":)";
+  writeJsonGrids(out, layout.variables);
+  out << R"(,"rest":)";
+  writeList(out, layout.variables.rest.size(),
+            [&](std::size_t i) { out << layout.variables.rest[i]; });
+  out << R"(,"valueGrids":)";
+  writeList(out, layout.values.size(),
+            [&](std::size_t i) { writeJsonGrids(out, layout.values[i]); });
+  out << R"(,"families":)";
+  writeList(out, layout.families.size(),
+            [&](std::size_t i) { writeJsonTexts(out, layout.families[i]); });
+}
+
 void writeJsonMove(std::ostream& out, const Namer& namer,
                    const std::optional<Move>& move) {
   if (!move) {
@@ -181,6 +219,7 @@ void writeJsonEvaluation(std::ostream& out, const Model& model,
   });
   out << R"(,"domains":)";
   writeJsonDomains(out, model, namer);
+  writeJsonLayout(out, result.layout);
   const std::vector<std::size_t> violated =
       violatedByCost(model, result.evaluation);
   out << R"(,"groups":)";

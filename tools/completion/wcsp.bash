@@ -22,8 +22,8 @@ _wcsp() {
 _wcsp_check() {
   local word=${COMP_WORDS[COMP_CWORD]}
   if [[ $word == -* ]]; then
-    mapfile -t COMPREPLY < <(compgen -W '--by --conflict --help --improve --json
-      --no-warn --quiet --start --strict --version' \
+    mapfile -t COMPREPLY < <(compgen -W '--by --columns --conflict --help --improve
+      --json --names --no-warn --quiet --rows --split --start --strict --version' \
       -- "$word")
   else
     compopt -o filenames 2>/dev/null

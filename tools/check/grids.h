@@ -1,0 +1,61 @@
+// Finds grids in names. A name splits into the head of a row and the head of a
+// column ("Ann_Mon" into "Ann" and "Mon"). Of several ways to split, the one
+// that brings most names into grids is taken.
+
+#ifndef TOOLS_CHECK_GRIDS_H_
+#define TOOLS_CHECK_GRIDS_H_
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/check/model.h"
+
+namespace check {
+
+struct Grid {
+  static constexpr std::size_t none = static_cast<std::size_t>(-1);
+
+  std::vector<std::string> rows;     // heads, in the order of the names
+  std::vector<std::string> columns;  // heads, in an order that suits each row
+  // By row and column: the index of the name that splits so, or none.
+  std::vector<std::vector<std::size_t>> cells;
+};
+
+struct Grids {
+  std::vector<Grid> grids;
+  std::vector<std::size_t> rest;  // indices of the names in no grid, ascending
+};
+
+// The heads of row and column of the name with this index, if it has any.
+using Split = std::function<std::optional<std::pair<std::string, std::string>>(
+    std::size_t)>;
+
+// The built-in ways to split these names, which outlive them: at the last or
+// first '_' or '@', at a comma or before brackets, after a digit, before the
+// digits at the end.
+std::vector<Split> usualSplits(const std::vector<std::string>& names);
+
+// By the two groups of an extended regular expression that matches a whole
+// name. Throws std::runtime_error if it is not one or has not two groups.
+Split splitBy(const std::vector<std::string>& names,
+              const std::string& expression);
+
+// A row joins the first grid with which it shares a column and, where domains
+// are given (one for each name), a value. A grid needs two rows, two columns,
+// and names in at least half of its cells. Where two names split alike, the
+// second is in no grid.
+Grids findGrids(std::size_t numNames, const std::vector<Split>& splits,
+                const std::vector<const Names*>& domains = {});
+
+// Only these rows and columns, in this order; an empty list keeps all. Grids
+// that lose all rows or columns go; `rest` stays.
+void limitGrids(Grids& grids, const std::vector<std::string>& rows,
+                const std::vector<std::string>& columns);
+
+}  // namespace check
+
+#endif  // TOOLS_CHECK_GRIDS_H_

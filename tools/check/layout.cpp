@@ -1,0 +1,111 @@
+#include "tools/check/layout.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace check {
+
+namespace {
+
+std::vector<std::string> textsOf(const Names& names) {
+  std::vector<std::string> texts;
+  for (unsigned i = 0; i < names.size(); ++i) {
+    texts.push_back(names[i]);
+  }
+  return texts;
+}
+
+Grids gridsOf(const std::vector<std::string>& texts) {
+  return findGrids(texts.size(), usualSplits(texts));
+}
+
+// The heads are all parts but the last, and the last.
+Split splitByParts(const NameParts& parts) {
+  return
+      [&parts](
+          std::size_t i) -> std::optional<std::pair<std::string, std::string>> {
+        if (parts[i].size() < 2) {
+          return std::nullopt;
+        }
+        return std::pair(joined({parts[i].begin(), parts[i].end() - 1}),
+                         parts[i].back());
+      };
+}
+
+std::vector<Split> splitsOf(const std::vector<std::string>& names,
+                            const NameParts& parts, const std::string& split) {
+  if (!split.empty()) {
+    return {splitBy(names, split)};
+  }
+  const bool areSplit =
+      std::any_of(parts.begin(), parts.end(),
+                  [](const auto& name) { return name.size() > 1; });
+  return areSplit ? std::vector{splitByParts(parts)} : usualSplits(names);
+}
+
+void requireHeads(const std::vector<Grid>& grids,
+                  std::vector<std::string> Grid::*heads, const char* option,
+                  const std::vector<std::string>& wanted) {
+  for (const std::string& head : wanted) {
+    if (std::none_of(grids.begin(), grids.end(), [&](const Grid& grid) {
+          const auto& all = grid.*heads;
+          return std::find(all.begin(), all.end(), head) != all.end();
+        })) {
+      throw std::runtime_error(std::string(option) + ": there is no '" + head +
+                               "'");
+    }
+  }
+}
+
+// Rows of the grids that all values of the model make.
+std::vector<std::vector<std::string>> familiesOf(const Model& model) {
+  Names all;
+  for (unsigned v = 0; v < model.values.size(); ++v) {
+    if (v == 0 || !(model.values[v] == model.values[v - 1])) {
+      for (unsigned a = 0; a < model.values[v].size(); ++a) {
+        all.add(model.values[v][a]);
+      }
+    }
+  }
+  const std::vector<std::string> texts = textsOf(all);
+  std::vector<std::vector<std::string>> families;
+  for (const Grid& grid : gridsOf(texts).grids) {
+    for (const auto& row : grid.cells) {
+      families.emplace_back();
+      for (const std::size_t cell : row) {
+        if (cell != Grid::none) {
+          families.back().push_back(texts[cell]);
+        }
+      }
+    }
+  }
+  return families;
+}
+
+}  // namespace
+
+Layout layOut(const Model& model, const NameParts& parts,
+              const LayoutWishes& wishes) {
+  Layout layout;
+  const std::vector<std::string> names = textsOf(model.variables);
+  std::vector<const Names*> domains;
+  for (const Names& values : model.values) {
+    if (domains.empty() || !(values == *domains.back())) {
+      layout.values.push_back(gridsOf(textsOf(values)));
+    }
+    domains.push_back(&values);
+  }
+  layout.variables =
+      findGrids(names.size(), splitsOf(names, parts, wishes.split), domains);
+  const std::vector<Grid>& grids = layout.variables.grids;
+  if (!wishes.split.empty() && grids.empty()) {
+    throw std::runtime_error("--split makes no grid of the variables");
+  }
+  requireHeads(grids, &Grid::rows, "--rows", wishes.rows);
+  requireHeads(grids, &Grid::columns, "--columns", wishes.columns);
+  limitGrids(layout.variables, wishes.rows, wishes.columns);
+  layout.families = familiesOf(model);
+  return layout;
+}
+
+}  // namespace check

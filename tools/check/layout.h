@@ -1,0 +1,36 @@
+// How the names of a model lie in grids, of variables and of values.
+
+#ifndef TOOLS_CHECK_LAYOUT_H_
+#define TOOLS_CHECK_LAYOUT_H_
+
+#include <string>
+#include <vector>
+
+#include "tools/check/grids.h"
+#include "tools/check/model.h"
+#include "tools/check/shown_names.h"
+
+namespace check {
+
+struct Layout {
+  Grids variables;
+  std::vector<Grids> values;  // of each run of variables with equal domains
+  std::vector<std::vector<std::string>> families;  // values that share a row
+};
+
+// What users may wish for in a layout.
+struct LayoutWishes {
+  std::string split;                 // as splitBy() takes it; empty for none
+  std::vector<std::string> rows;     // as limitGrids() takes them
+  std::vector<std::string> columns;  // the same
+};
+
+// `parts` may be empty; where some name has several, these names alone are
+// split, before the last part. Throws std::runtime_error for a split that
+// makes no grid and for rows and columns that are in none.
+Layout layOut(const Model& model, const NameParts& parts,
+              const LayoutWishes& wishes);
+
+}  // namespace check
+
+#endif  // TOOLS_CHECK_LAYOUT_H_

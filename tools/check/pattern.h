@@ -1,0 +1,38 @@
+// An extended regular expression of the user.
+
+#ifndef TOOLS_CHECK_PATTERN_H_
+#define TOOLS_CHECK_PATTERN_H_
+
+#include <regex.h>
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace check {
+
+class Pattern {
+ public:
+  // The whole match and the first two groups. A group that takes no part in
+  // the match is empty and has no data.
+  using Match = std::array<std::string_view, 3>;
+
+  // Throws std::runtime_error if the text is not a regular expression.
+  explicit Pattern(const std::string& expression);
+  ~Pattern() { regfree(&compiled); }
+  Pattern(const Pattern&) = delete;
+  Pattern& operator=(const Pattern&) = delete;
+
+  std::size_t numGroups() const { return compiled.re_nsub; }
+
+  // The leftmost and then longest match, as views of the text.
+  std::optional<Match> find(const std::string& text) const;
+
+ private:
+  regex_t compiled{};
+};
+
+}  // namespace check
+
+#endif  // TOOLS_CHECK_PATTERN_H_
