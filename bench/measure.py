@@ -68,7 +68,7 @@ def generate(name, folder):
     its file."""
     file = folder / (name + ".model")
     if not file.exists():
-        script = ROOT / "tools" / "generate" / "workloads.py"
+        script = ROOT / "bench" / "workloads.py"
         text = subprocess.run([sys.executable, "-B", script, name], check=True,
                               stdout=subprocess.PIPE).stdout
         file.write_bytes(text)

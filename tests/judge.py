@@ -48,7 +48,7 @@ def judge_regress(args, model):
 
 def judge_workload(args, name):
     model = pathlib.Path(args.folder) / f"{name}.model"
-    made = run([sys.executable, ROOT / "tools/generate/workloads.py", name])
+    made = run([sys.executable, ROOT / "bench/workloads.py", name])
     model.write_bytes(made.stdout)
     options = ["-iteration", "300", "-time", "1e6"]
     done = run([args.wcsp, "-inputfile", model, *options])

@@ -262,7 +262,7 @@ def slurm():
     subprocess.run([control, "up", cluster, "2"], check=True)
     # Satisfiability with weights: its searches go on for minutes.
     pathlib.Path("m.model").write_bytes(subprocess.run(
-        [sys.executable, HERE.parents[1] / "tools/generate/workloads.py", "sat1000"], check=True,
+        [sys.executable, HERE.parents[1] / "bench/workloads.py", "sat1000"], check=True,
         stdout=subprocess.PIPE).stdout)
     os.environ["SLURM_CONF"] = f"{cluster}/slurm.conf"
 

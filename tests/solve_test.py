@@ -21,11 +21,11 @@ def write_program(path, text):
 
 def make_tree(root, is_built):
     """The script with sources that are older than its program."""
-    for name in ('solve', 'tools/setup.sh', 'CMakeLists.txt', 'CMakePresets.json'):
+    for name in ('solve', 'scripts/setup.sh', 'CMakeLists.txt', 'CMakePresets.json'):
         (root / name).parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(SOURCE / name, root / name)
     for name in ('solver', 'constraints', 'front', 'examples', 'tools/check'):
-        (root / name).mkdir()
+        (root / name).mkdir(parents=True)
     if is_built:
         write_program(root / 'build/release/wcsp', PROGRAM)
         (root / 'build/release/solve.stamp').touch()

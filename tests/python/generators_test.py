@@ -8,7 +8,7 @@ import pytest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 GENERATORS = sorted(
-    path for path in (ROOT / "tools" / "generate").glob("*.py")
+    path for path in (ROOT / "examples" / "generators").glob("*.py")
     if (ROOT / "examples" / f"{path.stem.replace('_', '-')}.model").exists())
 
 

@@ -6,10 +6,14 @@ iteration limit; each function says why. "reading" is only for the reader.
 """
 
 import argparse
+import pathlib
+import sys
 
-from draw import Draw
-from model_text import HARD, Model
-from nurse_roster import nurse_roster
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "examples" / "generators"))
+
+from draw import Draw  # noqa: E402
+from model_text import HARD, Model  # noqa: E402
+from nurse_roster import nurse_roster  # noqa: E402
 
 
 def colouring(vertices, seed):
