@@ -6,9 +6,9 @@
 # shellcheck disable=SC2034  # read by the scripts that source this file
 build_packages=(g++ cmake ninja-build)
 # shellcheck disable=SC2034  # as above
-check_packages=(libcli11-dev nlohmann-json3-dev)
+tool_packages=(libcli11-dev nlohmann-json3-dev python3)
 # shellcheck disable=SC2034  # as above
-test_packages=("${check_packages[@]}" libgtest-dev libbenchmark-dev python3 python3-pytest asciidoctor dpkg-dev file pkg-config gnuplot-nox parallel)
+test_packages=("${tool_packages[@]}" libgtest-dev libbenchmark-dev python3-pytest asciidoctor dpkg-dev file pkg-config gnuplot-nox parallel)
 # shellcheck disable=SC2034  # as above
 engine_packages=(chromium openssh-server openssh-client procps slurmctld slurmd slurm-client munge)
 
