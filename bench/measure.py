@@ -63,14 +63,15 @@ def build_release(root):
     return folder / "wcsp"
 
 
-def generate(name, folder):
-    """Writes the workload `name` into `folder`, unless it is there, and returns
-    its file."""
+def generate(name, folder, size=None):
+    """Writes the workload `name`, of its usual size or of `size`, into `folder`,
+    unless it is there, and returns its file."""
     file = folder / (name + ".model")
     if not file.exists():
         script = ROOT / "bench" / "workloads.py"
-        text = subprocess.run([sys.executable, "-B", script, name], check=True,
-                              stdout=subprocess.PIPE).stdout
+        sized = [] if size is None else ["--size", str(size)]
+        text = subprocess.run([sys.executable, "-B", script, name, *sized],
+                              check=True, stdout=subprocess.PIPE).stdout
         file.write_bytes(text)
     return file
 

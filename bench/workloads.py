@@ -157,6 +157,12 @@ def roster(nurses, seed):
     return nurse_roster(nurses, seed, "Roster of %d nurses." % nurses)
 
 
+def wards(nurses, seed):
+    """Wards of 36 nurses: however many, each constraint has as many terms."""
+    return nurse_roster(nurses, seed, "Roster of wards, %d nurses." % nurses,
+                        ward=36)
+
+
 def sat(variables, seed):
     """Weighted 3-SAT, 4.6 clauses per variable, each a linear constraint.
 
@@ -215,6 +221,7 @@ WORKLOADS = {
     "latin40": (latin, 40),
     "roster60": (roster, 60),
     "roster150": (roster, 150),
+    "wards": (wards, 36),
     "sat1000": (sat, 1000),
     "reading": (reading, 15),
 }

@@ -44,8 +44,10 @@ Best known penalty: 0/%d. Proved optimal by the MIP solver cbc. The run ends
 OPTIMUM = 40
 
 
-def nurse_roster(nurses, seed, comment, target=None):
-    """The model as text; beyond the names there are, they come again numbered."""
+def nurse_roster(nurses, seed, comment, target=None, ward=None):
+    """The model as text; beyond the names there are, they come again numbered.
+
+    With `ward`, each so many nurses are covered among themselves."""
     draw = Draw(seed)
     rounds = -(-nurses // len(NAMES))
     names = [name + (str(again + 1) if again else "")
@@ -60,7 +62,14 @@ def nurse_roster(nurses, seed, comment, target=None):
     for name in names:
         for day in days:
             model.variable("%s_%s" % (name, day), SHIFTS)
+    ward = ward or nurses
+    for first in range(0, nurses, ward):
+        add_rules(model, draw, names[first:first + ward], days)
+    return model.text()
 
+
+def add_rules(model, draw, names, days):
+    """The constraints on the nurses of a ward."""
     model.section("Hard: enough nurses on every shift.")
     for day in days:
         weekend = day.endswith(("Sat", "Sun"))
@@ -68,7 +77,7 @@ def nurse_roster(nurses, seed, comment, target=None):
             demand = (WEEKEND_DEMAND if weekend else DEMAND)[shift]
             model.linear("cover_%s_%s" % (day, shift), HARD,
                          [(1, "%s_%s" % (name, day), shift) for name in names],
-                         ">=", nurses * demand // 100)
+                         ">=", len(names) * demand // 100)
 
     model.section("""Hard: rest between the shifts of two days. Night counts 2
 and late 1 today; early counts 2 and late 1 tomorrow; at most 2 are allowed.""")
@@ -123,7 +132,6 @@ sum is 2.""")
     for name in names:
         model.linear("holiday_" + name, 1,
                      [(1, "%s_%s" % (name, HOLIDAY), "off")], ">=", 1)
-    return model.text()
 
 
 def main():
