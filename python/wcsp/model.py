@@ -12,6 +12,7 @@ from collections.abc import Callable, Hashable, Iterable
 from fractions import Fraction
 from typing import TYPE_CHECKING, Any, NamedTuple, Union
 
+from ._shared.files import write_whole
 from .errors import ModelError, caller, warn
 from .expressions import (
     AllDifferent,
@@ -23,7 +24,7 @@ from .expressions import (
     total,
 )
 from .groups import Group, groups, normal
-from .text import ModelWords, lines, scale_of, warn_of_rounding, write_beside
+from .text import ModelWords, lines, scale_of, warn_of_rounding
 
 if TYPE_CHECKING:
     import os
@@ -410,7 +411,7 @@ class Model:
         rounded then.
         """
         warn_of_rounding(self)
-        write_beside(path, lines(self))
+        write_whole(path, lines(self))
 
     def solve(
         self,

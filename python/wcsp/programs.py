@@ -4,12 +4,12 @@ from __future__ import annotations
 
 import json
 import os
-import shutil
 import subprocess
 import tempfile
 from pathlib import Path
 from typing import Any
 
+from ._shared import programs
 from .errors import ProgramMissing, SolverError
 
 _CHECKOUT = Path(__file__).resolve().parents[2] / "build" / "release"
@@ -19,18 +19,17 @@ def find_program(name: str, wcsp: str | os.PathLike[str] | None = None) -> str:
     """The path of a program: beside the solver that an argument or the
     variable WCSP of the environment names, on PATH, or in a checkout."""
     given = wcsp or os.environ.get("WCSP")
-    if given:
-        solver = shutil.which(given) or str(given)
-        place = solver if name == "wcsp" else str(Path(solver).with_name(name))
-        if os.access(place, os.X_OK):
-            return os.path.abspath(place)
-        if name == "wcsp":
+    solver = programs.find_program("wcsp", given) if given else None
+    if given and name == "wcsp":
+        if solver is None:
             raise ProgramMissing(f"{given} is no program")
-    found = shutil.which(name)
+        return solver
+    beside = [os.path.dirname(solver)] if solver else []
+    found = programs.find_program(
+        name, beside=beside
+    ) or programs.find_program(name, _CHECKOUT / name)
     if found:
-        return os.path.abspath(found)
-    if os.access(_CHECKOUT / name, os.X_OK):
-        return str(_CHECKOUT / name)
+        return found
     raise ProgramMissing(
         f"{name} is not installed: it is looked for beside the program that "
         "wcsp= or the variable WCSP names, and on PATH"

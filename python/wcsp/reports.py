@@ -7,20 +7,6 @@ from typing import NamedTuple
 
 _BEST = re.compile(r"^\[(?:best|incumbent) solution\]\n", re.M)
 _PENALTY = re.compile(r"^penalty: (\d+)/(\d+) \(hard/soft\)$", re.M)
-_IMPROVED = re.compile(
-    r"^penalty = (\d+)/(\d+) \(hard/soft\), time = ([\d.]+)\(s\), "
-    r"iteration = (\d+)$",
-    re.M,
-)
-
-
-class Improvement(NamedTuple):
-    """An assignment that is better than all before it, in one search."""
-
-    time: float
-    iteration: int
-    hard: int
-    soft: int
 
 
 class Report(NamedTuple):
@@ -55,14 +41,6 @@ def _pairs(text: str) -> dict[str, str]:
             break
         pairs[name] = value
     return pairs
-
-
-def read_improvements(log: str) -> list[Improvement]:
-    """What a log tells of better and better assignments."""
-    return [
-        Improvement(float(time), int(iteration), int(hard), int(soft))
-        for hard, soft, time, iteration in _IMPROVED.findall(log)
-    ]
 
 
 def start_text(assignment: dict[str, str]) -> str:

@@ -12,10 +12,11 @@ from html import escape
 from pathlib import Path
 from typing import TYPE_CHECKING, Any, NamedTuple
 
+from ._shared.log import Improvement, read_improvements
 from .errors import SolverError
 from .expressions import Sum, Variable, terms
 from .programs import find_program, judged, run
-from .reports import Improvement, Report, read_improvements, start_text
+from .reports import Report, start_text
 
 if TYPE_CHECKING:
     from .model import Model

@@ -22,15 +22,11 @@ from pathlib import Path
 from types import FrameType
 from typing import TYPE_CHECKING, Any, NamedTuple, Union
 
+from ._shared.log import Improvement, read_improvements
 from .errors import ModelError, SolverError
 from .expressions import Variable
 from .programs import find_program
-from .reports import (
-    Improvement,
-    read_improvements,
-    read_report,
-    start_text,
-)
+from .reports import read_report, start_text
 from .results import Result, Run
 
 if TYPE_CHECKING:

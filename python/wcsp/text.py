@@ -2,11 +2,9 @@
 
 from __future__ import annotations
 
-import os
 from collections.abc import Iterable, Iterator
 from fractions import Fraction
 from math import lcm
-from pathlib import Path
 from typing import TYPE_CHECKING
 
 from .errors import warn
@@ -174,16 +172,3 @@ def warn_of_rounding(model: Model) -> None:
             f"weights are rounded, by at most {float(loss):.1%}: times "
             f"{float(factor):g} they are whole numbers"
         )
-
-
-def write_beside(path: str | os.PathLike[str], pieces: Iterable[str]) -> None:
-    """Writes a file under another name and renames it when it is whole."""
-    goal = Path(path)
-    beside = goal.with_name(f".{goal.name}.{os.getpid()}")
-    try:
-        with open(beside, "w", encoding="utf-8", buffering=1 << 20) as file:
-            file.writelines(pieces)
-        os.replace(beside, goal)
-    except BaseException:
-        beside.unlink(missing_ok=True)
-        raise

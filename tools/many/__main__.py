@@ -7,6 +7,8 @@ read, written or understood; 3 an engine or every host is missing; 4 the folder
 holds runs of another model or with other settings.
 """
 
+import _shared.begin  # first of all
+
 import argparse
 import json
 import os
@@ -20,7 +22,10 @@ from one import Job, host_name, is_alive, run_for_engine
 from session import Session, drain, state_line, take_over
 from slurm import run_task, write_job
 from table import table
-from wcsp_tool import VERSION, Failure, find_program, run_tool, write_whole
+from version import VERSION
+
+from _shared.files import write_whole
+from _shared.tool import Failure, Parser, find_program, run_tool
 
 FRESH = 100000  # seeds that --restart may add
 OWN = {"-inputfile": "MODEL", "-seed": "--seeds", "-time": "--each", "-target": "--target",
@@ -57,7 +62,7 @@ def options():
     if "--" in arguments:
         cut = arguments.index("--")
         arguments, of_solver = arguments[:cut], arguments[cut + 1:]
-    parser = argparse.ArgumentParser(
+    parser = Parser(
         prog="wcsp-many", description=__doc__.split("\n", maxsplit=1)[0],
         usage="wcsp-many [OPTION]... MODEL [-- OPTION-OF-WCSP...]\n"
               "       wcsp-many --status DIR | --stop DIR | --results DIR")

@@ -11,7 +11,8 @@ import json
 import pathlib
 import subprocess
 
-from wcsp_tool import Failure, write_whole
+from _shared.files import write_whole
+from _shared.tool import Failure
 
 SETTINGS = ("model hash", "options", "each", "target")
 

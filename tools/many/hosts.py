@@ -8,7 +8,7 @@ import re
 import shlex
 import subprocess
 
-from wcsp_tool import Failure
+from _shared.tool import Failure
 
 KEEP_ALIVE = ("-o BatchMode=yes -o ConnectTimeout=5 -o ServerAliveInterval=3 "
               "-o ServerAliveCountMax=3")

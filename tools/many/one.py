@@ -24,8 +24,9 @@ import tempfile
 import time
 import zlib
 
-from wcsp_log import read_log
-from wcsp_tool import Failure, write_whole
+from _shared.files import write_whole
+from _shared.log import read_log
+from _shared.tool import Failure
 
 START = b"# start tabu search\n"
 END = b"\n# penalty = "

@@ -15,7 +15,8 @@ import uuid
 from folder import rank
 from hosts import PLACE, name_with_hash, on_all, read_hosts, ssh_command
 from one import Job, host_name, is_alive, unpacked
-from wcsp_tool import Failure, write_whole
+from _shared.files import write_whole
+from _shared.tool import Failure
 
 GRACE = 90          # seconds for runs to end once they are told to
 REFUSED = 0, 2, 3, 4, 5, 126, 127  # of the solver: the next run would fare the same

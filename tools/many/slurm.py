@@ -10,7 +10,9 @@ import sys
 import time
 
 from one import Job, host_name, run_one
-from wcsp_tool import Failure, write_whole
+from _shared.files import write_whole
+from _shared.text import spans
+from _shared.tool import Failure
 
 LEAST = 120   # seconds: the early signal may come a minute before its time
 EARLY = 30    # seconds before the limit
@@ -25,17 +27,6 @@ SCRIPT = """#!/bin/sh
 #SBATCH --output={output}
 {partition}exec python3 {program} --task {job} "$SLURM_ARRAY_TASK_ID"
 """
-
-
-def spans(seeds):
-    """"1-8,12" for a list of numbers."""
-    parts = []
-    for seed in sorted(seeds):
-        if parts and parts[-1][1] == seed - 1:
-            parts[-1][1] = seed
-        else:
-            parts.append([seed, seed])
-    return ",".join(str(a) if a == b else f"{a}-{b}" for a, b in parts)
 
 
 def write_job(folder, job, seeds, chosen):

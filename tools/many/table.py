@@ -2,11 +2,9 @@
 
 import random
 
+from _shared.numbers import quantile
+
 TRIALS = 2000
-
-
-def quantile(ordered, share):
-    return ordered[min(int(share * len(ordered)), len(ordered) - 1)]
 
 
 def penalty(record):

@@ -4,7 +4,8 @@ Without -o the picture is drawn as text. Status: 0, 1 for a file that holds no
 log, 2 for what cannot be read or written, 3 where gnuplot is missing or fails.
 """
 
-import argparse
+import _shared.begin  # first of all
+
 import contextlib
 import csv
 import io
@@ -18,9 +19,13 @@ import tempfile
 import time
 
 from picture import Picture
-from statistics_of import quantile, rank_sum
-from wcsp_log import read_log
-from wcsp_tool import VERSION, Failure, run_tool, write_whole
+from statistics_of import rank_sum
+from version import VERSION
+
+from _shared.files import write_whole
+from _shared.log import read_log
+from _shared.numbers import quantile
+from _shared.tool import Failure, Parser, run_tool
 
 TERMINALS = {
     ".svg": lambda n: f"svg size 800,{120 + 330 * n} font 'sans-serif,13' background 'white'",
@@ -119,7 +124,7 @@ def draw(picture, output):
 
 
 def options():
-    parser = argparse.ArgumentParser(
+    parser = Parser(
         prog="wcsp-plot", description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("logs", metavar="LOG", nargs="*", help="- for standard input")
     parser.add_argument("-o", "--output", metavar="PICTURE",

@@ -4,12 +4,9 @@ import itertools
 import math
 import statistics
 
+from _shared.numbers import quantile
+
 INFINITY = math.inf
-
-
-def quantile(ordered, share):
-    """The lower quantile of an ordered list: always one of its values."""
-    return ordered[max(math.ceil(share * len(ordered)) - 1, 0)]
 
 
 def steps_of(log, axis, penalty):

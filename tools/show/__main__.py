@@ -5,7 +5,8 @@ wcsp-check judges the report first; one that it finds wrong is shown only with
 3 for a text that is no report of the model.
 """
 
-import argparse
+import _shared.begin  # first of all
+
 import csv
 import io
 import json
@@ -16,7 +17,11 @@ import sys
 
 from grids import grids_of, lists_of
 from page import page_of
-from wcsp_tool import VERSION, Failure, find_program, readable, run_tool, write_whole
+from version import VERSION
+
+from _shared.files import write_whole
+from _shared.text import readable
+from _shared.tool import Failure, Parser, find_program, run_tool
 
 
 def decoded(found):
@@ -174,7 +179,7 @@ def json_of(result, other, grids, rest):
 
 
 def options():
-    parser = argparse.ArgumentParser(
+    parser = Parser(
         prog="wcsp-show", description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("model", metavar="MODEL")
     parser.add_argument("report", metavar="REPORT", help="- for standard input")

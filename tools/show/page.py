@@ -7,6 +7,8 @@ import re
 
 from grids import grids_of, lists_of
 
+from _shared.text import spans
+
 MAX_COLOURS = 20
 MAX_LISTED = 12
 LARGE = 8
@@ -19,17 +21,6 @@ def escape(text):
 
 def part_of_page(name):
     return pkgutil.get_data(__name__, name).decode()
-
-
-def ranges(numbers):
-    """"0-3 7" for 0, 1, 2, 3, 7."""
-    parts = []
-    for number in sorted(set(numbers)):
-        if parts and parts[-1][1] == number - 1:
-            parts[-1][1] = number
-        else:
-            parts.append([number, number])
-    return " ".join(str(a) if a == b else f"{a}-{b}" for a, b in parts)
 
 
 def listed(texts):
@@ -223,7 +214,7 @@ class Page:
         rows = []
         for c in sorted(violated, key=lambda c: (not c["hard"], -cost_of(c))):
             counts, lacks, scope = explained(c)
-            marked = ranges(self.numbers[name] for name in scope)
+            marked = spans((self.numbers[name] for name in scope), " ")
             rows.append((f'<th scope="row" tabindex="0" data-s="{marked}">{escape(c["name"])}'
                          "</th>",
                          f'<td>{"hard" if c["hard"] else c["weight"]}</td>',

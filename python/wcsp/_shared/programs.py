@@ -1,0 +1,25 @@
+"""Looks for installed programs."""
+
+from __future__ import annotations
+
+import os
+import shutil
+from collections.abc import Iterable
+
+Place = str | os.PathLike[str]
+
+
+def find_program(
+    name: str, given: Place | None = None, beside: Iterable[Place] = ()
+) -> str | None:
+    """The absolute path of a program: the one given, as a path or a name on
+    PATH; else one in the folders `beside`; else one on PATH."""
+    if given:
+        places = [os.path.abspath(given), os.fspath(given)]
+    else:
+        places = [os.path.abspath(os.path.join(b, name)) for b in beside]
+        places.append(name)
+    for place in places:
+        if found := shutil.which(place):
+            return os.path.abspath(found)
+    return None

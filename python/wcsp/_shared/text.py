@@ -1,0 +1,54 @@
+"""Texts as they are shown and lists of numbers as they are written."""
+
+from __future__ import annotations
+
+import re
+from collections.abc import Iterable
+
+_ESCAPES = re.compile(r"(?:\\x[0-9a-f]{2})+|\\\\")
+
+
+def escaped(text: object) -> str:
+    """A text without control characters, which would act on a terminal: these
+    and bytes that are not UTF-8 become \\xHH, as in wcsp-check."""
+    return "".join(
+        (
+            c
+            if c.isprintable()
+            else "".join(
+                f"\\x{byte:02x}"
+                for byte in c.encode("utf-8", _surrogates(ord(c)))
+            )
+        )
+        for c in str(text)
+    )
+
+
+def _surrogates(code: int) -> str:
+    return "surrogateescape" if 0xDC80 <= code <= 0xDCFF else "surrogatepass"
+
+
+def readable(text: str) -> str:
+    """A text of wcsp-check without its escapes, where its bytes are UTF-8."""
+
+    def unescaped(found: re.Match[str]) -> str:
+        if found[0] == "\\\\":
+            return "\\"
+        try:
+            plain = bytes.fromhex(found[0].replace("\\x", "")).decode()
+        except UnicodeDecodeError:
+            return found[0]
+        return plain if plain.isprintable() else found[0]
+
+    return _ESCAPES.sub(unescaped, text)
+
+
+def spans(numbers: Iterable[int], between: str = ",") -> str:
+    """ "1-8,12" for a set of numbers."""
+    parts: list[list[int]] = []
+    for number in sorted(set(numbers)):
+        if parts and parts[-1][1] == number - 1:
+            parts[-1][1] = number
+        else:
+            parts.append([number, number])
+    return between.join(str(a) if a == b else f"{a}-{b}" for a, b in parts)
