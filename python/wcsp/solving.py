@@ -13,7 +13,6 @@ import hashlib
 import json
 import os
 import signal
-import subprocess
 import tempfile
 import threading
 import time as clock
@@ -22,7 +21,7 @@ from pathlib import Path
 from types import FrameType
 from typing import TYPE_CHECKING, Any, NamedTuple, Union
 
-from ._shared.log import Improvement, read_improvements
+from ._shared.search import Search
 from .errors import ModelError, SolverError
 from .expressions import Variable
 from .programs import find_program
@@ -32,8 +31,6 @@ from .results import Result, Run
 if TYPE_CHECKING:
     from .model import Model
 
-_START = "# start tabu search\n"
-_END = "\n# penalty = "
 _POLL = 0.02
 
 Start = Union[Result, Mapping[Any, Any]]
@@ -48,76 +45,22 @@ class Progress(NamedTuple):
     time: float
 
 
-class _Search:
-    """A process under way."""
+class _Search(Search):
+    """The search of one seed."""
 
     def __init__(self, command: list[str], folder: Path, seed: int) -> None:
+        output, log = folder / f"{seed}.report", folder / f"{seed}.log"
+        super().__init__([*command, "-seed", str(seed)], output, log)
         self.seed = seed
-        self.output = folder / f"{seed}.report"
-        self.log = folder / f"{seed}.log"
-        self.is_interrupted = False
-        self._seen = 0
-        self._command = [*command, "-seed", str(seed)]
-        self.process = self._start(self.log)
-
-    def _start(
-        self, log: Path, options: Iterable[str] = ()
-    ) -> subprocess.Popen[bytes]:
-        with open(self.output, "wb") as output:
-            return subprocess.Popen(
-                [*self._command, *options, "-logfile", str(log)],
-                stdin=subprocess.DEVNULL,
-                stdout=output,
-                stderr=subprocess.STDOUT,
-                start_new_session=True,
-            )
 
     def run(self) -> Run:
-        """What the search has left. One that lost its report, by an overflow
-        of weights or an interrupt that came after its end, is run again to
-        its best: equal seeds go the same way."""
+        """What the search has left."""
         status = self.process.returncode
-        text = self.output.read_text("utf-8", "replace")
-        found = read_improvements(self.log_text())
-        if found and read_report(text) is None:
-            options = ["-iteration", str(found[-1].iteration)]
-            again = self.log.with_suffix(".again")
-            self.process = self._start(again, options)
-            try:
-                self.process.wait()
-            finally:
-                self.kill()
-            text = self.output.read_text("utf-8", "replace")
-        log = self.log_text()
+        text = self.report().decode("utf-8", "replace")
+        log = (
+            self.log.read_text("ascii", "replace") if self.log.exists() else ""
+        )
         return Run(self.seed, status, read_report(text), text, log)
-
-    def log_text(self) -> str:
-        try:
-            return self.log.read_text("ascii", "replace")
-        except FileNotFoundError:
-            return ""
-
-    def improvements(self) -> list[Improvement]:
-        """Those since the last call."""
-        text = self.log_text()
-        whole = text[: text.rfind("\n") + 1]
-        new = read_improvements(whole[self._seen :])
-        self._seen = len(whole)
-        return new
-
-    def interrupt(self) -> None:
-        """Asks for the report; before the search starts there is none yet,
-        and after its end it is about to come."""
-        log = self.log_text()
-        if not self.is_interrupted and _START in log and _END not in log:
-            self.is_interrupted = True
-            with contextlib.suppress(ProcessLookupError):
-                self.process.send_signal(signal.SIGINT)
-
-    def kill(self) -> None:
-        if self.process.poll() is None:
-            self.process.kill()
-        self.process.wait()
 
 
 class _Stop:

@@ -1,0 +1,100 @@
+"""Reads the folder of runs that wcsp-many keeps.
+
+SEED.run is the record of a run, written last. It names the files of the run
+with their digests, so that a file that was lost or changed shows.
+"""
+
+from __future__ import annotations
+
+import hashlib
+import json
+from pathlib import Path
+from typing import Any
+
+from .search import penalty_of
+
+Record = dict[str, Any]
+
+_Kinds = dict[str, type | tuple[type, ...]]
+_NEEDED: _Kinds = {"seed": int, "status": int, "host": str, "ended by": str}
+_OTHERS: _Kinds = {
+    "hard": int,
+    "soft": int,
+    "cpu": (int, float),
+    "time to best": (int, float),
+    "files": dict,
+    "made for": str,
+}
+
+
+def digest(data: bytes) -> str:
+    return hashlib.sha256(data).hexdigest()
+
+
+def read_json(path: Path) -> dict[str, Any]:
+    """The object in a file; ValueError for anything else that is there."""
+    try:
+        found = json.loads(path.read_bytes())
+    except (ValueError, RecursionError):
+        raise ValueError("is not JSON") from None
+    if not isinstance(found, dict):
+        raise ValueError("is not a JSON object")
+    return found
+
+
+def read_record(path: Path) -> Record:
+    """The record in a file; ValueError with a reason where there is none."""
+    record = read_json(path)
+    for name, kind in (_NEEDED | _OTHERS).items():
+        if name not in record:
+            if name in _NEEDED:
+                raise ValueError(f"has no '{name}'")
+        elif not isinstance(record[name], kind) or isinstance(
+            record[name], bool
+        ):
+            raise ValueError(f"has a wrong '{name}'")
+    if ("hard" in record) != ("soft" in record):
+        raise ValueError("has half a penalty")
+    if str(record["seed"]) != path.stem:
+        raise ValueError(f"is the record of seed {record['seed']}")
+    return record
+
+
+def damage(folder: Path, record: Record) -> str:
+    """What has happened to the files of a run since it was kept, or ""."""
+    name = f"{record['seed']}.report"
+    try:
+        for name, kept in record.get("files", {}).items():
+            if digest((folder / Path(name).name).read_bytes()) != kept:
+                return f"{name} has changed"
+        if "hard" in record and "files" not in record:
+            penalty = record["hard"], record["soft"]
+            if penalty_of((folder / name).read_bytes()) != penalty:
+                return f"{name} has another penalty than its record"
+    except FileNotFoundError:
+        return f"{name} is lost"
+    except OSError as error:
+        return f"{name}: {error.strerror}"
+    return ""
+
+
+def read_runs(folder: Path) -> tuple[dict[int, Record], list[tuple[int, str]]]:
+    """The whole runs by seed, and the others as (seed, reason)."""
+    records: dict[int, Record] = {}
+    others: list[tuple[int, str]] = []
+    for path in folder.glob("*.run"):
+        if not (path.stem.isascii() and path.stem.isdigit()):
+            continue
+        seed = int(path.stem)
+        try:
+            record = read_record(path)
+            reason = damage(folder, record)
+        except ValueError as error:
+            reason = f"{path.name} {error}"
+        except OSError as error:
+            reason = f"{path.name}: {error.strerror}"
+        if reason:
+            others.append((seed, reason))
+        else:
+            records[seed] = record
+    return records, sorted(others)

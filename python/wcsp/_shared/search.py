@@ -1,0 +1,124 @@
+"""Runs the solver on one seed, as a child that ends with its parent.
+
+An interrupt costs no result: it is sent when the search has started and is
+not over, since only then a report follows it. A search that has lost its
+report all the same is run again to its best: equal seeds go the same way.
+"""
+
+from __future__ import annotations
+
+import contextlib
+import os
+import re
+import shutil
+import signal
+import subprocess
+from collections.abc import Callable
+from pathlib import Path
+
+from .log import Improvement, improvement
+
+_START = b"# start tabu search\n"
+_END = b"\n# penalty = "
+_TAIL = 200  # bytes that hold the lines of the end
+_PENALTY = re.compile(rb"^penalty: (\d+)/(\d+) \(hard/soft\)$", re.M)
+_POLL = 0.05
+# Signals that reach a whole group are for the parent, which sends its own
+# interrupt. A parent may have died before the child is bound to it.
+_GUARD = 'trap "" TERM HUP; [ "$PPID" = "$0" ] && exec "$@"'
+
+
+def child_command(command: list[str]) -> list[str]:
+    """The command as a child that is killed when the thread that starts it
+    ends, whatever ends that. Nothing runs between fork and exec."""
+    guarded = ["sh", "-c", _GUARD, str(os.getpid()), *command]
+    setpriv = shutil.which("setpriv")
+    return [setpriv, "--pdeathsig", "KILL", *guarded] if setpriv else guarded
+
+
+def penalty_of(report: bytes) -> tuple[int, int] | None:
+    """The penalty, (hard, soft), of the last report in a text."""
+    found = _PENALTY.findall(report)
+    return (int(found[-1][0]), int(found[-1][1])) if found else None
+
+
+class Search:
+    """The solver on its way with one seed."""
+
+    def __init__(self, command: list[str], output: Path, log: Path) -> None:
+        self.output, self.log = output, log
+        self.is_interrupted = False
+        self._command = command
+        self._read = 0  # how much of the log improvements() has seen
+        self._best: Improvement | None = None
+        with open(output, "wb") as file:
+            self.process = subprocess.Popen(
+                child_command([*command, "-logfile", str(log)]),
+                stdin=subprocess.DEVNULL,
+                stdout=file,
+                stderr=subprocess.STDOUT,
+                start_new_session=True,
+            )
+
+    def improvements(self) -> list[Improvement]:
+        """Those since the last call, from whole lines of the log."""
+        with contextlib.suppress(FileNotFoundError), open(
+            self.log, "rb"
+        ) as file:
+            file.seek(self._read)
+            text = file.read()
+            whole = text[: text.rfind(b"\n") + 1]
+            self._read += len(whole)
+            lines = whole.decode("ascii", "replace").split("\n")
+            found = [point for point in map(improvement, lines) if point]
+            self._best = found[-1] if found else self._best
+            return found
+        return []
+
+    def is_searching(self) -> bool:
+        """Whether the search has started and is not over."""
+        with contextlib.suppress(OSError), open(self.log, "rb") as file:
+            if _START not in file.read(1 << 16):
+                return False
+            file.seek(max(file.seek(0, os.SEEK_END) - _TAIL, 0))
+            return _END not in file.read()
+        return False
+
+    def interrupt(self) -> None:
+        """Asks for the report; before the search there is none yet, and after
+        its end it is about to come."""
+        if not self.is_interrupted and self.is_searching():
+            self.is_interrupted = True
+            self.process.send_signal(signal.SIGINT)
+
+    def wait(self, must_end: Callable[[], bool]) -> int:
+        """Until the solver has ended, interrupted where it must. Its status
+        as a shell shows it."""
+        while True:
+            with contextlib.suppress(subprocess.TimeoutExpired):
+                status = self.process.wait(_POLL)
+                return status if status >= 0 else 128 - status
+            if must_end():
+                self.interrupt()
+
+    def report(self, must_end: Callable[[], bool] = lambda: False) -> bytes:
+        """The output of a solver that has ended."""
+        text = self.output.read_bytes()
+        self.improvements()
+        if self._best is None or penalty_of(text) is not None:
+            return text
+        again = Search(
+            [*self._command, "-iteration", str(self._best.iteration)],
+            self.output,
+            self.log.with_name(self.log.name + ".again"),
+        )
+        try:
+            again.wait(must_end)
+        finally:
+            again.kill()
+        return self.output.read_bytes()
+
+    def kill(self) -> None:
+        if self.process.poll() is None:
+            self.process.kill()
+        self.process.wait()
