@@ -69,9 +69,7 @@ void readStream(std::istream& stream) {
   int target = -1;
   Lexer lexer(stream, 1, Wcsp::inf);
   readModel(lexer, *solver, variables, values, constraintName, target);
-  for (Dictionary* dictionary : values) {
-    delete dictionary;
-  }
+  deleteAll(values);
 }
 
 void countBytes(benchmark::State& state, std::size_t size) {

@@ -63,3 +63,10 @@ void Dictionary::grow() {
     slots[findSlot(*names[id])] = id;
   }
 }
+
+void deleteAll(std::vector<Dictionary*>& dictionaries) {
+  const auto end = std::unique(dictionaries.begin(), dictionaries.end());
+  std::for_each(dictionaries.begin(), end,
+                [](Dictionary const* names) { delete names; });
+  dictionaries.clear();
+}

@@ -39,3 +39,7 @@ class Dictionary {
   std::size_t findSlot(std::string const& name) const;
   void grow();
 };
+
+/// Deletes each dictionary once and empties the list. Those in a row may be
+/// one.
+void deleteAll(std::vector<Dictionary*>& dictionaries);

@@ -35,6 +35,7 @@ struct ModelReader {
   void readDeclarations();
   void readTarget();
   void readVariable();
+  void readDomain();
   void readConstraint();
   void readLinear(int weight);
   void readQuadratic(int weight);
@@ -77,17 +78,43 @@ void ModelReader::readTarget() {
 
 void ModelReader::readVariable() {
   lexer.next(Lexer::identifier, noMessage);
-  const unsigned v = variables.add(lexer.text);
-  values.push_back(nullptr);
-  values[v] = new Dictionary;
+  variables.add(lexer.text);
   expect("in");
   lexer.next('{', noMessage);
+  readDomain();
+  numValues.push_back(static_cast<unsigned>(values.back()->size()));
+}
+
+// Variables in a row often have equal domains: these share a dictionary, and
+// each name is compared instead of looked up.
+void ModelReader::readDomain() {
+  const std::size_t lastSize = values.empty() ? 0 : values.back()->size();
+  std::size_t numShared = 0;  // names that equal the last domain's
+  std::unique_ptr<Dictionary> names;
+  const auto makeNames = [&] {
+    names = std::make_unique<Dictionary>();
+    for (std::size_t a = 0; a < numShared; ++a) {
+      names->add(*values.back()->names[a]);
+    }
+  };
   do {
     lexer.next(Lexer::eof, noMessage);
-    values[v]->add(lexer.text);
+    if (!names && numShared < lastSize &&
+        *values.back()->names[numShared] == lexer.text) {
+      ++numShared;
+    } else {
+      if (!names) {
+        makeNames();
+      }
+      names->add(lexer.text);
+    }
     lexer.next(Lexer::symbol, noMessage);
   } while (lexer.text == ",");
-  numValues.push_back(static_cast<unsigned>(values[v]->size()));
+  if (!names && numShared < lastSize) {
+    makeNames();
+  }
+  values.push_back(names ? names.get() : values.back());
+  names.release();
 }
 
 void ModelReader::readConstraint() {

@@ -11,9 +11,10 @@
 #include "front/lexer.h"
 #include "solver/wcsp.h"
 
-/// Reads `lexer` to its end. Enters the variables and their values, whose
-/// dictionaries the caller deletes, and the names of the constraints, declares
-/// the variables to `solver` and adds the constraints to it. A `target` of -1
+/// Reads `lexer` to its end. Enters the variables and their values and the
+/// names of the constraints, declares the variables to `solver` and adds the
+/// constraints to it. Variables in a row whose values are named alike share a
+/// dictionary; the caller deletes them with deleteAll(). A `target` of -1
 /// takes the value of the model's first target that is not -1. All but `target`
 /// must be new and empty.
 ///

@@ -199,10 +199,7 @@ Status solve(std::vector<unsigned> const& initial) {
 // came to its end. A solver that was stopped is left to the end of the process:
 // deleting it would write what its log file still holds back.
 int endRun(Status status) {
-  for (Dictionary* names : values) {
-    delete names;
-  }
-  values.clear();
+  deleteAll(values);
   if (status == success) {
     delete wcsp;
   }

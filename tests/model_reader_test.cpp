@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -52,11 +53,7 @@ struct Model {
   std::vector<std::string> names;
   int target = -1;
 
-  ~Model() {
-    for (Dictionary* d : values) {
-      delete d;
-    }
-  }
+  ~Model() { deleteAll(values); }
 
   // The model that `text` describes, or line and message of its error.
   std::string read(std::string const& text) {
@@ -147,6 +144,43 @@ TEST(ModelReader, BuildsWhatTheTextSays) {
   }
 }
 
+TEST(ModelReader, LetsOnlyEqualDomainsInARowShareADictionary) {
+  // Variables with these domains, and whether each shares the one before.
+  const struct {
+    const char* domains[4];
+    std::vector<bool> isShared;
+  } rows[] = {
+      {{"a, b", "a, b", "a, b", "a, b"}, {true, true, true}},
+      {{"a, b", "b, a", "a, b", "a, b"}, {false, false, true}},
+      {{"a, b", "a", "a, b, c", "a, b, c"}, {false, false, true}},
+      {{"7", "07", "007", "7, 8"}, {true, true, false}},
+      {{"a, b, c", "a, c, b", "a, b", "a, c"}, {false, false, false}},
+  };
+  for (auto const& row : rows) {
+    std::string text;
+    for (const char* const domain : row.domains) {
+      text += "variable v" + std::to_string(text.size()) + " in {";
+      text += domain + std::string("}\n");
+    }
+    Model model;
+    const std::string dump = model.read(text);
+    for (std::size_t v = 0; v < 4; ++v) {
+      Model alone;  // a domain read by itself shares nothing
+      alone.read("variable v in {" + std::string(row.domains[v]) + "}");
+      ASSERT_EQ(model.values.size(), 4U) << dump;
+      EXPECT_TRUE(std::equal(
+          alone.values[0]->names.begin(), alone.values[0]->names.end(),
+          model.values[v]->names.begin(), model.values[v]->names.end(),
+          [](auto const* a, auto const* b) { return *a == *b; }))
+          << dump;
+      if (v > 0) {
+        EXPECT_EQ(model.values[v] == model.values[v - 1], row.isShared[v - 1])
+            << dump;
+      }
+    }
+  }
+}
+
 TEST(ModelReader, NamesTheOffendingToken) {
   // After a first line that declares x and y; "@" stands for the parse error.
   const Row rows[] = {
@@ -158,6 +192,8 @@ TEST(ModelReader, NamesTheOffendingToken) {
       {"variable z\nof", "3: @of'"},
       {"variable z in (", "2: @('"},
       {"variable z in {00,\n0}", "3: 0: already defined\n"},
+      {"variable z in {a, 1, 1}", "2: 1: already defined\n"},
+      {"variable z in {a, a}", "2: a: already defined\n"},
       {"variable z in {a b}", "2: @b'"},
       {"variable z in {a #", "3: @EOF'"},
       {"variable z in {}", "2: @EOF'"},

@@ -32,9 +32,7 @@ std::string logOf(std::size_t number) {
   std::vector<std::string> names;
   int target = -1;
   readModel(lexer, solver, variables, values, names, target);
-  for (Dictionary* dictionary : values) {
-    delete dictionary;
-  }
+  deleteAll(values);
   solver.setRandomSeed(static_cast<int>(number) + 1);
   solver.setDisplay(3);
   solver.setInterval(1);

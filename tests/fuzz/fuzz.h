@@ -29,11 +29,7 @@ struct ReadModel {
   std::vector<std::string> constraintName;
   int target = -1;
 
-  ~ReadModel() {
-    for (Dictionary* names : values) {
-      delete names;
-    }
-  }
+  ~ReadModel() { deleteAll(values); }
 
   void read(std::string const& text) {
     std::istringstream stream(text);
