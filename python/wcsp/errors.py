@@ -5,7 +5,9 @@ from __future__ import annotations
 import os
 import sys
 import warnings
+from copyreg import __newobj__  # type: ignore[attr-defined]
 from types import FrameType
+from typing import Any
 
 _PACKAGE = os.path.dirname(os.path.abspath(__file__)) + os.sep
 
@@ -15,6 +17,10 @@ class ModelError(ValueError):
 
     def __init__(self, message: str) -> None:
         super().__init__(f"{message} ({here()})")
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        # A copy is of the same line.
+        return __newobj__, (type(self), str(self))
 
 
 class ModelWarning(UserWarning):
@@ -46,6 +52,32 @@ def here() -> str:
         return "unknown line"
     name = os.path.basename(frame.f_code.co_filename)
     return f"{name}, line {frame.f_lineno}"
+
+
+class Remarks:
+    """What is rarely meant, by the line that said it. A loop says it often,
+    so it is told once, with the number of times, when the model is used."""
+
+    def __init__(self) -> None:
+        self._found: dict[tuple[str, int, str], tuple[str, int]] = {}
+
+    def add(self, what: str, name: object, text: str) -> None:
+        """what: "always holds", for example, of the constraint of that
+        name."""
+        frame, _ = caller()
+        file = frame.f_code.co_filename if frame else "unknown"
+        key = file, frame.f_lineno if frame else 0, what
+        first, count = self._found.get(
+            key, (f"constraint {name!r} {what}{text}", 0)
+        )
+        self._found[key] = first, count + 1
+
+    def tell(self) -> None:
+        """Warns of each line once."""
+        found, self._found = self._found, {}
+        for (file, line, _), (first, count) in found.items():
+            more = f" (and {count - 1} more of this line)" if count > 1 else ""
+            warnings.warn_explicit(first + more, ModelWarning, file, line)
 
 
 def warn(message: str) -> None:

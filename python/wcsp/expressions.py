@@ -18,9 +18,11 @@ from collections.abc import (
     KeysView,
     Mapping,
 )
+from copy import deepcopy
 from typing import TYPE_CHECKING, Any, NoReturn, Union
 
 from .errors import ModelError
+from .numbers import whole_number
 
 if TYPE_CHECKING:
     from .model import Model
@@ -116,7 +118,7 @@ class Expression:
         >>> days = [m.variable(d, ["on", "off"]) for d in range(7)]
         >>> m.add(total(d == "on" for d in days).between(3, 5), name="work")
         """
-        if _number(low, "a bound") > _number(high, "a bound"):
+        if integer(low, "a bound") > integer(high, "a bound"):
             raise ModelError(f"between({low}, {high}) is empty")
         return self >= low, self <= high
 
@@ -139,7 +141,7 @@ class Term(Expression):
 
     def sum(self) -> Sum:
         result = Sum(self.model)
-        result.coefficients.append(_fitting(self.coefficient))
+        result.coefficients.append(fitting(self.coefficient))
         result.labels.append(self.label)
         return result
 
@@ -172,7 +174,7 @@ class Pair(Expression):
 
     def sum(self) -> Sum:
         result = Sum(self.model)
-        result.multiples.append(_fitting(self.coefficient))
+        result.multiples.append(fitting(self.coefficient))
         result.lefts.append(self.left)
         result.rights.append(self.right)
         return result
@@ -269,7 +271,7 @@ class AllDifferent:
 class Variable:
     """A choice of one of its values; made by Model.variable()."""
 
-    __slots__ = ("model", "name", "number", "values", "first", "places")
+    __slots__ = ("model", "name", "number", "first", "places")
 
     def __init__(
         self,
@@ -282,10 +284,21 @@ class Variable:
         self.model = model
         self.name = name
         self.number = number
-        self.values: KeysView[Any] = places.keys()
         # The number of the first value's label.
         self.first = first
         self.places = places
+
+    @property
+    def values(self) -> KeysView[Any]:
+        """The values that the variable may take."""
+        return self.places.keys()
+
+    def __copy__(self) -> Variable:
+        return self
+
+    def __deepcopy__(self, memo: dict[int, Any]) -> Variable:
+        """The variable of that name in a copy of the model."""
+        return deepcopy(self.model, memo).variables[self.number]
 
     def __eq__(self, value: object) -> Expression:  # type: ignore[override]
         """The label of the value, or of every value shared with a variable."""
@@ -380,7 +393,7 @@ def total(items: Iterable[Operand]) -> Sum:
                     model = _same_model(model, item.model)
                 result.append(item)
             else:
-                result.constant += _number(item, "a part of a sum")
+                result.constant += integer(item, "a part of a sum")
     except OverflowError:
         raise ModelError("a coefficient does not fit 64 bits")
     result.model = model
@@ -461,7 +474,7 @@ def table(
     chosen = list(variables)
     if len(chosen) == 1:
         return total(
-            _number(c, "a cost") * (chosen[0] == v) for v, c in costs.items()
+            integer(c, "a cost") * (chosen[0] == v) for v, c in costs.items()
         )
     if len(chosen) != 2:
         raise ModelError(
@@ -470,7 +483,7 @@ def table(
         )
     x, y = chosen
     return total(
-        _number(c, "a cost") * ((x == v) * (y == u))
+        integer(c, "a cost") * ((x == v) * (y == u))
         for (v, u), c in costs.items()
     )
 
@@ -551,26 +564,21 @@ def _operand(value: object, what: str) -> Any:
         return value
     if isinstance(value, Variable):
         value._unordered(None)
-    return _number(value, what)
+    return integer(value, what)
 
 
-def _number(value: object, what: str) -> int:
-    """The integer that the value is, also as numpy or 3.0 has it."""
-    if isinstance(value, int):
-        return int(value)
-    try:
-        number = int(value)  # type: ignore[call-overload]
-        if number == value and not isinstance(value, str):
-            return int(number)
-    except (TypeError, ValueError, OverflowError):
-        pass
-    hint = ""
-    if isinstance(value, float):
-        hint = "; scale the sum, and give a decimal weight for the scale"
-    raise ModelError(f"{what} must be a whole number, not {value!r}{hint}")
+def integer(value: object, what: str) -> int:
+    """The integer that the value of a sum is."""
+    number = whole_number(value)
+    if number is None:
+        hint = ""
+        if isinstance(value, float):
+            hint = "; scale the sum, and give a decimal weight for the scale"
+        raise ModelError(f"{what} must be a whole number, not {value!r}{hint}")
+    return number
 
 
-def _fitting(coefficient: int) -> int:
+def fitting(coefficient: int) -> int:
     if not -(2**63) <= coefficient < 2**63:
         raise ModelError(f"coefficient {coefficient} does not fit 64 bits")
     return coefficient

@@ -8,7 +8,7 @@ from math import prod
 from operator import eq
 from typing import TYPE_CHECKING, NamedTuple
 
-from .expressions import Sum
+from .expressions import Sum, fitting
 
 if TYPE_CHECKING:
     from .model import Model
@@ -92,13 +92,13 @@ def _linear(whole: Sum, linear: dict[int, int]) -> Sum:
     result = Sum(whole.model)
     kept = {i: c for i, c in linear.items() if c}
     result.labels.extend(kept)
-    result.coefficients.extend(kept.values())
+    result.coefficients.extend(map(fitting, kept.values()))
     return result
 
 
 def _quadratic(whole: Sum, products: Products) -> Sum:
     result = Sum(whole.model)
-    result.multiples.extend(products.values())
+    result.multiples.extend(map(fitting, products.values()))
     result.lefts.extend(i for i, _ in products)
     result.rights.extend(k for _, k in products)
     return result

@@ -9,11 +9,12 @@ from __future__ import annotations
 
 from array import array
 from collections.abc import Callable, Hashable, Iterable
+from copy import copy, deepcopy
 from fractions import Fraction
 from typing import TYPE_CHECKING, Any, NamedTuple, Union
 
 from ._shared.files import write_whole
-from .errors import ModelError, caller, warn
+from .errors import ModelError, Remarks, caller
 from .expressions import (
     AllDifferent,
     Constraint,
@@ -21,9 +22,11 @@ from .expressions import (
     Sum,
     Variable,
     describe,
+    integer,
     total,
 )
 from .groups import Group, groups, normal
+from .numbers import LARGEST, exact_number
 from .text import ModelWords, lines, scale_of, warn_of_rounding
 
 if TYPE_CHECKING:
@@ -33,7 +36,6 @@ if TYPE_CHECKING:
     from .solving import Progress, Start
 
 
-LARGEST = 2**31 - 1
 HARD = None
 Weight = Union[int, float, Fraction, str, None]
 
@@ -90,6 +92,7 @@ class Model:
         self.variable_sections: dict[int, str] = {}
         self.constraint_sections: dict[int, str] = {}
         self.words = ModelWords(self)
+        self._remarks = Remarks()
 
     def variable(self, name: Hashable, values: Iterable[Hashable]) -> Variable:
         """A variable of that name, which takes one of the values.
@@ -158,7 +161,7 @@ class Model:
         is broken. A label alone, or an expression that is 0 or 1, is to hold.
         A constraint without a name is called after its line.
         """
-        checked = _weight(weight)
+        checked = checked_weight(weight)
         if name is None:
             name = self._line_name()
         if isinstance(constraint, tuple):
@@ -176,7 +179,7 @@ class Model:
                 )
             self._add_comparison(constraint == 1, checked, name)
         elif constraint is True:
-            warn(f"constraint {name!r} always holds and is left out")
+            self._remarks.add("always holds", name, " and is left out")
         elif constraint is False:
             raise ModelError(f"constraint {name!r} can never hold")
         else:
@@ -203,16 +206,18 @@ class Model:
         _check_size(name, left, low, high, bound)
         if not _can_hold(low, high, relation, bound):
             text = (
-                f"constraint {name!r} can never hold: {describe(left)} is "
-                f"{low} to {high}, not {relation} {bound}"
+                f": {describe(left)} is {low} to {high}, not {relation} "
+                f"{bound}"
             )
             if weight is None:
-                raise ModelError(text)
-            warn(text)
+                raise ModelError(f"constraint {name!r} can never hold{text}")
+            self._remarks.add("can never hold", name, text)
         elif _must_hold(low, high, relation, bound):
-            warn(
-                f"constraint {name!r} always holds: {describe(left)} is "
-                f"{low} to {high}, always {relation} {bound}"
+            self._remarks.add(
+                "always holds",
+                name,
+                f": {describe(left)} is {low} to {high}, always {relation} "
+                f"{bound}",
             )
         self._store_sum(left, relation, bound, weight, name)
 
@@ -366,7 +371,7 @@ class Model:
         name: Hashable,
         bound: int | None,
     ) -> None:
-        checked = _weight(weight)
+        checked = checked_weight(weight)
         if checked is None:
             raise ModelError("an objective needs a weight")
         if not isinstance(expression, Expression):
@@ -380,10 +385,10 @@ class Model:
             parts = groups(whole, self, sign)
             limit = whole.constant + sum(part.bound for part in parts)
         else:
-            limit = bound
+            limit = integer(bound, "a bound")
             parts = [
                 Group(
-                    (), normal(whole, self.labels_of), bound - whole.constant
+                    (), normal(whole, self.labels_of), limit - whole.constant
                 )
             ]
         for part in parts:
@@ -402,6 +407,7 @@ class Model:
 
     def text(self) -> str:
         """The model in the language."""
+        self._remarks.tell()
         return "".join(lines(self))
 
     def write(self, path: str | os.PathLike[str]) -> None:
@@ -410,6 +416,7 @@ class Model:
         Decimal weights are multiplied by `scale`; a warning tells what is
         rounded then.
         """
+        self._remarks.tell()
         warn_of_rounding(self)
         write_whole(path, lines(self))
 
@@ -473,6 +480,26 @@ class Model:
 
         return with_runs(self, folder)
 
+    def __copy__(self) -> Model:
+        return deepcopy(self)
+
+    def __deepcopy__(self, memo: dict[int, Any]) -> Model:
+        """A model of its own with the same names and values."""
+        model = Model.__new__(Model)
+        memo[id(self)] = model
+        model.__dict__.update(
+            (key, copy(value)) for key, value in self.__dict__.items()
+        )
+        model._remarks = Remarks()
+        model.variables = [
+            Variable(model, x.name, x.number, x.places, x.first)
+            for x in self.variables
+        ]
+        model._by_name = {x.name: x for x in model.variables}
+        model.words = deepcopy(self.words, memo)
+        model.objectives = deepcopy(self.objectives, memo)
+        return model
+
     def label_text(self, label: int) -> str:
         """The label as the user would write it."""
         x = self.variables[self.labels_of[label]]
@@ -489,17 +516,19 @@ class Model:
 KINDS = ("l<=", "l>=", "l=", "q<=", "q>=", "q=", "a")
 
 
-def _weight(weight: Weight) -> Fraction | int | None:
+def checked_weight(weight: Weight) -> Fraction | int | None:
     """A hard constraint's None, or the weight without rounding."""
-    if weight is None or type(weight) is int and weight > 0:
+    if weight is None or type(weight) is int and 0 < weight < LARGEST:
         return weight
-    try:
-        # By its text, 0.1 is a tenth and not the nearest double.
-        exact = Fraction(str(weight))
-    except ValueError:
+    exact = exact_number(weight)
+    if exact is None:
         raise ModelError(f"weight {weight!r} is no number; None means hard")
     if exact <= 0:
         raise ModelError(f"weight {weight!r} is not above 0; None means hard")
+    if exact >= LARGEST:
+        raise ModelError(
+            f"weight {weight!r} is not below {LARGEST}; None means hard"
+        )
     return exact.numerator if exact.denominator == 1 else exact
 
 
@@ -537,10 +566,10 @@ def _check_size(
 
 def _numbers_agree(chosen: list[Variable]) -> bool:
     """Whether equal values have equal places and others have others."""
-    longest = max((x.values for x in chosen), key=len)
+    longest = max((x.places for x in chosen), key=len)
     order = list(longest)
     return all(
-        x.values is longest or list(x.values) == order[: len(x.values)]
+        x.places is longest or list(x.places) == order[: len(x.places)]
         for x in chosen
     )
 

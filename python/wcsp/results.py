@@ -7,14 +7,16 @@ import os
 import tempfile
 from collections import Counter
 from collections.abc import Hashable, Iterable
+from copy import deepcopy
 from fractions import Fraction
 from html import escape
 from pathlib import Path
 from typing import TYPE_CHECKING, Any, NamedTuple
 
-from ._shared.log import Improvement, read_improvements
+from ._shared.log import read_improvements
 from .errors import SolverError
 from .expressions import Sum, Variable, terms
+from .numbers import shortest
 from .programs import find_program, judged, run
 from .reports import Report, start_text
 
@@ -40,6 +42,16 @@ class Violation(NamedTuple):
     violation: int
     cost: int | float
     explanation: str
+
+
+class Improvement(NamedTuple):
+    """An assignment that is better than all before it, in one search; the
+    soft penalty is in the units of the weights."""
+
+    time: float
+    iteration: int
+    hard: int
+    soft: int | float
 
 
 class Page:
@@ -81,10 +93,10 @@ class Result:
         self.run = best
         self.runs = sorted(runs, key=lambda one: one.seed)
         #: Penalty of the hard constraints; 0 if all hold.
-        self.hard = best.report.hard
+        self.hard: int
+        self.hard, self._soft = penalty_of(best.report, weights_of(model))
         self._wcsp = wcsp
         self._report = best.report
-        self._scale = model.scale
         model.words.update()
         self._numbers = {w: i for i, w in enumerate(model.words.variables)}
         self._values: dict[Hashable, Any] = {}
@@ -93,6 +105,16 @@ class Result:
             place = model.words.values(x.number).index(value)
             self._values[x.name] = list(x.places)[place]
         self._checked = self._judge()
+
+    def __copy__(self) -> Result:
+        return deepcopy(self)
+
+    def __deepcopy__(self, memo: dict[int, Any]) -> Result:
+        """A result of a copy of the model, with the same names and values."""
+        result = Result.__new__(Result)
+        result.__dict__.update(self.__dict__)
+        result.model = deepcopy(self.model, memo)
+        return result
 
     def __getitem__(self, x: Variable | Hashable) -> Any:
         """The value of a variable, given itself or its name."""
@@ -104,8 +126,10 @@ class Result:
 
     @property
     def soft(self) -> int | float:
-        """Penalty of the soft constraints, in the units of the weights."""
-        return _number(Fraction(self._report.soft) / self._scale)
+        """Penalty of the soft constraints, in the units of the weights: the
+        sum of the costs in `violated`, also where the solver's output stops
+        at 2147483647."""
+        return shortest(self._soft)
 
     @property
     def feasible(self) -> bool:
@@ -123,7 +147,7 @@ class Result:
         None for a model without."""
         if not self.model.objectives:
             return None
-        return _number(
+        return shortest(
             sum(
                 (
                     o.weight * self._value_of(o.sum)
@@ -158,9 +182,9 @@ class Result:
             found.append(
                 Violation(
                     self.model.names[c],
-                    None if weight is None else _number(Fraction(weight)),
+                    None if weight is None else shortest(Fraction(weight)),
                     told["violation"],
-                    _number(Fraction(cost)),
+                    shortest(Fraction(cost)),
                     self._explained(told),
                 )
             )
@@ -215,8 +239,13 @@ class Result:
 
     @property
     def log(self) -> list[Improvement]:
-        """How the search of this result went on."""
-        return read_improvements(self.run.log)
+        """How the search of this result went on, in the units of the
+        weights."""
+        scale = self.model.scale
+        return [
+            Improvement(*one[:3], shortest(Fraction(one.soft) / scale))
+            for one in read_improvements(self.run.log)
+        ]
 
     def grid(
         self, rows: Iterable[Hashable], columns: Iterable[Hashable]
@@ -343,8 +372,24 @@ class Result:
         return text + ">"
 
 
-def _number(exact: Fraction) -> int | float:
-    return exact.numerator if exact.denominator == 1 else float(exact)
+def weights_of(model: Model) -> dict[str, Fraction | int | None]:
+    """The weights by the words of the constraints."""
+    model.words.update()
+    return dict(zip(model.words.constraints, model.weights))
+
+
+def penalty_of(
+    report: Report, weights: dict[str, Fraction | int | None]
+) -> tuple[int, Fraction]:
+    """The hard and the soft penalty, which the report itself caps."""
+    hard, soft = 0, Fraction(0)
+    for word, violation in report.violated.items():
+        weight = weights[word]
+        if weight is None:
+            hard += violation
+        else:
+            soft += Fraction(weight) * violation
+    return hard, soft
 
 
 def _shown(name: object) -> str:

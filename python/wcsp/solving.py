@@ -17,16 +17,20 @@ import tempfile
 import threading
 import time as clock
 from collections.abc import Callable, Iterable, Iterator, Mapping
+from fractions import Fraction
+from math import floor
 from pathlib import Path
+from random import Random
 from types import FrameType
 from typing import TYPE_CHECKING, Any, NamedTuple, Union
 
 from ._shared.search import Search
 from .errors import ModelError, SolverError
-from .expressions import Variable
+from .expressions import Variable, shortened
+from .numbers import LARGEST, exact_number, shortest, whole_number
 from .programs import find_program
 from .reports import read_report, start_text
-from .results import Result, Run
+from .results import Result, Run, penalty_of, weights_of
 
 if TYPE_CHECKING:
     from .model import Model
@@ -36,12 +40,26 @@ _POLL = 0.02
 Start = Union[Result, Mapping[Any, Any]]
 
 
+# What solve() itself sets, and by which argument.
+_OWN_OPTIONS = {
+    "-inputfile": "the model",
+    "-seed": "seeds=",
+    "-time": "time=",
+    "-target": "target=",
+    "-initsolfile": "start=",
+    "-logfile": "log=",
+}
+_MOST_SEEDS = 100000
+_LONGEST = 10**9  # seconds
+
+
 class Progress(NamedTuple):
-    """What on_improve is told: the best of all searches is better."""
+    """What on_improve gets: the best of all searches is better. The soft
+    penalty is in the units of the weights."""
 
     seed: int
     hard: int
-    soft: int
+    soft: int | float
     time: float
 
 
@@ -78,18 +96,20 @@ class _Race:
     def __init__(
         self,
         command: list[str],
+        start: Callable[[int], list[str]],
         folder: Path,
         seeds: list[int],
         jobs: int,
         deadline: float,
         target: int | None,
+        scale: Fraction,
         on_improve: Callable[[Progress], object] | None,
         stop: _Stop,
     ) -> None:
-        self.command, self.folder = command, folder
+        self.command, self.start, self.folder = command, start, folder
         self.waiting = list(reversed(seeds))
         self.jobs, self.deadline, self.target = jobs, deadline, target
-        self.on_improve = on_improve
+        self.scale, self.on_improve = scale, on_improve
         self.running: list[_Search] = []
         self.finished: list[_Search] = []
         self.best: tuple[int, int] | None = None
@@ -112,7 +132,8 @@ class _Race:
             ):
                 seed = self.waiting.pop()
                 self.stop.is_starting = True
-                self.running.append(_Search(self.command, self.folder, seed))
+                command = self.command + self.start(seed)
+                self.running.append(_Search(command, self.folder, seed))
                 self.stop.is_starting = False
             for search in list(self.running):
                 has_ended = search.process.poll() is not None
@@ -137,7 +158,10 @@ class _Race:
             if self.target is not None and penalty <= (0, self.target):
                 self.stop.is_asked = True
             if self.on_improve is not None:
-                self.on_improve(Progress(search.seed, *penalty, found.time))
+                soft = shortest(Fraction(found.soft) / self.scale)
+                self.on_improve(
+                    Progress(search.seed, found.hard, soft, found.time)
+                )
 
 
 def solve(
@@ -153,16 +177,15 @@ def solve(
     options: Iterable[str],
 ) -> Result:
     """See Model.solve, which has the usual values."""
-    chosen = list(range(1, seeds + 1) if isinstance(seeds, int) else seeds)
-    if not chosen or len(set(chosen)) < len(chosen):
-        raise ModelError("seeds are at least one, and each once")
-    if not time > 0:
-        raise ModelError("time is above 0")
-    if jobs is not None and jobs < 1:
-        raise ModelError("jobs are at least 1")
     if not model.variables:
         raise ModelError("the model has no variable")
-    jobs = min(jobs or len(os.sched_getaffinity(0)), len(chosen))
+    chosen = _seeds(seeds)
+    time = _seconds(time)
+    jobs = min(_jobs(jobs), len(chosen))
+    limit = _limit(target, model.scale)
+    options = _options(options)
+    if on_improve is not None and not callable(on_improve):
+        raise ModelError(f"on_improve is no function: {on_improve!r}")
     program = find_program("wcsp", wcsp)
     find_program("wcsp-check", wcsp)
     deadline = clock.monotonic() + time
@@ -175,15 +198,28 @@ def solve(
         share = min(time, time * jobs / len(chosen))
         command = [program, "-inputfile", str(folder / "model")]
         command += ["-time", f"{share:.3f}", *options]
-        limit = None if target is None else int(target * model.scale)
         if limit is not None:
             command += ["-target", str(max(limit, 0))]
-        if start is not None:
-            words = start_words(model, start)
-            (folder / "start").write_text(start_text(words), "utf-8")
-            command += ["-initsolfile", str(folder / "start")]
+        places = None if start is None else start_places(model, start)
+
+        def start_of(seed: int) -> list[str]:
+            if places is None:
+                return []
+            path = folder / f"{seed}.start"
+            path.write_text(completed(model, places, seed), "utf-8")
+            return ["-initsolfile", str(path)]
+
         race = _Race(
-            command, folder, chosen, jobs, deadline, limit, on_improve, stop
+            command,
+            start_of,
+            folder,
+            chosen,
+            jobs,
+            deadline,
+            limit,
+            model.scale,
+            on_improve,
+            stop,
         )
         race.run()
         runs = [search.run() for search in race.finished]
@@ -191,6 +227,74 @@ def solve(
         if log is not None:
             Path(log).write_text(result.run.log, "ascii")
     return result
+
+
+def _seeds(seeds: int | Iterable[int]) -> list[int]:
+    count = whole_number(seeds)
+    if isinstance(seeds, Iterable):
+        chosen = [(seed, whole_number(seed)) for seed in seeds]
+    elif count is not None and count <= _MOST_SEEDS:
+        chosen = [(seed, seed) for seed in range(1, count + 1)]
+    else:
+        raise ModelError(
+            f"seeds is a number of seeds up to {_MOST_SEEDS} or a list of "
+            f"them, not {seeds!r}"
+        )
+    found: dict[int, None] = {}
+    for given, seed in chosen:
+        if seed is None or not 0 <= seed <= LARGEST:
+            raise ModelError(
+                f"a seed is a whole number from 0 to {LARGEST}, not {given!r}"
+            )
+        if seed in found:
+            raise ModelError(f"seed {seed} is given twice")
+        found[seed] = None
+    if not found:
+        raise ModelError("at least one seed is needed")
+    return list(found)
+
+
+def _seconds(time: float) -> float:
+    exact = exact_number(time)
+    if exact is None or exact <= 0:
+        raise ModelError(f"time is a number above 0, not {time!r}")
+    return float(min(exact, Fraction(_LONGEST)))
+
+
+def _jobs(jobs: int | None) -> int:
+    if jobs is None:
+        return len(os.sched_getaffinity(0))
+    number = whole_number(jobs)
+    if number is None or number < 1:
+        raise ModelError(f"jobs is a whole number above 0, not {jobs!r}")
+    return number
+
+
+def _limit(target: float | None, scale: Fraction) -> int | None:
+    """The target in the units of the text."""
+    if target is None:
+        return None
+    exact = exact_number(target)
+    if exact is None:
+        raise ModelError(f"target {target!r} is no number")
+    limit = floor(exact * scale)
+    if limit > LARGEST:
+        raise ModelError(
+            f"target {target!r} is beyond {float(LARGEST / scale):.10g}"
+        )
+    return limit
+
+
+def _options(options: Iterable[str]) -> list[str]:
+    if isinstance(options, str):
+        raise ModelError(f"options is a list of words, not {options!r}")
+    words = [str(word) for word in options]
+    for word in words:
+        if word in _OWN_OPTIONS:
+            raise ModelError(f"options: {word} is set by {_OWN_OPTIONS[word]}")
+        if "\0" in word:
+            raise ModelError(f"options: {word!r} has a zero byte")
+    return words
 
 
 @contextlib.contextmanager
@@ -229,15 +333,25 @@ def best_of(
     """The best run as a result that wcsp-check finds right."""
     there = [run for run in runs if run.report is not None]
     if not there:
-        last = runs[-1].text.strip().split("\n")[-1] if runs else "not started"
-        raise SolverError(f"no search has left a report: {last}")
+        raise SolverError(f"no search has left a report: {_why_not(runs)}")
+    weights = weights_of(model)
 
-    def rank(run: Run) -> tuple[int, int, int]:
-        report = run.report
-        assert report is not None
-        return report.hard, report.soft, run.seed
+    def rank(run: Run) -> tuple[int, Fraction, int]:
+        assert run.report is not None
+        return *penalty_of(run.report, weights), run.seed
 
     return Result(model, min(there, key=rank), runs, wcsp)
+
+
+def _why_not(runs: list[Run]) -> str:
+    """Why runs have no report."""
+    if not runs:
+        return "none was started"
+    run = runs[-1]
+    if run.text.startswith("Usage: "):
+        return "wcsp does not take the options and prints its usage"
+    last = run.text.strip().split("\n")[-1]
+    return f"status {run.status}: {last}"
 
 
 def with_runs(model: Model, folder: str | os.PathLike[str]) -> Result:
@@ -269,19 +383,39 @@ def _kept_log(record: Path) -> str:
     return plain.read_text("ascii", "replace") if plain.exists() else ""
 
 
-def start_words(model: Model, start: Start) -> dict[str, str]:
-    """The words of an assignment; variables that are left out stay free."""
-    model.words.update()
+def start_places(model: Model, start: Start) -> dict[int, int]:
+    """The number of the value of each variable that is named."""
     values = start.values() if isinstance(start, Result) else start
-    words = {}
+    places = {}
     for key, value in values.items():
         name = key.name if isinstance(key, Variable) else key
         try:
             x = model[name]
-            place = x.places[value]
         except (KeyError, TypeError):
-            raise ModelError(f"start: {name!r} cannot be {value!r}") from None
-        words[model.words.variables[x.number]] = model.words.values(x.number)[
-            place
-        ]
-    return words
+            raise ModelError(
+                f"start: the model has no variable {name!r}"
+            ) from None
+        try:
+            places[x.number] = x.places[value]
+        except (KeyError, TypeError):
+            raise ModelError(
+                f"start: variable {name!r} has no value {value!r}; it has "
+                + shortened(x.values)
+            ) from None
+    return places
+
+
+def completed(model: Model, places: dict[int, int], seed: int) -> str:
+    """The text of a start file. Each variable that is not named gets value
+    number floor(u * n) of its n, u being the next of Random(seed).random():
+    that sequence is the same in every version of Python."""
+    draw = Random(seed).random
+    model.words.update()
+    words = {}
+    for x in model.variables:
+        place = places.get(x.number)
+        if place is None:
+            place = int(draw() * len(x.places))
+        values = model.words.values(x.number)
+        words[model.words.variables[x.number]] = values[place]
+    return start_text(words)

@@ -5,10 +5,11 @@ from __future__ import annotations
 from collections.abc import Iterable, Iterator
 from fractions import Fraction
 from math import lcm
-from typing import TYPE_CHECKING
+from typing import TYPE_CHECKING, Any
 
-from .errors import warn
+from .errors import ModelError, warn
 from .names import Words, value_words
+from .numbers import LARGEST, whole_number
 
 if TYPE_CHECKING:
     from .model import Model
@@ -34,6 +35,10 @@ class ModelWords:
         self.constraints: list[str] = []
         self._values: dict[int, list[str]] = {}
 
+    def __getstate__(self) -> dict[str, Any]:
+        # The identities of lists do not outlive the process.
+        return self.__dict__ | {"_values": {}}
+
     def update(self) -> None:
         """Gives words to what is new in the model."""
         for x in self._model.variables[len(self.variables) :]:
@@ -56,7 +61,13 @@ def lines(model: Model) -> Iterator[str]:
     if model.comment:
         yield _comment(model.comment)
     if model.target is not None:
-        yield f"target = {model.target}\n"
+        target = whole_number(model.target)
+        if target is None or not 0 <= target <= LARGEST:
+            raise ModelError(
+                f"the model's target is a whole number from 0 to {LARGEST}, "
+                f"not {model.target!r}"
+            )
+        yield f"target = {target}\n"
     yield from _variables(model)
     yield from _constraints(model)
 

@@ -307,12 +307,32 @@ def test_mistake_is_told_with_its_line(mistake, message):
     ],
 )
 def test_what_is_rarely_meant_is_a_warning_at_its_line(add, message):
+    m, x, y = two()
     with warnings.catch_warnings(record=True) as caught:
         warnings.simplefilter("always")
-        add(*two())
+        add(m, x, y)
+        assert not caught
+        m.text()
+        m.text()
     assert [w.category for w in caught] == [ModelWarning]
     assert message in str(caught[0].message)
     assert caught[0].filename == __file__
+
+
+def test_a_line_is_a_warning_once_with_its_number(tmp_path):
+    m = Model()
+    days = [m.variable(d, ["on", "off"]) for d in range(110)]
+    for d in range(110):
+        window = days[d : d + 3]
+        m.add(total(x == "on" for x in window) <= 2, name=("rest", d))
+    m.add(total(x == "on" for x in days) >= 0)
+    with warnings.catch_warnings(record=True) as caught:
+        warnings.simplefilter("always")
+        m.write(tmp_path / "m.model")
+    assert len({w.lineno for w in caught}) == len(caught) == 2
+    text = str(caught[0].message)
+    assert "constraint ('rest', 108) always holds: (108 = 'on')" in text
+    assert text.endswith("(and 1 more of this line)")
 
 
 def test_decimal_weights_are_scaled_by_one_factor():

@@ -3,9 +3,11 @@
 WCSP_RANDOM_MODELS and WCSP_INTERRUPTS say how many are tried.
 """
 
+import collections
 import datetime
 import enum
 import itertools
+import math
 import os
 import random
 import signal
@@ -199,6 +201,22 @@ def test_no_process_is_left():
     assert processes() == []
 
 
+def test_partial_start():
+    """What is not named is drawn by the seed, and what is named is kept."""
+    m = Model()
+    x = [m.variable(i, range(5)) for i in range(400)]
+    given = {x[7]: 3, 8: 4}
+    chosen = {"time": 20, "start": given, "options": ["-iteration", "0"]}
+    found = {}
+    for seed in (1, 2, 2):
+        values = m.solve(seeds=[seed], **chosen).values()
+        assert (values[7], values[8]) == (3, 4)
+        assert found.setdefault(seed, values) == values
+        counts = collections.Counter(values.values())
+        assert min(counts[v] for v in range(5)) > 40, counts
+    assert found[1] != found[2]
+
+
 SCRIPT = """
     import sys
     sys.path.insert(0, {tests!r})
@@ -296,15 +314,23 @@ def test_runs_of_many(tmp_path):
 
 def test_mistakes(monkeypatch, tmp_path):
     m = colouring()
-    for options, message in (({"seeds": 0}, "seeds are"), ({"seeds": [1, 1]}, "seeds are"),
-                             ({"time": 0}, "time is above 0"), ({"jobs": 0}, "jobs are"),
-                             ({"start": {("Knoten", 0): 9}}, "cannot be 9"),
-                             ({"start": {"x": 1}}, "start: 'x' cannot be")):
+    for options, message in (
+            ({"seeds": 0}, "at least one seed"), ({"seeds": [1, 1]}, "seed 1 is given twice"),
+            ({"seeds": 1.5}, "a number of seeds"), ({"seeds": 10**9}, "up to 100000"),
+            ({"seeds": [-1]}, "from 0 to 2147483647, not -1"), ({"seeds": ["a"]}, "not 'a'"),
+            ({"time": 0}, "time is a number above 0"), ({"time": math.nan}, "above 0, not nan"),
+            ({"time": math.inf}, "above 0, not inf"), ({"jobs": 0}, "jobs is"),
+            ({"jobs": 1.5}, "jobs is"), ({"target": math.nan}, "target nan is no number"),
+            ({"target": 2**31}, "beyond 2147483647"), ({"on_improve": 3}, "no function: 3"),
+            ({"options": "-noadjust"}, "a list of words"),
+            ({"options": ["-seed", "3"]}, "-seed is set by seeds="),
+            ({"start": {("Knoten", 0): 9}}, r"has no value 9; it has 0, 1, 2, 3"),
+            ({"start": {"x": 1}}, "start: the model has no variable 'x'")):
         with pytest.raises(ModelError, match=message):
             m.solve(**options)
     with pytest.raises(ModelError, match="no variable"):
         Model().solve()
-    with pytest.raises(SolverError, match="no search has left a report"):
+    with pytest.raises(SolverError, match="does not take the options and prints its usage"):
         m.solve(time=5, seeds=1, options=["-nonsense"])
     with pytest.raises(ProgramMissing, match="is no program"):
         m.solve(wcsp=tmp_path / "none")
