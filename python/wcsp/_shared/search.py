@@ -48,6 +48,7 @@ class Search:
     def __init__(self, command: list[str], output: Path, log: Path) -> None:
         self.output, self.log = output, log
         self.is_interrupted = False
+        self.is_cut_again = False  # the search that report() repeats
         self._command = command
         self._read = 0  # how much of the log improvements() has seen
         self._best: Improvement | None = None
@@ -116,6 +117,7 @@ class Search:
             again.wait(must_end)
         finally:
             again.kill()
+        self.is_cut_again = again.is_interrupted
         return self.output.read_bytes()
 
     def kill(self) -> None:

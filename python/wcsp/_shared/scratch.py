@@ -1,0 +1,55 @@
+"""Folders for the time of a call, which a later call removes where the one
+that made them was killed."""
+
+from __future__ import annotations
+
+import contextlib
+import fcntl
+import os
+import shutil
+import tempfile
+from collections.abc import Iterator
+from pathlib import Path
+
+
+@contextlib.contextmanager
+def scratch(
+    prefix: str, place: str | os.PathLike[str] | None = None
+) -> Iterator[Path]:
+    """A new folder with a lock, removed at the end; first those with this
+    prefix are removed whose lock nobody holds."""
+    parent = Path(place if place is not None else tempfile.gettempdir())
+    sweep(parent, prefix)
+    while True:
+        path = Path(tempfile.mkdtemp(prefix=prefix, dir=parent))
+        # Another call may take it for a dead one until it has its lock.
+        with contextlib.suppress(FileNotFoundError):
+            lock = os.open(path, os.O_RDONLY)
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            if path.exists():
+                break
+            os.close(lock)
+    try:
+        yield path
+    finally:
+        shutil.rmtree(path, ignore_errors=True)
+        os.close(lock)
+
+
+def sweep(parent: Path, prefix: str) -> None:
+    """Removes folders of this user that belong to nobody any more."""
+    with contextlib.suppress(OSError):
+        for path in parent.glob(f"{prefix}*"):
+            with contextlib.suppress(OSError):
+                _remove(path)
+
+
+def _remove(path: Path) -> None:
+    if path.lstat().st_uid != os.geteuid():
+        return
+    lock = os.open(path, os.O_RDONLY | os.O_DIRECTORY | os.O_NOFOLLOW)
+    try:
+        fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        shutil.rmtree(path, ignore_errors=True)
+    finally:
+        os.close(lock)
