@@ -65,7 +65,7 @@ CASES = [
     right(LINEAR, SUM, "", REPORT.replace("\n", "\r\n"), RIGHT),
     right(LINEAR, SUM, "", "x a x:b x : a", START % (1, 2)),
     right(LINEAR, "penalty: 0/4 (hard/soft)\nsoft by group: s 4\n" + S + "2, costs 4\n  sum 0 is below 2, no "
-          "term is on\n  lacks 1 (x, a), 1 (y, b)\n",
+          "term counts\n  lacks 1 (x, a), 1 (y, b)\n",
           "", "x: b", START % (1, 2)),
     right(LINEAR, SUM, "", "# read\nx: a y: b" + REPORT, START % (2, 2)),
     (LINEAR, REPORT, ["--quiet"], 0, "", ""),
@@ -179,12 +179,17 @@ def check_json():
     # What could count is told where nothing does: each variable once, in order.
     write("m", V + "c: weight = 2 type = linear 1(y,b) 1(x,b) 3(x,a) 1(x,b) >= 9\n"
           "d: weight = 1 type = alldiff y x ;\n"
-          "e: weight = 1 type = quadratic 1(y,a)(x,b) >= 1\n")
+          "e: weight = 1 type = quadratic 1(y,a)(x,b) >= 1\n"
+          "f: weight = 1 type = linear 0(x,a) 1(y,a) 0(y,b) >= 2\n"
+          "g: weight = 1 type = quadratic 0(x,a)(y,a) >= 1\n")
     status, out, err = run(["m", "-", "--json", "--start"], "x: a\ny: a")
-    scopes = {c["name"]: c["scope"] for c in json.loads(out)["violated"]}
+    violated = json.loads(out)["violated"]
+    check("terms with coefficient 0", [c["terms"] for c in violated if c["name"] in "fg"],
+          [[{"coefficient": 1, "labels": [["y", "a"]]}], []])
+    scopes = {c["name"]: c["scope"] for c in violated}
     check("scope", scopes, {
         "c": [["x", ["a", "b"]], ["y", ["b"]]], "d": [["x", []], ["y", []]],
-        "e": [["x", ["b"]], ["y", ["a"]]]})
+        "e": [["x", ["b"]], ["y", ["a"]]], "f": [["y", ["a"]]], "g": []})
 
 
 RULES = V + """over_x: weight = 3 type = linear 1(x,a) = 0

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Tests the manual's HTML: every link leads somewhere, and every tag is closed.
+"""Tests the manual's HTML: every link leads somewhere, every tag is closed, and
+nothing is loaded from the network.
 
 Usage: manual_test.py FOLDER, which holds manual.html and the chapters in
 manual/.
@@ -8,10 +9,22 @@ manual/.
 import html.parser
 import json
 import pathlib
+import re
 import sys
 
 FOLDER = pathlib.Path(sys.argv[1]).resolve()
 VOID = {"meta", "link", "input", "br", "hr", "img", "col", "path", "rect"}
+
+
+OUTSIDE = re.compile(r"(?:https?:)?//")
+
+
+def imported(css):
+    """What a style sheet loads, outside its comments."""
+    text = re.sub(r"/\*.*?\*/", "", css, flags=re.S)
+    return ["the style loads %s" % link
+            for link in re.findall(r"(?:@import|url\()\s*[\"']?([^\"';)]+)", text)
+            if not link.startswith("data:")]
 
 
 class Page(html.parser.HTMLParser):
@@ -20,17 +33,27 @@ class Page(html.parser.HTMLParser):
     def __init__(self, path):
         super().__init__()
         self.ids, self.links, self.faults, self.open = set(), [], [], []
+        self.styles = []
         self.feed(path.read_text("utf-8"))
         self.faults += ["<%s> is not closed" % tag for tag in self.open]
+        self.faults += imported("".join(self.styles))
 
     def handle_starttag(self, tag, attrs):
         found = dict(attrs)
         if found.get("id") in self.ids:
             self.faults.append("id %s is used twice" % found["id"])
         self.ids |= {found["id"]} if "id" in found else set()
-        self.links += [found[key] for key in ("href", "src") if found.get(key)]
+        links = [found[key] for key in ("href", "src") if found.get(key)]
+        self.links += links
+        if tag != "a":
+            self.faults += ["<%s> loads %s" % (tag, link) for link in links
+                            if OUTSIDE.match(link)]
         if tag not in VOID:
             self.open.append(tag)
+
+    def handle_data(self, data):
+        if self.open and self.open[-1] == "style":
+            self.styles.append(data)
 
     def handle_endtag(self, tag):
         if tag in VOID:
@@ -55,6 +78,7 @@ def main():
                 not target.is_file() or
                 (found and found not in pages.get(target, pages[paths[0]]).ids)):
             faults.append("%s: %s leads nowhere" % (path.name, link))
+    faults += imported((FOLDER / "manual/manual.css").read_text("utf-8"))
     reached = {link for _, link in links}
     faults += ["%s: no link leads here" % path.name for path in paths[1:]
                if path.name not in reached]

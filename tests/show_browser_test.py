@@ -48,6 +48,11 @@ const text = () => [...document.querySelectorAll("section > div")].filter(
 found.views.push(text());
 for (const button of document.querySelectorAll("button[aria-pressed=false]")) button.click();
 found.views.push(text());
+// The rows of lists, with the number of their variable.
+found.rows = [...document.querySelectorAll("td[data-v]")].filter((cell) =>
+  cell.closest("table").tHead.textContent === "variablevalue").map(
+  (cell) => [Number(cell.dataset.v), cell.parentElement.firstChild.textContent]);
+found.names = names;
 found.wide = document.documentElement.scrollWidth > innerWidth;
 found.scripts = document.scripts.length;
 document.title = JSON.stringify(found);
@@ -65,7 +70,9 @@ def visit(page, width=1280):
     path.write_text(page + ACT, encoding="utf-8")
     began = time.monotonic()
     done = subprocess.run(
-        [CHROMIUM, "--headless", "--no-sandbox", "--disable-gpu", f"--window-size={width},900",
+        [CHROMIUM, "--headless", "--no-sandbox", "--disable-gpu", "--no-first-run",
+         "--disable-background-networking", "--disable-component-update", "--disable-sync",
+         "--host-resolver-rules=MAP * ~NOTFOUND", f"--window-size={width},900",
          "--user-data-dir=" + os.path.abspath("profile"), "--dump-dom", path.absolute().as_uri()],
         capture_output=True, text=True, timeout=120)
     title = re.search(r"<title>(.*?)</title>", done.stdout, re.S)
@@ -133,7 +140,53 @@ def check_names():
                                  "penalty: 0/1 (hard/soft)\n\n[Violated constraints]\n<: 1\n")
     for title in ("</title></pre><script>alert(1)</script>", "\"'&lt;<b>"):
         found, _ = visit(shown("m", "r", "--title", title))
-        expect("names", (found["hover"], found["scripts"]), ({"<": ["a_1", "a_2"]}, 2))
+        expect("names", (found["hover"], found["scripts"]), ({"<": ["a_1", "a_2"]}, 3))
+
+
+# Names that a user's data may bring, the first of them empty.
+HOSTILE = ["", "a\nb", "</script><script>alert(1)</script>", "<!--", "\"'&lt;", "\x1b[31m\x07",
+           "\0", "c\r\nd", "\u2028", "\u202eabc", "x" * 300, " ", "-", "\\u003c"]
+
+
+def in_html(text):
+    """What the text of an element is: line ends are one, zero bytes none."""
+    return text.replace("\r\n", "\n").replace("\r", "\n").replace("\0", "")
+
+
+def check_hostile_names():
+    """A grid, a list, values by row and column, and constraints of such names."""
+    grid, single = [f"g{i}_{k}" for i in range(len(HOSTILE)) for k in range(2)], [
+        f"s{i}" for i in range(len(HOSTILE))]
+    words = single + grid
+    domain = [f"v{i}" for i in range(len(HOSTILE))]
+    lines = [f"variable {word} in {{{', '.join(domain)}}}" for word in words]
+    lines += [f"c{i}: weight = {i + 1} type = linear 1(s{i},v{i}) 1(g{i}_0,v0) 0(g{i}_1,v0) <= 1"
+              for i in range(len(HOSTILE))]
+    values = {f"s{i}": f"v{i}" for i in range(len(HOSTILE))} | {word: "v0" for word in grid}
+    soft = sum(range(1, len(HOSTILE) + 1))
+    pathlib.Path("m").write_text("\n".join(lines) + "\n", encoding="utf-8")
+    for name, text in ("r", values), ("old", values | {"s1": "v0"}):
+        pathlib.Path(name).write_text(
+            "\n".join(["[best solution]", *(f"{x}: {a}" for x, a in text.items()), "",
+                       f"penalty: 0/{soft} (hard/soft)", "", "[Violated constraints]",
+                       *(f"c{i}: 1" for i in range(len(HOSTILE)))]) + "\n", encoding="utf-8")
+    shown_names = {f"s{i}": name for i, name in enumerate(HOSTILE)} | {
+        f"g{i}_{k}": [name, f"day {k}\n"] for i, name in enumerate(HOSTILE) for k in range(2)}
+    pathlib.Path("names").write_text(json.dumps({
+        "variables": {word: [name, 0] for word, name in shown_names.items()},
+        "domains": [HOSTILE],
+        "constraints": {f"c{i}": f"{name}{i}" for i, name in enumerate(HOSTILE)}}))
+    every = [name if isinstance(name, str) else " ".join(name) for name in shown_names.values()]
+    for arguments in ([], ["--compare", "old", "--wrong"], ["--by-value", "--transpose"]):
+        page = shown("m", "r", "--names", "names", "--title", HOSTILE[2], *arguments)
+        found, _ = visit(page)
+        expect((arguments, "names"), found["names"], every)
+        expect((arguments, "scripts"), found["scripts"], 3)
+        expect((arguments, "marks"), found["hover"], {
+            in_html(f"{name}{i}"): sorted([every[i], " ".join([name, "day 0\n"])])
+            for i, name in enumerate(HOSTILE)})
+        expect((arguments, "rows of lists"), found["rows"], [
+            [i, in_html(name)] for i, name in enumerate(HOSTILE)])
 
 
 def check_size():
@@ -168,4 +221,5 @@ with tempfile.TemporaryDirectory() as folder:
     os.chdir(folder)
     check_examples()
     check_names()
+    check_hostile_names()
     check_size()

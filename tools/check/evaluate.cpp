@@ -71,7 +71,8 @@ Int128 violation(const Constraint& constraint, const Assignment& assignment) {
 }  // namespace
 
 bool isOn(const Term& term, const Assignment& assignment) {
-  return assignment[term.label1.variable] == term.label1.value &&
+  return term.coefficient != 0 &&
+         assignment[term.label1.variable] == term.label1.value &&
          assignment[term.label2.variable] == term.label2.value;
 }
 

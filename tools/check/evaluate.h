@@ -28,7 +28,7 @@ struct Evaluation {
 // The assignment has a valid value number for every variable of the model.
 Evaluation evaluate(const Model& model, const Assignment& assignment);
 
-// Whether the term counts in the sum.
+// Whether the term counts in the sum; one with coefficient 0 never does.
 bool isOn(const Term& term, const Assignment& assignment);
 
 // The sum that the bounds of a linear or quadratic constraint apply to.

@@ -67,14 +67,16 @@ void writeJsonShared(std::ostream& out, const Namer& namer,
 }
 
 // What a constraint is about: [variable, [values]], each variable once and in
-// the order of the model. The values are those in its terms; an all-different
-// is about all of them and names none.
+// the order of the model. The values are those in its terms with a coefficient
+// other than 0; an all-different is about all of them and names none.
 void writeJsonScope(std::ostream& out, const Namer& namer,
                     const Constraint& constraint) {
   std::vector<Label> labels;
   for (const Term& term : constraint.terms) {
-    labels.push_back(term.label1);
-    labels.push_back(term.label2);
+    if (term.coefficient != 0) {
+      labels.push_back(term.label1);
+      labels.push_back(term.label2);
+    }
   }
   for (const unsigned variable : constraint.variables) {
     labels.push_back({variable, 0});

@@ -58,7 +58,7 @@ void writeTerms(std::ostream& out, const Namer& namer,
       isAnyOn = true;
     }
   }
-  out << (isAnyOn ? "\n" : ", no term is on\n");
+  out << (isAnyOn ? "\n" : ", no term counts\n");
   writeLacking(out, namer, constraint, assignment);
 }
 

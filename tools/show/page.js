@@ -1,7 +1,7 @@
 "use strict";
 // Marks the cells of a violated constraint while it is pointed at or has the
 // focus, tells about a cell, and switches between the views of a grid.
-const names = document.getElementById("names").textContent.split("\n");
+const names = JSON.parse(document.getElementById("names").textContent);
 const shown = new Map();   // the elements that show a variable
 const broken = new Map();  // the heads of the violated constraints about it
 const about = document.getElementById("about");

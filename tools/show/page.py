@@ -2,6 +2,7 @@
 
 import collections
 import html
+import json
 import pkgutil
 import re
 
@@ -17,6 +18,11 @@ NUMBERED = re.compile(r".*\D\d+")
 
 def escape(text):
     return html.escape(str(text))
+
+
+def json_text(value):
+    """JSON that cannot end the element of the page that holds it."""
+    return json.dumps(value, separators=(",", ":")).replace("<", "\\u003c")
 
 
 def part_of_page(name):
@@ -302,6 +308,6 @@ def page_of(title, result, changed, grids, rest, view):
         page.list(names)
     page.violations()
     page.write('<aside id="about" hidden aria-live="polite"></aside>'
-               f'<pre id="names" hidden>{escape(chr(10).join(result["values"]))}'
-               f"</pre><script>{part_of_page('page.js')}</script></body></html>")
+               f'<script type="application/json" id="names">{json_text(list(result["values"]))}'
+               f"</script><script>{part_of_page('page.js')}</script></body></html>")
     return "\n".join(page.parts) + "\n"
