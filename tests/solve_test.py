@@ -24,7 +24,8 @@ def make_tree(root, is_built):
     for name in ('solve', 'scripts/setup.sh', 'CMakeLists.txt', 'CMakePresets.json'):
         (root / name).parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(SOURCE / name, root / name)
-    for name in ('solver', 'constraints', 'front', 'examples', 'tools/check'):
+    for name in ('solver', 'constraints', 'front', 'examples', 'tools/check',
+                 'python/wcsp/_shared'):
         (root / name).mkdir(parents=True)
     if is_built:
         write_program(root / 'build/release/wcsp', PROGRAM)
@@ -106,6 +107,14 @@ def main():
         write_program(folder / 'bin/cmake', '#!/bin/sh\necho broken >&2\nexit 1\n')
         write_program(folder / 'bin/dpkg-query', '#!/bin/sh\necho installed\n')
         equal('a failing build', solve(failing, path=f'{folder}/bin:'), (125, '', 'broken\n'))
+        for i, source in enumerate(('front/new.cpp', 'tools/show/new.py', 'scripts/zipped',
+                                    'python/wcsp/_shared/new.py')):
+            changed = folder / f'changed{i}'
+            make_tree(changed, True)
+            write_program(changed / source, '')
+            now = (changed / 'build/release/solve.stamp').stat().st_mtime
+            os.utime(changed / source, (now + 1, now + 1))
+            equal(f'{source} is newer', solve(changed, path=f'{folder}/bin:'), (125, '', 'broken\n'))
         check_arguments_of_check(folder / 'checked', folder / 'programs')
 
 
