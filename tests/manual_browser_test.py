@@ -68,7 +68,7 @@ def check_copy(browser):
            "wcsp -inputfile choices.model | sed -n '/^.best/,$p'")
     browser.evaluate("document.execCommand = () => false")
     browser.click(copy)
-    browser.wait(f"{label} === 'Press Ctrl+C'")
+    browser.wait(f"{label} === 'Copy the selection'")
     expect("selected", browser.evaluate(
         "(({value, selectionStart, selectionEnd}) => value.slice(selectionStart, selectionEnd))"
         "(document.activeElement)"), "wcsp -inputfile choices.model | sed -n '/^.best/,$p'")

@@ -89,7 +89,7 @@ async function copy(text, block) {
     const area = document.createElement("textarea");
     area.readOnly = true;
     area.value = text;
-    area.rows = Math.min(text.split("\n").length, 10);
+    area.rows = Math.min(text.split("\n").length + 1, 10);
     block.append(area);
     area.focus();
     area.select();
@@ -98,7 +98,7 @@ async function copy(text, block) {
       return "Copied";
     }
     area.addEventListener("blur", () => area.remove());
-    return "Press Ctrl+C";
+    return "Copy the selection";
   }
 }
 
