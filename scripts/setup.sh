@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Shared by solve, check and .ci/run: installs missing Debian packages and
+# Shared by solve, test and .ci/run: installs missing Debian packages and
 # builds presets. Everything it prints goes to standard error and nothing it
 # starts reads standard input, which belongs to the caller's program.
 

@@ -2,7 +2,7 @@
 """Runs every command of README.md in a fresh clone.
 
 The commands that follow `./solve` have to work without the two others that the
-README begins with, so `./manual` and `./check` run last; of `./check` only the
+README begins with, so `./manual` and `./test` run last; of `./test` only the
 build, since it may be what runs this test.
 """
 
@@ -21,7 +21,7 @@ CODE = re.compile(r'((?:^ {4}.*\n)+)|`([^`]+)`', re.M)
 COMMAND = re.compile(r'(?:\./|build/release/wcsp)')
 # Optimisation would take most of the time, and the commands need none.
 COMPILER = '#!/bin/sh\nexec {} "$@" -w -O0 -fno-lto\n'
-LAST = {'./manual': './manual', './check': './check -N'}
+LAST = {'./manual': './manual', './test': './test -N'}
 
 
 def clone(folder):

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests ./solve and the arguments of ./check in folders of their own, with
+"""Tests ./solve and the arguments of ./test in folders of their own, with
 programs that only say how they were called."""
 
 import os
@@ -43,25 +43,25 @@ def run(script, *arguments, stdin=subprocess.DEVNULL, path=''):
     return done.returncode, done.stdout, done.stderr
 
 
-# Arguments of ./check, and whether they are handed to ctest.
-CHECK_ARGUMENTS = [
+# Arguments of ./test, and whether they are handed to ctest.
+TEST_ARGUMENTS = [
     ('', True), ('-L fast', True), ('-R solve -j4 -V', True), ('--all -LE slow', True),
     ('my.model', False), ('-inputfile my.model', False), ('-V my.model', False),
     ('-L fast my.model', False), ('--all my.model', False), ('-L', False),
 ]
 
 
-def check_arguments_of_check(root, programs):
+def check_arguments_of_test(root, programs):
     """What ctest would ignore is refused before anything is built."""
     make_tree(root, False)
-    shutil.copy(SOURCE / 'check', root / 'check')
+    shutil.copy(SOURCE / 'test', root / 'test')
     for name, text in (('cmake', '#!/bin/sh\n'), ('ctest', '#!/bin/sh\necho "$@"\n'),
                        ('dpkg-query', '#!/bin/sh\necho installed\n')):
         write_program(programs / name, text)
-    for arguments, is_taken in CHECK_ARGUMENTS:
-        status, out, err = run(root / 'check', *arguments.split(), path=f'{programs}:')
+    for arguments, is_taken in TEST_ARGUMENTS:
+        status, out, err = run(root / 'test', *arguments.split(), path=f'{programs}:')
         is_refused = 'not an option of ctest' in err or 'needs a value' in err
-        equal(f'./check {arguments}', (status, bool(out), is_refused),
+        equal(f'./test {arguments}', (status, bool(out), is_refused),
               (0, True, False) if is_taken else (2, False, True))
         if 'my.model' in arguments:
             equal(f'hint of {arguments}', 'wcsp-check MODEL' in err, True)
@@ -115,7 +115,7 @@ def main():
             now = (changed / 'build/release/solve.stamp').stat().st_mtime
             os.utime(changed / source, (now + 1, now + 1))
             equal(f'{source} is newer', solve(changed, path=f'{folder}/bin:'), (125, '', 'broken\n'))
-        check_arguments_of_check(folder / 'checked', folder / 'programs')
+        check_arguments_of_test(folder / 'checked', folder / 'programs')
 
 
 if __name__ == '__main__':
