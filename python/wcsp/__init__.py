@@ -10,7 +10,13 @@
 (True, 0, 'off')
 """
 
-from .errors import ModelError, ModelWarning, ProgramMissing, SolverError
+from .errors import (
+    ModelError,
+    ModelWarning,
+    ProgramMissing,
+    SolverError,
+    SolverWarning,
+)
 from .expressions import (
     AllDifferent,
     Constraint,
@@ -39,6 +45,7 @@ __all__ = [
     "Progress",
     "Result",
     "SolverError",
+    "SolverWarning",
     "Variable",
     "Violation",
     "all_different",

@@ -27,6 +27,10 @@ class ModelWarning(UserWarning):
     """Something in a model that is allowed and rarely meant."""
 
 
+class SolverWarning(UserWarning):
+    """Searches have not done all that was asked for."""
+
+
 class SolverError(RuntimeError):
     """A program ended without what was asked of it."""
 
@@ -80,7 +84,7 @@ class Remarks:
             warnings.warn_explicit(first + more, ModelWarning, file, line)
 
 
-def warn(message: str) -> None:
+def warn(message: str, kind: type[Warning] = ModelWarning) -> None:
     """Warns with the line that called the package."""
     _, depth = caller()
-    warnings.warn(message, ModelWarning, stacklevel=depth)
+    warnings.warn(message, kind, stacklevel=depth)

@@ -32,8 +32,9 @@ from .text import ModelWords, lines, scale_of, warn_of_rounding
 if TYPE_CHECKING:
     import os
 
+    from .arguments import Start
     from .results import Result
-    from .solving import Progress, Start
+    from .solving import Progress
 
 
 HARD = None
@@ -476,7 +477,7 @@ class Model:
     def with_runs(self, folder: str | os.PathLike[str]) -> Result:
         """The best of the runs that wcsp-many has left in a folder for the
         text of this model."""
-        from .solving import with_runs
+        from .best import with_runs
 
         return with_runs(self, folder)
 

@@ -5,13 +5,16 @@ from __future__ import annotations
 import json
 import os
 import subprocess
-import tempfile
 from pathlib import Path
 from typing import Any
 
 from ._shared import programs
+from ._shared.scratch import scratch
+from ._shared.search import child_command
 from .errors import ProgramMissing, SolverError
 
+#: Of the folders for the files of one call.
+PREFIX = "wcsp-python-"
 _CHECKOUT = Path(__file__).resolve().parents[2] / "build" / "release"
 
 
@@ -36,36 +39,49 @@ def find_program(name: str, wcsp: str | os.PathLike[str] | None = None) -> str:
     )
 
 
-def run(command: list[str], folder: str | None = None) -> str:
+def run(command: list[str], folder: Path | None = None) -> bytes:
     """Standard output of a tool that must succeed."""
-    done = subprocess.run(
-        command,
-        capture_output=True,
-        stdin=subprocess.DEVNULL,
-        cwd=folder,
-        check=False,
-    )
+    done = _done(command, folder)
     if done.returncode != 0:
-        raise SolverError(done.stderr.decode("utf-8", "replace").strip())
-    return done.stdout.decode()
+        raise SolverError(_complaint(done))
+    return done.stdout
+
+
+def judged_file(
+    model: Path, report: Path, wcsp: str | os.PathLike[str] | None = None
+) -> dict[str, Any]:
+    """What wcsp-check says of a report, right or wrong."""
+    checker = find_program("wcsp-check", wcsp)
+    done = _done([checker, "--json", "--", str(model), str(report)])
+    try:
+        told: dict[str, Any] = json.loads(done.stdout)
+    except ValueError:
+        raise SolverError(_complaint(done)) from None
+    return told
 
 
 def judged(
     model: str, report: str, wcsp: str | os.PathLike[str] | None = None
 ) -> dict[str, Any]:
-    """What wcsp-check says of a report, right or wrong."""
-    with tempfile.TemporaryDirectory(prefix="wcsp-") as folder:
-        Path(folder, "model").write_text(model, "utf-8")
-        Path(folder, "report").write_text(report, "utf-8")
-        done = subprocess.run(
-            [find_program("wcsp-check", wcsp), "--json", "model", "report"],
-            capture_output=True,
-            stdin=subprocess.DEVNULL,
-            cwd=folder,
-            check=False,
-        )
-    try:
-        told: dict[str, Any] = json.loads(done.stdout)
-    except ValueError:
-        raise SolverError(done.stderr.decode("utf-8", "replace")) from None
-    return told
+    """The same of texts."""
+    with scratch(PREFIX) as folder:
+        (folder / "model").write_text(model, "utf-8")
+        (folder / "report").write_text(report, "utf-8")
+        return judged_file(folder / "model", folder / "report", wcsp)
+
+
+def _done(
+    command: list[str], folder: Path | None = None
+) -> subprocess.CompletedProcess[bytes]:
+    return subprocess.run(
+        child_command(command),
+        capture_output=True,
+        stdin=subprocess.DEVNULL,
+        cwd=folder,
+        check=False,
+    )
+
+
+def _complaint(done: subprocess.CompletedProcess[bytes]) -> str:
+    text = done.stderr.decode("utf-8", "replace").strip()
+    return text or f"{done.args[-1]}: status {done.returncode}"

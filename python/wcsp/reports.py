@@ -29,7 +29,10 @@ def read_report(text: str) -> Report | None:
     if penalty is None:
         return None
     _, _, rest = body.partition("\n[Violated constraints]\n")
-    violated = {name: int(count) for name, count in _pairs(rest).items()}
+    try:
+        violated = {name: int(count) for name, count in _pairs(rest).items()}
+    except ValueError:
+        return None
     return Report(assignment, int(penalty[1]), int(penalty[2]), violated)
 
 

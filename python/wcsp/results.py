@@ -4,7 +4,6 @@ from __future__ import annotations
 
 import json
 import os
-import tempfile
 from collections import Counter
 from collections.abc import Hashable, Iterable
 from copy import deepcopy
@@ -13,11 +12,13 @@ from html import escape
 from pathlib import Path
 from typing import TYPE_CHECKING, Any, NamedTuple
 
+from ._shared.files import write_whole
 from ._shared.log import read_improvements
+from ._shared.scratch import scratch
 from .errors import SolverError
 from .expressions import Sum, Variable, terms
 from .numbers import shortest
-from .programs import find_program, judged, run
+from .programs import PREFIX, find_program, run
 from .reports import Report, start_text
 
 if TYPE_CHECKING:
@@ -85,6 +86,7 @@ class Result:
         model: Model,
         best: Run,
         runs: list[Run],
+        checked: dict[str, Any],
         wcsp: str | os.PathLike[str] | None = None,
     ) -> None:
         assert best.report is not None
@@ -95,6 +97,10 @@ class Result:
         #: Penalty of the hard constraints; 0 if all hold.
         self.hard: int
         self.hard, self._soft = penalty_of(best.report, weights_of(model))
+        #: What has ended the searches before their time: "SIGINT", "SIGTERM",
+        #: "SIGHUP", "target", or "" for nothing.
+        self.ended_by = ""
+        self._checked = checked
         self._wcsp = wcsp
         self._report = best.report
         model.words.update()
@@ -104,7 +110,6 @@ class Result:
             x = model.variables[self._numbers[word]]
             place = model.words.values(x.number).index(value)
             self._values[x.name] = list(x.places)[place]
-        self._checked = self._judge()
 
     def __copy__(self) -> Result:
         return deepcopy(self)
@@ -276,18 +281,16 @@ class Result:
 
     def show(self, path: str | os.PathLike[str] | None = None) -> Page:
         """The page of wcsp-show; also written to a file if there is a path."""
-        with tempfile.TemporaryDirectory(prefix="wcsp-") as folder:
-            self._write(Path(folder))
-            Path(folder, "names").write_text(
-                json.dumps(self._names()), "utf-8"
-            )
+        with scratch(PREFIX) as folder:
+            self._write(folder)
+            (folder / "names").write_text(json.dumps(self._names()), "utf-8")
             command = [find_program("wcsp-show", self._wcsp)]
             command += ["--check", find_program("wcsp-check", self._wcsp)]
             command += ["--names", "names", "model", "report"]
             page = run(command, folder)
         if path is not None:
-            Path(path).write_text(page, "utf-8")
-        return Page(page)
+            write_whole(path, page)
+        return Page(page.decode("utf-8", "replace"))
 
     def _repr_html_(self) -> str:
         return self.show()._repr_html_()
@@ -295,17 +298,17 @@ class Result:
     def plot(self, path: str | os.PathLike[str] | None = None) -> Picture:
         """The picture of wcsp-plot of all searches, as SVG; also written to a
         file if there is a path, whose suffix says the form."""
-        with tempfile.TemporaryDirectory(prefix="wcsp-") as folder:
+        with scratch(PREFIX) as folder:
             logs = [
                 f"{one.seed}.log" for one in self.runs if self._has_log(one)
             ]
             for one in self.runs:
-                Path(folder, f"{one.seed}.log").write_text(one.log, "ascii")
+                (folder / f"{one.seed}.log").write_text(one.log, "utf-8")
             command = [find_program("wcsp-plot", self._wcsp), *logs]
             if path is not None:
                 run([*command, "-o", os.path.abspath(path)], folder)
             run([*command, "-o", "picture.svg"], folder)
-            return Picture(Path(folder, "picture.svg").read_text("utf-8"))
+            return Picture((folder / "picture.svg").read_text("utf-8"))
 
     @staticmethod
     def _has_log(one: Run) -> bool:
@@ -343,15 +346,6 @@ class Result:
     def _write(self, folder: Path) -> None:
         (folder / "model").write_text(self.model.text(), "utf-8")
         (folder / "report").write_text(self.run.text, "utf-8")
-
-    def _judge(self) -> dict[str, Any]:
-        told = judged(self.model.text(), self.run.text, self._wcsp)
-        if told["status"] != 0:
-            raise SolverError(
-                f"wcsp-check refuses the report of seed {self.run.seed}: "
-                f"{told['verdict']}"
-            )
-        return told
 
     def start(self) -> str:
         """The result as the text of a start file."""

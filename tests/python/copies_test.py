@@ -70,7 +70,7 @@ def test_result(way):
     m, x, y = week()
     r = m.solve(time=10, seeds=2, options=["-iteration", "200"])
     twin = way(r)
-    for name in ("hard", "soft", "objective", "seeds", "violated", "failing", "log"):
+    for name in ("hard", "soft", "objective", "seeds", "violated", "failing", "log", "ended_by"):
         assert getattr(twin, name) == getattr(r, name), name
     assert twin.values() == r.values() and twin[x[0]] is r[x[0]]
     assert twin.model.check(twin) == [] and twin.show().text == r.show().text

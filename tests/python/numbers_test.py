@@ -8,9 +8,10 @@ from fractions import Fraction
 import pytest
 
 from wcsp import Model, ModelError, total
+from wcsp.arguments import limit_of
+from wcsp.best import best_of
 from wcsp.reports import read_report
 from wcsp.results import Run
-from wcsp.solving import _limit, best_of
 
 LARGEST = 2**31 - 1
 
@@ -58,9 +59,9 @@ def test_numbers_that_the_language_does_not_have(make):
 def test_every_target_of_two_decimals():
     """69 of them would be one too low if a double were cut."""
     for cents in range(1000):
-        assert _limit(cents / 100, Fraction(100)) == cents
-    assert _limit(0.299, Fraction(100)) == 29
-    assert _limit(-0.5, Fraction(1)) == -1
+        assert limit_of(cents / 100, Fraction(100)) == cents
+    assert limit_of(0.299, Fraction(100)) == 29
+    assert limit_of(-0.5, Fraction(1)) == -1
 
 
 @pytest.mark.filterwarnings("ignore::wcsp.ModelWarning")
@@ -75,7 +76,7 @@ def test_decimal_target_ends_the_search():
 
 
 @pytest.mark.filterwarnings("ignore::wcsp.ModelWarning")
-def test_penalties_beyond_32_bits():
+def test_penalties_beyond_32_bits(tmp_path):
     """The solver prints 2147483647 for both; the sum decides, and is given."""
     m, x, y = two()
     for name, weight in (("c1", 2 * 10**9), ("c2", 2 * 10**9), ("c3", 1)):
@@ -86,8 +87,10 @@ def test_penalties_beyond_32_bits():
                                  (3, "ba", "c1: 1\nc2: 1\nc3: 1\nc4: 3\n")):
         text = ("[best solution]\nx: {}\ny: {}\n\npenalty: 0/2147483647 (hard/soft)\n\n"
                 "[Violated constraints]\n{}").format(*values, broken)
+        (tmp_path / f"{seed}.report").write_text(text)
         runs.append(Run(seed, 0, read_report(text), text, ""))
-    r = best_of(m, runs, None)
+    m.write(tmp_path / "model")
+    r = best_of(m, runs, tmp_path / "model", tmp_path)
     assert (r.run.seed, r.soft) == (2, 4 * 10**9 + LARGEST)
     assert sum(v.cost for v in r.violated) == r.soft
     found = m.solve(time=5, seeds=1, options=["-iteration", "100"])

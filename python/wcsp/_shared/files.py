@@ -8,7 +8,7 @@ import os
 import stat
 import sys
 import tempfile
-from collections.abc import Iterable
+from collections.abc import Iterable, Iterator
 from typing import BinaryIO
 
 Content = bytes | str | Iterable[str]
@@ -18,52 +18,81 @@ Place = str | os.PathLike[str]
 BESIDE = ".wcsp-"
 
 
+class WholeFile:
+    """A file that is written beside its place, under a name that nobody can
+    guess, and renamed at the end of `with`; opened at once, so that what
+    cannot be written shows before there is anything to lose. Links are
+    followed, owner and mode are kept, and what is no plain file (a device, a
+    pipe) is written as it is. An OSError names the path."""
+
+    def __init__(self, path: Place) -> None:
+        self._name = os.fspath(path)
+        self._beside: str | None = None
+        self._there: os.stat_result | None = None
+        with self._named():
+            with contextlib.suppress(FileNotFoundError):
+                self._there = os.stat(self._name)
+            if self._there is None or stat.S_ISREG(self._there.st_mode):
+                self._file = self._open_beside()
+            else:
+                self._file = open(self._name, "wb")
+
+    def _open_beside(self) -> BinaryIO:
+        self._goal = os.path.realpath(self._name)
+        folder, name = os.path.split(self._goal)
+        if name in ("", ".", ".."):
+            raise OSError(errno.EISDIR, os.strerror(errno.EISDIR))
+        handle, self._beside = tempfile.mkstemp(dir=folder, prefix=BESIDE)
+        return os.fdopen(handle, "wb", 1 << 20)
+
+    def write(self, content: Content) -> None:
+        with self._named():
+            _write(self._file, content)
+
+    def __enter__(self) -> WholeFile:
+        return self
+
+    def __exit__(self, kind: object, error: object, _: object) -> None:
+        try:
+            with self._named():
+                self._file.close()
+                if kind is None and self._beside is not None:
+                    self._rename()
+                    self._beside = None
+        finally:
+            if self._beside is not None:
+                with contextlib.suppress(OSError):
+                    os.unlink(self._beside)
+
+    def _rename(self) -> None:
+        assert self._beside is not None
+        if self._there is None:
+            umask = os.umask(0)
+            os.umask(umask)
+            os.chmod(self._beside, 0o666 & ~umask)
+        else:
+            with contextlib.suppress(PermissionError):
+                os.chown(self._beside, self._there.st_uid, self._there.st_gid)
+            os.chmod(self._beside, stat.S_IMODE(self._there.st_mode))
+        os.replace(self._beside, self._goal)
+
+    @contextlib.contextmanager
+    def _named(self) -> Iterator[None]:
+        try:
+            yield
+        except OSError as error:
+            raise OSError(error.errno, error.strerror, self._name) from None
+
+
 def write_whole(path: Place | None, content: Content) -> None:
-    """Writes a file beside its place, under a name that nobody can guess, and
-    renames it. Links are followed, owner and mode are kept, and what is no
-    plain file (a device, a pipe) is written as it is. Standard output where
-    the path is None. An OSError names the path."""
+    """Writes a file as WholeFile does; standard output where the path is
+    None."""
     if path is None:
         _write(sys.stdout.buffer, content)
         sys.stdout.buffer.flush()
         return
-    name = os.fspath(path)
-    try:
-        try:
-            there = os.stat(name)
-        except FileNotFoundError:
-            there = None
-        if there is not None and not stat.S_ISREG(there.st_mode):
-            with open(name, "wb") as file:
-                _write(file, content)
-        else:
-            _replace(os.path.realpath(name), there, content)
-    except OSError as error:
-        raise OSError(error.errno, error.strerror, name) from None
-
-
-def _replace(
-    goal: str, there: os.stat_result | None, content: Content
-) -> None:
-    if os.path.basename(goal) in ("", ".", ".."):
-        raise OSError(errno.EISDIR, os.strerror(errno.EISDIR))
-    handle, beside = tempfile.mkstemp(dir=os.path.dirname(goal), prefix=BESIDE)
-    try:
-        with os.fdopen(handle, "wb", 1 << 20) as file:
-            _write(file, content)
-        if there is None:
-            umask = os.umask(0)
-            os.umask(umask)
-            os.chmod(beside, 0o666 & ~umask)
-        else:
-            with contextlib.suppress(PermissionError):
-                os.chown(beside, there.st_uid, there.st_gid)
-            os.chmod(beside, stat.S_IMODE(there.st_mode))
-        os.replace(beside, goal)
-    except BaseException:
-        with contextlib.suppress(OSError):
-            os.unlink(beside)
-        raise
+    with WholeFile(path) as file:
+        file.write(content)
 
 
 def _write(file: BinaryIO, content: Content) -> None:

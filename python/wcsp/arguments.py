@@ -1,0 +1,139 @@
+"""What Model.solve is given, checked before a search starts."""
+
+from __future__ import annotations
+
+import os
+from collections.abc import Iterable, Mapping
+from fractions import Fraction
+from math import floor
+from random import Random
+from typing import TYPE_CHECKING, Any, Union
+
+from .errors import ModelError
+from .expressions import Variable, shortened
+from .numbers import LARGEST, exact_number, whole_number
+from .reports import start_text
+from .results import Result
+
+if TYPE_CHECKING:
+    from .model import Model
+
+Start = Union[Result, Mapping[Any, Any]]
+
+# What solve() itself sets, and by which argument.
+_OWN_OPTIONS = {
+    "-inputfile": "the model",
+    "-seed": "seeds=",
+    "-time": "time=",
+    "-target": "target=",
+    "-initsolfile": "start=",
+    "-logfile": "log=",
+}
+_MOST_SEEDS = 100000
+_LONGEST = 10**9  # seconds
+
+
+def seeds_of(seeds: int | Iterable[int]) -> list[int]:
+    count = whole_number(seeds)
+    if isinstance(seeds, Iterable):
+        chosen = [(seed, whole_number(seed)) for seed in seeds]
+    elif count is not None and count <= _MOST_SEEDS:
+        chosen = [(seed, seed) for seed in range(1, count + 1)]
+    else:
+        raise ModelError(
+            f"seeds is a number of seeds up to {_MOST_SEEDS} or a list of "
+            f"them, not {seeds!r}"
+        )
+    found: dict[int, None] = {}
+    for given, seed in chosen:
+        if seed is None or not 0 <= seed <= LARGEST:
+            raise ModelError(
+                f"a seed is a whole number from 0 to {LARGEST}, not {given!r}"
+            )
+        if seed in found:
+            raise ModelError(f"seed {seed} is given twice")
+        found[seed] = None
+    if not found:
+        raise ModelError("at least one seed is needed")
+    return list(found)
+
+
+def seconds_of(time: float) -> float:
+    exact = exact_number(time)
+    if exact is None or exact <= 0:
+        raise ModelError(f"time is a number above 0, not {time!r}")
+    return float(min(exact, Fraction(_LONGEST)))
+
+
+def jobs_of(jobs: int | None, seeds: int) -> int:
+    if jobs is None:
+        return min(len(os.sched_getaffinity(0)), seeds)
+    number = whole_number(jobs)
+    if number is None or number < 1:
+        raise ModelError(f"jobs is a whole number above 0, not {jobs!r}")
+    return min(number, seeds)
+
+
+def limit_of(target: float | None, scale: Fraction) -> int | None:
+    """The target in the units of the text."""
+    if target is None:
+        return None
+    exact = exact_number(target)
+    if exact is None:
+        raise ModelError(f"target {target!r} is no number")
+    limit = floor(exact * scale)
+    if limit > LARGEST:
+        raise ModelError(
+            f"target {target!r} is beyond {float(LARGEST / scale):.10g}"
+        )
+    return limit
+
+
+def options_of(options: Iterable[str]) -> list[str]:
+    if isinstance(options, str):
+        raise ModelError(f"options is a list of words, not {options!r}")
+    words = [str(word) for word in options]
+    for word in words:
+        if word in _OWN_OPTIONS:
+            raise ModelError(f"options: {word} is set by {_OWN_OPTIONS[word]}")
+        if "\0" in word:
+            raise ModelError(f"options: {word!r} has a zero byte")
+    return words
+
+
+def start_places(model: Model, start: Start) -> dict[int, int]:
+    """The number of the value of each variable that is named."""
+    values = start.values() if isinstance(start, Result) else start
+    places = {}
+    for key, value in values.items():
+        name = key.name if isinstance(key, Variable) else key
+        try:
+            x = model[name]
+        except (KeyError, TypeError):
+            raise ModelError(
+                f"start: the model has no variable {name!r}"
+            ) from None
+        try:
+            places[x.number] = x.places[value]
+        except (KeyError, TypeError):
+            raise ModelError(
+                f"start: variable {name!r} has no value {value!r}; it has "
+                + shortened(x.values)
+            ) from None
+    return places
+
+
+def completed(model: Model, places: dict[int, int], seed: int) -> str:
+    """The text of a start file. Each variable that is not named gets value
+    number floor(u * n) of its n, u being the next of Random(seed).random():
+    that sequence is the same in every version of Python."""
+    draw = Random(seed).random
+    model.words.update()
+    words = {}
+    for x in model.variables:
+        place = places.get(x.number)
+        if place is None:
+            place = int(draw() * len(x.places))
+        values = model.words.values(x.number)
+        words[model.words.variables[x.number]] = values[place]
+    return start_text(words)

@@ -1,0 +1,108 @@
+"""Picks the best of several runs: those of a call, or those that wcsp-many
+has kept."""
+
+from __future__ import annotations
+
+import gzip
+import os
+import zlib
+from fractions import Fraction
+from pathlib import Path
+from typing import TYPE_CHECKING
+
+from ._shared.runs import digest, read_json, read_runs
+from ._shared.scratch import scratch
+from .errors import ModelError, SolverError, SolverWarning, warn
+from .programs import PREFIX, judged_file
+from .reports import read_report
+from .results import Result, Run, penalty_of, weights_of
+
+if TYPE_CHECKING:
+    from .model import Model
+
+
+def best_of(
+    model: Model,
+    runs: list[Run],
+    model_file: Path,
+    reports: Path,
+    wcsp: str | os.PathLike[str] | None = None,
+) -> Result:
+    """The best run as a result that wcsp-check finds right. The reports are
+    also files of the folder `reports`."""
+    weights = weights_of(model)
+
+    def rank(run: Run) -> tuple[int, Fraction, int]:
+        assert run.report is not None
+        return *penalty_of(run.report, weights), run.seed
+
+    refusal = ""
+    # A report that was damaged may name what the model does not have.
+    found = [
+        run
+        for run in runs
+        if run.report and run.report.violated.keys() <= weights.keys()
+    ]
+    for run in sorted(found, key=rank):
+        report = reports / f"{run.seed}.report"
+        told = judged_file(model_file, report, wcsp)
+        if told["status"] == 0:
+            return Result(model, run, runs, told, wcsp)
+        refusal = (
+            f"wcsp-check refuses the report of seed {run.seed}: "
+            f"{told['verdict']}"
+        )
+        warn(refusal, SolverWarning)
+    raise SolverError(refusal or f"no search has left a report: {_why(runs)}")
+
+
+def _why(runs: list[Run]) -> str:
+    if not runs:
+        return "there is none"
+    run = runs[-1]
+    if run.text.startswith("Usage: "):
+        return "wcsp does not take the options and prints its usage"
+    last = run.text.strip().split("\n")[-1]
+    return f"status {run.status}: {last}"
+
+
+def with_runs(model: Model, folder: str | os.PathLike[str]) -> Result:
+    """See Model.with_runs."""
+    place = Path(folder)
+    try:
+        settings = read_json(place / "settings.json")
+    except (OSError, ValueError):
+        raise SolverError(f"{place} is no folder of runs") from None
+    text = model.text()
+    if settings.get("model hash") != digest(text.encode()):
+        raise ModelError(f"{place} holds runs of another model")
+    records, damaged = read_runs(place)
+    runs = []
+    for seed, record in sorted(records.items()):
+        if "hard" not in record:
+            continue
+        try:
+            report = (place / f"{seed}.report").read_text("utf-8", "replace")
+            log = _kept_log(place, seed)
+        except (OSError, EOFError, zlib.error) as error:
+            damaged.append((seed, str(error)))
+            continue
+        runs.append(
+            Run(seed, record["status"], read_report(report), report, log)
+        )
+    for seed, reason in damaged:
+        warn(
+            f"run {seed} of {place} is damaged: {reason}. wcsp-many runs it "
+            "again",
+            SolverWarning,
+        )
+    with scratch(PREFIX) as own:
+        (own / "model").write_text(text, "utf-8")
+        return best_of(model, runs, own / "model", place)
+
+
+def _kept_log(folder: Path, seed: int) -> str:
+    packed, plain = folder / f"{seed}.log.gz", folder / f"{seed}.log"
+    if packed.exists():
+        return gzip.decompress(packed.read_bytes()).decode("ascii", "replace")
+    return plain.read_text("ascii", "replace") if plain.exists() else ""
