@@ -1,5 +1,6 @@
-// A stand-in for the solver: it knows the domains, owns the constraints and
-// swallows what they report, so that preparing a constraint is measured alone.
+// A stand-in for the solver, which implements the operations of `Wcsp` and
+// nothing else: it has the domains, owns the constraints and drops what they
+// report, so that preparing a constraint is measured alone.
 
 #pragma once
 
@@ -33,11 +34,6 @@ class StandInWcsp : public Wcsp {
   bool setLogFileName(std::string, bool) override { return false; }
   void initialize(unsigned, std::vector<unsigned>& sizes) final {
     numValues = sizes;
-    firstLabels.assign(1, 0);
-    for (const unsigned size : numValues) {
-      firstLabels.push_back(firstLabels.back() + size);
-    }
-    labelNumbers = firstLabels.data();
   }
   unsigned getNumVariables() const override {
     return static_cast<unsigned>(numValues.size());
@@ -63,8 +59,4 @@ class StandInWcsp : public Wcsp {
     numInvolved += numValues[variable];
   }
   void setDiffPenalty(unsigned, unsigned, unsigned, int) override {}
-  void changeDiffPenalties(unsigned, std::span<WcspChange const>) override {}
-
- private:
-  std::vector<unsigned> firstLabels;  ///< numbers, by variable
 };

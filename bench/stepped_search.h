@@ -17,10 +17,9 @@ class CountingWcsp : public RealWcsp {
  public:
   std::uint64_t numChanges = 0;
 
-  void changeDiffPenalties(unsigned constraint,
-                           std::span<WcspChange const> changes) override {
-    numChanges += changes.size();
-    RealWcsp::changeDiffPenalties(constraint, changes);
+  void enter(std::span<Change const> entered) override {
+    numChanges += entered.size();
+    RealWcsp::enter(entered);
   }
 };
 

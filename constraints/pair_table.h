@@ -11,11 +11,12 @@
 #include <compare>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <span>
 #include <vector>
 
-#include "constraints/bounded_sum.h"
+#include "constraints/bounds.h"
 
 class PairTable {
  public:
@@ -86,8 +87,14 @@ class PairTable {
   void fillSparse(std::span<Term const> terms, Bounds const& bounds);
 };
 
-/// The tables of one solver. A node never moves.
-using PairTables = std::set<PairTable>;
+/// The tables of one solver.
+struct PairTableOrder {
+  bool operator()(std::shared_ptr<PairTable const> const& a,
+                  std::shared_ptr<PairTable const> const& b) const {
+    return *a < *b;
+  }
+};
+using PairTables = std::set<std::shared_ptr<PairTable const>, PairTableOrder>;
 
 template <class Act>
 void PairTable::forEachValue(unsigned side, unsigned numValues,

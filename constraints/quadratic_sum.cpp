@@ -7,8 +7,7 @@
 #include <span>
 #include <utility>
 
-#include "constraints/bounded_sum.h"
-#include "constraints/changes.h"
+#include "constraints/bounds.h"
 #include "constraints/label_index.h"
 #include "constraints/offset.h"
 #include "constraints/quadratic_terms.h"
@@ -30,7 +29,6 @@ constexpr std::size_t sparseness = 3;
 template <class Sum>
 struct Scratch {
   std::vector<Sum> gains;            ///< by label; written before it is read
-  std::vector<Sum> gainChanges;      ///< by label; all 0 between two updates
   std::vector<unsigned> touched;     ///< blocks; written before it is read
   std::vector<unsigned char> marks;  ///< by block; all 0 between two updates
 };
@@ -106,17 +104,6 @@ std::vector<LabelPair> numberLabels(
   return pairs;
 }
 
-/// Puts the gains before aside and adds their changes, which are then used up.
-template <class Sum>
-void advance(Sum* __restrict before, Sum* __restrict gains,
-             Sum* __restrict change, std::size_t size) {
-  for (std::size_t i = 0; i < size; ++i) {
-    before[i] = gains[i];
-    gains[i] += change[i];
-    change[i] = 0;
-  }
-}
-
 /// One of the two widths of sums.
 template <class Sum>
 class GainedSum : public QuadraticSum {
@@ -125,10 +112,9 @@ class GainedSum : public QuadraticSum {
             std::vector<LabelKey> const& keys);
 
   int calculate(std::vector<unsigned> const& assignment) override;
-  void track(std::vector<unsigned> const& assignment) override;
-  int update(std::vector<unsigned> const& before,
-             std::vector<unsigned> const& assignment,
-             unsigned variable) override;
+  void prepare(WcspChanges& changes) override;
+  int update(std::vector<unsigned> const& now, unsigned moved, unsigned left,
+             WcspChanges& changes) override;
 
  private:
   using Block = LabelIndex::Block;
@@ -145,12 +131,12 @@ class GainedSum : public QuadraticSum {
   std::vector<Sum> runs;
   std::vector<std::int64_t> selfCoefficients;  ///< by label; empty: all are 0
   std::vector<unsigned> blockOf;               ///< by label
-  std::vector<Sum> gains;        ///< by label, at the assignment tracked
-  std::int64_t trackedSum = 0;   ///< there
-  std::int64_t leastSum = 0;     ///< of any assignment, at least this
-  std::int64_t greatestSum = 0;  ///< and at most this
-  std::int64_t maxChange = 0;    ///< by which one move can change the sum
-  Scratch<Sum>& scratch;         ///< shared
+  std::vector<Sum> gains;     ///< by label, at the last calculate() or update()
+  std::int64_t sum = 0;       ///< there
+  std::int64_t leastSum = 0;  ///< of any assignment, at least this
+  std::int64_t greatestSum = 0;     ///< and at most this
+  std::int64_t maxChange = 0;       ///< by which one move can change the sum
+  Scratch<Sum>* scratch = nullptr;  ///< shared
 
   void layOut(std::vector<WcspQuadratic::Term> const& terms,
               std::vector<LabelKey> const& keys);
@@ -162,27 +148,22 @@ class GainedSum : public QuadraticSum {
                 std::vector<unsigned> const& assignment) const {
     return index.find(block, assignment[block.variable]);
   }
-  std::int64_t fillGains(std::vector<unsigned> const& assignment,
-                         Sum* filled) const;
-  void addRun(unsigned label, Sum sign, Sum* sums) const;
+  void addRun(unsigned label, Sum sign);
   template <class Act>
   void forEachPiece(unsigned label, Act act) const;
-  void step(Block const& block, unsigned left, unsigned taken, Sum* sums);
+  void applyMove(Block const& block, unsigned left, unsigned taken);
   /// The slope of the violation wherever a move before or after may lead.
   int slope(std::int64_t sumAfter) const;
   std::span<unsigned const> touchedBlocks(unsigned moved, unsigned left,
                                           unsigned taken);
-  void updateBlock(Changes& changes, SumStep const& sumStep, int straight,
-                   Block const& block, std::vector<unsigned> const& before,
-                   std::vector<unsigned> const& assignment);
+  void report(WcspChanges& changes, SumStep const& sumStep, int straight,
+              Block const& block, unsigned onBefore, unsigned on) const;
 };
 
 template <class Sum>
 GainedSum<Sum>::GainedSum(WcspQuadratic const& itsConstraint,
                           std::vector<LabelKey> const& keys)
-    : constraint(itsConstraint),
-      bounds(constraint.lower, constraint.upper),
-      scratch(constraint.wcsp->template shared<Scratch<Sum>>()) {
+    : constraint(itsConstraint), bounds(constraint.lower, constraint.upper) {
   for (const LabelKey key : keys) {
     index.add(static_cast<unsigned>(key >> 32U), static_cast<unsigned>(key));
   }
@@ -195,11 +176,15 @@ GainedSum<Sum>::GainedSum(WcspQuadratic const& itsConstraint,
     std::fill(blockOf.begin() + index.blocks[b].begin,
               blockOf.begin() + index.blocks[b].end, b);
   }
-  const std::size_t size = std::max(scratch.gains.size(), keys.size());
-  scratch.gains.resize(size);
-  scratch.gainChanges.resize(size);
-  scratch.touched.resize(size);
-  scratch.marks.resize(size);
+}
+
+template <class Sum>
+void GainedSum<Sum>::prepare(WcspChanges& changes) {
+  scratch = &changes.shared<Scratch<Sum>>();
+  const std::size_t size = std::max(scratch->gains.size(), gains.size());
+  scratch->gains.resize(size);
+  scratch->touched.resize(size);
+  scratch->marks.resize(size);
 }
 
 // The sum stays between the sums of its negative and of its positive
@@ -287,12 +272,12 @@ void GainedSum<Sum>::forEachPiece(unsigned label, Act act) const {
 }
 
 template <class Sum>
-void GainedSum<Sum>::addRun(unsigned label, Sum sign, Sum* sums) const {
+void GainedSum<Sum>::addRun(unsigned label, Sum sign) {
   forEachPiece(label, [&](unsigned partner, unsigned length, Sum const* piece) {
     Sum const* __restrict coefficient = piece;
-    Sum* __restrict sum = sums + partner;
+    Sum* __restrict gain = gains.data() + partner;
     for (unsigned k = 0; k < length; ++k) {
-      sum[k] += sign * coefficient[k];
+      gain[k] += sign * coefficient[k];
     }
   });
 }
@@ -300,57 +285,52 @@ void GainedSum<Sum>::addRun(unsigned label, Sum sign, Sum* sums) const {
 // Every term that is on has been gained by both of its labels, a self term by
 // its one label.
 template <class Sum>
-std::int64_t GainedSum<Sum>::fillGains(std::vector<unsigned> const& assignment,
-                                       Sum* filled) const {
-  std::fill_n(filled, numLabels(), Sum{0});
+int GainedSum<Sum>::calculate(std::vector<unsigned> const& assignment) {
+  std::ranges::fill(gains, Sum{0});
   for (Block const& block : index.blocks) {
     if (const unsigned on = onIn(block, assignment); on != block.end) {
-      addRun(on, 1, filled);
+      addRun(on, 1);
     }
   }
   for (std::size_t label = 0; label < selfCoefficients.size(); ++label) {
-    filled[label] += static_cast<Sum>(selfCoefficients[label]);
+    gains[label] += static_cast<Sum>(selfCoefficients[label]);
   }
-  std::int64_t sum = 0;
+  std::int64_t twice = 0;
   for (Block const& block : index.blocks) {
     if (const unsigned on = onIn(block, assignment); on != block.end) {
-      sum += filled[on];
-      sum += selfCoefficients.empty() ? 0 : selfCoefficients[on];
+      twice += gains[on];
+      twice += selfCoefficients.empty() ? 0 : selfCoefficients[on];
     }
   }
-  return sum / 2;
-}
-
-template <class Sum>
-int GainedSum<Sum>::calculate(std::vector<unsigned> const& assignment) {
-  Sum* const measured = scratch.gains.data();
-  const BoundedSum bounded(constraint, constraint.lower, constraint.upper,
-                           fillGains(assignment, measured));
+  sum = twice / 2;
+  const int violation = bounds.violation(sum);
   for (Block const& block : index.blocks) {
-    bounded.report(index, block, onIn(block, assignment),
-                   LabelRange{block.begin, block.end}, measured);
+    const unsigned on = onIn(block, assignment);
+    const std::int64_t loss = on == block.end ? 0 : gains[on];
+    const auto diff = [&](std::int64_t gain) {
+      return bounds.violation(sum + gain - loss) - violation;
+    };
+    const int leaving = diff(0);
+    forEachValue(
+        block.begin, block.end, constraint.wcsp->getNumValues(block.variable),
+        leaving != 0, [&](unsigned label) { return index.value(block, label); },
+        [&](unsigned value, unsigned label) {
+          constraint.wcsp->setDiffPenalty(
+              constraint.id, block.variable, value,
+              label == block.end ? leaving : diff(gains[label]));
+        });
   }
-  return bounded.violation();
+  return violation;
 }
 
-// An update that an exception has left may have left its scratch behind.
 template <class Sum>
-void GainedSum<Sum>::track(std::vector<unsigned> const& assignment) {
-  std::fill_n(scratch.gainChanges.begin(), numLabels(), Sum{0});
-  trackedSum = fillGains(assignment, gains.data());
-}
-
-template <class Sum>
-void GainedSum<Sum>::step(Block const& block, unsigned left, unsigned taken,
-                          Sum* sums) {
-  if (left == taken) {
-    return;
-  }
+void GainedSum<Sum>::applyMove(Block const& block, unsigned left,
+                               unsigned taken) {
   if (left != block.end) {
-    addRun(left, -1, sums);
+    addRun(left, -1);
   }
   if (taken != block.end) {
-    addRun(taken, 1, sums);
+    addRun(taken, 1);
   }
 }
 
@@ -358,69 +338,56 @@ void GainedSum<Sum>::step(Block const& block, unsigned left, unsigned taken,
 template <class Sum>
 int GainedSum<Sum>::slope(std::int64_t sumAfter) const {
   return bounds.slope(
-      std::max(std::min(trackedSum, sumAfter) - maxChange, leastSum),
-      std::min(std::max(trackedSum, sumAfter) + maxChange, greatestSum));
+      std::max(std::min(sum, sumAfter) - maxChange, leastSum),
+      std::min(std::max(sum, sumAfter) + maxChange, greatestSum));
 }
 
 template <class Sum>
-int GainedSum<Sum>::update(std::vector<unsigned> const& before,
-                           std::vector<unsigned> const& assignment,
-                           unsigned variable) {
-  Changes changes(constraint);
-  if (variable == WcspConstraint::several) {
-    // The gain of a label that is on counts each term twice.
-    std::int64_t twice = 0;
-    for (Block const& block : index.blocks) {
-      step(block, onIn(block, before), onIn(block, assignment),
-           scratch.gainChanges.data());
-    }
-    for (Block const& block : index.blocks) {
-      if (const unsigned on = onIn(block, assignment); on != block.end) {
-        twice += std::int64_t{gains[on]} + scratch.gainChanges[on];
-        twice += selfCoefficients.empty() ? 0 : selfCoefficients[on];
-      }
-    }
-    const SumStep sumStep(bounds, trackedSum, twice / 2);
-    for (Block const& block : index.blocks) {
-      updateBlock(changes, sumStep, Bounds::bent, block, before, assignment);
-    }
-    trackedSum = twice / 2;
-    changes.flush();
-    return sumStep.violation();
-  }
+int GainedSum<Sum>::update(std::vector<unsigned> const& now, unsigned moved,
+                           unsigned left, WcspChanges& changes) {
   auto const& blocks = index.blocks;
-  const auto moved = std::lower_bound(
-      blocks.begin(), blocks.end(), variable,
-      [](Block const& block, unsigned v) { return block.variable < v; });
-  const unsigned left = onIn(*moved, before);
-  const unsigned taken = onIn(*moved, assignment);
+  const auto block =
+      std::ranges::lower_bound(blocks, moved, {}, &Block::variable);
+  const unsigned from = index.find(*block, left);
+  const unsigned to = index.find(*block, now[moved]);
   const auto gainOf = [&](unsigned label) {
-    return label == moved->end ? 0 : std::int64_t{gains[label]};
+    return label == block->end ? 0 : std::int64_t{gains[label]};
   };
-  const std::int64_t sum = trackedSum + gainOf(taken) - gainOf(left);
-  const int straight = slope(sum);
+  const std::int64_t sumAfter = sum + gainOf(to) - gainOf(from);
+  const int straight = slope(sumAfter);
+  const SumStep sumStep(bounds, sum, sumAfter);
+  sum = sumAfter;
   if (straight == 0) {
-    step(*moved, left, taken, gains.data());
-    trackedSum = sum;
+    applyMove(*block, from, to);
     return 0;
   }
-  step(*moved, left, taken, scratch.gainChanges.data());
-  const SumStep sumStep(bounds, trackedSum, sum);
   const auto touched =
       sumStep.reachesAll(straight)
           ? std::span<unsigned const>()
-          : touchedBlocks(static_cast<unsigned>(moved - blocks.begin()), left,
-                          taken);
+          : touchedBlocks(static_cast<unsigned>(block - blocks.begin()), from,
+                          to);
+  const auto keep = [&](unsigned first, unsigned last) {
+    std::copy(gains.data() + first, gains.data() + last,
+              scratch->gains.data() + first);
+  };
+  const auto reportBlock = [&](Block const& reported) {
+    const unsigned on = onIn(reported, now);
+    report(changes, sumStep, straight, reported,
+           reported.variable == moved ? from : on, on);
+  };
   if (touched.empty()) {
-    for (Block const& block : blocks) {
-      updateBlock(changes, sumStep, straight, block, before, assignment);
-    }
+    keep(0, numLabels());
+    applyMove(*block, from, to);
+    std::ranges::for_each(blocks, reportBlock);
+    return sumStep.violation();
   }
   for (const unsigned b : touched) {
-    updateBlock(changes, sumStep, straight, blocks[b], before, assignment);
+    keep(blocks[b].begin, blocks[b].end);
   }
-  trackedSum = sum;
-  changes.flush();
+  applyMove(*block, from, to);
+  for (const unsigned b : touched) {
+    reportBlock(blocks[b]);
+  }
   return sumStep.violation();
 }
 
@@ -437,10 +404,10 @@ std::span<unsigned const> GainedSum<Sum>::touchedBlocks(unsigned moved,
   if (size * sparseness >= numLabels()) {
     return {};
   }
-  unsigned* end = scratch.touched.data();
+  unsigned* end = scratch->touched.data();
   const auto touch = [&](unsigned b) {
-    if (scratch.marks[b] == 0) {
-      scratch.marks[b] = 1;
+    if (scratch->marks[b] == 0) {
+      scratch->marks[b] = 1;
       *end++ = b;
     }
   };
@@ -456,43 +423,45 @@ std::span<unsigned const> GainedSum<Sum>::touchedBlocks(unsigned moved,
       }
     });
   }
-  std::sort(scratch.touched.data(), end);
-  const std::span<unsigned const> touched(scratch.touched.data(), end);
+  std::sort(scratch->touched.data(), end);
+  const std::span<unsigned const> touched(scratch->touched.data(), end);
   for (const unsigned b : touched) {
-    scratch.marks[b] = 0;
+    scratch->marks[b] = 0;
   }
   return touched;
 }
 
-// The gains change on the way.
 template <class Sum>
-void GainedSum<Sum>::updateBlock(Changes& changes, SumStep const& sumStep,
-                                 int straight, Block const& block,
-                                 std::vector<unsigned> const& before,
-                                 std::vector<unsigned> const& assignment) {
-  Sum* const gainsAfter = gains.data();
-  Sum* const gainsBefore = scratch.gains.data();
-  Sum* const change = scratch.gainChanges.data();
-  const std::size_t size = block.end - block.begin;
-  advance(gainsBefore + block.begin, gainsAfter + block.begin,
-          change + block.begin, size);
-  const auto lossOf = [&](Sum const* of, unsigned on) {
-    return on == block.end ? Sum{0} : of[on];
-  };
-  const Sum lossBefore = lossOf(gainsBefore, onIn(block, before));
-  const Sum lossAfter = lossOf(gainsAfter, onIn(block, assignment));
-  const unsigned first = constraint.wcsp->labelNumber(block.variable);
-  const unsigned numValues =
-      constraint.wcsp->labelNumber(block.variable + 1) - first;
-  if (straight == Bounds::bent || size != numValues) {
-    reportBlock<Sum>(changes, sumStep, index, block, first, numValues,
-                     {lossBefore, gainsBefore}, {lossAfter, gainsAfter});
+void GainedSum<Sum>::report(WcspChanges& changes, SumStep const& sumStep,
+                            int straight, Block const& block, unsigned onBefore,
+                            unsigned on) const {
+  Sum const* const before = scratch->gains.data();
+  Sum const* const after = gains.data();
+  const Sum lossBefore = onBefore == block.end ? Sum{0} : before[onBefore];
+  const Sum lossAfter = on == block.end ? Sum{0} : after[on];
+  const unsigned first = changes.label(block.variable);
+  const unsigned numValues = changes.label(block.variable + 1) - first;
+  using Diffs = WcspChanges::Diffs;
+  if (straight == Bounds::bent || block.end - block.begin != numValues) {
+    const Diffs leaving =
+        sumStep.diffs(-std::int64_t{lossBefore}, -std::int64_t{lossAfter});
+    forEachValue(
+        block.begin, block.end, numValues, leaving.differ(),
+        [&](unsigned label) { return index.value(block, label); },
+        [&](unsigned value, unsigned label) {
+          changes.add(
+              first + value,
+              label == block.end
+                  ? leaving
+                  : sumStep.diffs(std::int64_t{before[label]} - lossBefore,
+                                  std::int64_t{after[label]} - lossAfter));
+        });
     return;
   }
   changes.addRange(first, first + numValues, [&](unsigned label) {
     const std::size_t i = block.begin + (label - first);
-    return std::pair(straight * static_cast<int>(gainsBefore[i] - lossBefore),
-                     straight * static_cast<int>(gainsAfter[i] - lossAfter));
+    return Diffs{straight * static_cast<int>(before[i] - lossBefore),
+                 straight * static_cast<int>(after[i] - lossAfter)};
   });
 }
 

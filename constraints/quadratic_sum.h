@@ -23,8 +23,7 @@ class QuadraticSum {
 
   // As in WcspConstraint.
   virtual int calculate(std::vector<unsigned> const& assignment) = 0;
-  virtual void track(std::vector<unsigned> const& assignment) = 0;
-  virtual int update(std::vector<unsigned> const& before,
-                     std::vector<unsigned> const& assignment,
-                     unsigned variable) = 0;
+  virtual void prepare(WcspChanges& changes) = 0;
+  virtual int update(std::vector<unsigned> const& now, unsigned moved,
+                     unsigned left, WcspChanges& changes) = 0;
 };

@@ -25,20 +25,15 @@ class WCSP_EXPORT WcspAlldiff : public WcspConstraint {
 
   void preprocess() override;
   int calculate(std::vector<unsigned> const& assignment) override;
-  bool isUpdatable() const override { return true; }
-  void track(std::vector<unsigned> const& assignment) override;
-  int update(std::vector<unsigned> const& before,
-             std::vector<unsigned> const& assignment,
-             unsigned variable) override;
+  int update(std::vector<unsigned> const& now, unsigned moved, unsigned left,
+             WcspChanges& changes) override;
 
  private:
-  struct Scratch;
+  int numRepeats = 0;                  ///< the violation at the last call
+  std::vector<unsigned> counts;        ///< how often it was taken, by value
+  std::vector<unsigned> countsBefore;  ///< the same but during an update
+  std::vector<unsigned> values;        ///< scratch of calculate()
 
-  Scratch* scratch = nullptr;          ///< shared; owned by the solver
-  std::vector<unsigned> counts;        ///< of the assignment tracked, by value
-  std::vector<unsigned> countsBefore;  ///< the same before an update
-  int numRepeats = 0;                  ///< the violation tracked
-
-  void report(std::vector<unsigned> const& before,
-              std::vector<unsigned> const& assignment);
+  void report(std::vector<unsigned> const& now, unsigned moved, unsigned left,
+              WcspChanges& changes) const;
 };

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -10,13 +11,7 @@
 #include <vector>
 
 #include "constraints/array.h"
-#include "constraints/label_index.h"
 #include "solver/wcsp.h"
-
-class Changes;
-struct CountState;
-struct CountStep;
-struct Diffs;
 
 /// lower <= sum of the coefficients of the terms that are on <= upper. The
 /// violation is the distance of the sum from that interval, at most Wcsp::inf.
@@ -46,85 +41,56 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
   using WcspConstraint::WcspConstraint;
 
   void preprocess() override;
+  void prepare(WcspChanges& changes) override;
   int calculate(std::vector<unsigned> const& assignment) override;
-  bool isUpdatable() const override { return true; }
-  void track(std::vector<unsigned> const& assignment) override;
-  int update(std::vector<unsigned> const& before,
-             std::vector<unsigned> const& assignment,
-             unsigned variable) override;
+  int update(std::vector<unsigned> const& now, unsigned moved, unsigned left,
+             WcspChanges& changes) override;
 
  private:
-  /// Few terms with one coefficient.
-  struct Few {
-    CountState const* states;
-  };
+  /// Any terms.
+  struct Mixed {};
+
+  /// Few terms with one coefficient, of different variables.
+  struct Few {};
 
   /// The same, of variables with two values each.
-  struct Clause {
-    CountState const* states;
-  };
+  struct Clause {};
 
-  /// Many terms with one coefficient.
+  /// Many terms with one coefficient, of different variables.
   struct Many {
-    CountState const* states;
-    std::vector<std::uint64_t> areOn;  ///< a bit for each term, as tracked
-    std::vector<unsigned> labels;      ///< their numbers, see labelNumber()
-  };
-
-  /// Where a variable has several terms: the terms by variable.
-  struct Blocks {
-    LabelIndex index;
-    std::vector<std::int64_t> coefficients;  ///< by label
+    std::vector<std::uint64_t> areOn;  ///< a bit for each term
+    std::vector<unsigned> labels;      ///< their numbers, see WcspChanges
   };
 
   using Assignment = std::vector<unsigned>;
   using Terms = std::span<Term const>;
+  using Diffs = WcspChanges::Diffs;
+  struct CountStep;
+  struct Move;
 
-  /// Of the assignment tracked: the sum or, where all coefficients are the
-  /// same, the number of terms that are on.
-  std::int64_t tracked = 0;
+  std::int64_t sum = 0;        ///< at the last calculate() or update()
   std::int64_t maxChange = 0;  ///< by which one move can change the sum
-  /// Single terms with different coefficients need nothing more. What is large
-  /// stands elsewhere, so that most constraints stay small.
-  std::variant<std::monostate, Few, Clause, std::unique_ptr<Many>,
-               std::unique_ptr<Blocks>>
-      form;
+  /// What is large stands elsewhere, so that most constraints stay small.
+  std::variant<Mixed, Few, Clause, std::unique_ptr<Many>> form;
 
-  Blocks const* blocks() const;
-  /// Returns whether a variable has several terms.
-  bool findMaxChange();
-  void makeBlocks();
+  Terms groupOf(unsigned variable) const;
+  template <class Act>
+  void forEachGroup(Act act) const;
   void chooseForm();
-  std::int64_t countOn(Assignment const& assignment) const;
-  std::int64_t sumOf(Assignment const& assignment) const;
-  /// The terms of `variable`, or all of them.
-  Terms termsOf(unsigned variable) const;
-  /// Reports a term's label and the other values of its variable.
-  void reportValues(Changes& changes, Term const& term, Diffs self,
-                    Diffs others) const;
-  /// The same from the diffs of the term's label, where it is off, or of the
-  /// other values, where it is on.
-  void reportTerm(Changes& changes, Term const& term, bool wasOn, bool isOn,
-                  Diffs diffs) const;
-  void reportAll(CountStep const& step, Assignment const& before,
-                 Assignment const& assignment) const;
-  void reportClause(CountStep const& step, Assignment const& before,
-                    Assignment const& assignment) const;
-  void reportMany(CountStep const& step, Many const& many, Term const& moved,
-                  Assignment const& before, Assignment const& assignment) const;
+  /// The sum where all coefficients are the same.
+  std::int64_t countedSum(Assignment const& assignment) const;
+  int updateMixed(Move const& move, WcspChanges& changes);
+  template <class Report>
+  int updateCount(std::int64_t after, Report report);
+  void reportClause(CountStep const& step, Move const& move,
+                    WcspChanges& changes) const;
+  void reportFew(CountStep const& step, Move const& move,
+                 WcspChanges& changes) const;
+  int updateMany(Many& many, Move const& move, WcspChanges& changes);
+  void reportMany(CountStep const& step, Many const& many, std::size_t moved,
+                  Move const& move, WcspChanges& changes) const;
   /// Reports the 64 terms from `begin` on that have not moved and whose bit is
   /// set in `others`.
-  void reportOthers(Changes& changes, CountStep const& step, Many const& many,
-                    std::size_t begin, std::uint64_t others) const;
-  template <class Report>
-  int updateFew(CountState const* states, Assignment const& assignment,
-                Report report);
-  int updateMany(Many& many, Assignment const& before,
-                 Assignment const& assignment, unsigned variable);
-  int updateTerms(Assignment const& before, Assignment const& assignment,
-                  unsigned variable);
-  int updateBlocks(Assignment const& before, Assignment const& assignment,
-                   unsigned variable);
-  int calculateSingle(Assignment const& assignment) const;
-  int calculateBlocks(Assignment const& assignment) const;
+  void reportOthers(CountStep const& step, Many const& many, std::size_t begin,
+                    std::uint64_t others, WcspChanges& changes) const;
 };

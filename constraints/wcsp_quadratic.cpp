@@ -6,16 +6,12 @@
 #include <algorithm>
 #include <utility>
 
-#include "constraints/bounded_sum.h"
-#include "constraints/changes.h"
+#include "constraints/bounds.h"
 #include "constraints/pair_table.h"
 #include "constraints/quadratic_sum.h"
 #include "constraints/quadratic_terms.h"
 
 namespace {
-
-/// Up to this many terms listing all diffs is faster than an update.
-constexpr std::size_t fewTerms = 6;
 
 void orient(WcspQuadratic::Term& term) {
   if (secondKey(term) < firstKey(term)) {
@@ -64,8 +60,7 @@ void WcspQuadratic::preprocess() {
                   static_cast<unsigned>(key));
   }
   if (!makePair()) {
-    isSmall = terms.size() <= fewTerms;
-    sum = QuadraticSum::make(*this);
+    form = std::shared_ptr<QuadraticSum>(QuadraticSum::make(*this));
   }
   terms = {};
 }
@@ -84,40 +79,33 @@ bool WcspQuadratic::makePair() {
   if (!PairTable::suits(pairTerms)) {
     return false;
   }
-  table = &*wcsp->shared<PairTables>()
-                .emplace(pairTerms, Bounds(lower, upper))
-                .first;
-  variables[0] = terms.front().variable1;
-  variables[1] = terms.front().variable2;
+  form =
+      Pair{std::make_shared<PairTable const>(pairTerms, Bounds(lower, upper)),
+           {terms.front().variable1, terms.front().variable2}};
   return true;
 }
 
+void WcspQuadratic::prepare(WcspChanges& changes) {
+  if (auto* const pair = std::get_if<Pair>(&form)) {
+    pair->table = *changes.shared<PairTables>().insert(pair->table).first;
+  } else if (auto const* const sum =
+                 std::get_if<std::shared_ptr<QuadraticSum>>(&form)) {
+    (*sum)->prepare(changes);
+  }
+}
+
 int WcspQuadratic::calculate(std::vector<unsigned> const& assignment) {
-  if (table != nullptr) {
-    return calculatePair(assignment);
+  if (auto const* const pair = std::get_if<Pair>(&form)) {
+    return calculatePair(*pair, assignment);
   }
+  auto const* const sum = std::get_if<std::shared_ptr<QuadraticSum>>(&form);
   return sum == nullptr ? Bounds(lower, upper).violation(0)
-                        : sum->calculate(assignment);
-}
-
-void WcspQuadratic::track(std::vector<unsigned> const& assignment) {
-  if (sum != nullptr) {
-    sum->track(assignment);
-  }
-}
-
-int WcspQuadratic::update(std::vector<unsigned> const& before,
-                          std::vector<unsigned> const& assignment,
-                          unsigned variable) {
-  if (table != nullptr) {
-    return updatePair(before, assignment);
-  }
-  return sum == nullptr ? Bounds(lower, upper).violation(0)
-                        : sum->update(before, assignment, variable);
+                        : (*sum)->calculate(assignment);
 }
 
 int WcspQuadratic::calculatePair(
-    std::vector<unsigned> const& assignment) const {
+    Pair const& pair, std::vector<unsigned> const& assignment) const {
+  auto const& [table, variables] = pair;
   const unsigned on[2] = {assignment[variables[0]], assignment[variables[1]]};
   const int violation = table->violation(on[0], on[1]);
   for (const unsigned side : {0U, 1U}) {
@@ -125,10 +113,8 @@ int WcspQuadratic::calculatePair(
     const unsigned other = on[1 - side];
     table->forEachValue(side, wcsp->getNumValues(variable), other, other, true,
                         [&](unsigned value, int, int there) {
-                          if (there != violation) {
-                            wcsp->setDiffPenalty(id, variable, value,
-                                                 there - violation);
-                          }
+                          wcsp->setDiffPenalty(id, variable, value,
+                                               there - violation);
                         });
   }
   return violation;
@@ -136,29 +122,33 @@ int WcspQuadratic::calculatePair(
 
 // The diffs of one variable are its violations while the other one stays, less
 // the violation now.
-int WcspQuadratic::updatePair(std::vector<unsigned> const& before,
-                              std::vector<unsigned> const& assignment) const {
-  const unsigned left[2] = {before[variables[0]], before[variables[1]]};
-  const unsigned taken[2] = {assignment[variables[0]],
-                             assignment[variables[1]]};
-  const int violationBefore = table->violation(left[0], left[1]);
+int WcspQuadratic::update(std::vector<unsigned> const& now, unsigned moved,
+                          unsigned left, WcspChanges& changes) {
+  auto const* const pair = std::get_if<Pair>(&form);
+  if (pair == nullptr) {
+    return std::get<std::shared_ptr<QuadraticSum>>(form)->update(now, moved,
+                                                                 left, changes);
+  }
+  auto const& [table, variables] = *pair;
+  const std::array taken = {now[variables[0]], now[variables[1]]};
+  std::array before = taken;
+  before[variables[0] == moved ? 0 : 1] = left;
+  const int violationBefore = table->violation(before[0], before[1]);
   const int violation = table->violation(taken[0], taken[1]);
   const bool isShifted = violation != violationBefore;
-  Changes changes(*this);
   for (const unsigned side : {0U, 1U}) {
     const unsigned other = 1 - side;
-    if (!isShifted && left[other] == taken[other]) {
+    if (!isShifted && variables[other] != moved) {
       continue;
     }
     const unsigned variable = variables[side];
-    const unsigned first = wcsp->labelNumber(variable);
-    table->forEachValue(side, wcsp->labelNumber(variable + 1) - first,
-                        left[other], taken[other], isShifted,
-                        [&](unsigned value, int there, int thereAfter) {
-                          changes.add(first + value, there - violationBefore,
-                                      thereAfter - violation);
-                        });
+    const unsigned first = changes.label(variable);
+    table->forEachValue(
+        side, changes.label(variable + 1) - first, before[other], taken[other],
+        isShifted, [&](unsigned value, int there, int thereAfter) {
+          changes.add(first + value,
+                      {there - violationBefore, thereAfter - violation});
+        });
   }
-  changes.flush();
   return violation;
 }

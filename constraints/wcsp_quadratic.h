@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <variant>
 #include <vector>
 
 #include "constraints/array.h"
@@ -43,22 +44,23 @@ class WCSP_EXPORT WcspQuadratic : public WcspConstraint {
   using WcspConstraint::WcspConstraint;
 
   void preprocess() override;
+  void prepare(WcspChanges& changes) override;
   int calculate(std::vector<unsigned> const& assignment) override;
-  bool isUpdatable() const override { return !isSmall; }
-  void track(std::vector<unsigned> const& assignment) override;
-  int update(std::vector<unsigned> const& before,
-             std::vector<unsigned> const& assignment,
-             unsigned variable) override;
+  int update(std::vector<unsigned> const& now, unsigned moved, unsigned left,
+             WcspChanges& changes) override;
 
  private:
-  PairTable const* table = nullptr;        ///< where it suits; shared
-  std::array<unsigned, 2> variables = {};  ///< of the table
-  std::shared_ptr<QuadraticSum> sum;       ///< otherwise, unless without terms
-  bool isSmall = false;                    ///< the sum, so that it is listed
+  /// Terms of two variables.
+  struct Pair {
+    std::shared_ptr<PairTable const> table;
+    std::array<unsigned, 2> variables;
+  };
+
+  /// Nothing: there are no terms.
+  std::variant<std::monostate, Pair, std::shared_ptr<QuadraticSum>> form;
 
   /// Returns whether a table suits the terms.
   bool makePair();
-  int calculatePair(std::vector<unsigned> const& assignment) const;
-  int updatePair(std::vector<unsigned> const& before,
-                 std::vector<unsigned> const& assignment) const;
+  int calculatePair(Pair const& pair,
+                    std::vector<unsigned> const& assignment) const;
 };

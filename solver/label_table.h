@@ -1,6 +1,6 @@
 // What the solver knows of each label, side by side in long arrays. The labels
-// are numbered from 0, ascending by variable and then by value, and the
-// sentinel behind them: comparing two numbers compares two labels.
+// are numbered from 0, ascending by variable and then by value: comparing two
+// numbers compares two labels.
 
 #pragma once
 
@@ -43,11 +43,8 @@ class LabelTable {
     }
   }
 
-  /// How many labels there are, without the sentinel.
+  /// How many labels there are.
   unsigned size() const { return begins.empty() ? 0 : begins.back(); }
-
-  /// The number of the sentinel, above that of every label.
-  unsigned sentinel() const { return size(); }
 
   unsigned number(unsigned variable, unsigned value) const {
     return begins[variable] + value;
@@ -57,7 +54,7 @@ class LabelTable {
     return label - begins[variables[label]];
   }
 
-  /// The number of each variable's first label, and the sentinel's.
+  /// The number of each variable's first label, and size().
   unsigned const* firstNumbers() const { return begins.data(); }
 
  private:

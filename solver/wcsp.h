@@ -1,6 +1,6 @@
-// The two interfaces on which everything meets: `Wcsp`, the solver as its
-// callers and its constraints see it, and `WcspConstraint`, a constraint as the
-// solver sees it.
+// The interfaces on which everything meets: `Wcsp`, the solver as its callers
+// and its constraints see it, `WcspConstraint`, a constraint as the solver sees
+// it, and `WcspChanges`, which takes what a constraint reports after a move.
 //
 // Variables are numbered from 0 in the order of their declaration, the values
 // of each variable from 0, and constraints from 0 in the order in which they
@@ -10,6 +10,11 @@
 
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <span>
@@ -19,14 +24,8 @@
 
 #include "solver/export.h"
 
+class WcspChanges;
 class WcspConstraint;
-
-/// From update(): the diff of one label, before and after.
-struct WcspChange {
-  unsigned label;  ///< its number, see Wcsp::labelNumber()
-  int before;
-  int after;
-};
 
 /// A solver for weighted constraint satisfaction. No operation checks a
 /// variable, value or constraint number: callers keep them in range.
@@ -125,7 +124,8 @@ class WCSP_EXPORT Wcsp {
 
   /// Takes ownership of `c` and returns its id; calls nothing on `c`, which is
   /// still under construction. Throws std::runtime_error, storing nothing, when
-  /// no variables are declared. Never to be called from inside a calculate().
+  /// no variables are declared. Never to be called from inside a calculate() or
+  /// an update().
   virtual unsigned addConstraint(WcspConstraint* c) = 0;
 
   /// From preprocess(): `constraint` must be evaluated again whenever
@@ -148,36 +148,6 @@ class WCSP_EXPORT Wcsp {
       setDiffPenalty(constraint, variable, value, diff);
     }
   }
-
-  /// The number of the label (`variable`, 0); the numbers of the variable's
-  /// other values follow it, and those of the next variable follow them. Needs
-  /// declared variables.
-  unsigned labelNumber(unsigned variable) const {
-    return labelNumbers[variable];
-  }
-
-  /// From update(): the diffs of these labels change. They ascend by label over
-  /// all calls of one update(), and no label comes twice.
-  virtual void changeDiffPenalties(unsigned constraint,
-                                   std::span<WcspChange const> changes) = 0;
-
-  /// The one `T` that all constraints of this solver share, made when it is
-  /// first asked for and deleted after the constraints: scratch that is not to
-  /// be held once per constraint, or data that several of them have in common.
-  template <class T>
-  T& shared() {
-    std::shared_ptr<void>& object = sharedObjects[typeid(T)];
-    if (object == nullptr) {
-      object = std::make_shared<T>();
-    }
-    return *static_cast<T*>(object.get());
-  }
-
- protected:
-  unsigned const* labelNumbers = nullptr;  ///< by variable; not owned
-
- private:
-  std::map<std::type_index, std::shared_ptr<void>> sharedObjects;
 };
 
 /// A constraint. It knows how to measure its violation and, each time it is
@@ -209,28 +179,133 @@ class WCSP_EXPORT WcspConstraint {
   /// Reports with `setDiffPenalty` the violation after each single move minus
   /// the violation now, strictly ascending by variable and then value, each
   /// label at most once; a label that is not reported has diff 0. The result
-  /// depends on nothing but `assignment`. Allocates nothing.
+  /// depends on nothing but `assignment`. Sets up anew whatever update() goes
+  /// by, also after an exception. Allocates nothing.
   virtual int calculate(std::vector<unsigned> const& assignment) = 0;
 
-  /// As the number of a variable: more than one.
-  static constexpr unsigned several = 4294967295U;
+  /// Called once, right after preprocess(): the place to note label numbers and
+  /// to exchange data for what the constraints of the solver share.
+  virtual void prepare(WcspChanges&) {}
 
-  /// Whether track() and update() are offered; asked after preprocess(). They
-  /// spare the solver a list of all diffs and the comparison of two of them.
-  virtual bool isUpdatable() const { return false; }
-
-  /// Keeps what update() needs to know of `assignment`, whatever was kept
-  /// before, also when an update() was left by an exception. Reports nothing.
-  virtual void track(std::vector<unsigned> const&) {}
-
-  /// Returns the violation of `assignment` and reports with
-  /// changeDiffPenalties() each label whose diff is another than in `before`,
-  /// the assignment of the last track() or update(). They differ in `variable`
-  /// alone or, if that is `several`, in any number of variables; some label of
-  /// the constraint has been taken or left. Allocates nothing.
-  virtual int update(std::vector<unsigned> const& /*before*/,
-                     std::vector<unsigned> const& assignment,
-                     unsigned /*variable*/) {
-    return calculate(assignment);
-  }
+  /// Returns the violation of `now` and adds to `changes` each label whose diff
+  /// has changed since the last calculate() or update(), ascending. Variable
+  /// `moved` has left value `left` for another one; as far as the labels of the
+  /// constraint go, nothing else has changed. Allocates nothing. By default
+  /// calculate() is called for both assignments.
+  virtual int update(std::vector<unsigned> const& now, unsigned moved,
+                     unsigned left, WcspChanges& changes);
 };
+
+/// What a solver hands to its constraints for their updates.
+class WCSP_EXPORT WcspChanges {
+ public:
+  /// The diff of a label before and after a move.
+  struct Diffs {
+    int before;
+    int after;
+
+    bool differ() const { return before != after; }
+  };
+
+  WcspChanges(WcspChanges const&) = delete;
+  WcspChanges& operator=(WcspChanges const&) = delete;
+
+  /// The number of the label (`variable`, 0). Those of the variable's other
+  /// values follow it, and then those of the next variable.
+  unsigned label(unsigned variable) const { return firstLabels[variable]; }
+
+  /// The one `T` that all constraints of this solver share, made when it is
+  /// first asked for and deleted after the constraints. From prepare() only.
+  template <class T>
+  T& shared() {
+    std::shared_ptr<void>& object = sharedObjects[typeid(T)];
+    if (object == nullptr) {
+      object = std::make_shared<T>();
+    }
+    return *static_cast<T*>(object.get());
+  }
+
+  /// Adds a label if its diff has changed. Labels ascend over all calls of one
+  /// update(), and none comes twice.
+  [[gnu::always_inline]] void add(unsigned label, Diffs diffs) {
+    if (numAdded == added.size()) {
+      flush();
+    }
+    // Written in any case: a branch would be hard to predict.
+    added[numAdded] = {label, diffs};
+    numAdded += diffs.differ() ? 1U : 0U;
+  }
+
+  /// The same for the labels from `first` to `last` - 1, of which
+  /// diffsOf(label) returns the diffs: one test of the room for all of them.
+  template <class DiffsOf>
+  void addRange(unsigned first, unsigned last, DiffsOf diffsOf) {
+    while (first < last) {
+      if (numAdded > added.size() / 2) {
+        flush();
+      }
+      const auto count =
+          std::min<std::size_t>(last - first, added.size() - numAdded);
+      const unsigned end = first + static_cast<unsigned>(count);
+      Change* change = added.data() + numAdded;
+      for (; first < end; ++first) {
+        const Diffs diffs = diffsOf(first);
+        *change = {first, diffs};
+        change += diffs.differ() ? 1 : 0;
+      }
+      numAdded = static_cast<std::size_t>(change - added.data());
+    }
+  }
+
+  /// Adds those of 64 ascending labels whose bit is set, all of them with the
+  /// same diffs, which differ.
+  void addEach(unsigned const* labels, std::uint64_t bits, Diffs diffs) {
+    if (added.size() - numAdded < 64) {
+      flush();
+    }
+    Change* change = added.data() + numAdded;
+    for (; bits != 0; bits &= bits - 1) {
+      *change++ = {labels[std::countr_zero(bits)], diffs};
+    }
+    numAdded = static_cast<std::size_t>(change - added.data());
+  }
+
+  /// Calls calculate() for the assignments before and now, enters all
+  /// differences of their reports, and returns the violation now. In place of
+  /// adding labels.
+  virtual int compare(WcspConstraint& constraint) = 0;
+
+ protected:
+  struct Change {
+    unsigned label;
+    Diffs diffs;
+  };
+
+  unsigned const* firstLabels = nullptr;  ///< by variable; not owned
+
+  WcspChanges() = default;
+  virtual ~WcspChanges() = default;
+
+  /// Enters what has been added.
+  void flush() {
+    if (numAdded > 0) {
+      enter(std::span(added).first(numAdded));
+      numAdded = 0;
+    }
+  }
+
+  /// Forgets what has been added.
+  void drop() { numAdded = 0; }
+
+ private:
+  std::map<std::type_index, std::shared_ptr<void>> sharedObjects;
+  std::size_t numAdded = 0;
+  std::array<Change, 256> added = {};
+
+  virtual void enter(std::span<Change const> changes) = 0;
+};
+
+inline int WcspConstraint::update(std::vector<unsigned> const&, unsigned,
+                                  unsigned, WcspChanges& changes) {
+  return changes.compare(*this);
+}

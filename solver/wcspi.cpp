@@ -96,7 +96,7 @@ void RealWcsp::initialize(unsigned numVariables_,
   numValues = numValues_;
   numVariables = numVariables_;
   labels = std::move(table);
-  labelNumbers = labels.firstNumbers();
+  firstLabels = labels.firstNumbers();
   current = std::move(start);
   best = std::move(bestStart);
   isDeclared = true;
@@ -162,7 +162,7 @@ void RealWcsp::involve(unsigned constraint, unsigned variable) {
 void RealWcsp::setDiffPenalty(unsigned, unsigned variable, unsigned value,
                               int diff) {
   if (diff != 0) {
-    reports.append({labels.number(variable, value), diff});
+    reports.push_back({labels.number(variable, value), diff});
   }
 }
 
@@ -172,8 +172,7 @@ void RealWcsp::setDiffPenalties(unsigned, unsigned variable,
     return;
   }
   const unsigned first = labels.number(variable, 0);
-  DiffPenalty* report = reports.extend(values.size());
   for (const unsigned value : values) {
-    *report++ = {first + value, diff};
+    reports.push_back({first + value, diff});
   }
 }

@@ -6,13 +6,12 @@
 // the declared one; the `weight` of its record here is the adaptive one.
 //
 // Invariants of the store, for `current.value` and the adaptive weights, from
-// the first initialize() of a search on. bookkeepingHolds() checks 2 to 5 by
+// the first initialize() of a search on. bookkeepingHolds() checks them by
 // number.
 //  1. A record's `penalty` is the violation of its constraint.
-//  2. The diffs of a record that cannot be updated are kept in a list of
-//     `diffLists`: the non-zero ones, strictly ascending by label, and the
-//     sentinel's, 0, behind them. One that can tracks `current.value`, and
-//     `previous` equals it.
+//  2. The last calculate() or update() of its constraint was for
+//     `current.value`, as far as its labels go, and `previous` equals that. The
+//     reports of a calculate() ascend strictly by label.
 //  3. `current` holds the sums: hard, soft and weighted penalty.
 //  4. A label's score is the sum of weight times diff over all records, its
 //     `improvingCount` the number of records with a negative diff.
@@ -21,7 +20,6 @@
 
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
@@ -37,7 +35,6 @@
 #include "solver/cpu_time.h"
 #include "solver/id_lists.h"
 #include "solver/label_table.h"
-#include "solver/report_list.h"
 #include "solver/tabulist.h"
 #include "solver/wcsp.h"
 
@@ -50,7 +47,7 @@ int saturated(Int128 penalty);
 /// SIGINT during the tabu search: asks it to stop at the next iteration.
 void handler(int);
 
-class RealWcsp : public Wcsp {
+class RealWcsp : public Wcsp, public WcspChanges {
  public:
   static constexpr unsigned defaultMaxIteration = 2147483647;
   static constexpr unsigned defaultMaxIterationUnimproved = 2147483647;
@@ -67,8 +64,8 @@ class RealWcsp : public Wcsp {
   /// A score or penalty that is not set yet.
   static constexpr double dinf = std::numeric_limits<double>::max();
   static constexpr unsigned uinf = IdLists::endMark;  ///< ends a list of ids
-  /// In place of a list of diffs: the constraint is updated.
-  static constexpr unsigned updated = 4294967295U;
+  /// As the number of a variable: more than one.
+  static constexpr unsigned several = 4294967295U;
 
   /// The bits of the display level.
   static constexpr int displayMoves = 1;
@@ -76,13 +73,7 @@ class RealWcsp : public Wcsp {
 
   struct DiffPenalty {
     unsigned label;  ///< its number in `labels`
-    int diff;        ///< never 0 but in the end entry
-
-    /// Both fields at once: most entries of two evaluations are equal.
-    bool operator==(DiffPenalty const& other) const {
-      return std::bit_cast<std::uint64_t>(*this) ==
-             std::bit_cast<std::uint64_t>(other);
-    }
+    int diff;        ///< never 0
   };
 
   /// One added constraint.
@@ -90,11 +81,18 @@ class RealWcsp : public Wcsp {
     WcspConstraint* constraint;  ///< owned by the solver
     double weight = 0.0;         ///< adaptive
     int penalty = 0;             ///< as of the last evaluation
-    unsigned list = updated;     ///< its number in `diffLists`, or `updated`
 
     explicit Constraint(WcspConstraint* c) : constraint(c) {}
 
     bool isHard() const { return constraint->weight == inf; }
+  };
+
+  /// A constraint to evaluate after a change.
+  struct Concern {
+    unsigned id;
+    unsigned variable;  ///< the one that concerns it, or `several`
+
+    auto operator<=>(Concern const&) const = default;
   };
 
   struct Solution {
@@ -181,12 +179,11 @@ class RealWcsp : public Wcsp {
   std::vector<Constraint> constraints;  ///< the index is the id
   unsigned numPreprocessed = 0;         ///< from id 0 on
   LabelTable labels;
-  IdLists constraintIds;            ///< by label
-  ReportList<DiffPenalty> reports;  ///< of the evaluation under way
-  std::vector<unsigned> concerned;  ///< ids to evaluate after a change
-  /// The lists of the constraints that cannot be updated. An evaluation gathers
-  /// its reports in `reports`; they are kept here once they are merged.
-  std::vector<std::vector<DiffPenalty>> diffLists;
+  IdLists constraintIds;                   ///< by label
+  std::vector<DiffPenalty> reports;        ///< of the last calculate()
+  std::vector<DiffPenalty> reportsBefore;  ///< compared with those
+  std::vector<Concern> concerned;          ///< after a change; ids ascend
+  double changeWeight = 0.0;  ///< adaptive, of the constraint under evaluation
   std::vector<unsigned> previous;  ///< the values before the move under way
   /// Appends and removals leave it in an order that decides ties.
   std::vector<unsigned> candidates;
@@ -198,6 +195,7 @@ class RealWcsp : public Wcsp {
   bool isSearched = false;     ///< a search has been started
   bool isRecorded = false;     ///< a search has recorded an assignment
   bool isCalculating = false;  ///< kept in builds with assertions only
+  unsigned numChecks = 0;      ///< asked of smallBookkeepingHolds()
   double largestSum = 0.0;     ///< met by bookkeepingHolds(), for its tolerance
 
   // wcspi.cpp: the store.
@@ -231,8 +229,6 @@ class RealWcsp : public Wcsp {
                       int diff) override;
   void setDiffPenalties(unsigned constraint, unsigned variable,
                         std::span<unsigned const> values, int diff) override;
-  void changeDiffPenalties(unsigned constraint,
-                           std::span<WcspChange const> changes) override;
 
   // wcspi_evaluate.cpp: the evaluation.
 
@@ -244,14 +240,17 @@ class RealWcsp : public Wcsp {
   void evaluateFirst(Constraint& record);
 
   /// Evaluates one constraint again; `variable` is the one that has moved, or
-  /// WcspConstraint::several. After any change of `current.value`, one call for
-  /// every constraint on a label taken or left, in ascending id, restores the
+  /// `several`. After any change of `current.value`, one call for every
+  /// constraint on a label taken or left, in ascending id, restores the
   /// invariants but for `previous`; that order also fixes the order of
   /// `candidates` and of the additions to the scores.
   void evaluate(Constraint& record, unsigned variable);
 
-  /// The violation of one constraint, which reports its diffs to `reports`.
-  int measure(Constraint const& record);
+  /// The violation of a constraint, which lists its diffs in `reports`.
+  int measure(WcspConstraint& constraint, std::vector<unsigned> const& values);
+
+  int compare(WcspConstraint& constraint) override;
+  void enter(std::span<Change const> entered) override;
 
   /// Enters a violation into the sums.
   void setPenalty(Constraint& record, int penalty);
@@ -259,22 +258,13 @@ class RealWcsp : public Wcsp {
   /// Gives a variable a value and evaluates the constraints concerned.
   void applyMove(unsigned label);
 
-  /// Evaluates the constraints in `concerned`, which ascends, after a move of
-  /// `variable` or of several.
-  void evaluateConcerned(unsigned variable);
+  /// Evaluates the constraints in `concerned`.
+  void evaluateConcerned();
 
-  /// Brings a label from its diff `before` for one constraint to `after`.
-  void changeDiff(unsigned label, int before, int after, double weight);
+  /// Brings the diff of a label for one constraint from one value to another.
+  void changeDiff(unsigned label, Diffs diffs, double weight);
   void appendCandidate(unsigned label);
   void removeCandidate(unsigned label);
-
-  /// Folds the difference of `reports` and a record's list into scores, counts
-  /// and `candidates`.
-  void mergeReports(Constraint& record);
-
-  /// The diffs of a record, from its list or by measuring it, which leaves them
-  /// in `reports`; the next evaluation ends their life.
-  std::span<DiffPenalty const> diffsOf(Constraint const& record);
 
   // wcspi_check.cpp: the check of the bookkeeping.
 
@@ -282,7 +272,7 @@ class RealWcsp : public Wcsp {
   /// be off by rounding, as they depend on the order of additions.
   bool bookkeepingHolds();
 
-  /// The same, taken for granted in models too large to check at every move.
+  /// The same, taken for granted in large models and after most moves.
   bool smallBookkeepingHolds();
 
   // wcspi_search.cpp: the search.
@@ -333,6 +323,7 @@ class RealWcsp : public Wcsp {
   double upperBound() const;
   void countRun(Run& run) const;
   void restoreRunBest(Search& search);
+  void uniteConcerned();
   void scaleWeights();
   bool endPhase(Run& run) const;
   void startPhase(Run& run) const;

@@ -1,6 +1,6 @@
 // The incremental evaluation. A constraint that a move concerns reports the
-// labels whose diff has changed; for one that can only list all its diffs, the
-// merge of its old and its new list finds them.
+// labels whose diff has changed; for one that can only list all its diffs, two
+// lists are compared.
 
 #include <algorithm>
 #include <cassert>
@@ -9,8 +9,27 @@
 
 namespace {
 
-/// The diff of the sentinel behind reports; behind the diffs kept it is 0.
-constexpr int reportsEnd = 1;
+/// Marks, in builds with assertions, that a constraint is being evaluated.
+class EvaluationScope {
+ public:
+#ifndef NDEBUG
+  explicit EvaluationScope(bool& isCalculating)
+      : flag(isCalculating), outer(isCalculating) {
+    flag = true;
+  }
+  EvaluationScope(EvaluationScope const&) = delete;
+  EvaluationScope& operator=(EvaluationScope const&) = delete;
+  ~EvaluationScope() {
+    flag = outer;
+  }
+
+ private:
+  bool& flag;
+  bool outer;
+#else
+  explicit EvaluationScope(bool const&) {}
+#endif
+};
 
 }  // namespace
 
@@ -28,8 +47,8 @@ void RealWcsp::removeCandidate(unsigned label) {
   candidates.pop_back();
 }
 
-inline void RealWcsp::changeDiff(unsigned label, int before, int after,
-                                 double weight) {
+inline void RealWcsp::changeDiff(unsigned label, Diffs diffs, double weight) {
+  const auto [before, after] = diffs;
   if ((before < 0) != (after < 0)) {
     int& improvingCount = labels.candidacies[label].improvingCount;
     if (after < 0) {
@@ -49,7 +68,9 @@ void RealWcsp::initialize() {
   current.hardPenalty = 0;
   current.softPenalty = 0;
   current.weightedPenalty = 0.0;
+  drop();  // an exception may have left some
   candidates.clear();
+  candidates.reserve(labels.size());
   std::fill(labels.scores.begin(), labels.scores.end(), 0.0);
   std::fill(labels.candidacies.begin(), labels.candidacies.end(),
             LabelTable::Candidacy{});
@@ -62,34 +83,17 @@ void RealWcsp::initialize() {
 
 void RealWcsp::evaluateFirst(Constraint& record) {
   record.penalty = 0;
-  if (record.constraint->isUpdatable()) {
-    setPenalty(record, measure(record));
-    for (DiffPenalty const& entry : std::span(reports.data(), reports.size())) {
-      changeDiff(entry.label, 0, entry.diff, record.weight);
-    }
-    record.constraint->track(current.value);
-    return;
+  setPenalty(record, measure(*record.constraint, current.value));
+  for (auto const& [label, diff] : reports) {
+    changeDiff(label, {0, diff}, record.weight);
   }
-  if (record.list == updated) {
-    diffLists.emplace_back();
-    record.list = static_cast<unsigned>(diffLists.size() - 1);
-  }
-  diffLists[record.list].assign(1, {labels.sentinel(), 0});
-  evaluate(record, WcspConstraint::several);
 }
 
-int RealWcsp::measure(Constraint const& record) {
-#ifndef NDEBUG
-  const struct Scope {
-    bool& flag;
-    explicit Scope(bool& itsFlag) : flag(itsFlag) { flag = true; }
-    Scope(Scope const&) = delete;
-    Scope& operator=(Scope const&) = delete;
-    ~Scope() { flag = false; }
-  } scope(isCalculating);
-#endif
+int RealWcsp::measure(WcspConstraint& constraint,
+                      std::vector<unsigned> const& values) {
+  const EvaluationScope scope(isCalculating);
   reports.clear();
-  return record.constraint->calculate(current.value);
+  return constraint.calculate(values);
 }
 
 // Mostly nothing changes, and adding 0 would not change the sums: weights are
@@ -110,78 +114,54 @@ void RealWcsp::setPenalty(Constraint& record, int penalty) {
 }
 
 void RealWcsp::evaluate(Constraint& record, unsigned variable) {
-  if (record.list == updated) {
-    setPenalty(record,
-               record.constraint->update(previous, current.value, variable));
-    return;
-  }
-  setPenalty(record, measure(record));
-  reports.append({labels.sentinel(), reportsEnd});
-  mergeReports(record);
+  const EvaluationScope scope(isCalculating);
+  WcspConstraint& constraint = *record.constraint;
+  changeWeight = record.weight;
+  const int penalty = variable == several
+                          ? compare(constraint)
+                          : constraint.update(current.value, variable,
+                                              previous[variable], *this);
+  flush();
+  setPenalty(record, penalty);
 }
 
-void RealWcsp::changeDiffPenalties(unsigned constraint,
-                                   std::span<WcspChange const> changes) {
-  const double weight = constraints[constraint].weight;
-  for (auto const& [label, before, after] : changes) {
-    changeDiff(label, before, after, weight);
+void RealWcsp::enter(std::span<Change const> entered) {
+  const double weight = changeWeight;
+  for (auto const& [label, diffs] : entered) {
+    changeDiff(label, diffs, weight);
   }
 }
 
-std::span<RealWcsp::DiffPenalty const> RealWcsp::diffsOf(
-    Constraint const& record) {
-  if (record.list == updated) {
-    static_cast<void>(measure(record));
-    return {reports.data(), reports.size()};
+// Both lists ascend by label.
+int RealWcsp::compare(WcspConstraint& constraint) {
+  static_cast<void>(measure(constraint, previous));
+  reportsBefore.swap(reports);
+  const int violation = measure(constraint, current.value);
+  auto before = reportsBefore.begin();
+  auto after = reports.begin();
+  const auto take = [](auto& report, auto end, unsigned label) {
+    return report != end && report->label == label ? (report++)->diff : 0;
+  };
+  while (before != reportsBefore.end() || after != reports.end()) {
+    const unsigned label =
+        after == reports.end() ||
+                (before != reportsBefore.end() && before->label < after->label)
+            ? before->label
+            : after->label;
+    const int diffBefore = take(before, reportsBefore.end(), label);
+    add(label, {diffBefore, take(after, reports.end(), label)});
   }
-  auto const& diffs = diffLists[record.list];
-  return std::span(diffs).first(diffs.size() - 1);
-}
-
-// Both lists ascend by label and end in the sentinel, whose diffs differ: so
-// the entries before the first change are passed over by comparing alone.
-void RealWcsp::mergeReports(Constraint& record) {
-  const unsigned sentinel = labels.sentinel();
-  std::vector<DiffPenalty>& diffs = diffLists[record.list];
-  DiffPenalty const* before = diffs.data();
-  DiffPenalty const* after = reports.data();
-  while (*before == *after) {
-    ++before;
-    ++after;
-  }
-  const auto firstChange = after - reports.data();
-  for (;;) {
-    const unsigned label = std::min(before->label, after->label);
-    if (label == sentinel) {
-      break;
-    }
-    int oldDiff = 0;
-    int newDiff = 0;
-    if (before->label == label) {
-      oldDiff = before->diff;
-      ++before;
-    }
-    if (after->label == label) {
-      newDiff = after->diff;
-      ++after;
-    }
-    changeDiff(label, oldDiff, newDiff, record.weight);
-    while (*before == *after) {
-      ++before;
-      ++after;
-    }
-  }
-  // Only what has changed is copied.
-  diffs.resize(reports.size());
-  std::copy(reports.data() + firstChange, after, diffs.begin() + firstChange);
-  diffs.back() = {sentinel, 0};
+  return violation;
 }
 
 // Ascending ids: the order of `candidates` and of the sums follows from it. The
-// end mark is above every id. The same list twice advances together.
+// end mark is above every id.
 void RealWcsp::applyMove(unsigned label) {
   const unsigned variable = labels.variable(label);
   unsigned& value = current.value[variable];
+  if (labels.value(label) == value) {
+    return;  // a kick may draw the value that a variable has
+  }
   unsigned const* left = constraintIds[labels.number(variable, value)];
   unsigned const* taken = constraintIds[label];
   value = labels.value(label);
@@ -191,28 +171,29 @@ void RealWcsp::applyMove(unsigned label) {
     if (c == uinf) {
       break;
     }
-    concerned.push_back(c);
+    concerned.push_back({c, variable});
     left += *left == c ? 1 : 0;
     taken += *taken == c ? 1 : 0;
   }
-  evaluateConcerned(variable);
+  evaluateConcerned();
   previous[variable] = value;
   assert(smallBookkeepingHolds());
 }
 
 // Most of the time would go into waiting for records and constraints, which lie
 // scattered, if they were not asked for a little ahead.
-void RealWcsp::evaluateConcerned(unsigned variable) {
+void RealWcsp::evaluateConcerned() {
   const std::size_t size = concerned.size();
   for (std::size_t i = 0; i < size; ++i) {
     if (i + 4 < size) {
-      __builtin_prefetch(&constraints[concerned[i + 4]]);
+      __builtin_prefetch(&constraints[concerned[i + 4].id]);
     }
     if (i + 2 < size) {
-      Constraint const& next = constraints[concerned[i + 2]];
+      Constraint const& next = constraints[concerned[i + 2].id];
       __builtin_prefetch(next.constraint);
       __builtin_prefetch(reinterpret_cast<char const*>(next.constraint) + 64);
     }
-    evaluate(constraints[concerned[i]], variable);
+    auto const& [id, variable] = concerned[i];
+    evaluate(constraints[id], variable);
   }
 }

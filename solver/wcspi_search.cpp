@@ -151,7 +151,9 @@ void RealWcsp::markSearched() {
 
 void RealWcsp::prepare(std::vector<unsigned> const& initial) {
   while (numPreprocessed < constraints.size()) {
-    constraints[numPreprocessed].constraint->preprocess();
+    WcspConstraint& next = *constraints[numPreprocessed].constraint;
+    next.preprocess();
+    next.prepare(*this);
     ++numPreprocessed;
   }
   constraintIds.merge();

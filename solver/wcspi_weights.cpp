@@ -96,17 +96,30 @@ void RealWcsp::restoreRunBest(Search& search) {
     for (const unsigned value : {from, to}) {
       for (unsigned const* id = constraintIds[labels.number(v, value)];
            *id != uinf; ++id) {
-        concerned.push_back(*id);
+        concerned.push_back({*id, v});
       }
     }
     current.value[v] = to;
   }
-  std::sort(concerned.begin(), concerned.end());
-  concerned.erase(std::unique(concerned.begin(), concerned.end()),
-                  concerned.end());
-  evaluateConcerned(WcspConstraint::several);
+  uniteConcerned();
+  evaluateConcerned();
   previous = current.value;
   assert(smallBookkeepingHolds());
+}
+
+// One entry for each constraint; most are reached through one variable, and an
+// update serves them.
+void RealWcsp::uniteConcerned() {
+  std::sort(concerned.begin(), concerned.end());
+  std::size_t size = 0;
+  for (Concern const& concern : concerned) {
+    if (size == 0 || concerned[size - 1].id != concern.id) {
+      concerned[size++] = concern;
+    } else if (concerned[size - 1].variable != concern.variable) {
+      concerned[size - 1].variable = several;
+    }
+  }
+  concerned.resize(size);
 }
 
 void RealWcsp::scaleWeights() {
@@ -185,7 +198,8 @@ void RealWcsp::raiseWeight(Constraint& record, double step) {
   }
   const double change = record.weight - before;
   current.weightedPenalty += record.penalty * change;
-  for (DiffPenalty const& entry : diffsOf(record)) {
-    labels.scores[entry.label] += entry.diff * change;
+  static_cast<void>(measure(*record.constraint, current.value));
+  for (auto const& [label, diff] : reports) {
+    labels.scores[label] += diff * change;
   }
 }

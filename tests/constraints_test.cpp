@@ -1,5 +1,5 @@
-// The constraint kinds against their naive meaning, through a solver that only
-// records what they register and report; and the sort.
+// The constraint kinds against their naive meaning, through solvers that only
+// record what they register and report; and the sort.
 
 #include <gtest/gtest.h>
 
@@ -10,6 +10,7 @@
 #include <set>
 #include <utility>
 
+#include "bench/stand_in.h"
 #include "constraints/offset.h"
 #include "tests/build_model.h"
 
@@ -19,16 +20,14 @@ using naive::Assignment;
 using LabelKey = std::pair<unsigned, unsigned>;  // variable, value
 using Reports = std::vector<std::pair<LabelKey, int>>;
 
-struct Recorder : TestSolver {
+/// Implements the operations of `Wcsp` and nothing else.
+struct Recorder : StandInWcsp {
   Reports recorded;
   std::vector<LabelKey> involved;
   unsigned expectedId = 0;
-  int numCallsLeft = -1;     ///< a callback throws when it is 0
-  std::vector<int> tracked;  ///< diffs by label, as updates have left them
-  unsigned nextLabel = 0;    ///< the least that an update may report
+  int numCallsLeft = -1;  ///< a callback throws when it is 0
 
-  explicit Recorder(std::vector<unsigned> const& sizes)
-      : TestSolver({sizes, {}}) {}
+  using StandInWcsp::StandInWcsp;
 
   void call(unsigned id) {
     EXPECT_EQ(id, expectedId);
@@ -49,25 +48,6 @@ struct Recorder : TestSolver {
     call(id);
     EXPECT_LT(a, getNumValues(v));
     recorded.push_back({{v, a}, diff});
-  }
-  void setDiffPenalties(unsigned id, unsigned v,
-                        std::span<unsigned const> values, int diff) override {
-    for (const unsigned value : values) {
-      setDiffPenalty(id, v, value, diff);
-    }
-  }
-
-  void changeDiffPenalties(unsigned id,
-                           std::span<WcspChange const> changes) override {
-    call(id);
-    for (auto const& [label, before, after] : changes) {
-      EXPECT_GE(label, nextLabel);
-      EXPECT_LT(label, labels.size());
-      nextLabel = label + 1;
-      EXPECT_NE(before, after);
-      EXPECT_EQ(tracked[label], before) << "label " << label;
-      tracked[label] = after;
-    }
   }
 
   WcspConstraint& make(naive::Constraint const& c) {
@@ -109,34 +89,6 @@ struct Recorder : TestSolver {
     }
     EXPECT_EQ(recorded, expected) << testing::PrintToString(at);
   }
-
-  /// All diffs at `at`, by label.
-  std::vector<int> diffsAt(WcspConstraint& made, Assignment const& at) {
-    recorded.clear();
-    expectedId = made.id;
-    made.calculate(at);
-    std::vector<int> diffs(labels.size(), 0);
-    for (auto const& [label, diff] : recorded) {
-      diffs[labels.number(label.first, label.second)] = diff;
-    }
-    return diffs;
-  }
-
-  void track(WcspConstraint& made, Assignment const& at) {
-    tracked = diffsAt(made, at);
-    made.track(at);
-  }
-
-  void checkUpdate(WcspConstraint& made, naive::Constraint const& c,
-                   Assignment const& before, Assignment const& at,
-                   unsigned variable) {
-    expectedId = made.id;
-    nextLabel = 0;
-    EXPECT_EQ(made.update(before, at, variable), naive::violation(c, at));
-    EXPECT_EQ(tracked, diffsAt(made, at))
-        << testing::PrintToString(before) << " to "
-        << testing::PrintToString(at);
-  }
 };
 
 struct Shape {
@@ -150,54 +102,22 @@ const std::vector<Shape> shapes{
     {{3, 2, 4}, smallNumbers},
     {{1, 3, 2, 2}, smallNumbers},
     {{60, 3, 2}, smallNumbers},  // sparse: found by binary search, sorted
-    {{3, 3, 3}, {-inf, 1 - inf, -1, 0, 1, inf - 1, inf}}};  // 64-bit sums
+    {{3, 3, 3}, {-inf, 1 - inf, -1, 0, 1, inf - 1, inf}},  // 64-bit sums
+    {std::vector<unsigned>(9, 2), {1}, 12, true}};
 
 /// Every label in the terms, or every value of the variables, once.
-std::vector<LabelKey> labelsOf(naive::Constraint const& c, Recorder& recorder) {
+std::vector<LabelKey> labelsOf(naive::Constraint const& c, Wcsp const& wcsp) {
   std::set<LabelKey> labels;
   for (auto const& [coefficient, first, second] : c.terms) {
     labels.insert(
         {{first.variable, first.value}, {second.variable, second.value}});
   }
   for (const unsigned v : c.variables) {
-    for (unsigned a = 0; a < recorder.getNumValues(v); ++a) {
+    for (unsigned a = 0; a < wcsp.getNumValues(v); ++a) {
       labels.emplace(v, a);
     }
   }
   return {labels.begin(), labels.end()};
-}
-
-void checkEverywhere(std::mt19937& random, Kind kind, Shape const& shape) {
-  Recorder recorder(shape.sizes);
-  const auto c = randomConstraint(random, kind, shape.sizes, shape.numbers);
-  WcspConstraint& other =
-      recorder.make(randomConstraint(random, kind, shape.sizes, shape.numbers));
-  WcspConstraint& made = recorder.make(c);
-  if (recorder.failsAfter(below(random, 6), [&] { made.preprocess(); })) {
-    recorder.involved.clear();
-    made.preprocess();  // a second time, from the start
-  }
-  EXPECT_EQ(recorder.involved, labelsOf(c, recorder));
-  recorder.expectedId = other.id;
-  other.preprocess();
-  forEachAssignment(shape.sizes, [&](Assignment const& at) {
-    recorder.expectedId = other.id;
-    recorder.failsAfter(below(random, 4), [&] { other.calculate(at); });
-    recorder.check(made, c, at);  // finds the shared scratch clean
-  });
-}
-
-TEST(Constraints, ReportWhatEveryMoveWouldChange) {
-  for (const Kind kind : {Kind::linear, Kind::quadratic, Kind::alldiff}) {
-    for (std::size_t s = 0; s < shapes.size(); ++s) {
-      for (unsigned seed = 1; seed <= 60 && !HasFailure(); ++seed) {
-        SCOPED_TRACE(testing::Message() << "kind " << static_cast<int>(kind)
-                                        << " shape " << s << " seed " << seed);
-        std::mt19937 random(seed);
-        checkEverywhere(random, kind, shapes[s]);
-      }
-    }
-  }
 }
 
 naive::Constraint randomOfShape(std::mt19937& random, Kind kind,
@@ -217,53 +137,129 @@ naive::Constraint randomOfShape(std::mt19937& random, Kind kind,
   return c;
 }
 
-/// Single moves, to the same value too, and moves of several variables; now and
-/// then an update is left by an exception and the constraint tracked anew.
-void updateAtRandom(std::mt19937& random, Kind kind, Shape const& shape) {
+void checkEverywhere(std::mt19937& random, Kind kind, Shape const& shape) {
   Recorder recorder(shape.sizes);
   const auto c = randomOfShape(random, kind, shape);
-  const auto d = randomOfShape(random, kind, shape);
   WcspConstraint& made = recorder.make(c);
-  WcspConstraint& other = recorder.make(d);
-  for (WcspConstraint* each : {&made, &other}) {
-    recorder.expectedId = each->id;
-    each->preprocess();
+  if (recorder.failsAfter(below(random, 6), [&] { made.preprocess(); })) {
+    recorder.involved.clear();
+    made.preprocess();  // a second time, from the start
   }
-  const auto involved = labelsOf(c, recorder);
-  const std::set<LabelKey> labels(involved.begin(), involved.end());
-  Assignment at(shape.sizes.size(), 0);
-  recorder.track(made, at);
-  for (int i = 0; i < 60 && !testing::Test::HasFailure(); ++i) {
-    const Assignment before = at;
-    const bool isSingle = below(random, 4) != 0;
-    const unsigned moved = below(random, at.size());
-    bool isConcerned = false;
-    for (unsigned v = 0; v < at.size(); ++v) {
-      if (isSingle ? v == moved : below(random, 2) == 0) {
-        at[v] = below(random, shape.sizes[v]);
-        isConcerned = isConcerned || labels.contains({v, before[v]}) ||
-                      labels.contains({v, at[v]});
+  EXPECT_EQ(recorder.involved, labelsOf(c, recorder));
+  forEachAssignment(shape.sizes, [&](Assignment const& at) {
+    recorder.failsAfter(below(random, 16), [&] { made.calculate(at); });
+    recorder.check(made, c, at);
+  });
+}
+
+TEST(Constraints, ReportWhatEveryMoveWouldChange) {
+  for (const Kind kind : {Kind::linear, Kind::quadratic, Kind::alldiff}) {
+    for (std::size_t s = 0; s < shapes.size(); ++s) {
+      for (unsigned seed = 1; seed <= 60 && !HasFailure(); ++seed) {
+        SCOPED_TRACE(testing::Message() << "kind " << static_cast<int>(kind)
+                                        << " shape " << s << " seed " << seed);
+        std::mt19937 random(seed);
+        checkEverywhere(random, kind, shapes[s]);
       }
-    }
-    if (!isConcerned) {
-      recorder.track(made, at);
-      continue;
-    }
-    const unsigned variable = isSingle ? moved : WcspConstraint::several;
-    if (below(random, 8) == 0) {
-      recorder.expectedId = made.id;
-      recorder.nextLabel = 0;
-      recorder.failsAfter(0, [&] { made.update(before, at, variable); });
-      recorder.track(other, at);
-      recorder.track(made, at);
-    } else {
-      recorder.checkUpdate(made, c, before, at, variable);
     }
   }
 }
 
-/// Those above, two variables alone, many of which a move touches few, and
-/// covers: small ones and such as need several words of bits.
+/// Takes what updates report. Of each constraint there are two: one is updated
+/// and the other one evaluated anew.
+struct Follower : RealWcsp {
+  std::vector<int> diffs;  ///< by label, as the updates have left them
+  unsigned nextLabel = 0;  ///< the least that an update may report
+  bool fails = false;      ///< the next callback throws
+
+  using WcspChanges::drop;
+
+  explicit Follower(std::vector<unsigned> sizes) {
+    initialize(static_cast<unsigned>(sizes.size()), sizes);
+  }
+
+  void enter(std::span<Change const> entered) override {
+    if (std::exchange(fails, false)) {
+      throw std::bad_alloc();
+    }
+    for (auto const& [label, change] : entered) {
+      EXPECT_GE(label, nextLabel);
+      EXPECT_LT(label, labels.size());
+      nextLabel = label + 1;
+      EXPECT_NE(change.before, change.after);
+      EXPECT_EQ(diffs[label], change.before) << "label " << label;
+      diffs[label] = change.after;
+    }
+  }
+
+  WcspConstraint& make(naive::Constraint const& c) {
+    WcspConstraint& made = *::addConstraint(*this, c);
+    made.preprocess();
+    made.prepare(*this);
+    return made;
+  }
+
+  std::vector<int> diffsAt(WcspConstraint& made, Assignment const& at) {
+    measure(made, at);
+    std::vector<int> listed(labels.size(), 0);
+    for (auto const& [label, diff] : reports) {
+      listed[label] = diff;
+    }
+    return listed;
+  }
+
+  int update(WcspConstraint& made, Assignment const& now, unsigned moved,
+             unsigned left) {
+    nextLabel = 0;
+    const int violation = made.update(now, moved, left, *this);
+    flush();
+    return violation;
+  }
+};
+
+/// Moves of one variable; in between, moves of several, after which, as after
+/// an update that an exception has left, the constraint is evaluated anew.
+void updateAtRandom(std::mt19937& random, Kind kind, Shape const& shape) {
+  Follower follower(shape.sizes);
+  const auto c = randomOfShape(random, kind, shape);
+  WcspConstraint& updated = follower.make(c);
+  WcspConstraint& twin = follower.make(c);
+  WcspConstraint& other = follower.make(randomOfShape(random, kind, shape));
+  const auto involved = labelsOf(c, follower);
+  const std::set<LabelKey> labels(involved.begin(), involved.end());
+  Assignment at(shape.sizes.size(), 0);
+  const auto evaluateAnew = [&] {
+    follower.diffsAt(other, at);
+    follower.diffs = follower.diffsAt(updated, at);
+  };
+  evaluateAnew();
+  for (int i = 0; i < 60 && !testing::Test::HasFailure(); ++i) {
+    const unsigned moved = below(random, at.size());
+    const unsigned left = at[moved];
+    at[moved] = below(random, shape.sizes[moved]);
+    if (below(random, 8) == 0) {
+      const unsigned v = below(random, at.size());
+      at[v] = below(random, shape.sizes[v]);
+      evaluateAnew();
+    } else if (at[moved] != left && (labels.contains({moved, left}) ||
+                                     labels.contains({moved, at[moved]}))) {
+      follower.fails = below(random, 8) == 0;
+      try {
+        EXPECT_EQ(follower.update(updated, at, moved, left),
+                  naive::violation(c, at));
+      } catch (std::bad_alloc const&) {
+        follower.drop();
+        evaluateAnew();
+      }
+      follower.fails = false;
+      EXPECT_EQ(follower.diffs, follower.diffsAt(twin, at))
+          << moved << " from " << left << " in " << testing::PrintToString(at);
+    }
+  }
+}
+
+/// Those above, two variables alone, many labels of which a move touches few,
+/// and covers: small ones and such as need several words of bits.
 std::vector<Shape> shapesOfUpdates() {
   std::vector<Shape> all = shapes;
   all.push_back({{4, 4}, smallNumbers});

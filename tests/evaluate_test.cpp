@@ -117,10 +117,11 @@ TEST(Evaluation, TakesReportsInGroupsAsOneByOne) {
     solver.prepare({0});
     for (const unsigned value : {size - 1, 0U}) {
       solver.applyMove(solver.labels.number(0, value));
-      EXPECT_EQ(solver.diffLists[0], solver.diffLists[1]);
       EXPECT_TRUE(solver.bookkeepingHolds());
+      const auto score = solver.labels.scores;
+      EXPECT_EQ(score[0], value == 0 ? 0 : 12);
+      EXPECT_EQ(score[size - 1], value == 0 && size > 1 ? -12 : 0);
     }
-    EXPECT_EQ(solver.diffLists[0].size(), size);
   }
 }
 
@@ -140,27 +141,10 @@ TEST(Evaluation, TotalsPassTheirReturnTypeAndSaturate) {
   EXPECT_FALSE(solver.best.isBetterThan(other));
 }
 
-/// Wishes for value 2 of variable 0, and can only list its diffs.
-struct ListedWish : WcspConstraint {
-  using WcspConstraint::WcspConstraint;
-  void preprocess() override { wcsp->involve(id, 0); }
-  int calculate(Assignment const& assignment) override {
-    const bool isOn = assignment[0] == 2;
-    for (unsigned value = 0; isOn && value < 2; ++value) {
-      wcsp->setDiffPenalty(id, 0, value, 1);
-    }
-    wcsp->setDiffPenalty(id, 0, 2, isOn ? 0 : -1);
-    return isOn ? 0 : 1;
-  }
-};
-
 TEST(Evaluation, CheckNoticesWhatIsSpoilt) {
-  TestSolver solver({{3, 2}, {wish(inf, 0, 1)}});
-  new ListedWish(&solver, 3);
-  ::addConstraint(solver, wish(2, 1, 1));
+  TestSolver solver({{3, 2}, {wish(inf, 0, 1), wish(3, 0, 2), wish(2, 1, 1)}});
   solver.prepare({0, 0});
   auto& candidacy = solver.labels.candidacies[2];
-  auto& list = solver.diffLists[0];
   const auto expectNoticed = [&](char const* what, auto& field, auto spoilt) {
     const auto kept = field;
     field = static_cast<std::decay_t<decltype(field)>>(spoilt);
@@ -176,15 +160,34 @@ TEST(Evaluation, CheckNoticesWhatIsSpoilt) {
   expectNoticed("soft", sums.softPenalty, 4);
   expectNoticed("weighted", sums.weightedPenalty, 2147483646.0);
   expectNoticed("penalty", solver.constraints[0].penalty, 2);
-  expectNoticed("diff", list[0].diff, 1);
-  expectNoticed("order", list[0].label, solver.labels.number(1, 1));
   expectNoticed("candidate", solver.candidates[0], solver.candidates[1]);
-  expectNoticed("end", list, std::vector{list[0]});
-  const unsigned x2 = list[0].label;  // its diff, -1, in two parts
-  expectNoticed(
-      "repeat", list,
-      std::vector<RealWcsp::DiffPenalty>{{x2, -3}, {x2, 2}, list.back()});
+  expectNoticed("previous", solver.previous[0], 1);
   solver.candidates.push_back(solver.labels.number(1, 0));
+  EXPECT_FALSE(solver.bookkeepingHolds());
+}
+
+/// Its reports are what a test makes them.
+struct Reporter : WcspConstraint {
+  std::vector<std::pair<unsigned, int>> reports;  ///< value of variable 0, diff
+  using WcspConstraint::WcspConstraint;
+  void preprocess() override { wcsp->involve(id, 0); }
+  int calculate(Assignment const&) override {
+    for (auto const& [value, diff] : reports) {
+      wcsp->setDiffPenalty(id, 0, value, diff);
+    }
+    return 0;
+  }
+};
+
+TEST(Evaluation, CheckNoticesReportsOutOfOrder) {
+  TestSolver solver({{3}, {}});
+  auto* const reporter = new Reporter(&solver, 3);
+  reporter->reports = {{1, 4}, {2, 4}};
+  solver.prepare({0});
+  EXPECT_TRUE(solver.bookkeepingHolds());
+  reporter->reports = {{2, 4}, {1, 4}};
+  EXPECT_FALSE(solver.bookkeepingHolds());
+  reporter->reports = {{1, 3}, {1, 1}, {2, 4}};
   EXPECT_FALSE(solver.bookkeepingHolds());
 }
 
