@@ -4,30 +4,33 @@ The best report, judged by wcsp-check, goes to standard output, a table to
 standard error; the runs stay in a folder, and a second call does what is
 missing. Status: 0 a report is printed; 1 there is none; 2 something cannot be
 read, written or understood; 3 an engine or every host is missing; 4 the folder
-holds runs of another model or with other settings.
+was made for another model or other settings; 5 a report is printed, but seeds
+that were asked for never started.
 """
 
 import _shared.begin  # first of all
 
 import argparse
-import json
+import errno
 import os
-import pathlib
 import re
+import stat
 import sys
 import time
 
-from folder import Folder, hash_of
-from one import Job, host_name, is_alive, run_for_engine
-from session import Session, drain, state_line, take_over
+from folder import Folder, seeds_of
+from one import Job, run_for_engine
+from session import Session, drain, is_reached, read_state, state_line, take_over, tell
 from slurm import run_task, write_job
 from table import table
 from version import VERSION
 
 from _shared.files import write_whole
-from _shared.tool import Failure, Parser, find_program, run_tool
+from _shared.text import escaped
+from _shared.tool import Failure, Parser, find_program, run_tool, write_error
 
 FRESH = 100000  # seeds that --restart may add
+NEVER_STARTED = 5
 OWN = {"-inputfile": "MODEL", "-seed": "--seeds", "-time": "--each", "-target": "--target",
        "-logfile": "--no-logs", "-initsolfile": "--from-best"}
 
@@ -46,14 +49,12 @@ def seconds(text):
 
 def seed_list(text):
     """"1-64,70": seeds in this order, each once."""
-    seeds = {}
     for part in text.split(","):
-        found = re.fullmatch(r"(\d+)(?:-(\d+))?", part)
+        found = re.fullmatch(r"(\d+)(?:-(\d+))?", part, re.ASCII)
         first, last = (int(found[1]), int(found[2] or found[1])) if found else (1, 0)
         if not found or first > last or last >= 2**31 or last - first >= FRESH:
             raise argparse.ArgumentTypeError(f"'{part}' is no range of seeds, such as 1-64")
-        seeds.update(dict.fromkeys(range(first, last + 1)))
-    return list(seeds)
+    return seeds_of(text)
 
 
 def options():
@@ -76,7 +77,7 @@ def options():
     parser.add_argument("--target", type=int, metavar="P",
                         help="the first run that reaches 0/P ends all")
     parser.add_argument("--dir", metavar="DIR", help="the folder of the runs; MODEL.runs otherwise")
-    parser.add_argument("--jobs", type=int, metavar="N", default=os.cpu_count() or 1,
+    parser.add_argument("--jobs", type=int, metavar="N", default=len(os.sched_getaffinity(0)),
                         help="runs at once; as many as cores otherwise")
     parser.add_argument("--restart", action="store_true",
                         help="go on with fresh seeds until --time is over")
@@ -123,62 +124,115 @@ def options():
     return chosen
 
 
-def finish(folder, model, checker, most):
-    """Prints the best report and the table; the status."""
-    folder.judge(checker, model)
-    sys.stderr.write(table(folder, most))
-    if folder.best is None:
-        return 1
-    write_whole(None, folder.file(folder.best, "report").read_bytes())
-    return 0
+def finish(folder, checker, most, target):
+    """Prints the best report and the table; the status. What fails on the way
+    costs neither of them."""
+    failure = None
+    try:
+        folder.judge(checker)
+        folder.save_best()
+    except (OSError, Failure) as error:
+        failure = error
+    for name in folder.restored:
+        tell(f"{folder.path}: {name} was lost or damaged, and is written anew")
+    missing = [] if is_reached(folder, target) else folder.never_started()
+    lines = table(folder, most)
+    if missing:
+        lines.append(f"{len(missing)} of {len(folder.asked)} seeds never started")
+    write_error("".join(escaped(line) + "\n" for line in lines))
+    if folder.best is not None:
+        write_whole(None, folder.best_report)
+    if failure:
+        raise failure
+    return 1 if folder.best is None else NEVER_STARTED if missing else 0
 
 
 def show_status(path):
     folder = Folder(path)
-    folder.settings()
-    folder.load()
-    place = folder.path / ".work" / "state.json"
-    if place.exists():
-        state = json.loads(place.read_text("utf-8"))
-        if state["host"] != host_name() or is_alive(state["process"]):
-            print(state_line(folder, state))
-            return 0
+    settings = folder.settings()
+    folder.load(settings)
+    name_damage(folder, "")
+    if folder.owner():
+        print(state_line(folder, read_state(folder)))
+        return 0
     best = next(iter(folder.reports()), None)
-    print(f"{len(folder.records)} runs, none under way"
-          + (f", best {best['hard']}/{best['soft']} by seed {best['seed']}" if best else ""))
+    parts = [f"{len(folder.records)} runs, none under way"]
+    if best:
+        parts.append(f"best {best['hard']}/{best['soft']} by seed {best['seed']}")
+        folder.best = best["seed"]
+    if (missing := folder.never_started()) and not is_reached(folder, settings["target"]):
+        parts.append(f"{len(missing)} of {len(folder.asked)} seeds never started")
+    print(", ".join(parts))
     return 0
 
 
 def ask_to_stop(path):
     folder = Folder(path)
     folder.settings()
-    write_whole(folder.path / ".work" / "stop", b"")
+    write_whole(folder.work / "stop", b"")
     end = time.monotonic() + 120
-    while (folder.path / ".work" / "state.json").exists() and time.monotonic() < end:
+    while folder.owner() and time.monotonic() < end:
         time.sleep(0.1)
     return show_status(path)
 
 
+def name_damage(folder, consequence):
+    for seed, reason in folder.damaged.items():
+        tell(f"{folder.path}: {reason}{consequence and consequence % seed}")
+
+
 def missing_seeds(folder, chosen):
-    """[(seed, "best" or "-")] of the runs that are to be done."""
-    seeds = [(seed, "-") for seed in chosen.seeds if not folder.is_done(seed)]
+    """[(seed, "best" or "-", whether it is fresh)] of the runs that are to be
+    done."""
+    seeds = [(seed, "-", False) for seed in chosen.seeds if not folder.is_done(seed)]
     if chosen.restart:
         first = max([*chosen.seeds, *folder.records]) + 1
-        seeds += [(first + i, "best" if chosen.from_best and i % 2 else "-")
-                  for i in range(FRESH)]
+        seeds += [(first + i, "best" if chosen.from_best and i % 2 else "-", True)
+                  for i in range(min(FRESH, 2**31 - first))]
     return seeds
 
 
-def share_of_time(chosen, seeds):
-    """CPU seconds of each run where nothing else is said: its share of the time."""
-    if chosen.each is not None or chosen.time is None or chosen.restart or chosen.slurm:
-        return chosen.each
-    slots = chosen.jobs
-    if chosen.hosts:
-        lines = pathlib.Path(chosen.hosts).read_text("utf-8").split("\n")
-        slots = sum(int(found[1]) for found in map(re.compile(r"\s*(\d+)/").match, lines)
-                    if found) or chosen.jobs
-    return max(chosen.time / -(-len(seeds) // slots), 0.01)
+def show_results(path, checker):
+    folder = Folder(path)
+    settings = folder.settings()
+    folder.load(settings)
+    folder.find_model(settings)
+    name_damage(folder, "; the same call again runs seed %d again")
+    return finish(folder, checker, os.cpu_count() or 1, settings["target"])
+
+
+def run(chosen, checker):
+    if stat.S_ISDIR(os.stat(chosen.model).st_mode):
+        raise OSError(errno.EISDIR, os.strerror(errno.EISDIR), chosen.model)
+    folder = Folder(chosen.dir or chosen.model.rstrip("/") + ".runs")
+    take_over(folder)
+    folder.open(chosen.model, {
+        "model": os.path.abspath(chosen.model), "options": chosen.options, "each": chosen.each,
+        "target": chosen.target, "seeds": chosen.seeds}, chosen.logs)
+    drain(folder, chosen.compress)
+    folder.judge(checker)
+    for seed, reason in folder.refused.items():
+        folder.damaged.setdefault(seed, f"{seed}.report: {reason}")
+    name_damage(folder, "; seed %d is run again")
+    seeds = [] if is_reached(folder, chosen.target) else missing_seeds(folder, chosen)
+    most = max(chosen.jobs, os.cpu_count() or 1)
+    if chosen.slurm and seeds:
+        job = Job(wcsp=chosen.wcsp, model=str(folder.model.resolve()), options=chosen.options,
+                  each=chosen.each if chosen.each is not None else chosen.time,
+                  target=chosen.target, logs=chosen.logs, compress=chosen.compress)
+        return write_job(folder, job, [seed for seed, _, _ in seeds], chosen)
+    failure = None
+    if seeds:
+        session = Session(folder, chosen, checker)
+        try:
+            session.run(seeds)
+        except OSError as error:
+            session.fail(error)
+        failure = session.failure
+    status = finish(folder, checker, most, chosen.target)
+    if failure:
+        raise Failure(failure)
+    return status
 
 
 def main():
@@ -193,40 +247,11 @@ def main():
         return ask_to_stop(chosen.stop)
     checker = find_program("wcsp-check", chosen.check)
     if chosen.results:
-        folder = Folder(chosen.results)
-        settings = folder.settings()
-        folder.load()
-        return finish(folder, settings["model"], checker, os.cpu_count() or 1)
+        return show_results(chosen.results, checker)
     chosen.is_wcsp_given = chosen.wcsp is not None
     if not (chosen.hosts and chosen.is_wcsp_given):
         chosen.wcsp = find_program("wcsp", chosen.wcsp)
-    folder = Folder(chosen.dir or chosen.model.rstrip("/") + ".runs")
-    folder.open({"model": os.path.abspath(chosen.model), "model hash": hash_of(chosen.model),
-                 "options": chosen.options, "each": chosen.each, "target": chosen.target})
-    if chosen.slurm:
-        job = Job(wcsp=chosen.wcsp, model=os.path.abspath(chosen.model), options=chosen.options,
-                  each=chosen.each if chosen.each is not None else chosen.time,
-                  target=chosen.target, logs=chosen.logs, compress=chosen.compress)
-        seeds = [seed for seed, _ in missing_seeds(folder, chosen)]
-        return write_job(folder, job, seeds, chosen) if seeds else finish(
-            folder, chosen.model, checker, chosen.jobs)
-    take_over(folder)
-    drain(folder, chosen.compress)
-    folder.judge(checker, chosen.model)
-    seeds = missing_seeds(folder, chosen)
-    best = folder.records.get(folder.best)
-    if best and chosen.target is not None and best["hard"] == 0 and best["soft"] <= chosen.target:
-        seeds = []
-    chosen.each = share_of_time(chosen, seeds) if seeds else chosen.each
-    failure = None
-    if seeds:
-        session = Session(folder, chosen, checker)
-        session.run(seeds)
-        failure = session.failure
-    status = finish(folder, chosen.model, checker, max(chosen.jobs, os.cpu_count() or 1))
-    if failure:
-        raise Failure(failure)
-    return status
+    return run(chosen, checker)
 
 
 run_tool("wcsp-many", main)

@@ -1,108 +1,226 @@
 """The folder of runs, which is the truth about them.
 
-settings.json says what was asked for; SEED.run is the record of a run, with
-SEED.report and SEED.log (or SEED.log.gz) beside it. Each is written beside its
-place and renamed, the record last, so that a record stands for a whole run.
+settings.json says what was asked for, .work/model is the model as it was then;
+SEED.run is the record of a run, with SEED.report and SEED.log (or SEED.log.gz)
+beside it. Each is written beside its place and renamed, the record last, so that
+a record stands for a whole run. What was lost or changed since is run again.
 """
 
+import contextlib
 import fcntl
 import hashlib
 import json
+import os
 import pathlib
+import shutil
+import socket
 import subprocess
+import tempfile
 
-from _shared.files import write_whole
+from _shared.files import BESIDE, write_whole
+from _shared.runs import damage, digest, read_json, read_runs
+from _shared.text import spans
 from _shared.tool import Failure
 
-SETTINGS = ("model hash", "options", "each", "target")
+SETTINGS = {"model hash": "another model", "options": "other options",
+            "each": "another --each", "target": "another --target"}
 
 
 def hash_of(path):
-    digest = hashlib.sha256()
     with open(path, "rb") as file:
-        while block := file.read(1 << 20):
-            digest.update(block)
-    return digest.hexdigest()
+        return hashlib.file_digest(file, "sha256").hexdigest()
+
+
+def seeds_of(text):
+    """The seeds of "1-8,12", in this order, each once."""
+    seeds = {}
+    for part in filter(None, text.split(",")):
+        first, _, last = part.partition("-")
+        seeds.update(dict.fromkeys(range(int(first), int(last or first) + 1)))
+    return list(seeds)
+
+
+def host_name():
+    """The host's name as the engine calls it, or its own."""
+    name = os.environ.get("SLURMD_NODENAME") or os.environ.get("PARALLEL_SSHHOST")
+    return name if name and name != ":" else socket.gethostname()
 
 
 class Folder:
     def __init__(self, path):
         self.path = pathlib.Path(path)
+        self.work = self.path / ".work"
+        self.model = self.work / "model"
         self.records = {}
-        self.refused = {}   # seed: why wcsp-check refuses its report
-        self.best = None    # the seed of the best report judged right
+        self.asked = []         # seeds, of all calls
+        self.made_for = ""      # digest of the settings, in each record
+        self.damaged = {}       # seed: why its run is done again
+        self.restored = []      # files of the folder itself that are written anew
+        self.refused = {}       # seed: why wcsp-check refuses its report
+        self.best = None        # the seed of the best report judged right
+        self.best_report = b""
+        self.unsaved = {}       # seed: a report that could not be written
         self.lock_file = None
 
-    def open(self, settings):
-        """Creates the folder, or makes sure that it was made for these settings."""
-        self.path.mkdir(parents=True, exist_ok=True)
-        place = self.path / "settings.json"
-        if place.exists():
-            there = self.settings()
-            for key in SETTINGS:
-                if there.get(key) != settings[key]:
-                    raise Failure(f"{self.path} holds runs with another {key} "
-                                  f"({shown(there.get(key))}, not {shown(settings[key])}): "
-                                  "take another --dir", 4)
-        else:
-            write_whole(place, json.dumps(settings, indent=1) + "\n")
-        (self.path / ".work").mkdir(exist_ok=True)
-        self.load()
-
-    def settings(self):
-        try:
-            return json.loads((self.path / "settings.json").read_text("utf-8"))
-        except FileNotFoundError:
-            raise Failure(f"{self.path} is no folder of runs") from None
-        except ValueError:
-            raise Failure(f"{self.path}/settings.json is damaged") from None
-
-    def load(self):
-        for place in self.path.glob("*.run"):
-            try:
-                record = json.loads(place.read_text("utf-8"))
-                self.records[int(place.stem)] = record
-            except ValueError:  # not of this tool, or damaged: the run is missing
-                continue
+    # The lock is held by the call that runs the folder, and by no child of it.
 
     def lock(self):
         """Makes this process the only one that runs the folder."""
-        self.lock_file = open(self.path / ".work" / "lock", "a+")
+        self.work.mkdir(parents=True, exist_ok=True)
+        self.lock_file = open(self.work / "lock", "a+b")
         try:
             fcntl.flock(self.lock_file, fcntl.LOCK_EX | fcntl.LOCK_NB)
         except BlockingIOError:
             return False
+        self.lock_file.truncate(0)
+        with contextlib.suppress(OSError):  # a full disk
+            self.lock_file.write(f"process {os.getpid()} on {host_name()}".encode())
+            self.lock_file.flush()
         return True
+
+    def owner(self):
+        """Who runs the folder, or None."""
+        with contextlib.suppress(FileNotFoundError), open(self.work / "lock", "rb") as file:
+            try:
+                fcntl.flock(file, fcntl.LOCK_SH | fcntl.LOCK_NB)
+            except BlockingIOError:
+                return file.read(300).decode("utf-8", "replace") or "another call"
+        return None
+
+    # What the runs are of.
+
+    def open(self, model, settings, with_logs):
+        """Makes the folder one for this model and these settings, or makes sure
+        that it is. The caller has the lock."""
+        for old in [*self.path.glob(BESIDE + "*"), *self.work.glob(BESIDE + "*")]:
+            old.unlink()
+        handle, copy = tempfile.mkstemp(prefix=BESIDE, dir=self.path)
+        try:
+            # The copy is what runs read, whoever edits the model meanwhile.
+            with os.fdopen(handle, "wb") as file, open(model, "rb") as source:
+                shutil.copyfileobj(source, file, 1 << 20)
+            settings["model hash"] = hash_of(copy)
+            there = self.compared(settings)
+            if self.model.exists() and hash_of(self.model) != settings["model hash"]:
+                self.restored.append("its copy of the model")
+            os.chmod(copy, 0o644)
+            os.replace(copy, self.model)
+        finally:
+            pathlib.Path(copy).unlink(missing_ok=True)
+        self.asked = sorted({*settings["seeds"], *seeds_of(there["seeds"] if there else "")})
+        settings["seeds"] = spans(self.asked)
+        if there != settings:
+            write_whole(self.path / "settings.json", json.dumps(settings, indent=1) + "\n")
+        self.load(settings, with_logs)
+
+    def compared(self, settings):
+        """The settings that are there, which agree with these; None where there
+        are none."""
+        try:
+            there = self.settings()
+        except Failure as failure:
+            records, others = read_runs(self.path, False)
+            if any(r.get("made for") != made_for(settings) for r in records.values()):
+                raise Failure(f"{failure}, and its runs are not known to be of this model "
+                              "and these settings: take another --dir", 4) from None
+            if records or others:
+                self.restored.append("settings.json")
+            return None
+        for key, other in SETTINGS.items():
+            if there[key] != settings[key]:
+                raise Failure(f"{self.path} was made for {other} ({shown(there[key])}, not "
+                              f"{shown(settings[key])}): take another --dir", 4)
+        return there
+
+    def settings(self):
+        path = self.path / "settings.json"
+        try:
+            found = read_json(path)
+            found.setdefault("seeds", "")
+            seeds_of(found["seeds"])
+            if not (all(key in found for key in SETTINGS) and isinstance(found["model"], str)):
+                raise ValueError("lacks a setting")
+        except FileNotFoundError:
+            raise Failure(f"{self.path} is no folder of runs: there is no settings.json") from None
+        except (ValueError, KeyError, AttributeError):
+            raise Failure(f"{path} is damaged") from None
+        return found
+
+    def load(self, settings, with_logs=True, names="*.run"):
+        self.made_for = made_for(settings)
+        self.asked = seeds_of(settings["seeds"])
+        self.records, self.damaged = read_runs(self.path, False, names)
+        for seed, record in list(self.records.items()):
+            if record.get("made for", self.made_for) != self.made_for:
+                self.damaged[seed] = f"{seed}.run is of another model or of other settings"
+                del self.records[seed]
+            elif with_logs and (reason := damage(self.path, record)):
+                self.damaged[seed] = reason  # the report stands until a better one comes
+
+    def find_model(self, settings):
+        """The model as it was when the runs were made."""
+        for path in (self.model, pathlib.Path(settings["model"])):
+            with contextlib.suppress(FileNotFoundError):
+                if hash_of(path) == settings["model hash"]:
+                    self.model = path
+                    return
+        raise Failure(f"{self.model} is lost or has changed: the same call again restores it")
+
+    # The runs.
 
     def file(self, seed, kind):
         return self.path / f"{seed}.{kind}"
 
     def is_done(self, seed):
         """Whether a run is there that came to its own end, or to the end of its
-        time; one that was stopped or failed is run again."""
+        time; one that was stopped, damaged or refused is run again."""
         record = self.records.get(seed)
-        return record is not None and "hard" in record and record["ended by"] in ("", "time")
+        return (record is not None and "hard" in record and record["ended by"] in ("", "time")
+                and seed not in self.damaged and seed not in self.refused)
+
+    def never_started(self):
+        return [seed for seed in self.asked
+                if seed not in self.records and seed not in self.damaged]
 
     def accept(self, record, report, log, is_compressed):
         """Keeps a run, if it is not worse than one of the same seed."""
         seed = record["seed"]
         before = self.records.get(seed)
-        if before and "hard" in before and ("hard" not in record
-                                            or rank(before) < rank(record)):
-            return
-        if report:
-            write_whole(self.file(seed, "report"), report)
-        if log:
-            write_whole(self.file(seed, "log.gz" if is_compressed else "log"), log)
-        write_whole(self.file(seed, "run"), json.dumps(record) + "\n")
-        self.records[seed] = record
-        self.refused.pop(seed, None)
+        if before and "hard" in before and seed not in self.refused and (
+                "hard" not in record or rank(before) < rank(record)):
+            if seed not in self.damaged:
+                return
+            record, report, log = before, b"", b""  # its log is lost
+        names = {f"{seed}.report": report,
+                 f"{seed}.log{'.gz' if is_compressed else ''}": log}
+        files = {name: digest(data) for name, data in names.items() if data}
+        if record is before:
+            files = {name: kept for name, kept in before["files"].items()
+                     if name.endswith(".report")}
+        record = record | {"files": files, "made for": self.made_for}
+        try:
+            for name, data in names.items():
+                if data:
+                    write_whole(self.path / name, data)
+            for kind in ("log", "log.gz"):
+                if f"{seed}.{kind}" not in files:
+                    self.file(seed, kind).unlink(missing_ok=True)
+            write_whole(self.file(seed, "run"), json.dumps(record) + "\n")
+        except OSError:
+            self.unsaved[seed] = report
+            raise
+        finally:
+            self.records[seed] = record
+            self.damaged.pop(seed, None)
+            self.refused.pop(seed, None)
+            if self.best == seed:
+                self.best = None  # judged anew
 
     def reports(self):
         """The records that have a report, the best first."""
         return sorted((r for r in self.records.values() if "hard" in r), key=rank)
 
-    def judge(self, checker, model):
+    def judge(self, checker):
         """Finds the best report that wcsp-check finds right. Only what would
         win is judged, so that large models are read a few times only."""
         for record in self.reports():
@@ -111,14 +229,37 @@ class Folder:
                 continue
             if seed == self.best:
                 return
-            done = subprocess.run([checker, "--quiet", "--", model,
-                                   self.file(seed, "report")], capture_output=True, text=True)
-            if done.returncode == 0:
-                self.best = seed
-                write_whole(self.path / "best.report", self.file(seed, "report").read_bytes())
-                return
-            self.refused[seed] = (done.stdout + done.stderr).strip().split("\n")[0]
-        self.best = None
+            reason = "" if seed in self.unsaved else damage(self.path, record, False)
+            if not reason:
+                report = self.unsaved.get(seed) or self.file(seed, "report").read_bytes()
+                done = subprocess.run([checker, "--quiet", "--", self.model, "-"], input=report,
+                                      capture_output=True, check=False)
+                text = (done.stdout + done.stderr).decode("utf-8", "replace").strip()
+                reason = text.split("\n")[0]
+                if done.returncode == 0:
+                    self.best, self.best_report = seed, report
+                    return
+                if done.returncode not in (1, 3):
+                    raise Failure(reason or f"wcsp-check ended with status {done.returncode}")
+                reason = f"wcsp-check refuses its report: {reason or 'without a reason'}"
+            self.refused[seed] = reason
+        self.best, self.best_report = None, b""
+
+    def save_best(self):
+        """Writes best.report where it is not what it should be."""
+        if self.best is None:
+            return
+        path = self.path / "best.report"
+        there = path.read_bytes() if path.exists() else None
+        if there != self.best_report:
+            known = {kept for r in self.records.values() for kept in r.get("files", {}).values()}
+            if there is not None and self.records and digest(there) not in known:
+                self.restored.append("best.report")
+            write_whole(path, self.best_report)
+
+
+def made_for(settings):
+    return digest(json.dumps([settings[key] for key in SETTINGS]).encode())
 
 
 def rank(record):
@@ -127,5 +268,5 @@ def rank(record):
 
 def shown(value):
     if isinstance(value, list):
-        return " ".join(value) or "none"
+        return " ".join(map(str, value)) or "none"
     return "none" if value is None else str(value)[:16]

@@ -23,6 +23,8 @@ def ssh_command():
 class Host:
     def __init__(self, line):
         self.line = line
+        slots = re.match(r"(?:@[^/]*/)?(\d+)/", line)
+        self.slots = int(slots[1]) if slots else None  # runs at once; its cores otherwise
         login = re.sub(r"^(?:@[^/]*/)?(?:\d+%?/)?", "", line)
         self.name = login.split()[-1]
         if login == ":":
@@ -40,6 +42,12 @@ class Host:
         except subprocess.TimeoutExpired:
             return None
         return done.stdout if done.returncode == 0 else None
+
+    def count_slots(self):
+        """How many runs it takes at once."""
+        if self.slots is None:
+            self.slots = int((self.run("getconf _NPROCESSORS_ONLN") or b"").strip() or 1)
+        return self.slots
 
     def send(self, files):
         """Copies files {name: content or path} into the place there, unless one

@@ -1,13 +1,11 @@
 """Runs the solver once, on the host where it is called, and turns whatever ends
 the run into one interrupt of the solver, so that its incumbent is kept.
 
-A stop file, the wall-clock limit, SIGINT, SIGTERM, SIGHUP, a lost connection and
-the death of the caller all mean the same. The interrupt is sent when the search
-has started, never before, since only then a report follows.
+A stop file, the run's share of the clock, SIGINT, SIGTERM, SIGHUP, a lost
+connection and the death of the caller all mean the same.
 """
 
 import base64
-import contextlib
 import dataclasses
 import gzip
 import json
@@ -15,24 +13,24 @@ import os
 import pathlib
 import re
 import select
-import shutil
 import signal
-import socket
-import subprocess
 import sys
-import tempfile
 import time
 import zlib
 
+from folder import host_name
+
 from _shared.files import write_whole
 from _shared.log import read_log
+from _shared.numbers import share_of_clock
+from _shared.runs import read_json
+from _shared.scratch import scratch
+from _shared.search import Search, penalty_of
 from _shared.tool import Failure
 
-START = b"# start tabu search\n"
-END = b"\n# penalty = "
-PENALTY = re.compile(r"^penalty: (\d+)/(\d+) \(hard/soft\)$", re.M)
-POLL = 0.05
 SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
+AGAIN = 60  # seconds to find a lost report once the run is to end
+BETWEEN = 0.3, 2.0  # seconds between two runs on an idle machine, here and by ssh
 
 
 @dataclasses.dataclass
@@ -51,19 +49,19 @@ class Job:
     best: str = ""           # a report to start from, where the run is to
     owner: int = 0           # a process of this host whose death ends the run
     session: str = ""
+    jobs: int = 1            # runs at once
+    runs: int = 0            # that share the clock
+    deadline: float = None   # on the clock of this host; None on others
 
     def save(self, path):
         write_whole(path, json.dumps(dataclasses.asdict(self)))
 
     @classmethod
     def load(cls, path):
-        return cls(**json.loads(pathlib.Path(path).read_text("utf-8")))
-
-
-def host_name():
-    """The host's name as the engine calls it, or its own."""
-    name = os.environ.get("SLURMD_NODENAME") or os.environ.get("PARALLEL_SSHHOST")
-    return name if name and name != ":" else socket.gethostname()
+        try:
+            return cls(**read_json(pathlib.Path(path)))
+        except (ValueError, TypeError):
+            raise Failure(f"{path} is damaged") from None
 
 
 def is_alive(process):
@@ -76,17 +74,15 @@ def is_alive(process):
     return True
 
 
-def command_of(job, seed, start, log, wall):
-    """The command line of the solver."""
+def command_of(job, seed, start, wall):
+    """The command line of the solver, but for its log."""
     command = [job.wcsp, "-inputfile", job.model, "-seed", str(seed), *job.options]
     limit = job.each if job.each is not None else wall
     if limit is not None:
         command += ["-time", f"{limit:.2f}"]
     if job.target is not None:
         command += ["-target", str(job.target)]
-    if start:
-        command += ["-initsolfile", start]
-    return [*command, "-logfile", log]
+    return [*command, "-initsolfile", start] if start else command
 
 
 class Watch:
@@ -119,85 +115,43 @@ class Watch:
         return self.reason is not None
 
 
-def is_searching(log):
-    """Whether the search has started and is not over, as its log tells."""
-    with contextlib.suppress(OSError), open(log, "rb") as file:
-        if START not in file.read(1 << 16):
-            return False
-        file.seek(max(file.seek(0, os.SEEK_END) - 200, 0))
-        return END not in file.read()
-    return False
-
-
-def solve(command, output, watch):
-    """Runs the solver to its end. Returns its status as a shell shows it."""
-    def prepare():
-        signal.signal(signal.SIGINT, signal.SIG_DFL)
-        for number in (signal.SIGTERM, signal.SIGHUP):
-            signal.signal(number, signal.SIG_IGN)  # the one interrupt is sent below
-    with open(output, "wb") as file:
-        try:
-            solver = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=file,
-                                      stderr=subprocess.STDOUT, preexec_fn=prepare,
-                                      start_new_session=True)
-        except OSError as error:
-            raise Failure(f"cannot start {command[0]}: {error.strerror}") from None
-    is_interrupted = False
-    while True:
-        with contextlib.suppress(subprocess.TimeoutExpired):
-            status = solver.wait(POLL)
-            return status if status >= 0 else 128 - status
-        if not is_interrupted and watch.asks() and is_searching(command[-1]):
-            solver.send_signal(signal.SIGINT)
-            is_interrupted = True
-
-
-def report_of(command, output, log):
-    """The report of a search. One that lost it, by an overflow of weights or an
-    interrupt that came after its end, is run again to its best: equal seeds go
-    the same way."""
-    report = pathlib.Path(output).read_bytes()
-    if PENALTY.search(report.decode("latin-1")) or not os.path.exists(log):
-        return report
-    told = read_log(log)
-    if not told.improved:
-        return report
-    done = subprocess.run([*command[:-1], log + ".again", "-iteration",
-                           str(told.improved[-1][1])], stdin=subprocess.DEVNULL,
-                          stdout=subprocess.PIPE, start_new_session=True, check=False)
-    return done.stdout
+def run_prefix():
+    """How the folders of runs on this host begin: on a file system that hosts
+    share, a lock may hold on one host alone."""
+    return f"run-{re.sub(r'[^A-Za-z0-9.-]', '_', host_name())}-"
 
 
 def run_one(job, seed, wall=None, is_connected=False, start=None):
     """The record, the output and the log of one run. wall: seconds that are
     left for it on the clock."""
-    record = {"seed": seed, "host": host_name(), "session": job.session, "begin": time.time(),
+    begin = time.time()
+    record = {"seed": seed, "host": host_name(), "session": job.session, "begin": begin,
               "from": "best" if start else ""}
     watch = Watch(job, wall, is_connected)
-    folder = tempfile.mkdtemp(prefix=f"run-{seed}-", dir=".")
-    try:
-        output, log = os.path.join(folder, "report"), os.path.join(folder, "log")
-        command = command_of(job, seed, start, log, wall)
-        record["status"] = solve(command, output, watch)
-        record["wall"] = round(time.time() - record["begin"], 2)
-        report = report_of(command, output, log)
-        found = PENALTY.findall(report.decode("latin-1"))
-        if found:
-            record["hard"], record["soft"] = map(int, found[-1])
-        record["ended by"] = watch.reason if record["status"] == 1 else ""
+    with scratch(run_prefix(), ".") as folder:
+        search = Search(command_of(job, seed, start, wall), folder / "report", folder / "log")
+        try:
+            record["status"] = search.wait(watch.asks)
+            record["wall"] = round(time.time() - begin, 2)
+            patience = time.monotonic() + (AGAIN if watch.asks() else 0)
+            report = search.report(lambda: watch.asks() and time.monotonic() > patience)
+        finally:
+            search.kill()
+        if penalty := penalty_of(report):
+            record["hard"], record["soft"] = penalty
+        is_cut = record["status"] == 1 or search.is_cut_again
+        record["ended by"] = watch.reason or "" if is_cut else ""
         text = b""
-        if os.path.exists(log):
-            told = read_log(log)
-            record |= {"cpu": told.time, "iterations": told.iterations}
-            if told.improved:
-                record["time to best"] = told.improved[-1][0]
+        if search.log.exists():
+            log = read_log(search.log)
+            record |= {"cpu": log.time, "iterations": log.iterations}
+            if log.improved:
+                record["time to best"] = log.improved[-1].time
             if job.logs:
-                text = pathlib.Path(log).read_bytes()
+                text = search.log.read_bytes()
                 if job.compress:
                     text = gzip.compress(text, mtime=0)
-        return record, report, text
-    finally:
-        shutil.rmtree(folder, ignore_errors=True)
+    return record, report, text
 
 
 def packed(record, report=b"", log=b""):
@@ -222,21 +176,33 @@ def unpacked(line):
     return json.loads(record), report, log
 
 
+def share_of(job, left, number):
+    """The seconds of this run. On a busy machine the next one starts later: as
+    this one did."""
+    here, by_ssh = BETWEEN
+    between = by_ssh
+    if job.deadline is not None:
+        now_left = job.deadline - time.time()
+        between = here + 2 * max(left - now_left, 0)
+        left = now_left
+    return share_of_clock(left, job.jobs, job.runs - number + 1, between)
+
+
 def run_for_engine(arguments):
-    """What an engine starts: JOB SEED WALL START. Prints the run as one line and
-    ends with 0 whenever the solver ran."""
-    path, seed, wall, start = arguments
+    """What an engine starts: JOB SEED LEFT NUMBER START. LEFT are the seconds
+    that are left on the clock, NUMBER counts the runs of the call. Prints the
+    run as one line and ends with 0 whenever the solver ran."""
+    path, seed, left, number, start = arguments
     job = Job.load(path)
-    wall = None if wall == "-" else float(wall)
+    wall = None if left == "-" else share_of(job, float(left), int(number))
     if wall is not None and wall <= 0 or job.stop and os.path.exists(job.stop):
         return 0  # its time was over before it began
     from_best = job.best if start == "best" and os.path.exists(job.best) else None
     try:
-        run = run_one(job, int(seed), wall, is_connected=True, start=from_best)
+        line, status = packed(*run_one(job, int(seed), wall, True, from_best)), 0
     except (Failure, OSError) as error:
-        sys.stdout.buffer.write(packed({"seed": int(seed), "host": host_name(),
-                                        "session": job.session, "error": str(error)}))
-        return 1
-    sys.stdout.buffer.write(packed(*run))
+        line, status = packed({"seed": int(seed), "host": host_name(), "session": job.session,
+                               "error": str(error)}), 1
+    sys.stdout.buffer.write(line)
     sys.stdout.buffer.flush()
-    return 0
+    return status

@@ -5,6 +5,7 @@ import contextlib
 import ctypes
 import json
 import os
+import pathlib
 import shutil
 import signal
 import subprocess
@@ -12,14 +13,19 @@ import sys
 import time
 import uuid
 
-from folder import rank
+from folder import host_name, rank
 from hosts import PLACE, name_with_hash, on_all, read_hosts, ssh_command
-from one import Job, host_name, is_alive, unpacked
+from one import SIGNALS, Job, run_prefix, unpacked
+
+import _shared.tool
 from _shared.files import write_whole
-from _shared.tool import Failure
+from _shared.runs import read_json
+from _shared.scratch import sweep
+from _shared.tool import Failure, write_error
 
 GRACE = 90          # seconds for runs to end once they are told to
 REFUSED = 0, 2, 3, 4, 5, 126, 127  # of the solver: the next run would fare the same
+MARK = "WCSP_MANY_FOLDER"  # in the environment of what works for a folder, here
 
 
 def starts_nothing_without_us():
@@ -32,7 +38,7 @@ class Session:
         self.folder = folder
         self.chosen = chosen
         self.checker = checker
-        self.work = (folder.path / ".work").resolve()
+        self.work = folder.work.resolve()
         self.identity = uuid.uuid4().hex[:12]
         self.deadline = time.time() + chosen.time if chosen.time is not None else None
         self.stopping = None    # why
@@ -47,25 +53,24 @@ class Session:
 
     # What the runs need, here or on each host.
 
-    def job(self):
+    def job(self, count):
         c = self.chosen
-        return Job(wcsp=c.wcsp, model=os.path.abspath(c.model), options=c.options, each=c.each,
-                   target=c.target, logs=c.logs, compress=c.compress, session=self.identity)
+        return Job(wcsp=c.wcsp, model="model", options=c.options, each=c.each, target=c.target,
+                   logs=c.logs, compress=c.compress, session=self.identity, jobs=c.jobs,
+                   runs=count, stop=f"stop-{self.identity}")
 
-    def prepare_here(self):
+    def prepare_here(self, job):
         """The runs work in the folder itself; the command names relative paths,
         so that nothing in a path meets the shell."""
-        job = self.job()
-        job.stop, job.best, job.owner = f"stop-{self.identity}", "../best.report", os.getpid()
-        for old in self.work.glob("stop*"):
-            old.unlink()
+        job.best, job.owner = "../best.report", os.getpid()
+        job.deadline = self.deadline
         job.save(self.work / "job.json")
         shutil.copy(sys.argv[0], self.work / "wcsp-many")
         return ["--jobs", str(self.chosen.jobs)], "python3 wcsp-many --one job.json"
 
-    def prepare_hosts(self):
-        job = self.job()
-        job.stop, job.best = f"stop-{self.identity}", f"best-{self.identity}"
+    def prepare_hosts(self, job):
+        hosts = read_hosts(self.chosen.hosts)
+        job.best = f"best-{self.identity}"
         with open(sys.argv[0], "rb") as file:
             tool = file.read()
         files = {}
@@ -76,14 +81,8 @@ class Session:
                 name = name_with_hash("wcsp", file.read())
             files[name] = job.wcsp
             job.wcsp = "./" + name
-        model_name = f"model.{self.folder.settings()['model hash'][:16]}"
-        files[model_name] = job.model
-        job.model = model_name
-        job_file = self.work / "job.json"
-        job.save(job_file)
-        job_name = f"job-{self.identity}.json"
-        files[job_name] = job_file
-        hosts = read_hosts(self.chosen.hosts)
+        job.model = f"model.{self.folder.settings()['model hash'][:16]}"
+        files[job.model] = self.folder.model
         reached = on_all(hosts, lambda host: host.send(files))
         for host, is_there in zip(hosts, reached):
             if not is_there:
@@ -91,6 +90,10 @@ class Session:
         self.hosts = [host for host, is_there in zip(hosts, reached) if is_there]
         if not self.hosts:
             raise Failure("no host can be reached", 3)
+        job.jobs = sum(on_all(self.hosts, lambda host: host.count_slots()))
+        job.save(self.work / "job.json")
+        job_name = f"job-{self.identity}.json"
+        on_all(self.hosts, lambda host: host.send({job_name: self.work / "job.json"}))
         logins = self.work / "hosts"
         write_whole(logins, "".join(host.line + "\n" for host in self.hosts))
         return (["--sshloginfile", str(logins), "--ssh", ssh_command(), "--filter-hosts"],
@@ -102,140 +105,173 @@ class Session:
         program = shutil.which("parallel")
         if not program:
             raise Failure("needs GNU parallel (package parallel), which is not found", 3)
-        engine, command = self.prepare_hosts() if self.chosen.hosts else self.prepare_here()
-        # Reckoned here, when a run starts: the clocks of hosts differ.
-        wall = ("-" if self.deadline is None
+        job = self.job(sum(not is_fresh for _, _, is_fresh in seeds))
+        prepare = self.prepare_hosts if self.chosen.hosts else self.prepare_here
+        engine, command = prepare(job)
+        # Taken here, when a run starts: the clocks of hosts differ.
+        left = ("-" if self.deadline is None
                 else "{=1 $_ = sprintf('%.1f', " + f"{self.deadline:.1f}" + " - time()) =}")
         (self.work / "incoming").write_bytes(b"")
         with open(self.work / "incoming", "ab") as incoming, \
                 open(self.work / "errors", "wb") as errors, \
                 open(self.work / "seeds", "w+", encoding="ascii") as given:
-            given.write("".join(f"{seed} {start}\n" for seed, start in seeds))
+            given.write("".join(f"{seed} {start}\n" for seed, start, _ in seeds))
             given.seek(0)
             # A session of its own: an interrupt at the terminal is for this tool
-            # alone. The lock lives as long as the engine.
+            # alone.
             self.parallel = subprocess.Popen(
                 [program, "--will-cite", "--plain", "--retries", str(self.chosen.retries),
-                 "--colsep", " ", *engine, f"{command} {{1}} {wall} {{2}}"],
+                 "--colsep", " ", *engine, f"{command} {{1}} {left} {{#}} {{2}}"],
                 stdin=given, stdout=incoming, stderr=errors, cwd=self.work,
-                start_new_session=True, pass_fds=[self.folder.lock_file.fileno()],
-                preexec_fn=starts_nothing_without_us)
+                start_new_session=True, preexec_fn=starts_nothing_without_us,
+                env=os.environ | {MARK: mark_of(self.work)})
 
     def collect(self):
-        """Takes the whole lines that have come."""
-        with open(self.work / "incoming", "rb") as file:
-            file.seek(self.read)
-            for line in file:
-                if not line.endswith(b"\n"):
-                    break
-                self.read += len(line)
-                with contextlib.suppress(ValueError):
-                    self.take(*unpacked(line.strip()))
+        """Takes the whole lines that have come. What cannot be kept ends the
+        call, but what is there counts."""
+        try:
+            with open(self.work / "incoming", "rb") as file:
+                file.seek(self.read)
+                lines = file.read().split(b"\n")[:-1]
+        except OSError as error:
+            self.fail(error)
+            return
+        for line in lines:
+            self.read += len(line) + 1
+            try:
+                self.take(*unpacked(line))
+            except ValueError:
+                tell("the result of a run has come damaged: the next call runs it again")
+            except (OSError, Failure) as error:
+                self.fail(error)
+
+    def fail(self, error):
+        if isinstance(error, OSError):
+            error = f"{error.filename or self.folder.path}: {error.strerror}"
+        self.failure = self.failure or str(error)
+        self.stop("failed")
 
     def take(self, record, report, log):
         if "error" in record:
-            self.failure = f"{record['host']}: {record['error']}"
-            self.stop("failed")
-            return
+            raise Failure(f"{record['host']}: {record['error']}")
         self.finished += 1
-        self.folder.accept(record, report, log, self.chosen.compress)
         seed = record["seed"]
+        try:
+            self.folder.accept(record, report, log, self.chosen.compress)
+        except OSError as error:
+            self.fail(error)
         if "hard" not in record:
             lines = report.decode("utf-8", "replace").strip().split("\n")
             line = lines[-1] if record["status"] else "it shows its options: one is wrong"
             tell(f"seed {seed} on {record['host']}: no report, status {record['status']}: {line}")
             if record["status"] in REFUSED:
-                self.failure = f"the solver refuses (status {record['status']}): {line}"
-                self.stop("failed")
+                raise Failure(f"the solver refuses (status {record['status']}): {line}")
             return
-        self.folder.judge(self.checker, self.chosen.model)
+        self.folder.judge(self.checker)
+        self.folder.save_best()
         if not sys.stderr.isatty():
             ended = f", ended by {record['ended by']}" if record["ended by"] else ""
             tell(f"seed {seed} on {record['host']}: {record['hard']}/{record['soft']} after "
                  f"{record.get('cpu', 0):.2f} s{ended}")
-        best = self.folder.records.get(self.folder.best)
-        if best and self.chosen.target is not None and (
-                best["hard"] == 0 and best["soft"] <= self.chosen.target):
+        if is_reached(self.folder, self.chosen.target):
             self.stop("target")
-        elif best and self.chosen.from_best and self.hosts and self.pushed != rank(best):
+        best = self.folder.records.get(self.folder.best)
+        if best and self.chosen.from_best and self.hosts and self.pushed != rank(best):
             self.pushed = rank(best)
-            report = (self.folder.path / "best.report").read_bytes()
             name = f"best-{self.identity}"
             on_all(self.hosts, lambda host: host.run(
-                f'cd "$HOME/{PLACE}" && cat > {name}.$$ && mv {name}.$$ {name}', report))
+                f'cd "$HOME/{PLACE}" && cat > {name}.$$ && mv {name}.$$ {name}',
+                self.folder.best_report))
 
     def stop(self, why):
         """Nothing new starts, and what runs is interrupted."""
         if self.stopping:
             return
         self.stopping, self.stop_time = why, time.monotonic()
-        if self.parallel and self.parallel.poll() is None:
-            self.parallel.send_signal(signal.SIGHUP)
+        if self.parallel and not has_ended(self.parallel):
+            os.kill(self.parallel.pid, signal.SIGHUP)
         if self.hosts:
             on_all(self.hosts, lambda host: host.run(
                 f'echo {why} > "$HOME/{PLACE}/stop-{self.identity}"'))
-        else:
+            return
+        try:
             write_whole(self.work / f"stop-{self.identity}", why)
+        except OSError:  # a full disk, a folder that is gone
+            for process in workers(self.work):
+                with contextlib.suppress(ProcessLookupError):
+                    os.kill(process, signal.SIGTERM)
 
     def progress(self):
         now = time.monotonic()
         if now < self.shown + 0.5:
             return
         self.shown = now
-        running = len(list(self.work.glob("run-*"))) if not self.hosts else None
-        state = {"process": os.getpid(), "host": host_name(), "deadline": self.deadline,
-                 "finished": self.finished, "running": running}
+        running = None if self.hosts else len(list(self.work.glob("run-*")))
+        state = {"deadline": self.deadline, "finished": self.finished, "running": running}
         with contextlib.suppress(OSError):
             write_whole(self.work / "state.json", json.dumps(state))
         if sys.stderr.isatty():
-            sys.stderr.write("\r\033[K" + state_line(self.folder, state))
-            sys.stderr.flush()
+            write_error("\r\033[K" + state_line(self.folder, state))
 
     def run(self, seeds):
         """Until the engine has ended; signals, the deadline, the target and a
-        failure end it early."""
+        failure end it early. seeds: (seed, "best" or "-", whether it is fresh)."""
         asked = []
-        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-            signal.signal(number, lambda *_: asked.append(True))
+        for number in SIGNALS:
+            if signal.getsignal(number) != signal.SIG_IGN:
+                signal.signal(number, lambda *_: asked.append(True))
         self.start(seeds)
         is_over = False
         while not is_over:
-            is_over = self.parallel.poll() is not None
-            try:
-                self.collect()
-            except OSError as error:  # what is there stays; the rest is not begun
-                self.failure = f"{error.filename or self.folder.path}: {error.strerror}"
-                self.stop("failed")
+            is_over = has_ended(self.parallel)
+            self.collect()
             if asked:
                 self.stop("signal")
             if self.deadline is not None and time.time() >= self.deadline:
                 self.stop("time")
             if (self.work / "stop").exists():
                 self.stop("stopped")
-            if self.stop_time and time.monotonic() > self.stop_time + GRACE:
-                self.parallel.kill()
+            if self.stop_time and not is_over and time.monotonic() > self.stop_time + GRACE:
+                os.kill(self.parallel.pid, signal.SIGKILL)
             self.progress()
             if not is_over:
                 time.sleep(0.1)
         self.clean()
 
     def clean(self):
+        # An engine that ends while it counts the processes it may start leaves
+        # them; until it is waited for, no other group can have its number.
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(self.parallel.pid, signal.SIGKILL)
+        status = self.parallel.wait()
         if sys.stderr.isatty():
-            sys.stderr.write("\r\033[K")
-        if self.parallel.returncode != 0 and not self.stopping and self.finished == 0:
-            text = (self.work / "errors").read_text("utf-8", "replace").strip()
-            self.failure = self.failure or f"parallel: {(text or 'failed').splitlines()[-1]}"
+            write_error("\r\033[K")
+        if status != 0 and not self.stopping and self.finished == 0:
+            text = "failed"
+            with contextlib.suppress(OSError):
+                text = (self.work / "errors").read_text("utf-8", "replace").strip() or text
+            self.failure = self.failure or f"parallel: {text.splitlines()[-1]}"
+        end_workers(self.work, GRACE)
         on_all(self.hosts, lambda host: host.run(
             f'cd "$HOME/{PLACE}" && rm -rf stop-{self.identity} best-{self.identity} '
             f"job-{self.identity}.json"))
-        for name in (f"stop-{self.identity}", "stop", "state.json", "incoming"):
-            with contextlib.suppress(OSError):
-                (self.work / name).unlink()
+        put_away(self.work)
+
+
+def has_ended(process):
+    """Whether a child has ended; it is still to be waited for."""
+    return os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOHANG | os.WNOWAIT) is not None
+
+
+def is_reached(folder, target):
+    best = folder.records.get(folder.best)
+    return bool(best) and target is not None and best["hard"] == 0 and best["soft"] <= target
 
 
 def tell(line):
-    clear = "\r\033[K" if sys.stderr.isatty() else ""
-    print(f"{clear}wcsp-many: {line}", file=sys.stderr, flush=True)
+    if sys.stderr.isatty():
+        write_error("\r\033[K")
+    _shared.tool.tell("wcsp-many", line)
 
 
 def state_line(folder, state):
@@ -251,33 +287,80 @@ def state_line(folder, state):
     return ", ".join(parts)
 
 
+def read_state(folder):
+    """The last state that a call has left, or that of none."""
+    with contextlib.suppress(OSError, ValueError):
+        state = read_json(folder.work / "state.json")
+        if isinstance(state.get("finished"), int) and "running" in state and isinstance(
+                state.get("deadline", ""), (int, float, type(None))):
+            return state
+    return {"finished": 0, "running": 0, "deadline": None}
+
+
+# What works for a folder on this host: engines, runs, solvers. All have the mark
+# of the folder in their environment.
+
+def mark_of(work):
+    there = os.stat(work)
+    return f"{there.st_dev}:{there.st_ino}"
+
+
+def workers(work):
+    """Their processes."""
+    try:
+        wanted = f"{MARK}={mark_of(work)}".encode()
+    except OSError:
+        return
+    for place in pathlib.Path("/proc").glob("[0-9]*"):
+        with contextlib.suppress(OSError):
+            if wanted in (place / "environ").read_bytes().split(b"\0"):
+                yield int(place.name)
+
+
+def end_workers(work, patience):
+    """Waits for them, and kills those that are left. One whose group has lost
+    its leader is a remainder of an engine and is killed at once."""
+    end = time.monotonic() + patience
+    while processes := list(workers(work)):
+        for process in processes:
+            with contextlib.suppress(ProcessLookupError):
+                if time.monotonic() > end or not pathlib.Path(
+                        "/proc", str(os.getpgid(process))).exists():
+                    os.kill(process, signal.SIGKILL)
+        time.sleep(0.05)
+
+
+def put_away(work):
+    """Removes what a call needs only while it runs."""
+    for old in [*work.glob("stop*"), work / "state.json", work / "incoming"]:
+        with contextlib.suppress(OSError):
+            old.unlink()
+    sweep(work, run_prefix())
+
+
 def take_over(folder):
-    """The lock of the folder; waits where the call that had it was killed and
-    its runs are about to end, and refuses where it lives."""
-    end = time.monotonic() + GRACE
-    is_told = False
-    while not folder.lock():
-        try:
-            state = json.loads((folder.path / ".work" / "state.json").read_text("utf-8"))
-        except (OSError, ValueError):
-            state = {"process": os.getpid(), "host": host_name()}
-        if state["host"] != host_name() or is_alive(state["process"]):
-            raise Failure(f"{folder.path} is being run by process {state['process']} on "
-                          f"{state['host']}; --status and --stop reach it")
-        if not is_told:
-            tell("an earlier call was killed; waiting for its runs to end")
-            is_told = True
-        if time.monotonic() > end:
-            raise Failure(f"runs of an earlier call in {folder.path} do not end")
-        time.sleep(0.2)
+    """The lock of the folder; refuses where a call has it, and waits for the
+    runs of one that was killed to end."""
+    for _ in range(10):  # a look at the state holds it for a moment
+        if folder.lock():
+            break
+        time.sleep(0.05)
+    else:
+        raise Failure(f"{folder.path} is being run by {folder.owner() or 'another call'}; "
+                      "--status and --stop reach it")
+    if next(workers(folder.work), None):
+        tell("an earlier call was killed; waiting for its runs to end")
+        end_workers(folder.work, GRACE)
 
 
 def drain(folder, is_compressed):
     """What the runs of a killed call have left."""
-    place = folder.path / ".work" / "incoming"
-    if place.exists():
-        for line in place.read_bytes().split(b"\n")[:-1]:
-            with contextlib.suppress(ValueError):
+    with contextlib.suppress(FileNotFoundError):
+        for line in (folder.work / "incoming").read_bytes().split(b"\n")[:-1]:
+            try:
                 record, report, log = unpacked(line)
                 if "error" not in record:
                     folder.accept(record, report, log, is_compressed)
+            except ValueError:
+                tell(f"{folder.work / 'incoming'}: a damaged line; its run is done again")
+    put_away(folder.work)

@@ -1,6 +1,5 @@
 """The same runs as a job array of Slurm, on a file system that all nodes share."""
 
-import json
 import os
 import pathlib
 import shlex
@@ -9,7 +8,8 @@ import subprocess
 import sys
 import time
 
-from one import Job, host_name, run_one
+from folder import Folder, host_name
+from one import Job, run_one
 from _shared.files import write_whole
 from _shared.text import spans
 from _shared.tool import Failure
@@ -36,7 +36,10 @@ def write_job(folder, job, seeds, chosen):
     if chosen.time < LEAST:
         raise Failure(f"--slurm: a limit below {LEAST} seconds is too short: Slurm may signal a "
                       f"minute before the {EARLY} seconds that a task needs to end")
-    work = (folder.path / ".work").resolve()
+    work = folder.work.resolve()
+    if not str(work).isprintable():
+        raise Failure("--slurm: the name of the folder holds control characters or bytes that "
+                      "are not UTF-8")
     program = work / "wcsp-many"
     shutil.copy(sys.argv[0], program)
     path = work / "job.json"
@@ -53,7 +56,7 @@ def write_job(folder, job, seeds, chosen):
         program=shlex.quote(str(program)), job=shlex.quote(str(path))))
     command = ["sbatch", str(script)]
     if not chosen.submit:
-        print(shlex.join(command))
+        write_whole(None, shlex.join(command) + "\n")
         return 0
     if not shutil.which("sbatch"):
         raise Failure("needs sbatch (package slurm-client), which is not found", 3)
@@ -67,25 +70,16 @@ def run_task(arguments):
     job, seed = Job.load(path), int(seed)
     work = pathlib.Path(path).parent
     os.chdir(work)
-    place = work.parent
-    record_place = place / f"{seed}.run"
-    before = None
-    if record_place.exists():
-        before = json.loads(record_place.read_text("utf-8"))
-        # A task that Slurm has lost may have ended all the same.
-        if "hard" in before and not before["ended by"]:
-            return 0
-    report_place = place / f"{seed}.report"
-    start = str(report_place) if before and "hard" in before else None
+    folder = Folder(work.parent)
+    folder.load(folder.settings(), job.logs, f"{seed}.run")
+    # A task that Slurm has lost may have ended all the same.
+    if folder.is_done(seed) and not folder.records[seed]["ended by"]:
+        return 0
+    before = folder.records.get(seed)
+    start = str(folder.file(seed, "report")) if before and "hard" in before else None
     record, report, log = run_one(job, seed, start=start)
     record["restart"] = int(os.environ.get("SLURM_RESTART_COUNT", "0"))
     print(f"{time.strftime('%F %T')} seed {seed} on {host_name()}: status {record['status']}, "
           f"{record.get('hard', '-')}/{record.get('soft', '-')} {record['ended by']}", flush=True)
-    if start and ("hard" not in record or (before["hard"], before["soft"])
-                  < (record["hard"], record["soft"])):
-        return 0
-    write_whole(report_place, report)
-    if log:
-        write_whole(place / f"{seed}.log{'.gz' if job.compress else ''}", log)
-    write_whole(record_place, json.dumps(record) + "\n")
+    folder.accept(record, report, log, job.compress)
     return 0

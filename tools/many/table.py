@@ -40,12 +40,12 @@ def estimates(records, best, most):
 
 
 def table(folder, most):
-    """The table as text. most: the greatest number of runs at once."""
+    """The lines of the table. most: the greatest number of runs at once."""
     records = [r for r in folder.reports() if r["seed"] not in folder.refused]
     failed = [r for r in folder.records.values() if "hard" not in r]
     lines = [f"{len(folder.records)} runs: {len(records)} with a report, {len(failed)} failed"]
     for seed, reason in sorted(folder.refused.items()):
-        lines.append(f"seed {seed}: wcsp-check refuses its report: {reason}")
+        lines.append(f"seed {seed}: {reason}")
     if records:
         lines.append("penalty (hard/soft): " + ", ".join(
             f"{name} {penalty(quantile(records, share))}" for name, share in (
@@ -69,4 +69,4 @@ def table(folder, most):
         if len(hosts) > 1:
             lines.append("runs by host: " + ", ".join(
                 f"{name} {count}" for name, count in sorted(hosts.items())))
-    return "\n".join(lines) + "\n"
+    return lines

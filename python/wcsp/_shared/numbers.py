@@ -14,7 +14,13 @@ def quantile(ordered: Sequence[T], share: float) -> T:
     return ordered[max(math.ceil(share * len(ordered)) - 1, 0)]
 
 
-def share_of_clock(left: float, jobs: int, runs_left: int) -> float:
+def share_of_clock(
+    left: float, jobs: int, runs_left: int, between: float = 0.0
+) -> float:
     """Seconds for a run that starts now, so that each of the runs that have
-    not started, itself included, gets a turn in the time that is left."""
-    return left * min(jobs / max(runs_left, 1), 1.0)
+    not started, itself included, gets a turn in the time that is left. Some
+    seconds may pass between two, which come off up to half of a share."""
+    if runs_left <= jobs:
+        return left
+    share = left * jobs / runs_left
+    return share - min(between, share / 2)

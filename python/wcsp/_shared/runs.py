@@ -60,11 +60,13 @@ def read_record(path: Path) -> Record:
     return record
 
 
-def damage(folder: Path, record: Record) -> str:
+def damage(folder: Path, record: Record, with_logs: bool = True) -> str:
     """What has happened to the files of a run since it was kept, or ""."""
     name = f"{record['seed']}.report"
     try:
         for name, kept in record.get("files", {}).items():
+            if not with_logs and not name.endswith(".report"):
+                continue
             if digest((folder / Path(name).name).read_bytes()) != kept:
                 return f"{name} has changed"
         if "hard" in record and "files" not in record:
@@ -78,23 +80,25 @@ def damage(folder: Path, record: Record) -> str:
     return ""
 
 
-def read_runs(folder: Path) -> tuple[dict[int, Record], list[tuple[int, str]]]:
-    """The whole runs by seed, and the others as (seed, reason)."""
+def read_runs(
+    folder: Path, with_logs: bool = True, names: str = "*.run"
+) -> tuple[dict[int, Record], dict[int, str]]:
+    """The whole runs, and the reasons why others are not whole, by seed."""
     records: dict[int, Record] = {}
-    others: list[tuple[int, str]] = []
-    for path in folder.glob("*.run"):
+    others: dict[int, str] = {}
+    for path in sorted(folder.glob(names)):
         if not (path.stem.isascii() and path.stem.isdigit()):
             continue
         seed = int(path.stem)
         try:
             record = read_record(path)
-            reason = damage(folder, record)
+            reason = damage(folder, record, with_logs)
         except ValueError as error:
             reason = f"{path.name} {error}"
         except OSError as error:
             reason = f"{path.name}: {error.strerror}"
         if reason:
-            others.append((seed, reason))
+            others[seed] = reason
         else:
             records[seed] = record
-    return records, sorted(others)
+    return records, others

@@ -25,7 +25,8 @@ def scratch(
         # Another call may take it for a dead one until it has its lock.
         with contextlib.suppress(FileNotFoundError):
             lock = os.open(path, os.O_RDONLY)
-            fcntl.flock(lock, fcntl.LOCK_EX)
+            with contextlib.suppress(OSError):  # some have no locks of folders
+                fcntl.flock(lock, fcntl.LOCK_EX)
             if path.exists():
                 break
             os.close(lock)
