@@ -85,12 +85,12 @@ def with_runs(model: Model, folder: str | os.PathLike[str]) -> Result:
             report = (place / f"{seed}.report").read_text("utf-8", "replace")
             log = _kept_log(place, seed)
         except (OSError, EOFError, zlib.error) as error:
-            damaged.append((seed, str(error)))
+            damaged[seed] = str(error)
             continue
         runs.append(
             Run(seed, record["status"], read_report(report), report, log)
         )
-    for seed, reason in damaged:
+    for seed, reason in sorted(damaged.items()):
         warn(
             f"run {seed} of {place} is damaged: {reason}. wcsp-many runs it "
             "again",
