@@ -17,6 +17,10 @@
 //     `improvingCount` the number of records with a negative diff.
 //  5. `candidates` holds exactly the labels with a positive `improvingCount`,
 //     each at its `position`.
+//  6. `violated` holds the ids of the records with a positive penalty.
+//  7. `moved` notes the variables whose values in `best` and `current` differ,
+//     `remeasured` the records whose penalty and `bestConstraintPenalty` do.
+//     The journal of a run does the same for the run's best.
 
 #pragma once
 
@@ -34,6 +38,8 @@
 #include "solver/cpu_limit.h"
 #include "solver/cpu_time.h"
 #include "solver/id_lists.h"
+#include "solver/id_set.h"
+#include "solver/journal.h"
 #include "solver/label_table.h"
 #include "solver/tabulist.h"
 #include "solver/wcsp.h"
@@ -95,24 +101,28 @@ class RealWcsp : public Wcsp, public WcspChanges {
     auto operator<=>(Concern const&) const = default;
   };
 
-  struct Solution {
-    std::vector<unsigned> value;   ///< one value number per variable
+  struct Totals {
     Int128 hardPenalty = 0;        ///< summed violation of hard constraints
     Int128 softPenalty = 0;        ///< declared weight times violation, soft
     double weightedPenalty = 0.0;  ///< adaptive weight times violation, all
     std::uint64_t iteration = 0;   ///< when it was reached
     double time = 0.0;             ///< CPU seconds; kept for `best` only
 
-    bool isBetterThan(Solution const& other) const {
+    bool isBetterThan(Totals const& other) const {
       return hardPenalty < other.hardPenalty ||
              (hardPenalty == other.hardPenalty &&
               softPenalty < other.softPenalty);
     }
   };
 
+  struct Solution : Totals {
+    std::vector<unsigned> value;  ///< one value number per variable
+  };
+
   /// The runs and phases of one search.
   struct Run {
     Solution best;                     ///< of the run, by weighted penalty
+    Journal moved;                     ///< variables, since `best`
     std::uint64_t start = 0;           ///< iteration at which it began
     double length = minimumRunLength;  ///< nominal, in iterations
     unsigned numRuns = 0;              ///< completed in this phase
@@ -190,6 +200,9 @@ class RealWcsp : public Wcsp, public WcspChanges {
   Solution best;
   Solution current;
   std::vector<int> bestConstraintPenalty;  ///< in `best`, by id
+  Journal moved;                           ///< variables, since `best`
+  Journal remeasured;                      ///< records, since `best`
+  IdSet violated;                          ///< records with a penalty
   bool keepInitial = true;     ///< false: improve the start greedily first
   bool isDeclared = false;     ///< initialize(n, sizes) has been called
   bool isSearched = false;     ///< a search has been started
@@ -275,6 +288,11 @@ class RealWcsp : public Wcsp, public WcspChanges {
   /// The same, taken for granted in large models and after most moves.
   bool smallBookkeepingHolds();
 
+  /// Whether the parts of the invariants that concern the copies of `current`
+  /// hold: 6 and 7, and 7 for the best of a run.
+  bool journalsHold() const;
+  bool runJournalHolds(Run const& run) const;
+
   // wcspi_search.cpp: the search.
   void solve() override;
   void solve(std::vector<unsigned> const& initial) override;
@@ -292,6 +310,9 @@ class RealWcsp : public Wcsp, public WcspChanges {
 
   /// Makes `current` the incumbent. Allocates nothing.
   void recordBest();
+
+  /// Makes `copy` equal `current` where the journal says that it may differ.
+  void copyCurrent(Solution& copy, Journal& journal) const;
   void improveGreedily();
 
   /// Fills `ties` with the labels of a variable that have the least score below

@@ -13,6 +13,19 @@ constexpr std::size_t maxCheckedLabels = 1000;
 
 constexpr unsigned movesPerCheck = 3;
 
+/// Whether a journal notes all entries that differ.
+template <class Differs>
+bool notesAll(Journal const& journal, std::size_t numEntries, Differs differs) {
+  std::vector<bool> isNoted(numEntries);
+  journal.forEach([&](unsigned entry) { isNoted[entry] = true; });
+  for (unsigned entry = 0; entry < numEntries; ++entry) {
+    if (differs(entry) && !isNoted[entry]) {
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 // A check calculates every constraint, which would hide what an update has
@@ -20,6 +33,30 @@ constexpr unsigned movesPerCheck = 3;
 bool RealWcsp::smallBookkeepingHolds() {
   return labels.size() > maxCheckedLabels || numChecks++ % movesPerCheck != 0 ||
          bookkeepingHolds();
+}
+
+bool RealWcsp::journalsHold() const {
+  std::vector<bool> isViolated(constraints.size());
+  violated.forEach([&](unsigned c) { isViolated[c] = true; });
+  for (unsigned c = 0; c < constraints.size(); ++c) {
+    if (isViolated[c] != (constraints[c].penalty > 0)) {
+      return false;  // invariant 6
+    }
+  }
+  return notesAll(moved, numVariables,
+                  [this](unsigned v) {
+                    return current.value[v] != best.value[v];
+                  }) &&
+         notesAll(remeasured, constraints.size(), [this](unsigned c) {
+           return constraints[c].penalty != bestConstraintPenalty[c];
+         });
+}
+
+bool RealWcsp::runJournalHolds(Run const& run) const {
+  return labels.size() > maxCheckedLabels ||
+         notesAll(run.moved, numVariables, [&](unsigned v) {
+           return current.value[v] != run.best.value[v];
+         });
 }
 
 bool RealWcsp::bookkeepingHolds() {
@@ -59,6 +96,9 @@ bool RealWcsp::bookkeepingHolds() {
       sums.softPenalty != current.softPenalty ||
       std::abs(sums.weightedPenalty - current.weightedPenalty) > tolerance) {
     return false;  // invariant 3
+  }
+  if (!journalsHold()) {
+    return false;
   }
   std::size_t numCandidates = 0;
   for (unsigned i = 0; i < scores.size(); ++i) {

@@ -75,6 +75,8 @@ void RealWcsp::initialize() {
   std::fill(labels.candidacies.begin(), labels.candidacies.end(),
             LabelTable::Candidacy{});
   previous = current.value;
+  remeasured.noteAll();
+  violated.reset(constraints.size());
   for (Constraint& record : constraints) {
     evaluateFirst(record);
   }
@@ -101,6 +103,11 @@ int RealWcsp::measure(WcspConstraint& constraint,
 void RealWcsp::setPenalty(Constraint& record, int penalty) {
   if (penalty == record.penalty) {
     return;
+  }
+  const auto id = static_cast<unsigned>(&record - constraints.data());
+  remeasured.note(id);
+  if ((penalty > 0) != (record.penalty > 0)) {
+    violated.flip(id);
   }
   const std::int64_t delta =
       static_cast<std::int64_t>(penalty) - record.penalty;
@@ -165,6 +172,7 @@ void RealWcsp::applyMove(unsigned label) {
   unsigned const* left = constraintIds[labels.number(variable, value)];
   unsigned const* taken = constraintIds[label];
   value = labels.value(label);
+  moved.note(variable);
   concerned.clear();
   for (;;) {
     const unsigned c = std::min(*left, *taken);

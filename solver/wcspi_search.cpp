@@ -74,6 +74,7 @@ RealWcsp::Search::Search(RealWcsp const& solver)
     : tabulist(static_cast<int>(solver.numVariables), solver.log),
       cpuLimit(SystemClocks(solver.cpuTime)) {
   run.best.value.resize(solver.numVariables);
+  run.moved.reset(solver.numVariables);
   run.best.weightedPenalty = dinf;
   solver.startPhase(run);
 }
@@ -161,18 +162,27 @@ void RealWcsp::prepare(std::vector<unsigned> const& initial) {
     record.weight = record.constraint->weight;
   }
   bestConstraintPenalty.resize(constraints.size(), inf);
+  moved.reset(numVariables);
+  remeasured.reset(constraints.size());
   current.value = initial;
   initialize();
   current.iteration = 0;
 }
 
 void RealWcsp::recordBest() {
-  best = current;
+  copyCurrent(best, moved);
   best.time = cpuTime();
   isRecorded = true;
-  for (unsigned c = 0; c < constraints.size(); ++c) {
+  remeasured.forEach([this](unsigned c) {
     bestConstraintPenalty[c] = constraints[c].penalty;
-  }
+  });
+  remeasured.clear();
+}
+
+void RealWcsp::copyCurrent(Solution& copy, Journal& journal) const {
+  static_cast<Totals&>(copy) = current;
+  journal.forEach([&](unsigned v) { copy.value[v] = current.value[v]; });
+  journal.clear();
 }
 
 // Visits the variables in a random order, by a forward Fisher-Yates shuffle,
@@ -312,6 +322,7 @@ void RealWcsp::moveOnce(Search& search) {
   const unsigned from = current.value[variable];
   current.iteration = search.iteration;
   applyMove(label);
+  search.run.moved.note(variable);
   if (current.isBetterThan(best)) {
     recordBest();
     logBest(search.iteration);

@@ -17,17 +17,18 @@
 
 namespace {
 
-/// Violated, and below its declared weight.
+/// A violated constraint is raised when it is below its declared weight.
 bool isRaisable(RealWcsp::Constraint const& record) {
-  return record.penalty > 0 && record.constraint->weight > record.weight;
+  return record.constraint->weight > record.weight;
 }
 
 }  // namespace
 
 bool RealWcsp::adjustWeights(Search& search) {
   Run& run = search.run;
+  assert(runJournalHolds(run));
   if (run.best.weightedPenalty > current.weightedPenalty) {
-    run.best = current;
+    copyCurrent(run.best, run.moved);
   }
   return isRunOver(search) && endRun(search);
 }
@@ -86,12 +87,13 @@ void RealWcsp::countRun(Run& run) const {
 
 // All values first, then every constraint concerned, once and in ascending id.
 void RealWcsp::restoreRunBest(Search& search) {
+  Run& run = search.run;
   concerned.clear();
-  for (unsigned v = 0; v < numVariables; ++v) {
+  run.moved.forEach([&](unsigned v) {
     const unsigned from = current.value[v];
-    const unsigned to = search.run.best.value[v];
+    const unsigned to = run.best.value[v];
     if (from == to) {
-      continue;
+      return;
     }
     for (const unsigned value : {from, to}) {
       for (unsigned const* id = constraintIds[labels.number(v, value)];
@@ -100,10 +102,12 @@ void RealWcsp::restoreRunBest(Search& search) {
       }
     }
     current.value[v] = to;
-  }
+    moved.note(v);
+  });
   uniteConcerned();
   evaluateConcerned();
-  previous = current.value;
+  run.moved.forEach([this](unsigned v) { previous[v] = current.value[v]; });
+  run.moved.clear();
   assert(smallBookkeepingHolds());
 }
 
@@ -170,23 +174,23 @@ void RealWcsp::startPhase(Run& run) const {
 void RealWcsp::increaseWeights(double bound) {
   const double gap = bound - current.weightedPenalty;
   double sumSquares = 0.0;
-  for (Constraint const& record : constraints) {
-    if (isRaisable(record)) {
-      const double penalty = record.penalty;
+  violated.forEach([&](unsigned c) {
+    if (isRaisable(constraints[c])) {
+      const double penalty = constraints[c].penalty;
       sumSquares += penalty * penalty;
     }
-  }
+  });
   if (sumSquares <= 0.0) {
     logRecalculate();
     initialize();
     return;
   }
   const double step = gap / sumSquares;
-  for (Constraint& record : constraints) {
-    if (isRaisable(record)) {
-      raiseWeight(record, step);
+  violated.forEach([&](unsigned c) {
+    if (isRaisable(constraints[c])) {
+      raiseWeight(constraints[c], step);
     }
-  }
+  });
 }
 
 void RealWcsp::raiseWeight(Constraint& record, double step) {
