@@ -21,7 +21,8 @@ from fractions import Fraction
 
 import pytest
 
-from wcsp import Model, ModelError, ProgramMissing, SolverError, all_different, total
+from wcsp import (Model, ModelError, ProgramMissing, SolverError, SolverWarning, all_different,
+                  total)
 
 COUNT = int(os.environ.get("WCSP_RANDOM_MODELS", "60"))
 INTERRUPTS = int(os.environ.get("WCSP_INTERRUPTS", "20"))
@@ -176,8 +177,45 @@ def test_seeds_and_limits():
     assert seen[-1][1:3] == (r.hard, r.soft)
     assert (r.log[-1].hard, r.log[-1].soft) == (r.hard, r.soft)
     r = m.solve(time=30, seeds=4, jobs=4, target=40)
-    assert r.soft <= 40
+    assert r.soft <= 40 and r.ended_by == "target"
     assert processes() == []
+
+
+BUSY = """
+import os, sys, threading
+sys.path.insert(0, {tests!r})
+os.sched_setaffinity(0, {{{core}}})
+from solving_test import colouring
+r = colouring(edges=600).solve(time={time}, seeds=8)
+print(r.seeds, r.ended_by)
+"""
+
+
+def test_every_seed_runs_on_a_busy_core():
+    """Two loads beside it on its one core: a limit of CPU time would never be
+    reached, and the first seeds would take all of the clock."""
+    core = min(os.sched_getaffinity(0))
+    loads = [subprocess.Popen(["taskset", "-c", str(core), sys.executable, "-c", "while True: 0"])
+             for _ in range(2)]
+    try:
+        began = time.monotonic()
+        script = BUSY.format(tests=os.path.dirname(os.path.abspath(__file__)), core=core, time=6)
+        done = subprocess.run([sys.executable, "-W", "error", "-c", script], capture_output=True,
+                              text=True, check=False)
+        assert done.stdout == "[1, 2, 3, 4, 5, 6, 7, 8] \n", done
+        assert time.monotonic() - began < 12
+    finally:
+        for load in loads:
+            load.kill()
+            load.wait()
+
+
+def test_seeds_that_never_start():
+    with pytest.warns(SolverWarning, match="seeds never started: the time was over") as caught:
+        r = colouring(edges=600).solve(time=0.1, seeds=200, jobs=1)
+    count = int(str(caught[0].message).split()[0])
+    assert r.seeds == list(range(1, 201 - count)) and 0 < count < 200
+    assert caught[0].filename == __file__
 
 
 def test_no_process_is_left():
