@@ -6,7 +6,6 @@ from __future__ import annotations
 import gzip
 import os
 import zlib
-from fractions import Fraction
 from pathlib import Path
 from typing import TYPE_CHECKING
 
@@ -31,26 +30,22 @@ def best_of(
     """The best run as a result that wcsp-check finds right. The reports are
     also files of the folder `reports`."""
     weights = weights_of(model)
-
-    def rank(run: Run) -> tuple[int, Fraction, int]:
-        assert run.report is not None
-        return *penalty_of(run.report, weights), run.seed
-
+    ranked = []
     refusal = ""
-    # A report that was damaged may name what the model does not have.
-    found = [
-        run
-        for run in runs
-        if run.report and run.report.violated.keys() <= weights.keys()
-    ]
-    for run in sorted(found, key=rank):
-        report = reports / f"{run.seed}.report"
-        told = judged_file(model_file, report, wcsp)
+    for run in runs:
+        if run.report is None:
+            continue
+        try:
+            ranked.append((*penalty_of(run.report, weights), run.seed, run))
+        except KeyError as error:
+            refusal = f"the report of seed {run.seed} names {error}"
+            warn(f"{refusal}, which the model does not have", SolverWarning)
+    for *_, seed, run in sorted(ranked):
+        told = judged_file(model_file, reports / f"{seed}.report", wcsp)
         if told["status"] == 0:
             return Result(model, run, runs, told, wcsp)
         refusal = (
-            f"wcsp-check refuses the report of seed {run.seed}: "
-            f"{told['verdict']}"
+            f"wcsp-check refuses the report of seed {seed}: {told['verdict']}"
         )
         warn(refusal, SolverWarning)
     raise SolverError(refusal or f"no search has left a report: {_why(runs)}")

@@ -390,4 +390,6 @@ def _shown(name: object) -> str:
     if isinstance(name, tuple):
         return " ".join(map(_shown, name))
     enum_name = getattr(name, "_name_", None)
-    return enum_name if isinstance(enum_name, str) else str(name)
+    text = enum_name if isinstance(enum_name, str) else str(name)
+    # A lone surrogate could not be printed.
+    return text.encode("utf-8", "backslashreplace").decode()

@@ -73,7 +73,9 @@ def lines(model: Model) -> Iterator[str]:
 
 
 def _comment(text: str) -> str:
-    split = text.strip().split("\n")
+    # A lone surrogate, as a file name that is not UTF-8 has it, is no text.
+    plain = text.strip().encode("utf-8", "backslashreplace").decode()
+    split = plain.split("\n")
     return "".join(("# " + line).rstrip() + "\n" for line in split)
 
 

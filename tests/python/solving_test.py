@@ -1,6 +1,6 @@
 """Results against brute force, and searches that leave nothing behind.
 
-WCSP_RANDOM_MODELS and WCSP_INTERRUPTS say how many are tried.
+WCSP_RANDOM_MODELS and WCSP_SIGNALS say how many are tried.
 """
 
 import collections
@@ -13,7 +13,6 @@ import random
 import signal
 import subprocess
 import sys
-import textwrap
 import threading
 import time
 import warnings
@@ -21,11 +20,12 @@ from fractions import Fraction
 
 import pytest
 
+from signal_trials import Trials
 from wcsp import (Model, ModelError, ProgramMissing, SolverError, SolverWarning, all_different,
                   total)
 
 COUNT = int(os.environ.get("WCSP_RANDOM_MODELS", "60"))
-INTERRUPTS = int(os.environ.get("WCSP_INTERRUPTS", "20"))
+SIGNALS = int(os.environ.get("WCSP_SIGNALS", "8"))
 
 
 class Shift(enum.Enum):
@@ -255,45 +255,47 @@ def test_partial_start():
     assert found[1] != found[2]
 
 
-SCRIPT = """
-    import sys
-    sys.path.insert(0, {tests!r})
-    from solving_test import colouring
-    m = colouring()
-    print("ready", flush=True)
-    r = None
+def test_signals(tmp_path):
+    """At random moments; signal_trials.py makes more of them."""
+    trials = Trials(tmp_path, seed=5)
+    for _ in range(SIGNALS):
+        trials.trial()
+
+
+def test_a_handler_of_the_caller_stays():
+    """It gets each signal, and the searches go on."""
+    got = []
+    numbers = signal.SIGTERM, signal.SIGHUP, signal.SIGINT
+    usual = [signal.signal(number, lambda n, _: got.append(n)) for number in numbers]
     try:
-        r = m.solve(time=60, seeds=2, jobs=2, target=-1,
-                    on_improve=lambda p: print("better", flush=True))
-    except KeyboardInterrupt:  # of this script, if the result is there
-        if r is None:
-            raise
-    print("result", r.soft, flush=True)
-"""
+        r = colouring(edges=600).solve(
+            time=20, seeds=3, options=["-iteration", "500"],
+            on_improve=lambda _: os.kill(os.getpid(), numbers[len(got) % 3]))
+    finally:
+        for number, handler in zip(numbers, usual):
+            signal.signal(number, handler)
+    assert len(got) >= 3 and set(got) == set(numbers)
+    assert (r.ended_by, r.seeds) == ("", [1, 2, 3])
+    assert signal.getsignal(signal.SIGTERM) == signal.SIG_DFL
 
 
-def test_interrupts():
-    """Ctrl-C at any moment: a result as soon as one penalty was there."""
-    rng = random.Random(5)
-    script = textwrap.dedent(SCRIPT).format(tests=os.path.dirname(os.path.abspath(__file__)))
-    for k in range(INTERRUPTS):
-        child = subprocess.Popen([sys.executable, "-c", script], stdout=subprocess.PIPE,
-                                 stderr=subprocess.PIPE, text=True)
-        assert child.stdout.readline() == "ready\n"
-        time.sleep(rng.uniform(0, 0.4))
-        child.send_signal(signal.SIGINT)
-        if k % 4 == 3:
-            time.sleep(rng.uniform(0, 0.02))
-            child.send_signal(signal.SIGINT)
-        out, errors = child.communicate(timeout=30)
-        left = subprocess.run(["ps", "-eo", "args="], capture_output=True, text=True,
-                              check=True).stdout
-        assert not [line for line in left.split("\n")
-                    if "wcsp-" in line and "-inputfile" in line and "/model" in line
-                    and "-target 0" in line], k
-        if "better" in out and k % 4 != 3:
-            assert "result" in out, (k, out, errors)
-        assert "result" in out or "KeyboardInterrupt" in errors or "no search" in errors, errors
+def test_the_end_of_the_parent_ends_the_children_in_other_threads(tmp_path):
+    script = ("import threading\nfrom solving_test import colouring\n"
+              "t = threading.Thread(target=lambda: colouring(edges=600).solve(time=60, "
+              "on_improve=lambda _: print('better', flush=True)))\nt.start()")
+    trials = Trials(tmp_path, seed=1)
+    trials.environment["PYTHONPATH"] += ":" + os.path.dirname(os.path.abspath(__file__))
+    for number in signal.SIGTERM, signal.SIGKILL:
+        child = trials.start(script)
+        assert child.stdout.readline() == "better\n"
+        assert len(trials.processes()) > 1
+        child.send_signal(number)
+        child.communicate(timeout=30)
+        assert child.returncode == -number
+        end = time.monotonic() + 5
+        while trials.processes() and time.monotonic() < end:
+            time.sleep(0.01)
+        assert not trials.processes()
 
 
 def test_infeasible():

@@ -39,10 +39,11 @@ class WholeFile:
 
     def _open_beside(self) -> BinaryIO:
         self._goal = os.path.realpath(self._name)
-        folder, name = os.path.split(self._goal)
-        if name in ("", ".", ".."):
+        if os.path.basename(self._name) in ("", ".", ".."):
             raise OSError(errno.EISDIR, os.strerror(errno.EISDIR))
-        handle, self._beside = tempfile.mkstemp(dir=folder, prefix=BESIDE)
+        handle, self._beside = tempfile.mkstemp(
+            dir=os.path.dirname(self._goal), prefix=BESIDE
+        )
         return os.fdopen(handle, "wb", 1 << 20)
 
     def write(self, content: Content) -> None:

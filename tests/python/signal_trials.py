@@ -7,7 +7,7 @@ No process may stay, and no folder or file but after SIGKILL; a penalty that
 was seen is never lost to a first signal; and the next call removes what
 SIGKILL has left.
 
-Usage: PYTHONPATH=python WCSP=PROGRAM tests/python/signals.py [--count N] [--seed S]
+Usage: PYTHONPATH=python WCSP=PROGRAM tests/python/signal_trials.py [--count N] [--seed S]
 """
 
 import argparse
