@@ -1,14 +1,17 @@
 #!/usr/bin/env python3
-"""Tests wcsp-many with real engines: many_test.py ENGINE PROGRAMS EXAMPLES.
+"""Tests wcsp-many with real engines: many_test.py ENGINE PROGRAMS EXAMPLES [COUNT [SEED]].
 
-ENGINE is parallel, ssh or slurm; PROGRAMS the folder of wcsp, wcsp-check and
-wcsp-many. The searches never meet their target unless a test wants it, so that
-only what is tested ends them.
+ENGINE is parallel, ssh, slurm, or signals, which sends COUNT signals at random
+moments; PROGRAMS the folder of wcsp, wcsp-check and wcsp-many. The searches
+never meet their target unless a test wants it, so that only what is tested ends
+them.
 """
 
+import fcntl
 import json
 import os
 import pathlib
+import random
 import re
 import shutil
 import signal
@@ -209,6 +212,15 @@ def failures():
     os.symlink(sys.executable, "bin/python3")
     status, _, errors = many("m.model", "--dir", "e", env={"PATH": "bin"})
     expect("engine", (status, "needs GNU parallel (package parallel)" in errors), (3, True))
+    # A folder that goes while runs are under way costs no result.
+    process = start("m.model", "--dir", "gone", "--target", "0", "--seeds", "1-3", "--jobs", "2",
+                    "--each", "60")
+    many("m.model", "--dir", "other", "--seeds", "1", "--", "-iteration", "9")
+    wait_for("searches", lambda: searching("gone") == 2)
+    shutil.rmtree("gone", ignore_errors=True)
+    out, errors = process.communicate(timeout=60)
+    expect(f"gone: {errors}", (process.returncode, "gone" in errors, "Traceback" in errors,
+                               processes_of("gone")), (2, True, False, []))
     if os.geteuid() != 0:
         print("a full disk is not tested: it takes root")
         return
@@ -218,10 +230,236 @@ def failures():
         status, out, errors = many("m.model", "--dir", "full/runs", "--target", "0", "--seeds",
                                    "1-40", "--", "-iteration", "3000", "-display", "7",
                                    "-interval", "2")
-        expect(f"full: {errors}", (status, "No space left" in errors or "refuses" in errors,
+        expect(f"full: {errors}", (status, "No space left" in errors,
                                    len(records("full/runs")) < 40), (2, True, True))
+        expect(f"full: {errors}", ("penalty (hard/soft): least 0/" in errors, "penalty: 0/" in out),
+               (True, True))
     finally:
         subprocess.run(["umount", "-l", "full"], check=True)
+
+
+def busy():
+    """Every seed has its turn, on one core with a second load beside it."""
+    core = ["taskset", "-c", str(min(os.sched_getaffinity(0)))]
+    with subprocess.Popen([*core, WCSP, "-inputfile", "m.model", "-target", "0", "-time", "600"],
+                          stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL) as load:
+        try:
+            began = time.monotonic()
+            done = subprocess.run([*core, MANY, "m.model", "--seeds", "1-8", "--target", "0",
+                                   "--dir", "busy", "--time", "12s"], capture_output=True,
+                                  text=True, stdin=subprocess.DEVNULL, check=False)
+            expect(done.stderr, (done.returncode, "never started" in done.stderr,
+                                 time.monotonic() - began < 20), (0, False, True))
+            check_right("busy", range(1, 9), done.stdout)
+            # What does not fit is said.
+            status, out, errors = many("m.model", "--seeds", "1-99", "--target", "0", "--dir",
+                                       "short", "--time", "2s")
+            missing = 99 - len(records("short"))
+            line = f"{missing} of 99 seeds never started"
+            expect(errors, (status, errors.endswith(f"\n{line}\n"), "penalty: " in out),
+                   (5, True, True))
+            expect("status", line in many("--status", "short")[1], True)
+        finally:
+            load.kill()
+
+
+def edited():
+    """A model that is edited while it runs, or is there only once, is one."""
+    shutil.copy("m.model", "e.model")
+    arguments = ["e.model", "--target", "0", "--seeds", "1-4", "--jobs", "2", *ITERATIONS]
+    process = start(*arguments)
+    wait_for("searches", lambda: searching("e.model.runs") == 2)
+    other = EXAMPLES / "n-queens.model"
+    pathlib.Path("e.model").write_bytes(other.read_bytes())
+    out, errors = process.communicate(timeout=120)
+    expect(errors, process.returncode, 0)
+    check_right("e.model.runs", range(1, 5), out)
+    expect("results", many("--results", "e.model.runs")[:2], (0, out))
+    status, _, errors = many(*arguments)
+    expect("another model", (status, "was made for another model" in errors), (4, True))
+    done = subprocess.run(["bash", "-c", '"$0" <(cat m.model) --dir p --seeds 1-2 -- -iteration 9',
+                           MANY], capture_output=True, stdin=subprocess.DEVNULL, check=False)
+    expect(f"a pipe: {done.stderr}", done.returncode, 0)
+
+
+def damage():
+    """Whatever happens to a file of the folder is named, and what can be done
+    again is."""
+    arguments = ["m.model", "--dir", "d", "--target", "0", "--seeds", "1-3", "--compress", "--",
+                 "-iteration", "3000"]
+    expect("whole", many(*arguments)[0], 0)
+    shutil.copytree("d", "whole")
+
+    def changed(field, value):
+        return lambda data: json.dumps(json.loads(data) | {field: value}).encode()
+
+    def without(field):
+        return lambda data: json.dumps(
+            {key: value for key, value in json.loads(data).items() if key != field}).encode()
+
+    ways = {"cut": lambda data: data[:len(data) // 2], "emptied": lambda data: b"",
+            "flipped": lambda data: bytes(b ^ 64 for b in data[:1]) + data[1:], "deleted": None,
+            "replaced": lambda data: b"[1, 2]\n"}
+    records_too = {"a list": lambda data: b"[]", "deep": lambda data: b"[" * 100000,
+                   "without a host": without("host"), "a text": changed("hard", "0"),
+                   "another seed": changed("seed", 1), "other settings": changed("made for", "x")}
+    rebuilt = ["best.report", "settings.json", ".work/model"]
+    silent = [".work/lock", ".work/job.json", ".work/wcsp-many", ".work/seeds", ".work/errors"]
+    for name in ["2.report", "2.run", "2.log.gz", *rebuilt, *silent]:
+        for way, change in (ways | (records_too if name == "2.run" else {})).items():
+            if name in silent and way not in ("flipped", "deleted"):
+                continue
+            shutil.rmtree("d")
+            shutil.copytree("whole", "d")
+            path = pathlib.Path("d", name)
+            data = path.read_bytes()
+            path.unlink() if change is None else path.write_bytes(change(data))
+            before = pathlib.Path("d/2.run").stat().st_mtime_ns if name != "2.run" else 0
+            what, said = f"{name} {way}", ""
+            for question in ("--status", "--results"):
+                status, _, errors = many(question, "d")
+                said += errors
+                expect(f"{what}, {question}: {errors}", ("Traceback" in errors, status in (0, 2, 5)),
+                       (False, True))
+                # A record that is gone leaves nothing that could be damaged.
+                if name.startswith("2.") and (name, way) != ("2.run", "deleted"):
+                    expect(f"{what}, {question}: {errors}",
+                           re.search(r"wcsp-many: d: 2\.\w+", errors) is not None, True)
+            status, out, errors = many(*arguments)
+            expect(f"{what}: {errors}", (status, "Traceback" in errors), (0, False))
+            check_right("d", range(1, 4), out)
+            is_silent = name in silent or way == "deleted" and name in (
+                "2.run", "best.report", ".work/model")
+            said += errors
+            expect(f"{what}: {said}", "wcsp-many: d" in said, not is_silent)
+            if name.startswith("2."):
+                expect(f"{what}: {errors}", "seed 2 on " in errors, True)
+            else:
+                expect(f"{what}: {errors}", pathlib.Path("d/2.run").stat().st_mtime_ns, before)
+            status, _, errors = many(*arguments)
+            expect(f"{what}, once more: {errors}", (status, "wcsp-many: " in errors), (0, False))
+    # Without settings, runs of another model are not taken for runs of this one.
+    pathlib.Path("d/settings.json").unlink()
+    shutil.copy(EXAMPLES / "n-queens.model", "q.model")
+    status, _, errors = many("q.model", *arguments[1:])
+    expect(errors, (status, "not known to be of this model" in errors), (4, True))
+    # What calls before this one kept has no digests.
+    shutil.rmtree("d")
+    shutil.copytree("whole", "d")
+    for path in pathlib.Path("d").glob("*.run"):
+        record = json.loads(path.read_text())
+        path.write_text(json.dumps({k: v for k, v in record.items()
+                                    if k not in ("files", "made for")}))
+    pathlib.Path("d/3.report").unlink()
+    errors = many(*arguments)[2]
+    expect(errors, ("3.report is lost; seed 3 is run again" in errors, "seed 2 on" in errors),
+           (True, False))
+
+
+def streams():
+    """Closed streams, lost readers, full devices, names that are no text."""
+    name = b"esc\x1b[31m\xff.model"
+    shutil.copy(b"m.model", name)
+    arguments = [name, "--dir", "w", "--seeds", "1-2", "--", "-iteration", "9"]
+    for redirection, expected in (("", 0), ("<&-", 0), (">&-", 2), ("2>&-", 0), (">/dev/full", 2),
+                                  ("2>/dev/full", 0), (">&- 2>&- <&-", 2), ("| true", -13),
+                                  ("2>&1 | true", -13)):
+        shutil.rmtree("w", ignore_errors=True)
+        # The status of a lost reader is that of SIGPIPE.
+        done = subprocess.run(["bash", "-c", f'"$0" "$@" {redirection}; s=${{PIPESTATUS[0]}}; '
+                               'exit "$s"', MANY, *arguments], capture_output=True,
+                              stdin=subprocess.DEVNULL, check=False)
+        expect(f"{redirection}: {done.stderr}",
+               (done.returncode in (expected, 128 - expected), b"Traceback" in done.stderr,
+                b"\x1b" in done.stderr, sorted(records("w"))), (True, False, False, [1, 2]))
+    for arguments in ([b"no\x1b\xff"], [name, "--seeds", "\x1b"], ["--status", b"\x1b\xff"]):
+        done = subprocess.run([MANY, *arguments], capture_output=True, check=False,
+                              stdin=subprocess.DEVNULL)
+        expect(f"{arguments}: {done.stderr}", (done.returncode, b"\\x1b" in done.stderr,
+                                               b"\x1b" in done.stderr), (2, True, False))
+    for moment in range(30):
+        with subprocess.Popen([MANY, "--help"], stdout=subprocess.DEVNULL,
+                              stderr=subprocess.PIPE) as process:
+            time.sleep(moment / 200)
+            process.send_signal(signal.SIGINT)
+            errors = process.communicate()[1]
+        expect(f"SIGINT after {moment * 5} ms", (errors, process.returncode in (0, -2)),
+               (b"", True))
+
+
+def searching_seeds(folder):
+    """The seeds of the searches that have started and are under way."""
+    seeds = set()
+    for place in pathlib.Path("/proc").glob("[0-9]*"):
+        try:
+            command = (place / "cmdline").read_bytes().split(b"\0")
+            if (place / "cwd").resolve() != (pathlib.Path(folder) / ".work").resolve():
+                continue
+            log = place / "cwd" / command[command.index(b"-logfile") + 1].decode()
+            if b"# start tabu search" in log.read_bytes():
+                seeds.add(int(command[command.index(b"-seed") + 1]))
+        except (OSError, ValueError):
+            continue
+    return seeds
+
+
+def check_clean(folder):
+    """No process, no lock and nothing that a call needs only while it runs."""
+    check_nothing_left(folder)
+    work = pathlib.Path(folder, ".work")
+    left = [p.name for pattern in ("run-*", "stop*", "incoming", "state.json", ".wcsp-*", "../.wcsp-*")
+            for p in work.glob(pattern)]
+    expect(f"left in {folder}", left, [])
+    if (work / "lock").exists():
+        with open(work / "lock", "rb") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+
+
+def moments():
+    """Signals at random moments, a quarter of them twice. What was found stays,
+    and the next call finishes."""
+    count, seed = map(int, (sys.argv[4:] + ["12", "1"][len(sys.argv) - 4:])[:2])
+    rng = random.Random(seed)
+    told, interrupted = {}, 0
+    for number in range(count):
+        folder = f"m{number}"
+        arguments = ["m.model", "--dir", folder, "--target", "0", "--seeds", "1-6", "--jobs", "2",
+                     "--", "-iteration", "300000"]
+        chosen = rng.choice([signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL])
+        process = start(*arguments)
+        # Half of them in the first second, where the engine starts.
+        time.sleep(rng.uniform(0, rng.choice([1, 4])))
+        begun = searching_seeds(folder)
+        process.send_signal(chosen)
+        if rng.random() < 0.25:
+            time.sleep(rng.uniform(0, 0.2))
+            process.send_signal(chosen)
+        what = f"trial {number}: {chosen.name}"
+        if chosen == signal.SIGKILL:
+            process.communicate(timeout=60)
+        else:
+            out, errors = process.communicate(timeout=120)
+            expect(f"{what}: {errors}", ("Traceback" in errors,
+                                         process.returncode in (0, 1, 5, -chosen)), (False, True))
+            if pathlib.Path(folder, "settings.json").exists():
+                check_clean(folder)
+                expect(f"{what}: seeds lost", begun - set(records(folder)), set())
+                check_right(folder, records(folder), out, process.returncode in (0, 5))
+                interrupted += sum(r["ended by"] != "" for r in records(folder).values())
+        whole = {name: place.stat().st_mtime_ns for name, place in (
+            (seed, pathlib.Path(folder, f"{seed}.run")) for seed, record in records(folder).items()
+            if not record["ended by"])}
+        status, out, errors = many(*arguments)
+        expect(f"{what}, the next call: {errors}", (status, "Traceback" in errors), (0, False))
+        check_clean(folder)
+        check_right(folder, range(1, 7), out)
+        expect(what, {r["ended by"] for r in records(folder).values()}, {""})
+        expect(f"{what}: done twice", {seed: pathlib.Path(folder, f"{seed}.run").stat().st_mtime_ns
+                                       for seed in whole}, whole)
+        told[chosen.name, process.returncode] = told.get((chosen.name, process.returncode), 0) + 1
+        shutil.rmtree(folder)
+    print(f"{count} signals (seed {seed}), {interrupted} runs interrupted; by signal and status:",
+          told)
 
 
 def ssh():
@@ -338,7 +576,7 @@ def slurm():
 
 
 NEEDED = {"parallel": ["parallel"], "ssh": ["parallel", "/usr/sbin/sshd", "ssh"],
-          "slurm": ["slurmctld", "slurmd", "sbatch", "munged"]}
+          "slurm": ["slurmctld", "slurmd", "sbatch", "munged"], "signals": ["parallel"]}
 for program in NEEDED[ENGINE]:
     if not shutil.which(program, path=os.environ["PATH"] + ":/usr/sbin"):
         sys.exit(f"{program} is missing: wcsp-many is not tested with {ENGINE}")
@@ -346,8 +584,9 @@ os.environ["PATH"] += ":/usr/sbin"
 with tempfile.TemporaryDirectory() as base:
     os.chdir(base)
     shutil.copy(EXAMPLES / "frequency-assignment.model", "m.model")
-    for test in {"parallel": (the_same_as_alone, signals, ends, failures), "ssh": (ssh,),
-                 "slurm": (slurm,)}[ENGINE]:
+    for test in {"parallel": (the_same_as_alone, signals, ends, failures, busy,
+                              edited, damage, streams), "ssh": (ssh,),
+                 "slurm": (slurm,), "signals": (moments,)}[ENGINE]:
         began = time.monotonic()
         test()
         print(f"{test.__name__}: {time.monotonic() - began:.0f} s", flush=True)

@@ -186,6 +186,8 @@ class Folder:
         """Keeps a run, if it is not worse than one of the same seed."""
         seed = record["seed"]
         before = self.records.get(seed)
+        if before and all(before.get(key) == record.get(key) for key in ("session", "begin")):
+            return  # it was kept before the call that ran it was killed
         if before and "hard" in before and seed not in self.refused and (
                 "hard" not in record or rank(before) < rank(record)):
             if seed not in self.damaged:
@@ -252,8 +254,8 @@ class Folder:
         path = self.path / "best.report"
         there = path.read_bytes() if path.exists() else None
         if there != self.best_report:
-            known = {kept for r in self.records.values() for kept in r.get("files", {}).values()}
-            if there is not None and self.records and digest(there) not in known:
+            if there is not None and all(
+                    there != place.read_bytes() for place in self.path.glob("[0-9]*.report")):
                 self.restored.append("best.report")
             write_whole(path, self.best_report)
 
