@@ -1,4 +1,4 @@
-"""Runs wcsp with many seeds: on all cores, on hosts, on a cluster.
+"""Runs wcsp with many seeds: on all cores, on hosts or on a cluster.
 
 The best report, judged by wcsp-check, goes to standard output, a table to
 standard error; the runs stay in a folder, and a second call does what is
@@ -39,11 +39,11 @@ def seconds(text):
     """"90", "10m", "1h30m": a time in seconds."""
     found = re.fullmatch(r"(?:(\d+)d)?(?:(\d+)h)?(?:(\d+)m(?:in)?)?(?:(\d+(?:\.\d+)?)s?)?", text)
     if not found or not text:
-        raise argparse.ArgumentTypeError(f"'{text}' is no time, such as 90, 10m or 1h30m")
+        raise argparse.ArgumentTypeError(f"'{text}' is not a time; write 90, 10m or 1h30m")
     parts = [float(part or 0) for part in found.groups()]
     total = sum(part * unit for part, unit in zip(parts, (86400, 3600, 60, 1)))
     if total <= 0:
-        raise argparse.ArgumentTypeError("a time is above 0")
+        raise argparse.ArgumentTypeError("a time must be above 0")
     return total
 
 
@@ -53,7 +53,7 @@ def seed_list(text):
         found = re.fullmatch(r"(\d+)(?:-(\d+))?", part, re.ASCII)
         first, last = (int(found[1]), int(found[2] or found[1])) if found else (1, 0)
         if not found or first > last or last >= 2**31 or last - first >= FRESH:
-            raise argparse.ArgumentTypeError(f"'{part}' is no range of seeds, such as 1-64")
+            raise argparse.ArgumentTypeError(f"'{part}' is not a range of seeds; write 1-64 or 1-64,70")
     return seeds_of(text)
 
 
@@ -69,58 +69,63 @@ def options():
               "       wcsp-many --status DIR | --stop DIR | --results DIR")
     parser.add_argument("model", metavar="MODEL", nargs="?")
     parser.add_argument("--seeds", type=seed_list, metavar="LIST", default=list(range(1, 9)),
-                        help="such as 1-64,70; 1-8 otherwise")
+                        help="seeds to run, such as 1-64,70 (default: 1-8)")
     parser.add_argument("--time", type=seconds, metavar="TIME",
-                        help="for the whole, on the clock: 90, 10m, 1h30m")
-    parser.add_argument("--each", type=seconds, metavar="TIME", help="CPU time of each run; "
-                        "its share of --time otherwise")
+                        help="wall-clock limit of the whole call: 90, 10m, 1h30m; each run gets "
+                        "its share of it")
+    parser.add_argument("--each", type=seconds, metavar="TIME", help="CPU time limit of each run")
     parser.add_argument("--target", type=int, metavar="P",
-                        help="the first run that reaches 0/P ends all")
-    parser.add_argument("--dir", metavar="DIR", help="the folder of the runs; MODEL.runs otherwise")
+                        help="stop all runs when one reaches penalty 0/P")
+    parser.add_argument("--dir", metavar="DIR",
+                        help="folder that keeps the runs (default: MODEL.runs)")
     parser.add_argument("--jobs", type=int, metavar="N", default=len(os.sched_getaffinity(0)),
-                        help="runs at once; as many as cores otherwise")
+                        help="number of runs at once (default: number of cores)")
     parser.add_argument("--restart", action="store_true",
-                        help="go on with fresh seeds until --time is over")
+                        help="continue with new seeds until --time is over")
     parser.add_argument("--from-best", action="store_true",
-                        help="with --restart: every second fresh seed starts from the best report")
-    parser.add_argument("--hosts", metavar="FILE", help="hosts, as GNU parallel's --sshloginfile")
+                        help="with --restart: start every second new seed from the best report")
+    parser.add_argument("--hosts", metavar="FILE",
+                        help="file of hosts, as for --sshloginfile of GNU parallel")
     parser.add_argument("--retries", type=int, default=3, metavar="N",
-                        help="tries of a run that a host loses")
-    parser.add_argument("--slurm", action="store_true", help="write a job array for Slurm")
-    parser.add_argument("--submit", action="store_true", help="and hand it to sbatch")
-    parser.add_argument("--partition", metavar="NAME", help="of Slurm")
-    parser.add_argument("--array-limit", type=int, metavar="N", help="tasks of the array at once")
-    parser.add_argument("--no-logs", dest="logs", action="store_false", help="keep no logs")
-    parser.add_argument("--compress", action="store_true", help="keep the logs packed by gzip")
+                        help="how often to try a run whose host fails (default: 3)")
+    parser.add_argument("--slurm", action="store_true", help="write a Slurm job array")
+    parser.add_argument("--submit", action="store_true", help="with --slurm: submit it by sbatch")
+    parser.add_argument("--partition", metavar="NAME", help="with --slurm: partition to use")
+    parser.add_argument("--array-limit", type=int, metavar="N",
+                        help="with --slurm: number of tasks at once")
+    parser.add_argument("--no-logs", dest="logs", action="store_false", help="keep no search logs")
+    parser.add_argument("--compress", action="store_true", help="keep search logs gzipped")
     parser.add_argument("--wcsp", metavar="PROGRAM",
-                        help="the solver, used as it is there on every host")
-    parser.add_argument("--check", metavar="PROGRAM", help="the wcsp-check to use")
-    parser.add_argument("--status", metavar="DIR", help="what is going on in a folder")
-    parser.add_argument("--stop", metavar="DIR", help="end its runs; their reports are kept")
-    parser.add_argument("--results", metavar="DIR", help="print its best report and its table")
+                        help="solver to use; with --hosts, its path on every host")
+    parser.add_argument("--check", metavar="PROGRAM", help="wcsp-check to use")
+    parser.add_argument("--status", metavar="DIR", help="print the state of a folder of runs")
+    parser.add_argument("--stop", metavar="DIR",
+                        help="stop the runs of a folder and keep their reports")
+    parser.add_argument("--results", metavar="DIR",
+                        help="print the best report and the table of a folder")
     parser.add_argument("--version", action="version", version=f"wcsp-many {VERSION}")
     chosen = parser.parse_args(arguments)
     chosen.options = of_solver
     others = [chosen.status, chosen.stop, chosen.results]
     if sum(other is not None for other in [*others, chosen.model]) != 1:
-        parser.error("one MODEL, or one of --status, --stop, --results")
+        parser.error("give one MODEL, or one of --status, --stop and --results")
     for word in of_solver:
         if word in OWN:
-            parser.error(f"{word} is set by {OWN[word]}")
+            parser.error(f"{word} cannot be given to wcsp: use {OWN[word]}")
     if chosen.restart and chosen.time is None:
         parser.error("--restart needs --time")
     if chosen.from_best and not chosen.restart:
         parser.error("--from-best needs --restart")
     if chosen.slurm and (chosen.hosts or chosen.restart):
-        parser.error("--slurm excludes --hosts and --restart")
+        parser.error("--slurm cannot be used with --hosts or --restart")
     if not chosen.slurm and (chosen.submit or chosen.partition or chosen.array_limit):
         parser.error("--submit, --partition and --array-limit need --slurm")
     if chosen.partition and not re.fullmatch(r"[\w.,-]+", chosen.partition):
-        parser.error("--partition: no such name")
+        parser.error(f"--partition: '{chosen.partition}' is not the name of a partition")
     if chosen.jobs < 1 or chosen.retries < 1 or (chosen.array_limit or 1) < 1:
-        parser.error("--jobs, --retries and --array-limit are at least 1")
+        parser.error("--jobs, --retries and --array-limit must be at least 1")
     if chosen.target is not None and chosen.target < 0:
-        parser.error("--target is at least 0")
+        parser.error("--target must be at least 0")
     return chosen
 
 
@@ -134,7 +139,7 @@ def finish(folder, checker, most, target):
     except (OSError, Failure) as error:
         failure = error
     for name in folder.restored:
-        tell(f"{folder.path}: {name} was lost or damaged, and is written anew")
+        tell(f"{folder.path}: {name} was lost or damaged and is written again")
     missing = [] if is_reached(folder, target) else folder.never_started()
     lines = table(folder, most)
     if missing:

@@ -122,14 +122,14 @@ class Folder:
             records, others = read_runs(self.path, False)
             if any(r.get("made for") != made_for(settings) for r in records.values()):
                 raise Failure(f"{failure}, and its runs are not known to be of this model "
-                              "and these settings: take another --dir", 4) from None
+                              "and these settings: use another --dir", 4) from None
             if records or others:
                 self.restored.append("settings.json")
             return None
         for key, other in SETTINGS.items():
             if there[key] != settings[key]:
                 raise Failure(f"{self.path} was made for {other} ({shown(there[key])}, not "
-                              f"{shown(settings[key])}): take another --dir", 4)
+                              f"{shown(settings[key])}): use another --dir", 4)
         return there
 
     def settings(self):
@@ -141,7 +141,7 @@ class Folder:
             if not (all(key in found for key in SETTINGS) and isinstance(found["model"], str)):
                 raise ValueError("lacks a setting")
         except FileNotFoundError:
-            raise Failure(f"{self.path} is no folder of runs: there is no settings.json") from None
+            raise Failure(f"{self.path} is not a folder of runs: it has no settings.json") from None
         except (ValueError, KeyError, AttributeError):
             raise Failure(f"{path} is damaged") from None
         return found
@@ -164,7 +164,7 @@ class Folder:
                 if hash_of(path) == settings["model hash"]:
                     self.model = path
                     return
-        raise Failure(f"{self.model} is lost or has changed: the same call again restores it")
+        raise Failure(f"{self.model} is lost or has changed: the same call restores it")
 
     # The runs.
 
@@ -243,7 +243,7 @@ class Folder:
                     return
                 if done.returncode not in (1, 3):
                     raise Failure(reason or f"wcsp-check ended with status {done.returncode}")
-                reason = f"wcsp-check refuses its report: {reason or 'without a reason'}"
+                reason = f"wcsp-check refuses its report: {reason or 'no reason given'}"
             self.refused[seed] = reason
         self.best, self.best_report = None, b""
 

@@ -86,7 +86,7 @@ class Session:
         reached = on_all(hosts, lambda host: host.send(files))
         for host, is_there in zip(hosts, reached):
             if not is_there:
-                tell(f"{host.name}: cannot be reached or copied to; goes without it")
+                tell(f"{host.name}: cannot be reached or copied to: it is left out")
         self.hosts = [host for host, is_there in zip(hosts, reached) if is_there]
         if not self.hosts:
             raise Failure("no host can be reached", 3)
@@ -141,7 +141,7 @@ class Session:
             try:
                 self.take(*unpacked(line))
             except ValueError:
-                tell("the result of a run has come damaged: the next call runs it again")
+                tell("a run was lost on the way: the next call repeats it")
             except (OSError, Failure) as error:
                 self.fail(error)
 
@@ -347,9 +347,9 @@ def take_over(folder):
         time.sleep(0.05)
     else:
         raise Failure(f"{folder.path} is being run by {folder.owner() or 'another call'}; "
-                      "--status and --stop reach it")
+                      "use --status or --stop")
     if next(workers(folder.work), None):
-        tell("an earlier call was killed; waiting for its runs to end")
+        tell("an earlier call was killed: waiting until its runs have ended")
         end_workers(folder.work, GRACE)
 
 
