@@ -130,7 +130,8 @@ def the_same_as_alone():
     expect("packed", pathlib.Path("m.model.runs/10.log.gz").exists(), True)
     status, out, _ = many("--results", "m.model.runs")
     expect("results", (status, out), (0, pathlib.Path("m.model.runs/best.report").read_text()))
-    for arguments, what in ((("--target", "0", "--", "-iteration", "9"), "other options (-iteration 3000, "),
+    for arguments, what in ((("--target", "0", "--", "-iteration", "9"),
+                             "other options (-iteration 3000, "),
                             (("--target", "1", "--", "-iteration", "3000"), "another --target")):
         status, _, errors = many("m.model", *arguments)
         expect(what, (status, what in errors), (4, True))
@@ -198,7 +199,8 @@ def failures():
             ("no model", ["none.model"], 2, "wcsp-many: none.model: No such file"),
             ("option", ["m.model", "--dir", "o", "--", "-iterations", "3"], 2,
              "refuses (status 0): it shows its options"),
-            ("own option", ["m.model", "--", "-seed", "3"], 2, "-seed cannot be given to wcsp: use --seeds"),
+            ("own option", ["m.model", "--", "-seed", "3"], 2,
+             "-seed cannot be given to wcsp: use --seeds"),
             ("time", ["m.model", "--time", "soon"], 2, "'soon' is not a time"),
             ("seeds", ["m.model", "--seeds", "4-1"], 2, "'4-1' is not a range"),
             ("folder", ["m.model", "--dir", "/proc/none"], 2, "wcsp-many: /proc/none: "),
@@ -330,8 +332,8 @@ def damage():
             for question in ("--status", "--results"):
                 status, _, errors = many(question, "d")
                 said += errors
-                expect(f"{what}, {question}: {errors}", ("Traceback" in errors, status in (0, 2, 5)),
-                       (False, True))
+                expect(f"{what}, {question}: {errors}",
+                       ("Traceback" in errors, status in (0, 2, 5)), (False, True))
                 # A record that is gone leaves nothing that could be damaged.
                 if name.startswith("2.") and (name, way) != ("2.run", "deleted"):
                     expect(f"{what}, {question}: {errors}",
@@ -418,8 +420,8 @@ def check_clean(folder):
     """No process, no lock and nothing that a call needs only while it runs."""
     check_nothing_left(folder)
     work = pathlib.Path(folder, ".work")
-    left = [p.name for pattern in ("run-*", "stop*", "incoming", "state.json", ".wcsp-*", "../.wcsp-*")
-            for p in work.glob(pattern)]
+    patterns = ("run-*", "stop*", "incoming", "state.json", ".wcsp-*", "../.wcsp-*")
+    left = [p.name for pattern in patterns for p in work.glob(pattern)]
     expect(f"left in {folder}", left, [])
     if (work / "lock").exists():
         with open(work / "lock", "rb") as lock:

@@ -53,7 +53,8 @@ def seed_list(text):
         found = re.fullmatch(r"(\d+)(?:-(\d+))?", part, re.ASCII)
         first, last = (int(found[1]), int(found[2] or found[1])) if found else (1, 0)
         if not found or first > last or last >= 2**31 or last - first >= FRESH:
-            raise argparse.ArgumentTypeError(f"'{part}' is not a range of seeds; write 1-64 or 1-64,70")
+            raise argparse.ArgumentTypeError(
+                f"'{part}' is not a range of seeds; write 1-64 or 1-64,70")
     return seeds_of(text)
 
 

@@ -2,7 +2,6 @@
 comes back."""
 
 import contextlib
-import ctypes
 import json
 import os
 import pathlib
@@ -13,7 +12,7 @@ import sys
 import time
 import uuid
 
-from folder import host_name, rank
+from folder import rank
 from hosts import PLACE, name_with_hash, on_all, read_hosts, ssh_command
 from one import SIGNALS, Job, run_prefix, unpacked
 
@@ -21,16 +20,12 @@ import _shared.tool
 from _shared.files import write_whole
 from _shared.runs import read_json
 from _shared.scratch import sweep
+from _shared.search import child_command
 from _shared.tool import Failure, write_error
 
 GRACE = 90          # seconds for runs to end once they are told to
 REFUSED = 0, 2, 3, 4, 5, 126, 127  # of the solver: the next run would fare the same
 MARK = "WCSP_MANY_FOLDER"  # in the environment of what works for a folder, here
-
-
-def starts_nothing_without_us():
-    """GNU parallel starts nothing new once this tool is dead: PR_SET_PDEATHSIG."""
-    ctypes.CDLL(None).prctl(1, signal.SIGHUP)
 
 
 class Session:
@@ -118,13 +113,13 @@ class Session:
             given.write("".join(f"{seed} {start}\n" for seed, start, _ in seeds))
             given.seek(0)
             # A session of its own: an interrupt at the terminal is for this tool
-            # alone.
+            # alone. HUP lets the engine start nothing new once this tool is dead.
             self.parallel = subprocess.Popen(
-                [program, "--will-cite", "--plain", "--retries", str(self.chosen.retries),
-                 "--colsep", " ", *engine, f"{command} {{1}} {left} {{#}} {{2}}"],
+                child_command([program, "--will-cite", "--plain", "--retries",
+                               str(self.chosen.retries), "--colsep", " ", *engine,
+                               f"{command} {{1}} {left} {{#}} {{2}}"], "HUP"),
                 stdin=given, stdout=incoming, stderr=errors, cwd=self.work,
-                start_new_session=True, preexec_fn=starts_nothing_without_us,
-                env=os.environ | {MARK: mark_of(self.work)})
+                start_new_session=True, env=os.environ | {MARK: mark_of(self.work)})
 
     def collect(self):
         """Takes the whole lines that have come. What cannot be kept ends the

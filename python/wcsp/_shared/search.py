@@ -25,15 +25,18 @@ _PENALTY = re.compile(rb"^penalty: (\d+)/(\d+) \(hard/soft\)$", re.M)
 _POLL = 0.05
 # Signals that reach a whole group are for the parent, which sends its own
 # interrupt. A parent may have died before the child is bound to it.
-_GUARD = 'trap "" TERM HUP; [ "$PPID" = "$0" ] && exec "$@"'
+_DEAF = 'trap "" TERM HUP; '
+_GUARD = '[ "$PPID" = "$0" ] && exec "$@"'
 
 
-def child_command(command: list[str]) -> list[str]:
-    """The command as a child that is killed when the thread that starts it
-    ends, whatever ends that. Nothing runs between fork and exec."""
-    guarded = ["sh", "-c", _GUARD, str(os.getpid()), *command]
+def child_command(command: list[str], at_death: str = "KILL") -> list[str]:
+    """The command as a child that gets a signal when the thread that starts
+    it ends, whatever ends that. Nothing runs between fork and exec. One that
+    is to be killed then is deaf to TERM and HUP."""
+    guard = (_DEAF if at_death == "KILL" else "") + _GUARD
+    guarded = ["sh", "-c", guard, str(os.getpid()), *command]
     setpriv = shutil.which("setpriv")
-    return [setpriv, "--pdeathsig", "KILL", *guarded] if setpriv else guarded
+    return [setpriv, "--pdeathsig", at_death, *guarded] if setpriv else guarded
 
 
 def penalty_of(report: bytes) -> tuple[int, int] | None:
