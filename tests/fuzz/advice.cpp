@@ -1,4 +1,4 @@
-// Any bytes as a model: wcsp-check tells a fault exactly where the solver
+// Any bytes as a model: wcsp-check reports an error exactly where the solver
 // refuses it, each at a place of the text, and its warnings stand on any model.
 
 #include "tools/check/advice.h"
@@ -15,16 +15,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
     isRefused = true;
   }
   check::Reading reading = check::readWhole(text);
-  require(isRefused == (reading.numFaults > 0),
-          "a fault is told where the solver refuses the model");
+  require(isRefused == (reading.numErrors > 0),
+          "an error is reported where the solver refuses the model");
   std::size_t begin = 0;
-  for (check::Fault const& fault : reading.faults) {
-    require(begin <= fault.begin && fault.begin <= fault.past &&
-                fault.past <= size && !fault.message.empty(),
-            "a fault has its place and a message");
-    begin = fault.begin;
+  for (check::Error const& error : reading.errors) {
+    require(begin <= error.begin && error.begin <= error.past &&
+                error.past <= size && !error.message.empty(),
+            "an error has its place and a message");
+    begin = error.begin;
   }
-  check::locate(text, reading.faults);
+  check::locate(text, reading.errors);
   check::textWarnings(text).take({});
   reading.warnings.take({});
   if (!isRefused) {

@@ -5,7 +5,6 @@
 #include <cmath>
 
 #include "tools/check/evaluate.h"
-#include "tools/check/output.h"
 #include "tools/check/text.h"
 
 namespace check {
@@ -20,16 +19,16 @@ std::string shown(std::string_view text) {
 }
 
 // A window of the line, which may be very long.
-void fillExcerpt(Problem& problem, std::string_view line, std::size_t at) {
+void fillExcerpt(LocatedError& error, std::string_view line, std::size_t at) {
   constexpr std::size_t reach = 60;
   const std::size_t from = at > reach ? at - reach : 0;
   const std::string before = shown(line.substr(from, at - from));
   const std::string marked =
-      shown(line.substr(std::min(at, line.size()), problem.length));
-  const std::size_t rest = std::min(at + problem.length, line.size());
-  problem.excerpt = before + marked + shown(line.substr(rest, reach));
-  problem.indent = before.size();
-  problem.width = std::max<std::size_t>(marked.size(), 1);
+      shown(line.substr(std::min(at, line.size()), error.length));
+  const std::size_t rest = std::min(at + error.length, line.size());
+  error.excerpt = before + marked + shown(line.substr(rest, reach));
+  error.indent = before.size();
+  error.width = std::max<std::size_t>(marked.size(), 1);
 }
 
 std::string count(Int128 number, const char* one) {
@@ -52,41 +51,40 @@ std::string searchSpace(const Model& model) {
 
 }  // namespace
 
-std::vector<Problem> locate(std::string_view text,
-                            const std::vector<Fault>& faults) {
+std::vector<LocatedError> locate(std::string_view text,
+                                 const std::vector<Error>& errors) {
   constexpr std::size_t maxLength = 60;
   PlaceFinder finder(text);
-  std::vector<Problem> problems;
-  for (const Fault& fault : faults) {
-    const Place place = finder.find(fault.begin);
+  std::vector<LocatedError> result;
+  for (const Error& error : errors) {
+    const Place place = finder.find(error.begin);
     std::string_view line = text.substr(place.lineStart);
     line = line.substr(0, line.find_first_of("\r\n", place.column - 1));
-    Problem problem;
-    problem.line = place.line;
-    problem.column = place.column;
-    problem.length = std::min({fault.past - fault.begin, maxLength,
+    LocatedError& located = result.emplace_back();
+    located.line = place.line;
+    located.column = place.column;
+    located.length = std::min({error.past - error.begin, maxLength,
                                line.size() - (place.column - 1)});
-    problem.message = fault.message;
-    fillExcerpt(problem, line, place.column - 1);
-    problems.push_back(std::move(problem));
+    located.message = error.message;
+    fillExcerpt(located, line, place.column - 1);
   }
-  return problems;
+  return result;
 }
 
-void writeProblems(std::ostream& out, const std::string& fileName,
-                   const std::vector<Problem>& problems, const Manner& manner) {
+void writeErrors(std::ostream& out, const std::string& fileName,
+                 const std::vector<LocatedError>& errors,
+                 const Manner& manner) {
   const auto coloured = [&manner](const char* colour, const std::string& word) {
     return manner.isColoured ? colour + word + "\x1b[0m" : word;
   };
-  for (const Problem& problem : problems) {
-    out << printable(fileName) << ":" << problem.line << ":" << problem.column
+  for (const LocatedError& error : errors) {
+    out << printable(fileName) << ":" << error.line << ":" << error.column
         << ": " << coloured("\x1b[1;31m", "error:") << " "
-        << printable(problem.message) << "\n";
+        << printable(error.message) << "\n";
     if (manner.hasExcerpts) {
-      const std::string mark = "^" + std::string(problem.width - 1, '~');
-      out << "  " << problem.excerpt << "\n  "
-          << std::string(problem.indent, ' ') << coloured("\x1b[1;32m", mark)
-          << "\n";
+      const std::string mark = "^" + std::string(error.width - 1, '~');
+      out << "  " << error.excerpt << "\n  " << std::string(error.indent, ' ')
+          << coloured("\x1b[1;32m", mark) << "\n";
     }
   }
 }

@@ -1,4 +1,4 @@
-// The faults of a model in the manner of compilers, and what the model is in
+// The errors of a model in the manner of compilers, and what the model is in
 // one line.
 
 #ifndef TOOLS_CHECK_ADVICE_H_
@@ -15,19 +15,19 @@
 
 namespace check {
 
-// A fault with what is needed to show it when the text is gone.
-struct Problem {
+// A error with what is needed to show it when the text is gone.
+struct LocatedError {
   std::size_t line = 0;
   std::size_t column = 0;  // in bytes, from 1
   std::size_t length = 0;  // in bytes, on this line
   std::string message;
-  std::string excerpt;     // the line around the fault, printable
-  std::size_t indent = 0;  // of the fault in the excerpt
+  std::string excerpt;     // the line around the error, printable
+  std::size_t indent = 0;  // of the error in the excerpt
   std::size_t width = 1;   // of its mark
 };
 
-std::vector<Problem> locate(std::string_view text,
-                            const std::vector<Fault>& faults);
+std::vector<LocatedError> locate(std::string_view text,
+                                 const std::vector<Error>& errors);
 
 struct Manner {
   bool hasExcerpts = false;
@@ -35,8 +35,8 @@ struct Manner {
 };
 
 // "model:3:7: error: ...", with the line and a caret where wanted.
-void writeProblems(std::ostream& out, const std::string& fileName,
-                   const std::vector<Problem>& problems, const Manner& manner);
+void writeErrors(std::ostream& out, const std::string& fileName,
+                 const std::vector<LocatedError>& errors, const Manner& manner);
 
 // "3 variables, 6 values, 2 constraints (1 linear, 1 alldiff; ...), ..."
 std::string summary(const Model& model);

@@ -13,9 +13,6 @@
 
 namespace check {
 
-// Wide enough for the totals of any model that fits in memory.
-__extension__ typedef __int128 Int128;
-
 // One value number for each variable.
 using Assignment = std::vector<unsigned>;
 

@@ -1,7 +1,7 @@
 // wcsp-check: tells what is wrong with a model, and, with a report, recomputes
 // what the report says of it and explains it.
 //
-// It shares no code with the solver, so that a fault there cannot hide itself
+// It shares no code with the solver, so that a error there cannot hide itself
 // here. The exit status tells the outcome; standard output explains it, and
 // standard error holds warnings and what keeps a check from being made.
 
@@ -27,6 +27,7 @@
 #include "tools/check/reader.h"
 #include "tools/check/report.h"
 #include "tools/check/shown_names.h"
+#include "tools/check/text.h"
 #include "tools/check/warnings.h"
 
 namespace {
@@ -90,7 +91,7 @@ void judge(const Options& options, const check::Model& model,
   using check::Report;
   if (report.kind == Report::missing) {
     result.status = check::noReport;
-    result.verdict = "wcsp-check: no report: " + report.problem;
+    result.verdict = "wcsp-check: no report: " + report.error;
     return;
   }
   if (report.kind == Report::unrecorded) {
@@ -99,7 +100,7 @@ void judge(const Options& options, const check::Model& model,
   }
   if (report.kind == Report::broken) {
     result.status = check::differs;
-    result.differences = {report.problem};
+    result.differences = {report.error};
     result.verdict = "differs: the report has no whole assignment";
     return;
   }
@@ -120,11 +121,11 @@ void judge(const Options& options, const check::Model& model,
 check::Model advise(const Options& options, Result& result) {
   const std::string text = readFile(options.model);
   check::Reading reading = check::readWhole(text);
-  result.problems = locate(text, reading.faults);
-  result.numProblems = reading.numFaults;
+  result.errors = locate(text, reading.errors);
+  result.numErrors = reading.numErrors;
   check::Warnings warnings = check::textWarnings(text);
   warnings.append(reading.warnings);
-  if (reading.numFaults == 0) {
+  if (reading.numErrors == 0) {
     warnings.append(check::modelWarnings(reading.model));
   }
   result.warnings = warnings.take(options.unwanted);
@@ -133,10 +134,10 @@ check::Model advise(const Options& options, Result& result) {
 
 void concludeAdvice(const Options& options, const check::Model& model,
                     Result& result) {
-  const bool isClean = result.numProblems == 0 &&
-                       !(options.isStrict && !result.warnings.empty());
-  result.status = isClean ? check::clean : check::faulty;
-  result.verdict = result.numProblems == 0 ? summary(model) : "no model";
+  const bool isClean =
+      result.numErrors == 0 && !(options.isStrict && !result.warnings.empty());
+  result.status = isClean ? check::clean : check::hasErrors;
+  result.verdict = result.numErrors == 0 ? summary(model) : "no model";
 }
 
 std::string readReportFile(const std::string& name) {
@@ -188,7 +189,7 @@ check::Model run(const Options& options, Result& result) {
     model = advise(options, result);
     if (options.reports.empty()) {
       concludeAdvice(options, model, result);
-    } else if (result.numProblems > 0) {
+    } else if (result.numErrors > 0) {
       result.status = check::unreadable;
       result.verdict = "no model";
     } else if (options.isConflict) {
@@ -221,13 +222,13 @@ check::Manner mannerOf(std::FILE* file) {
 }
 
 void writeErrors(const Options& options, const Result& result) {
-  writeProblems(std::cerr, options.model, result.problems, mannerOf(stderr));
-  if (result.numProblems > result.problems.size()) {
+  writeErrors(std::cerr, options.model, result.errors, mannerOf(stderr));
+  if (result.numErrors > result.errors.size()) {
     std::cerr << check::printable(options.model) << ": the first "
-              << result.problems.size() << " of " << result.numProblems
+              << result.errors.size() << " of " << result.numErrors
               << " errors\n";
   }
-  if (result.numProblems == 0 && result.status >= check::unreadable) {
+  if (result.numErrors == 0 && result.status >= check::unreadable) {
     std::cerr << check::printable(result.verdict) << "\n";
   }
 }
@@ -235,7 +236,7 @@ void writeErrors(const Options& options, const Result& result) {
 void write(const Options& options, const check::Model& model,
            const Result& result) {
   if (options.isJson) {
-    if (result.numProblems == 0 && result.status >= check::unreadable) {
+    if (result.numErrors == 0 && result.status >= check::unreadable) {
       std::cerr << check::printable(result.verdict) << "\n";
     }
     writeJson(std::cout, model, result);
@@ -245,7 +246,7 @@ void write(const Options& options, const check::Model& model,
   if (!options.isQuiet) {
     check::writeWarnings(std::cerr, options.model, result.warnings);
   }
-  if (!options.isQuiet && result.numProblems == 0 &&
+  if (!options.isQuiet && result.numErrors == 0 &&
       result.status < check::unreadable) {
     writeText(std::cout, model, result);
   }

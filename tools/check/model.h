@@ -19,6 +19,9 @@ namespace check {
 // of a violation and of a printed penalty.
 inline constexpr int inf = 2147483647;
 
+// Wide enough for the totals of any model that fits in memory.
+__extension__ typedef __int128 Int128;
+
 // Names and their numbers. Names stand in the nodes of the map, whose addresses
 // last: moving keeps them, copying would not.
 class Names {

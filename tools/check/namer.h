@@ -6,7 +6,7 @@
 #include <string>
 
 #include "tools/check/model.h"
-#include "tools/check/output.h"
+#include "tools/check/text.h"
 
 namespace check {
 

@@ -1,8 +1,6 @@
 // What the checker says, as text and as JSON.
 //
-// Names come from files and are untrusted: control characters, bytes beyond
-// ASCII and backslashes are written as escapes, so output is plain ASCII and
-// different names stay different.
+// Names come from files and are untrusted: all are made printable.
 
 #ifndef TOOLS_CHECK_OUTPUT_H_
 #define TOOLS_CHECK_OUTPUT_H_
@@ -10,7 +8,6 @@
 #include <optional>
 #include <ostream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "tools/check/advice.h"
@@ -25,12 +22,12 @@
 
 namespace check {
 
-// A model alone is clean or faulty, a report agrees or differs.
+// A model alone is clean or has errors, a report agrees or differs.
 enum Status {
   agrees = 0,
   clean = 0,
   differs = 1,
-  faulty = 1,
+  hasErrors = 1,
   unreadable = 2,
   noReport = 3
 };
@@ -38,9 +35,9 @@ enum Status {
 // All that is known when a check is over.
 struct Result {
   Status status = agrees;
-  std::string verdict;            // one line
-  std::vector<Problem> problems;  // in the model; the first of them, if many
-  std::size_t numProblems = 0;
+  std::string verdict;               // one line
+  std::vector<LocatedError> errors;  // in the model; the first of them, if many
+  std::size_t numErrors = 0;
   std::vector<Warning> warnings;
   std::vector<std::string> differences;
   bool isEvaluated = false;  // whether the following two mean anything
@@ -50,11 +47,6 @@ struct Result {
   std::optional<Neighbours> neighbours;  // where they are asked for
   Layout layout;                         // for JSON
 };
-
-// "\x1b" for the byte 27, "\\" for a backslash.
-std::string printable(std::string_view text);
-
-std::string decimal(Int128 number);
 
 // The violated constraints explained, the differences and the verdict.
 void writeText(std::ostream& out, const Model& model, const Result& result);

@@ -5,6 +5,7 @@
 
 #include "tools/check/namer.h"
 #include "tools/check/output.h"
+#include "tools/check/text.h"
 
 namespace check {
 
@@ -256,11 +257,11 @@ void writeJson(std::ostream& out, const Model& model, const Result& result) {
     out << jsonText(printable(result.differences[i]));
   });
   out << R"(,"errors":)";
-  writeList(out, result.problems.size(), [&](std::size_t i) {
-    const Problem& problem = result.problems[i];
-    out << R"({"line":)" << problem.line << R"(,"column":)" << problem.column
-        << R"(,"length":)" << problem.length << R"(,"message":)"
-        << jsonText(printable(problem.message)) << '}';
+  writeList(out, result.errors.size(), [&](std::size_t i) {
+    const LocatedError& error = result.errors[i];
+    out << R"({"line":)" << error.line << R"(,"column":)" << error.column
+        << R"(,"length":)" << error.length << R"(,"message":)"
+        << jsonText(printable(error.message)) << '}';
   });
   out << R"(,"warnings":)";
   writeList(out, result.warnings.size(), [&](std::size_t i) {

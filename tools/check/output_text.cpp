@@ -3,6 +3,7 @@
 // that share a value.
 
 #include "tools/check/output.h"
+#include "tools/check/text.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -151,36 +152,6 @@ void writeNeighbours(std::ostream& out, const Model& model,
 }
 
 }  // namespace
-
-std::string printable(std::string_view text) {
-  constexpr const char* digits = "0123456789abcdef";
-  std::string result;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '\\') {
-      result += "\\\\";
-    } else if (byte < 0x20 || byte > 0x7E) {
-      result += {'\\', 'x', digits[byte / 16], digits[byte % 16]};
-    } else {
-      result += c;
-    }
-  }
-  return result;
-}
-
-std::string decimal(Int128 number) {
-  const bool isNegative = number < 0;
-  std::string digits;
-  do {
-    const int digit = static_cast<int>(number % 10);
-    digits += static_cast<char>('0' + (digit < 0 ? -digit : digit));
-    number /= 10;
-  } while (number != 0);
-  if (isNegative) {
-    digits += '-';
-  }
-  return {digits.rbegin(), digits.rend()};
-}
 
 void writeText(std::ostream& out, const Model& model, const Result& result) {
   if (result.isEvaluated) {

@@ -68,9 +68,9 @@ std::string Reader::found(std::size_t n) {
 }
 
 void Reader::add(std::size_t begin, std::size_t past, std::string message) {
-  ++reading.numFaults;
-  if (reading.faults.size() < Reading::maxFaults) {
-    reading.faults.push_back({begin, past, std::move(message)});
+  ++reading.numErrors;
+  if (reading.errors.size() < Reading::maxErrors) {
+    reading.errors.push_back({begin, past, std::move(message)});
   }
 }
 
@@ -115,20 +115,42 @@ void Reader::recover(std::size_t start) {
   }
 }
 
-int Reader::readNumber(const char* what) {
-  const std::optional<int> value = at().value();
-  if (!value) {
-    return mendNumber(what);
+int Reader::readNumber(std::string_view what) {
+  if (const std::optional<int> value = at().value()) {
+    advance();
+    return *value;
   }
-  advance();
-  return *value;
+  const int meant = atWord() ? inf : 0;
+  diagnose(Spot::number, what);
+  return meant;
+}
+
+void Reader::readWord(std::string_view word, Spot spot) {
+  if (!atWord(word)) {
+    diagnose(Spot::fraction);
+    diagnose(spot == Spot::inWord ? Spot::beforeIn : Spot::beforeWord, word);
+  }
+  if (atWord(word)) {
+    advance();
+  } else {
+    diagnose(spot, word);
+  }
+}
+
+void Reader::readEquals(std::string_view word, Spot spot) {
+  if (atSign('=')) {
+    advance();
+    diagnose(Spot::secondEquals);
+  } else {
+    diagnose(spot, word);
+  }
 }
 
 // The value is checked also where the statement has no further effect.
 void Reader::readTarget() {
   const std::size_t line = at().line;
   advance();
-  mendEquals("target");
+  readEquals("target", Spot::targetEquals);
   const int target = readNumber("a target");
   if (targetLine > 0) {
     reading.warnings.add("target", line,
@@ -147,7 +169,10 @@ void Reader::readTarget() {
 // Any symbol but a comma closes the list of values.
 void Reader::readValues(Names& values, unsigned variable) {
   for (bool isFirst = true;; isFirst = false) {
-    if (!atWord() && at().kind != Token::number && mendValues(isFirst)) {
+    // A sign is a value if another sign follows.
+    if (!atWord() && at().kind != Token::number &&
+        (at().kind == Token::end || !atSymbol(1))) {
+      diagnose(isFirst ? Spot::firstValue : Spot::value);
       return;
     }
     if (!values.add(at().text)) {
@@ -164,18 +189,20 @@ void Reader::readValues(Names& values, unsigned variable) {
       advance();
     } else if (atSymbol()) {
       break;
-    } else if (mendSeparator()) {
-      return;
+    } else {
+      diagnose(Spot::separator);
+      if (atStatement()) {
+        return;
+      }
     }
   }
-  const Token sign = at();
   advance();
-  blameClosing(sign, false);
+  checkListEnd(false);
 }
 
 void Reader::readVariable() {
   if (!atWord()) {
-    blameName();
+    diagnose(Spot::variableName);
   }
   const std::string name = at().text;
   const bool isNew = model.variables.add(name);
@@ -189,12 +216,10 @@ void Reader::readVariable() {
          std::to_string(lines[v]));
   }
   advance();
-  const std::size_t before = reading.numFaults;
+  const std::size_t before = reading.numErrors;
   try {
-    if (isJoined()) {
-      failJoined();
-    }
-    mendWord("in");
+    diagnose(Spot::joined);
+    readWord("in", Spot::inWord);
     if (!atSign('{')) {
       fail("expected '{'" + found() + ": write 'variable " + name +
            " in {a, b}'");
@@ -205,7 +230,7 @@ void Reader::readVariable() {
     broken.insert(v);
     throw;
   }
-  if (reading.numFaults != before) {
+  if (reading.numErrors != before) {
     broken.insert(v);
   }
 }
@@ -213,12 +238,16 @@ void Reader::readVariable() {
 // Whether the label is one of the model.
 bool Reader::readLabel(Label& label) {
   bool isKnown = true;
-  mendLabelOpening();
+  if (!atSign('(')) {
+    diagnose(Spot::fraction);
+    diagnose(Spot::firstLabel);
+  }
+  advance();
   if (!atWord()) {
     fail("expected a variable" + found() + ": write (VARIABLE, VALUE)");
   }
-  if (isJoined(1) && !atSign(',', 1)) {
-    failJoined(1);
+  if (isJoined(1)) {
+    diagnose(Spot::joinedNext);
   }
   label.variable = model.variables.find(at().text);
   if (label.variable == model.variables.size()) {
@@ -226,9 +255,13 @@ bool Reader::readLabel(Label& label) {
     isKnown = false;
   }
   advance();
-  mendComma();
-  if (isJoined(1) && !atSign(')') && !atSign(')', 1)) {
-    failJoined(1);
+  if (atSign(',')) {
+    advance();
+  } else {
+    diagnose(Spot::comma);
+  }
+  if (isJoined(1) && !atSign(')')) {
+    diagnose(Spot::joinedNext);
   }
   if (isKnown) {
     const Names& values = model.values[label.variable];
@@ -239,14 +272,21 @@ bool Reader::readLabel(Label& label) {
     }
   }
   advance();
-  mendLabelClosing();
+  if (atSign(')')) {
+    advance();
+  } else {
+    diagnose(Spot::labelEnd);
+  }
   return isKnown;
 }
 
 void Reader::readTerms(Constraint& constraint) {
+  const bool isQuadratic = constraint.kind == Constraint::quadratic;
   for (;;) {
+    while (at().kind != Token::number && diagnose(Spot::termSign)) {
+    }
     if (at().kind != Token::number &&
-        !mendTerm(constraint.kind == Constraint::quadratic)) {
+        !diagnose(isQuadratic ? Spot::quadraticTerm : Spot::linearTerm)) {
       return;
     }
     Term term;
@@ -255,8 +295,10 @@ void Reader::readTerms(Constraint& constraint) {
     }
     bool isKnown = readLabel(term.label1);
     term.label2 = term.label1;
-    if (constraint.kind == Constraint::quadratic) {
-      mendSecondLabel();
+    if (isQuadratic) {
+      if (!atSign('(')) {
+        diagnose(Spot::secondLabel);
+      }
       isKnown = readLabel(term.label2) && isKnown;
     }
     if (isKnown) {
@@ -268,9 +310,12 @@ void Reader::readTerms(Constraint& constraint) {
 void Reader::readRelation(Constraint& constraint) {
   const bool isLess = atSign('<');
   const bool isGreater = atSign('>');
-  if (!mendRelation()) {
+  checkRelationCharacter();
+  if (!diagnose(Spot::relation)) {
     if (isLess || isGreater) {
       advance();
+    } else if (!atSign('=')) {
+      diagnose(Spot::noRelation);
     }
     advance();
   }
@@ -286,7 +331,7 @@ void Reader::readRelation(Constraint& constraint) {
 // Stops at the end of the text even where a variable bears the end's name.
 void Reader::readAlldiff(Constraint& constraint) {
   while (!atSymbol()) {
-    blameMissingEnd();
+    checkAlldiffGoesOn();
     const unsigned variable = model.variables.find(at().text);
     if (variable == model.variables.size()) {
       noteUnknownVariable();
@@ -295,9 +340,8 @@ void Reader::readAlldiff(Constraint& constraint) {
     }
     advance();
   }
-  const Token sign = at();
   advance();
-  blameClosing(sign, true);
+  checkListEnd(true);
 }
 
 Constraint::Kind Reader::readKind() {
@@ -307,7 +351,7 @@ Constraint::Kind Reader::readKind() {
   } else if (atWord("alldiff")) {
     kind = Constraint::alldiff;
   } else if (!atWord("linear")) {
-    kind = mendKind();
+    kind = guessKind();
   }
   advance();
   return kind;
@@ -320,8 +364,8 @@ void Reader::readHeader(Constraint& constraint) {
   if (atSign(':')) {
     advance();
   }
-  mendWord("weight");
-  mendEquals("weight");
+  readWord("weight", Spot::weightWord);
+  readEquals("weight", Spot::weightEquals);
   const bool isDigits = at().text != "inf";
   const int weight = readNumber("a weight");
   constraint.weight = std::max(0, weight);
@@ -335,15 +379,15 @@ void Reader::readHeader(Constraint& constraint) {
                          "constraint '" + constraint.name +
                              "' is hard, as a weight of 2147483647 is inf");
   }
-  mendWord("type");
-  mendEquals("type");
+  readWord("type", Spot::typeWord);
+  readEquals("type", Spot::typeEquals);
   constraint.kind = readKind();
 }
 
 void Reader::readConstraint() {
   Constraint constraint;
   readHeader(constraint);
-  if (model.variables.size() == 0 && reading.numFaults == 0) {
+  if (model.variables.size() == 0 && reading.numErrors == 0) {
     note(0, 0,
          "there is no variable: write 'variable x in {a, b}' above the "
          "first constraint");
@@ -363,8 +407,16 @@ void Reader::readStatement() {
   } else if (isDeclaring && atWord("variable")) {
     advance();
     readVariable();
-  } else if (!mendDeclaration()) {
-    blameStatement();
+  } else if (!atSign(':', 1) && at(1).kind != Token::end &&
+             diagnose(Spot::declaration)) {
+    return;
+  } else {
+    if (!atSign(':', 1)) {
+      if (diagnose(Spot::fraction)) {
+        throw Abandoned();
+      }
+      diagnose(Spot::statement);
+    }
     if (isDeclaring) {
       isDeclaring = false;
       firstConstraint = at().line;
@@ -374,7 +426,7 @@ void Reader::readStatement() {
 }
 
 Reading Reader::read() {
-  blameMark();
+  checkMark();
   while (at().kind != Token::end) {
     const std::size_t start = at().begin;
     try {
@@ -383,10 +435,10 @@ Reading Reader::read() {
       recover(start);
     }
   }
-  blameEncoding();
+  checkEncoding();
   std::stable_sort(
-      reading.faults.begin(), reading.faults.end(),
-      [](const Fault& a, const Fault& b) { return a.begin < b.begin; });
+      reading.errors.begin(), reading.errors.end(),
+      [](const Error& a, const Error& b) { return a.begin < b.begin; });
   return std::move(reading);
 }
 

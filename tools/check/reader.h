@@ -1,8 +1,8 @@
-// Reads a whole model and notes every fault that it can tell apart, each with
+// Reads a whole model and notes every error that it can tell apart, each with
 // what to write instead.
 //
-// A fault is noted exactly where the solver refuses the model. What was meant
-// is mended where that is plain, so that one slip gives one fault; else the
+// A error is noted exactly where the solver refuses the model. What was meant
+// is read where that is plain, so that one error is noted once; else the
 // rest of the statement is passed over.
 
 #ifndef TOOLS_CHECK_READER_H_
@@ -13,15 +13,17 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "tools/check/errors.h"
 #include "tools/check/lexer.h"
 #include "tools/check/model.h"
 #include "tools/check/warnings.h"
 
 namespace check {
 
-struct Fault {
+struct Error {
   std::size_t begin = 0;  // the position of its first byte in the text
   std::size_t past = 0;   // one past its last byte; may equal `begin`
   std::string message;    // may hold any bytes of the text
@@ -29,11 +31,11 @@ struct Fault {
 
 struct Reading {
   // That are kept with their messages; the others are counted.
-  static constexpr std::size_t maxFaults = 100;
+  static constexpr std::size_t maxErrors = 100;
 
-  Model model;                // whole if there is no fault
-  std::vector<Fault> faults;  // ascending; the first of them, if many
-  std::size_t numFaults = 0;
+  Model model;                // whole if there is no error
+  std::vector<Error> errors;  // ascending; the first of them, if many
+  std::size_t numErrors = 0;
   Warnings warnings;
 };
 
@@ -56,8 +58,8 @@ class Tokens {
   Token last;  // the token before peek(0)
 };
 
-// One function for each statement in reader.cpp; in mistakes.cpp those that
-// tell what was meant where the statement goes wrong.
+// One function for each statement in reader.cpp; what was meant where one goes
+// wrong is found in diagnose.cpp.
 class Reader {
  public:
   explicit Reader(std::string_view source);
@@ -80,7 +82,7 @@ class Reader {
   bool atStatement(std::size_t n = 0);
   std::string found(std::size_t n = 0);
 
-  // Faults.
+  // Errors.
   void add(std::size_t begin, std::size_t past, std::string message);
   void note(std::size_t begin, std::size_t past, std::string message);
   void note(std::string message);
@@ -101,37 +103,30 @@ class Reader {
   void readRelation(Constraint& constraint);
   void readAlldiff(Constraint& constraint);
   bool readLabel(Label& label);
-  int readNumber(const char* what);
+  int readNumber(std::string_view what);
+  void readWord(std::string_view word, Spot spot);
+  void readEquals(std::string_view word, Spot spot);
 
-  // What was meant. A function called mend... goes on as if it had been
-  // written; one that returns a bool tells whether there was something to mend.
-  void blameMark();
-  void blameEncoding();
+  // What was meant, in diagnose.cpp.
   bool isJoined(std::size_t n = 0);
-  [[noreturn]] void failJoined(std::size_t n = 0);
-  bool mendFraction();
-  bool mendDeclaration();
-  [[noreturn]] void blameName();
-  void blameStatement();
-  bool mendValues(bool isFirst);
-  bool mendSeparator();
-  void blameClosing(const Token& sign, bool isAlldiff);
-  void blameValueList(const Token& sign);
-  void mendWord(std::string_view word);
-  void mendEquals(const char* word);
-  void noteSign();
-  int mendNumber(const char* what);
-  bool mendTerm(bool isQuadratic);
-  bool mendRelation();
-  [[noreturn]] void blameRelation();
-  void mendLabelOpening();
-  void mendSecondLabel();
-  void mendComma();
-  void mendLabelClosing();
+  bool matches(std::string_view pattern);
+  std::pair<std::size_t, std::size_t> bytesOf(Extent extent);
+  std::string weakRelation();
+  std::string placeholder(char name, std::string_view word,
+                          std::string_view wanted);
+  void goOn(Next next);
+  // Notes the error of the first case that matches here and goes on after it;
+  // false if there is none.
+  bool diagnose(Spot spot, std::string_view wanted = "");
+  void checkMark();
+  void checkEncoding();
+  void checkListEnd(bool isAlldiff);
+  void checkRelationCharacter();
+  void checkAlldiffGoesOn();
+  bool isNews(const std::string& name);
   void noteUnknownVariable();
   void noteUnknownValue(unsigned variable);
-  Constraint::Kind mendKind();
-  void blameMissingEnd();
+  Constraint::Kind guessKind();
 
   std::string_view text;
   Tokens tokens;
@@ -142,7 +137,7 @@ class Reader {
   std::size_t targetLine = 0;       // of the first target
   std::size_t firstConstraint = 0;  // the line of the first one
   std::vector<std::size_t> lines;   // of the variables
-  std::set<unsigned> broken;        // variables with a faulty statement
+  std::set<unsigned> broken;        // variables whose statement has errors
   std::set<std::string> unknown;    // names already noted as unknown
 };
 

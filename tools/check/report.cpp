@@ -102,9 +102,9 @@ Report readLines(const Model& model, std::vector<std::string_view> lines,
     const unsigned value = v < lines.size() ? readValue(model, v, lines[v]) : 0;
     if (v >= lines.size() || value == model.values[v].size()) {
       result.kind = Report::broken;
-      result.problem = "line " + std::to_string(line) +
-                       ": no line that gives variable '" + model.variables[v] +
-                       "' one of its values";
+      result.error = "line " + std::to_string(line) +
+                     ": no line that gives variable '" + model.variables[v] +
+                     "' one of its values";
       return result;
     }
     result.assignment.push_back(value);
@@ -125,7 +125,7 @@ bool hasLine(std::string_view text, std::string_view beginning) {
 }
 
 // What keeps a text without heading from being anything that can be judged.
-std::string problemWithoutHeading(std::string_view text) {
+std::string errorWithoutHeading(std::string_view text) {
   if (text.empty()) {
     return "it is empty";
   }
@@ -138,10 +138,10 @@ std::string problemWithoutHeading(std::string_view text) {
   return "";
 }
 
-Report missing(std::string problem) {
+Report missing(std::string error) {
   Report result;
   result.kind = Report::missing;
-  result.problem = std::move(problem);
+  result.error = std::move(error);
   return result;
 }
 
@@ -151,11 +151,11 @@ Report readReport(const Model& model, std::string_view text) {
   const std::size_t best = findHeading(text, "[best solution]");
   const std::size_t incumbent = findHeading(text, "[incumbent solution]");
   if (best == none && incumbent == none) {
-    const std::string problem = problemWithoutHeading(text);
-    return missing(problem.empty() ? "it has no line '[best solution]' or "
-                                     "'[incumbent solution]'; a start file is "
-                                     "read with --start"
-                                   : problem);
+    const std::string error = errorWithoutHeading(text);
+    return missing(error.empty() ? "it has no line '[best solution]' or "
+                                   "'[incumbent solution]'; a start file is "
+                                   "read with --start"
+                                 : error);
   }
   const bool isIncumbent =
       best == none || (incumbent != none && incumbent > best);
@@ -176,9 +176,9 @@ Report readReport(const Model& model, std::string_view text) {
 Report readStart(const Model& model, std::string_view text) {
   const bool hasHeading = findHeading(text, "[best solution]") != none ||
                           findHeading(text, "[incumbent solution]") != none;
-  if (const std::string problem = problemWithoutHeading(text);
-      !hasHeading && !problem.empty()) {
-    return missing(problem);
+  if (const std::string error = errorWithoutHeading(text);
+      !hasHeading && !error.empty()) {
+    return missing(error);
   }
   Report result;
   result.assignment.resize(model.variables.size());

@@ -30,7 +30,7 @@ struct Report {
   std::vector<std::string_view> lines;  // after the assignment, of a `report`
   std::size_t line = 0;                 // the number of the first of them
   std::size_t numSet = 0;               // variables that a `start` sets
-  std::string problem;  // what is wrong with a `broken` or `missing` one
+  std::string error;  // what is wrong with a `broken` or `missing` one
 };
 
 // Reads a report; no text fails. The result refers to the text.

@@ -1,12 +1,22 @@
-// What the bytes of a text tell of its encoding, and where in it a byte stands.
+// Texts as output shows them, what the bytes of a text tell of its encoding,
+// and where in it a byte stands.
 
 #ifndef TOOLS_CHECK_TEXT_H_
 #define TOOLS_CHECK_TEXT_H_
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
+#include "tools/check/model.h"
+
 namespace check {
+
+// Plain ASCII: "\x1b" for the byte 27, the same for bytes beyond ASCII, and
+// "\\" for a backslash, so that different texts stay different.
+std::string printable(std::string_view text);
+
+std::string decimal(Int128 number);
 
 bool hasHighByte(std::string_view text);
 

@@ -10,7 +10,6 @@
 #include "tools/check/conflicts.h"
 #include "tools/check/evaluate.h"
 #include "tools/check/lexer.h"
-#include "tools/check/output.h"
 #include "tools/check/text.h"
 
 namespace check {

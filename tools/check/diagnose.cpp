@@ -1,0 +1,409 @@
+// What a text that is no model was meant to be: the cases of errors.h, and
+// those that take more than the tokens here. A guess decides the message and
+// where reading goes on, never whether there is an error.
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "tools/check/errors.h"
+#include "tools/check/hints.h"
+#include "tools/check/reader.h"
+#include "tools/check/text.h"
+
+namespace check {
+
+namespace {
+
+constexpr std::size_t maxShown = 60;  // bytes of the text in a message
+constexpr std::size_t maxUnknown = 1000;
+
+bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+bool isPartOfWord(char c) {
+  return isDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+         std::strchr("_[]@", c) != nullptr;
+}
+
+// Whether the token before this position touches a word.
+bool isBehindWord(std::string_view text, std::size_t position) {
+  return position > 0 && (isPartOfWord(text[position - 1]) ||
+                          hasHighByte(text.substr(position - 1, 1)));
+}
+
+std::size_t wordStart(std::string_view text, std::size_t position) {
+  std::size_t start = position;
+  while (isBehindWord(text, start) && position - start < maxShown) {
+    --start;
+  }
+  return start;
+}
+
+// The bytes from `begin` on up to a blank or a sign of the language.
+std::string_view wordAt(std::string_view text, std::size_t begin) {
+  const std::size_t past = text.find_first_of(" \t\r\n\v\f,(){};#=<>", begin);
+  std::string_view word = text.substr(begin, std::min(past - begin, maxShown));
+  while (!word.empty() && (word.back() == ':' || word.back() == '.')) {
+    word.remove_suffix(1);
+  }
+  return word;
+}
+
+std::string joinedWord(std::string_view word) {
+  std::string joined;
+  for (const char c : word) {
+    if (isPartOfWord(c)) {
+      joined += c;
+    } else if (joined.empty() || joined.back() != '_') {
+      joined += '_';
+    }
+  }
+  return joined;
+}
+
+bool isInfinity(std::string_view word) {
+  constexpr std::array<std::string_view, 6> words = {
+      "inf", "infinity", "infinite", "infty", "hard", "max"};
+  return std::any_of(words.begin(), words.end(), [&](std::string_view known) {
+    return editDistance(word, known, 1) == 0;
+  });
+}
+
+// Cuts the text at its first separator, which goes.
+std::string_view takeUpTo(char separator, std::string_view& text) {
+  const std::size_t size = std::min(text.find(separator), text.size());
+  const std::string_view part = text.substr(0, size);
+  text.remove_prefix(std::min(size + 1, text.size()));
+  return part;
+}
+
+bool takePrefix(std::string_view prefix, std::string_view& text) {
+  const bool isThere = text.substr(0, prefix.size()) == prefix;
+  text.remove_prefix(isThere ? prefix.size() : 0);
+  return isThere;
+}
+
+bool isOfClass(char name, const Token& token) {
+  const bool isWord = token.kind == Token::identifier;
+  switch (name) {
+    case 'W':
+      return isWord;
+    case 'N':
+      return token.kind == Token::number;
+    case 'S':
+      return token.kind == Token::symbol;
+    case 'D':
+      return isWord && isDigit(token.text[0]);
+    case 'I':
+      return isWord && isInfinity(token.text);
+    case '$':
+      return token.kind == Token::end;
+    default:
+      return name == '?';
+  }
+}
+
+// Whether the token is what an alternative of a pattern describes.
+bool isLike(std::string_view alternative, const Token& token) {
+  const char first = alternative[0];
+  if (first >= 'a' && first <= 'z') {
+    return token.kind != Token::symbol && token.text == alternative;
+  }
+  if (first == '~' && isPartOfWord(alternative[1])) {
+    return token.kind == Token::identifier &&
+           isNear(token.text, alternative.substr(1));
+  }
+  if (alternative.size() == 1 && std::strchr("WNSDI$?", first) != nullptr) {
+    return isOfClass(first, token);
+  }
+  return token.kind == Token::symbol &&
+         alternative.find(token.text[0]) != alternative.npos;
+}
+
+}  // namespace
+
+// Whether the token continues the one before it, as in night-shift or 9:30.
+bool Reader::isJoined(std::size_t n) {
+  const Token& token = at(n);
+  return isTouching(n) &&
+         (token.kind == Token::number
+              ? token.text[0] == '-' || token.text[0] == '+'
+              : token.kind == Token::symbol &&
+                    (std::strchr("-.:/'&!?%~*", token.text[0]) != nullptr ||
+                     hasHighByte(token.text)));
+}
+
+bool Reader::matches(std::string_view pattern) {
+  for (std::size_t n = 0; !pattern.empty();) {
+    std::string_view element = takeUpTo(' ', pattern);
+    const bool isWanted = !takePrefix("not:", element);
+    const bool isBeside = takePrefix("beside:", element);
+    const bool isBefore = isBeside || takePrefix("after:", element);
+    bool isMatch = (!takePrefix("touching:", element) || isTouching(n)) &&
+                   !(isBeside && isFirstOnLine());
+    const Token& token = isBefore ? tokens.previous() : at(n);
+    bool isAny = false;
+    while (!element.empty()) {
+      const std::string_view alternative = takeUpTo('/', element);
+      isAny = isAny || (alternative == "^"   ? atStatement(n)
+                        : alternative == "J" ? isJoined(n)
+                        : alternative == "K" ? isBehindWord(text, token.begin)
+                                             : isLike(alternative, token));
+    }
+    isMatch = isMatch && isAny;
+    if (isMatch != isWanted) {
+      return false;
+    }
+    n += isBefore ? 0 : 1;
+  }
+  return true;
+}
+
+std::pair<std::size_t, std::size_t> Reader::bytesOf(Extent extent) {
+  const Token& previous = tokens.previous();
+  const auto word = [this](std::size_t begin) {
+    return std::pair(begin, begin + wordAt(text, begin).size());
+  };
+  switch (extent) {
+    case Extent::twoTokens:
+      return {at().begin, at(1).past};
+    case Extent::previous:
+      return {previous.begin, previous.past};
+    case Extent::behind:
+      return {previous.past, previous.past};
+    case Extent::behindToken:
+      return {at().past, at().past};
+    case Extent::word:
+      return word(at().begin);
+    case Extent::previousWord:
+      return word(previous.begin);
+    case Extent::wordAround:
+      return word(wordStart(text, previous.begin));
+    default:
+      return {at().begin, at().past};
+  }
+}
+
+// At '<' or '>': "'<= 2'" for "< 3".
+std::string Reader::weakRelation() {
+  const auto bound = at(1).value();
+  const bool isNumber =
+      bound && at(1).text != "inf" && *bound<inf&& * bound> - inf;
+  return "'" + at().text + "=" +
+         (isNumber ? " " + std::to_string(*bound + (atSign('<') ? -1 : 1))
+                   : "") +
+         "'";
+}
+
+std::string Reader::placeholder(char name, std::string_view word,
+                                std::string_view wanted) {
+  switch (name) {
+    case '0':
+      return at().text;
+    case '1':
+      return at(1).text;
+    case 'p':
+      return tokens.previous().text;
+    case 'f':
+      return found();
+    case 'g':
+      return found(1);
+    case 'n':
+      return at().text.substr(0, maxShown);
+    case 'j':
+      return joinedWord(at().text);
+    case 'm':
+      return std::string(word);
+    case 'r':
+      return word.find("..") != word.npos ? "every value, as in {1, 2, 3}"
+                                          : "'" + joinedWord(word) + "'";
+    case 'l':
+      return std::to_string(firstConstraint);
+    case 'b':
+      return weakRelation();
+    default:
+      return std::string(wanted);
+  }
+}
+
+void Reader::goOn(Next next) {
+  switch (next) {
+    case Next::skipTwo:
+      advance();
+      [[fallthrough]];
+    case Next::skip:
+    case Next::lookOn:
+      return advance();
+    case Next::skipAndReadVariable:
+      advance();
+      [[fallthrough]];
+    case Next::readVariable:
+      return readVariable();
+    case Next::readTarget:
+      return readTarget();
+    case Next::skipAndAbandon:
+      advance();
+      [[fallthrough]];
+    case Next::abandon:
+      throw Abandoned();
+    case Next::resume:
+      return;
+  }
+}
+
+bool Reader::diagnose(Spot spot, std::string_view wanted) {
+  for (const ErrorCase& known : errorCases()) {
+    if (!known.spots.has(spot) || !matches(known.pattern)) {
+      continue;
+    }
+    const auto [begin, past] = bytesOf(known.extent);
+    std::string message;
+    for (std::string_view rest = known.message; !rest.empty();) {
+      message += takeUpTo('%', rest);
+      if (!rest.empty()) {
+        message +=
+            placeholder(rest[0], text.substr(begin, past - begin), wanted);
+        rest.remove_prefix(1);
+      }
+    }
+    note(begin, past, std::move(message));
+    goOn(known.next);
+    if (known.next != Next::lookOn) {
+      return true;
+    }
+  }
+  return false;
+}
+
+void Reader::checkMark() {
+  if (text.substr(0, 3) == "\xEF\xBB\xBF") {
+    add(0, 3,
+        "the text starts with a byte-order mark: save it without one, as with "
+        "'tail -c +4'");
+  }
+}
+
+// Nothing else is worth telling of a text that no byte of is as it should be.
+void Reader::checkEncoding() {
+  if (reading.numErrors > 0 && isUtf16(text)) {
+    reading.errors = {
+        {0, 0,
+         "the text is UTF-16: save it as 'iconv -f UTF-16 -t ASCII' "
+         "does"}};
+    reading.numErrors = 1;
+    reading.warnings = Warnings();
+  }
+}
+
+// Behind the sign that closed a list. The text is no model unless a statement
+// follows.
+void Reader::checkListEnd(bool isAlldiff) {
+  const Token& sign = tokens.previous();
+  const bool isDeclared = atWord("variable") || atWord("target");
+  if (isAlldiff ? sign.text == ";" || sign.text == "." : sign.text == "}") {
+    return;
+  }
+  if (at().kind == Token::end || atSign(':', 1) || (!isAlldiff && isDeclared)) {
+    reading.warnings.add(
+        "closing-sign", sign.line,
+        "'" + sign.text + "' closes the list of " +
+            (isAlldiff ? "an alldiff: write ';'" : "values: write '}'"));
+  } else if (!isDeclared || !isAlldiff) {
+    diagnose(isAlldiff ? Spot::alldiffEnd : Spot::valuesEnd);
+  }
+}
+
+// Where UTF-8 writes a relation in one character.
+void Reader::checkRelationCharacter() {
+  const std::string_view sign = text.substr(at().begin, 3);
+  if (sign == "\xE2\x89\xA4" || sign == "\xE2\x89\xA5") {
+    add(at().begin, at().begin + 3,
+        sign == "\xE2\x89\xA4" ? "write '<='" : "write '>='");
+    throw Abandoned();
+  }
+}
+
+// Whether an unknown name is still to be noted; each is once.
+bool Reader::isNews(const std::string& name) {
+  if (reading.errors.size() >= Reading::maxErrors) {
+    ++reading.numErrors;
+    return false;
+  }
+  return unknown.size() >= maxUnknown || unknown.insert(name).second;
+}
+
+void Reader::noteUnknownVariable() {
+  if (!isNews(at().text)) {
+    return;
+  }
+  std::string hint = didYouMean(at().text, model.variables);
+  if (atSign(',', 1) && atSign(')', 3) &&
+      model.variables.find(at(2).text) < model.variables.size()) {
+    hint = ": a variable comes first, write '(" + at(2).text + ", " +
+           at().text + ")'";
+  }
+  note("unknown variable '" + at().text + "'" + hint);
+}
+
+void Reader::noteUnknownValue(unsigned variable) {
+  const std::string& name = model.variables[variable];
+  const Names& values = model.values[variable];
+  if (broken.count(variable) > 0) {
+    return;
+  }
+  if (atSign(')') && !atSign(')', 1)) {
+    fail("a label is a variable and a value: write '(" + name + ", VALUE)'");
+  }
+  if (!isNews(name + "," + at().text)) {
+    return;
+  }
+  std::string hint = didYouMean(at().text, values);
+  if (hint.empty()) {
+    constexpr unsigned maxListed = 5;
+    for (unsigned a = 0; a < std::min(values.size(), maxListed); ++a) {
+      hint += (a == 0 ? ": it has " : ", ") + values[a];
+    }
+    hint += values.size() > maxListed ? ", ..." : "";
+  }
+  note("'" + name + "' has no value '" + at().text + "'" + hint);
+}
+
+Constraint::Kind Reader::guessKind() {
+  constexpr std::array<const char*, 3> kinds = {"linear", "quadratic",
+                                                "alldiff"};
+  std::string_view word = at().text;
+  std::size_t kind = 0;
+  while (kind < kinds.size() && !(atWord() && isNear(word, kinds[kind]))) {
+    ++kind;
+  }
+  if (kind == kinds.size()) {
+    const std::string_view start = word.substr(0, 3);
+    if (!atWord() || (start != "all" && start != "All")) {
+      diagnose(Spot::kind);
+    }
+    kind = Constraint::alldiff;
+    if (isJoined(1)) {
+      fail("unknown type '" + std::string(wordAt(text, at().begin)) +
+           "': write 'alldiff'");
+    }
+  }
+  note("unknown type '" + std::string(word) + "': write '" + kinds[kind] + "'");
+  return static_cast<Constraint::Kind>(kind);
+}
+
+// In the list of an alldiff, at what is no sign.
+void Reader::checkAlldiffGoesOn() {
+  const bool isKnown = model.variables.find(at().text) < model.variables.size();
+  const bool isName =
+      atSign(':', 1) && (!isKnown || (atWord(2) && atSign('=', 3)));
+  if (at().kind == Token::end || isName || (!isKnown && atStatement())) {
+    failBehind("';' is missing after the variables of an alldiff");
+  }
+  if (!isKnown) {
+    diagnose(Spot::joinedNext);
+  }
+}
+
+}  // namespace check
