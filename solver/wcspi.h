@@ -21,6 +21,8 @@
 //  7. `moved` notes the variables whose values in `best` and `current` differ,
 //     `remeasured` the records whose penalty and `bestConstraintPenalty` do.
 //     The journal of a run does the same for the run's best.
+//  8. While `hasBlocks`, `leastScores` holds for each block of candidates their
+//     least score or less.
 
 #pragma once
 
@@ -66,9 +68,11 @@ class RealWcsp : public Wcsp, public WcspChanges {
   static constexpr int maxNumPhases = 30;
   static constexpr double minimumRunLength = 30.0;  ///< iterations
   static constexpr double ratioResetWeights = 0.5;
-  static constexpr double eps = 0.000001;  ///< tolerance of the reset test
+  static constexpr unsigned blockSize = 64;  ///< candidates
+  static constexpr double eps = 0.000001;    ///< tolerance of the reset test
   /// A score or penalty that is not set yet.
   static constexpr double dinf = std::numeric_limits<double>::max();
+  static constexpr double unknownScore = -dinf;       ///< below every score
   static constexpr unsigned uinf = IdLists::endMark;  ///< ends a list of ids
   /// As the number of a variable: more than one.
   static constexpr unsigned several = 4294967295U;
@@ -197,6 +201,9 @@ class RealWcsp : public Wcsp, public WcspChanges {
   std::vector<unsigned> previous;  ///< the values before the move under way
   /// Appends and removals leave it in an order that decides ties.
   std::vector<unsigned> candidates;
+  std::vector<double> leastScores;    ///< by block; `unknownScore`: to be found
+  bool hasBlocks = false;             ///< as of the last scan
+  std::size_t minNumBlocked = 16384;  ///< candidates, for blocks to pay off
   Solution best;
   Solution current;
   std::vector<int> bestConstraintPenalty;  ///< in `best`, by id
@@ -291,6 +298,7 @@ class RealWcsp : public Wcsp, public WcspChanges {
   /// Whether the parts of the invariants that concern the copies of `current`
   /// hold: 6 and 7, and 7 for the best of a run.
   bool journalsHold() const;
+  bool blocksHold() const;
   bool runJournalHolds(Run const& run) const;
 
   // wcspi_search.cpp: the search.
@@ -324,7 +332,9 @@ class RealWcsp : public Wcsp, public WcspChanges {
   bool isTargetReached() const;
 
   /// Fills `ties` with the admissible moves of least score.
-  void scan(Search& search) const;
+  void scan(Search& search);
+  void scanCandidates(Search& search, std::span<unsigned const> some) const;
+  double leastScore(std::span<unsigned const> some) const;
 
   /// Answers a scan that found no admissible move. Returns false when the
   /// iteration ends without a move, true when `ties` holds kick labels.

@@ -114,5 +114,14 @@ bool RealWcsp::bookkeepingHolds() {
       }
     }
   }
-  return numCandidates == candidates.size();
+  return numCandidates == candidates.size() && blocksHold();
+}
+
+bool RealWcsp::blocksHold() const {
+  for (std::size_t i = 0; hasBlocks && i < candidates.size(); ++i) {
+    if (leastScores[i / blockSize] > labels.scores[candidates[i]]) {
+      return false;  // invariant 8
+    }
+  }
+  return true;
 }

@@ -34,7 +34,9 @@ class EvaluationScope {
 }  // namespace
 
 void RealWcsp::appendCandidate(unsigned label) {
-  labels.candidacies[label].position = static_cast<unsigned>(candidates.size());
+  const auto position = static_cast<unsigned>(candidates.size());
+  labels.candidacies[label].position = position;
+  leastScores[position / blockSize] = unknownScore;
   candidates.push_back(label);
 }
 
@@ -43,6 +45,7 @@ void RealWcsp::removeCandidate(unsigned label) {
   const unsigned last = candidates.back();
   const unsigned position = labels.candidacies[label].position;
   candidates[position] = last;
+  leastScores[position / blockSize] = unknownScore;
   labels.candidacies[last].position = position;
   candidates.pop_back();
 }
@@ -71,6 +74,8 @@ void RealWcsp::initialize() {
   drop();  // an exception may have left some
   candidates.clear();
   candidates.reserve(labels.size());
+  leastScores.resize(labels.size() / blockSize + 1);
+  hasBlocks = false;
   std::fill(labels.scores.begin(), labels.scores.end(), 0.0);
   std::fill(labels.candidacies.begin(), labels.candidacies.end(),
             LabelTable::Candidacy{});
@@ -136,6 +141,14 @@ void RealWcsp::enter(std::span<Change const> entered) {
   const double weight = changeWeight;
   for (auto const& [label, diffs] : entered) {
     changeDiff(label, diffs, weight);
+  }
+  if (hasBlocks) {
+    for (auto const& [label, diffs] : entered) {
+      auto const& [improvingCount, position] = labels.candidacies[label];
+      if (improvingCount > 0) {
+        leastScores[position / blockSize] = unknownScore;
+      }
+    }
   }
 }
 

@@ -6,6 +6,7 @@
 #include <cassert>
 #include <csignal>  // with the signal masks of POSIX
 #include <stdexcept>
+#include <utility>
 
 #include "solver/wcspi.h"
 
@@ -259,11 +260,48 @@ bool RealWcsp::isTargetReached() const {
          (best.hardPenalty == targetHard && best.softPenalty <= targetSoft);
 }
 
-void RealWcsp::scan(Search& search) const {
+// Among many candidates only blocks are looked at that may hold a score as good
+// as the best so far. A move changes the scores of few blocks.
+void RealWcsp::scan(Search& search) {
   search.bestScore = dinf;
   search.ties.clear();
+  const std::span all(candidates);
+  const bool hadBlocks = std::exchange(hasBlocks, all.size() >= minNumBlocked);
+  if (!hasBlocks) {
+    scanCandidates(search, all);
+    return;
+  }
+  if (!hadBlocks) {
+    std::fill(leastScores.begin(), leastScores.end(), unknownScore);
+  }
+  for (std::size_t first = 0; first < all.size(); first += blockSize) {
+    double& least = leastScores[first / blockSize];
+    if (least > search.bestScore) {
+      continue;
+    }
+    const auto block = all.subspan(
+        first, std::min<std::size_t>(blockSize, all.size() - first));
+    if (least == unknownScore) {
+      least = leastScore(block);
+    }
+    if (least <= search.bestScore) {
+      scanCandidates(search, block);
+    }
+  }
+}
+
+double RealWcsp::leastScore(std::span<unsigned const> some) const {
+  double least = dinf;
+  for (const unsigned label : some) {
+    least = std::min(least, labels.scores[label]);
+  }
+  return least;
+}
+
+void RealWcsp::scanCandidates(Search& search,
+                              std::span<unsigned const> some) const {
   double const* const scores = labels.scores.data();
-  for (const unsigned label : candidates) {
+  for (const unsigned label : some) {
     const double score = scores[label];
     // The cheap test first: the order of the tests decides nothing.
     if (score > search.bestScore) {

@@ -64,6 +64,7 @@ bool RealWcsp::endRun(Search& search) {
     logEndOfLine();
   }
   increaseWeights(bound);
+  hasBlocks = false;  // scores have changed all over
   assert(smallBookkeepingHolds());
   run.best.iteration = search.iteration;
   run.best.weightedPenalty = current.weightedPenalty;

@@ -130,6 +130,48 @@ TEST(Journals, KeepTheCopiesWhateverComesBetween) {
   }
 }
 
+TEST(Blocks, ChangeNoLineOfASearch) {
+  for (unsigned seed = 1; seed <= 20 && !HasFailure(); ++seed) {
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    std::mt19937 random(seed);
+    const naive::Model model = randomModel(random, 200, 900);
+    const Assignment start = randomStart(random, model);
+    const auto search = [&](std::size_t minNumBlocked) {
+      TestSolver solver(model);
+      solver.minNumBlocked = minNumBlocked;
+      solver.setDisplay(3);
+      solver.setInterval(1);
+      solver.setMaxIteration(400);
+      solver.solve(start);
+      EXPECT_EQ(solver.hasBlocks, minNumBlocked <= solver.candidates.size());
+      EXPECT_GT(solver.candidates.size(), 2 * RealWcsp::blockSize);
+      EXPECT_TRUE(solver.bookkeepingHolds());
+      return solver.maskedText();
+    };
+    const std::string text = search(100000);
+    EXPECT_EQ(search(0), text);
+    EXPECT_EQ(search(200), text);  // on and off
+  }
+}
+
+TEST(Blocks, NoteWhatAMoveChanges) {
+  std::mt19937 random(4);
+  const naive::Model model = randomModel(random, 120, 200);
+  TestSolver solver(model);
+  solver.minNumBlocked = 0;
+  solver.prepare(randomStart(random, model));
+  RealWcsp::Search search(solver);
+  for (int move = 0; move < 500; ++move) {
+    solver.scan(search);
+    ASSERT_TRUE(solver.hasBlocks && solver.bookkeepingHolds());
+    for (int i = 0; i < move % 3; ++i) {
+      const unsigned v = below(random, model.sizes.size());
+      solver.applyMove(solver.labels.number(v, below(random, model.sizes[v])));
+      ASSERT_TRUE(solver.bookkeepingHolds());
+    }
+  }
+}
+
 /// Throws where it is asked to.
 struct Thrower : WcspConstraint {
   enum { nowhere, inPreparing, inEvaluating } where = inPreparing;

@@ -32,6 +32,8 @@ std::string name(unsigned v) {
 struct Writer {
   FuzzedDataProvider bytes;
   naive::Model model = {};
+  bool isLarge = false;
+  bool hasBlocks = false;
   std::string text = {};
   std::string start = {};
   std::vector<std::string> arguments = {"wcsp"};
@@ -80,7 +82,9 @@ struct Writer {
       putNumber(number());
       arguments.emplace_back("-noadjust");
     }
-    const unsigned numVariables = 1 + below(24);
+    // Many variables and constraints leave room in the journals.
+    isLarge = bytes.ConsumeBool();
+    const unsigned numVariables = 1 + below(isLarge ? 100 : 24);
     for (unsigned v = 0; v < numVariables; ++v) {
       model.sizes.push_back(1 + below(8));
       put("variable " + name(v) + " in {" + values[0]);
@@ -89,9 +93,10 @@ struct Writer {
       }
       put("}");
     }
-    for (unsigned c = below(13); c > 0; --c) {
+    for (unsigned c = below(isLarge ? 60 : 13); c > 0; --c) {
       writeConstraint(Kind{static_cast<int>(below(3))});
     }
+    hasBlocks = bytes.ConsumeBool();
     for (unsigned i = below(9); i > 0; --i) {
       const naive::Label chosen = label();
       start += name(chosen.variable) + ": " + values[chosen.value] + "\n";
@@ -189,6 +194,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   read.solver.log = &log;
   read.read(writer.text);
   configure(read, writer.arguments);
+  read.solver.minNumBlocked = writer.hasBlocks ? 0 : 1000000;
   const bool hasEnded = searches(read, writer.start);
   require(!hasEnded || read.solver.bookkeepingHolds(), "the bookkeeping");
   naive::Assignment best;
