@@ -434,6 +434,7 @@ def moments():
     count, seed = map(int, (sys.argv[4:] + ["12", "1"][len(sys.argv) - 4:])[:2])
     rng = random.Random(seed)
     told, interrupted = {}, 0
+    signal.signal(signal.SIGHUP, signal.SIG_DFL)  # under nohup it would stay ignored
     for number in range(count):
         folder = f"m{number}"
         arguments = ["m.model", "--dir", folder, "--target", "0", "--seeds", "1-6", "--jobs", "2",
