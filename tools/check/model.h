@@ -75,6 +75,7 @@ struct Constraint {
 };
 
 struct Model {
+  int target = 0;  // the soft penalty at which a search stops
   Names variables;
   std::vector<Names> values;  // one list for each variable
   std::vector<Constraint> constraints;

@@ -163,6 +163,7 @@ void Reader::readTarget() {
   }
   if (targetLine == 0 && target != -1) {  // which stands for none
     targetLine = line;
+    model.target = std::max(target, 0);
   }
 }
 

@@ -1,0 +1,49 @@
+#include "tools/polish/choice.h"
+
+#include <algorithm>
+
+namespace polish {
+
+namespace {
+
+constexpr std::uint64_t firstScore = 4000;
+constexpr std::uint64_t floorScore = 100;
+constexpr std::uint64_t unit = 100000;  // iterations
+constexpr std::size_t smallest = 4;     // variables
+constexpr unsigned patience = 5;        // uses without a gain
+
+}  // namespace
+
+Choice::Choice(const std::vector<PartKind>& kinds, std::size_t least,
+               std::size_t most, std::size_t numVariables)
+    : largest(numVariables) {
+  for (const PartKind kind : kinds) {
+    for (const std::size_t size : {least, most}) {
+      arms.push_back({kind, std::min(size, largest), firstScore});
+    }
+  }
+}
+
+std::size_t Choice::next(Draw& draw) const {
+  std::vector<std::uint64_t> weights;
+  for (const Arm& arm : arms) {
+    weights.push_back(arm.score + floorScore);
+  }
+  return draw.weighted(weights);
+}
+
+void Choice::note(std::size_t number, std::uint64_t gain,
+                  std::uint64_t numIterations) {
+  Arm& arm = arms[number];
+  arm.score =
+      arm.score / 2 + gain * unit / std::max<std::uint64_t>(numIterations, 1);
+  if (gain > 0) {
+    arm.size = std::min(arm.size * 13 / 10, largest);
+    arm.numFailed = 0;
+  } else if (++arm.numFailed == patience) {
+    arm.size = std::min(std::max(arm.size * 9 / 10, smallest), largest);
+    arm.numFailed = 0;
+  }
+}
+
+}  // namespace polish

@@ -1,0 +1,49 @@
+// Which kind of neighbourhood comes next, and how large it is.
+//
+// Each kind stands twice, begun small and begun large. A score is halved at
+// each use and raised by what the step has gained per 100,000 iterations; the
+// draw is in proportion to the score plus a floor. All in integers, so that
+// every processor draws the same.
+
+#ifndef TOOLS_POLISH_CHOICE_H_
+#define TOOLS_POLISH_CHOICE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "tools/polish/draw.h"
+#include "tools/polish/parts.h"
+
+namespace polish {
+
+class Choice {
+ public:
+  // A kind of part and its size now.
+  struct Arm {
+    PartKind kind;
+    std::size_t size;
+    std::uint64_t score;
+    unsigned numFailed = 0;  // uses in a row that have gained nothing
+  };
+
+  // Sizes from `least` to `most` to begin with, never above `numVariables`.
+  Choice(const std::vector<PartKind>& kinds, std::size_t least,
+         std::size_t most, std::size_t numVariables);
+
+  // The index of the arm to use.
+  std::size_t next(Draw& draw) const;
+
+  const Arm& operator[](std::size_t arm) const { return arms[arm]; }
+
+  // Takes note of a step: `gain` in millionths of the penalty there was.
+  void note(std::size_t arm, std::uint64_t gain, std::uint64_t numIterations);
+
+ private:
+  std::size_t largest;
+  std::vector<Arm> arms;
+};
+
+}  // namespace polish
+
+#endif  // TOOLS_POLISH_CHOICE_H_

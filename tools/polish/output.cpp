@@ -1,0 +1,129 @@
+#include "tools/polish/output.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <iomanip>
+#include <stdexcept>
+
+#include "tools/check/report.h"
+
+namespace polish {
+
+namespace {
+
+[[noreturn]] void fail(const std::string& path) {
+  throw std::runtime_error(path + ": " + std::strerror(errno));
+}
+
+// Closes the descriptor in any case.
+bool writeAll(int descriptor, const std::string& content) {
+  std::size_t written = 0;
+  while (written < content.size()) {
+    const ssize_t count =
+        write(descriptor, content.data() + written, content.size() - written);
+    if (count < 0 && errno != EINTR) {
+      const int error = errno;
+      close(descriptor);
+      errno = error;
+      return false;
+    }
+    written += count < 0 ? 0 : static_cast<std::size_t>(count);
+  }
+  return close(descriptor) == 0;
+}
+
+unsigned usualMode() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666U & ~mask;
+}
+
+}  // namespace
+
+void writeProgress(std::ostream& out, const Solution& solution, double seconds,
+                   std::uint64_t step) {
+  out << "penalty = " << check::penaltyText(solution.evaluation)
+      << " (hard/soft), time = " << std::fixed << std::setprecision(2)
+      << seconds << "(s), iteration = " << step << std::endl;
+}
+
+void writeReport(std::ostream& out, const check::Model& model,
+                 const Solution& solution) {
+  out << "[best solution]\n";
+  for (unsigned v = 0; v < model.variables.size(); ++v) {
+    out << model.variables[v] << ": " << model.values[v][solution.assignment[v]]
+        << "\n";
+  }
+  out << "\npenalty: " << check::penaltyText(solution.evaluation)
+      << " (hard/soft)\n\n[Violated constraints]\n";
+  for (std::size_t c = 0; c < model.constraints.size(); ++c) {
+    const int violation = solution.evaluation.violations[c];
+    if (violation > 0) {
+      out << model.constraints[c].name << ": " << violation << "\n";
+    }
+  }
+  out.flush();
+}
+
+OutputFile::OutputFile(const std::string& path) : mode(usualMode()) {
+  std::error_code error;
+  goal = std::filesystem::weakly_canonical(path, error).string();
+  struct stat status = {};
+  if (error || (stat(goal.c_str(), &status) != 0 && errno != ENOENT)) {
+    errno = error ? error.value() : errno;
+    fail(path);
+  }
+  if (status.st_mode != 0) {
+    isRegular = S_ISREG(status.st_mode);
+    mode = status.st_mode & 07777U;
+    if (S_ISDIR(status.st_mode)) {
+      errno = EISDIR;
+      fail(path);
+    }
+  }
+  if (isRegular) {
+    const std::string folder = std::filesystem::path(goal).parent_path();
+    if (access(folder.c_str(), W_OK | X_OK) != 0) {
+      fail(path);
+    }
+  }
+}
+
+void OutputFile::replace(const std::string& content) const {
+  if (!isRegular) {
+    return;
+  }
+  const std::filesystem::path path(goal);
+  std::string beside =
+      path.parent_path() / ("." + path.filename().string() + ".XXXXXX");
+  const int descriptor = mkostemp(beside.data(), O_CLOEXEC);
+  if (descriptor < 0) {
+    fail(goal);
+  }
+  if (!writeAll(descriptor, content) || chmod(beside.c_str(), mode) != 0 ||
+      rename(beside.c_str(), goal.c_str()) != 0) {
+    const int error = errno;
+    unlink(beside.c_str());
+    errno = error;
+    fail(goal);
+  }
+}
+
+void OutputFile::finish(const std::string& content) const {
+  if (isRegular) {
+    replace(content);
+    return;
+  }
+  const int descriptor = open(goal.c_str(), O_WRONLY | O_CLOEXEC);
+  if (descriptor < 0 || !writeAll(descriptor, content)) {
+    fail(goal);
+  }
+}
+
+}  // namespace polish

@@ -1,0 +1,114 @@
+#include "tools/polish/polisher.h"
+
+#include <algorithm>
+#include <limits>
+#include <numeric>
+#include <stdexcept>
+#include <utility>
+
+namespace polish {
+
+namespace {
+
+// Variables in a part to begin with, few and many.
+struct Sizes {
+  std::size_t least;
+  std::size_t most;
+};
+
+// An iteration over products costs much more than one over single labels.
+Sizes firstSizes(const check::Model& model) {
+  std::size_t numSingle = 0;
+  std::size_t numProducts = 0;
+  for (const check::Constraint& constraint : model.constraints) {
+    (constraint.kind == check::Constraint::quadratic ? numProducts
+                                                     : numSingle) +=
+        constraint.terms.size() + constraint.variables.size();
+  }
+  return numProducts > numSingle ? Sizes{7, 30} : Sizes{100, 220};
+}
+
+// 100,000 for 150 variables.
+unsigned iterationsFor(std::size_t numVariables) {
+  return static_cast<unsigned>(
+      std::clamp<std::size_t>(numVariables * 2000 / 3, 10000, 400000));
+}
+
+// In millionths of the penalty that was there.
+std::uint64_t gainOf(const check::Evaluation& before,
+                     const check::Evaluation& after) {
+  const bool isHard = after.hard < before.hard;
+  const check::Int128 was = isHard ? before.hard : before.soft;
+  const check::Int128 is = isHard ? after.hard : after.soft;
+  return static_cast<std::uint64_t>((was - is) * 1000000 / was);
+}
+
+}  // namespace
+
+Polisher::Polisher(const check::Model& itsModel, const check::Grids& grids,
+                   std::uint64_t seed)
+    : model(itsModel),
+      reducer(itsModel),
+      parts(itsModel, reducer, grids),
+      choice(parts.kinds(), firstSizes(itsModel).least,
+             firstSizes(itsModel).most, parts.numVariables()),
+      draw(seed) {}
+
+std::vector<unsigned> Polisher::solve(const ReducedModel& reduced,
+                                      unsigned numIterations) {
+  const std::unique_ptr<Wcsp> solver = reduced.makeSolver();
+  solver->setRandomSeed(static_cast<int>(1 + draw.below(2147483646)));
+  solver->setMaxIteration(numIterations);
+  // No clock may end a step: it would not repeat.
+  solver->setMaxCpuTime(std::numeric_limits<double>::infinity());
+  try {
+    solver->solve();
+  } catch (const std::runtime_error&) {
+    // An overflow of weights; what has been found by then is there.
+  }
+  std::vector<unsigned> values;
+  for (unsigned v = 0; v < reduced.numValues.size(); ++v) {
+    values.push_back(solver->getValue(v));
+  }
+  return values;
+}
+
+Solution Polisher::search(unsigned numIterations) {
+  Assignment zeros(model.variables.size(), 0);
+  Part all(model.variables.size());
+  std::iota(all.begin(), all.end(), 0U);
+  // Nothing is fixed, so every bound fits as it did in the model.
+  Assignment found = solve(*reducer.reduce(zeros, all), numIterations);
+  check::Evaluation evaluation = evaluate(model, found);
+  return {std::move(found), std::move(evaluation)};
+}
+
+bool Polisher::step() {
+  const std::size_t arm = choice.next(draw);
+  lastKind = choice[arm].kind;
+  const Part part = parts.choose(lastKind, choice[arm].size, current.assignment,
+                                 current.evaluation, draw);
+  lastSize = part.size();
+  const auto reduced = reducer.reduce(current.assignment, part);
+  if (part.empty() || !reduced) {
+    skipped += part.empty() ? 0U : 1U;
+    choice.note(arm, 0, 1);
+    return false;
+  }
+  const unsigned numIterations = iterationsFor(part.size());
+  const std::vector<unsigned> values = solve(*reduced, numIterations);
+  Solution next{current.assignment, {}};
+  for (std::size_t i = 0; i < part.size(); ++i) {
+    next.assignment[part[i]] = values[i];
+  }
+  next.evaluation = evaluate(model, next.assignment);
+  const bool isBetter = next.isBetterThan(current);
+  choice.note(arm, isBetter ? gainOf(current.evaluation, next.evaluation) : std::uint64_t{0},
+              numIterations);
+  if (!current.isBetterThan(next)) {
+    current = std::move(next);
+  }
+  return isBetter;
+}
+
+}  // namespace polish

@@ -1,0 +1,78 @@
+// Improves an assignment step by step: frees a part of the variables, solves
+// the reduced model by the search from a random start, and keeps what is equal
+// or better. A large neighbourhood search whose engine is the tabu search.
+
+#ifndef TOOLS_POLISH_POLISHER_H_
+#define TOOLS_POLISH_POLISHER_H_
+
+#include <cstdint>
+#include <optional>
+
+#include "tools/check/evaluate.h"
+#include "tools/check/grids.h"
+#include "tools/check/model.h"
+#include "tools/polish/choice.h"
+#include "tools/polish/draw.h"
+#include "tools/polish/parts.h"
+#include "tools/polish/reduce.h"
+
+namespace polish {
+
+// An assignment and what it is worth.
+struct Solution {
+  Assignment assignment;
+  check::Evaluation evaluation;
+
+  bool isBetterThan(const Solution& other) const {
+    return isBetter(evaluation, other.evaluation);
+  }
+  static bool isBetter(const check::Evaluation& a, const check::Evaluation& b) {
+    return a.hard < b.hard || (a.hard == b.hard && a.soft < b.soft);
+  }
+};
+
+class Polisher {
+ public:
+  // The model and the grids of its variables outlive this. No choice but by
+  // the seed: equal seeds take equal steps from equal solutions.
+  Polisher(const check::Model& itsModel, const check::Grids& grids,
+           std::uint64_t seed);
+
+  // Searches the whole model from a random start.
+  Solution search(unsigned numIterations);
+
+  // Where the next step starts from; of this model.
+  void setSolution(Solution solution) { current = std::move(solution); }
+  const Solution& solution() const { return current; }
+
+  // Whether there is anything to free.
+  bool canStep() const { return parts.numVariables() > 0; }
+
+  // One step. The solution is never worse afterwards. True if it is better.
+  bool step();
+
+  // Of the last step: its kind of part and the number of free variables.
+  PartKind kind() const { return lastKind; }
+  std::size_t size() const { return lastSize; }
+
+  // Steps whose reduced model no solver can hold.
+  std::uint64_t numSkipped() const { return skipped; }
+
+ private:
+  const check::Model& model;
+  Reducer reducer;
+  Parts parts;
+  Choice choice;
+  Draw draw;
+  Solution current;
+  PartKind lastKind = PartKind::random;
+  std::size_t lastSize = 0;
+  std::uint64_t skipped = 0;
+
+  std::vector<unsigned> solve(const ReducedModel& reduced,
+                              unsigned numIterations);
+};
+
+}  // namespace polish
+
+#endif  // TOOLS_POLISH_POLISHER_H_

@@ -1,0 +1,62 @@
+// Several processes that polish one assignment, each with a seed of its own.
+// They hand on their best through memory that their parent shares with them.
+
+#ifndef TOOLS_POLISH_TEAM_H_
+#define TOOLS_POLISH_TEAM_H_
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "tools/polish/polisher.h"
+
+namespace polish {
+
+class Team {
+ public:
+  // Starts the processes; each makes its polisher by `make`, with a number from
+  // 0 on. They stop after `maxSteps` steps in all, and end with this process,
+  // however it ends. Throws std::system_error if they cannot be started.
+  Team(const check::Model& itsModel, unsigned numWorkers, const Solution& start,
+       std::uint64_t maxSteps, const std::function<Polisher(unsigned)>& make);
+  ~Team();
+  Team(const Team&) = delete;
+  Team& operator=(const Team&) = delete;
+
+  // Waits for news, at most this long. True if there is a better assignment
+  // than at the last call, which `best` then is.
+  bool wait(double seconds, Assignment& best);
+
+  std::uint64_t numSteps() const;
+
+  // Whether some process is still at work.
+  bool isAtWork();
+
+  // Processes that ended otherwise than by their last step.
+  unsigned numLost() const { return lost; }
+
+ private:
+  struct Board;
+
+  const check::Model& model;
+  Board* board = nullptr;
+  std::size_t size = 0;  // of the shared memory
+  int news[2] = {-1, -1};
+  std::vector<pid_t> workers;
+  std::uint64_t seen = 0;
+  unsigned lost = 0;
+
+  unsigned* cells() const;
+  [[noreturn]] void work(Polisher polisher, const Solution& start,
+                         std::uint64_t maxSteps);
+  // Takes the shared assignment if it is new; false if not.
+  bool take(std::uint64_t& version, Assignment& assignment) const;
+  // Shares an assignment unless a newer one than `version` is there.
+  bool share(std::uint64_t& version, const Assignment& assignment);
+};
+
+}  // namespace polish
+
+#endif  // TOOLS_POLISH_TEAM_H_
