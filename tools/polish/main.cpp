@@ -25,9 +25,9 @@
 
 #include "tools/check/advice.h"
 #include "tools/check/layout.h"
-#include "tools/check/output.h"
 #include "tools/check/reader.h"
 #include "tools/check/report.h"
+#include "tools/check/text.h"
 #include "tools/polish/output.h"
 #include "tools/polish/polisher.h"
 #include "tools/polish/team.h"
@@ -132,8 +132,8 @@ std::string readFile(const std::string& name) {
 check::Model readModel(const std::string& name) {
   const std::string text = readFile(name);
   check::Reading reading = check::readWhole(text);
-  if (reading.numFaults > 0) {
-    writeProblems(std::cerr, name, locate(text, reading.faults), {});
+  if (reading.numErrors > 0) {
+    writeErrors(std::cerr, name, locate(text, reading.errors), {});
     throw Failure(unreadable, "no model");
   }
   return std::move(reading.model);
@@ -147,7 +147,7 @@ Solution readStart(const Options& options, const check::Model& model) {
   }
   if (report.kind != check::Report::report &&
       report.kind != check::Report::start) {
-    throw Failure(noReport, options.report + ": no report: " + report.problem);
+    throw Failure(noReport, options.report + ": no report: " + report.error);
   }
   if (report.kind == check::Report::start && report.numSet == 0) {
     throw Failure(noReport, options.report + ": sets no variable of the model");

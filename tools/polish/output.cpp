@@ -44,6 +44,17 @@ unsigned usualMode() {
   return 0666U & ~mask;
 }
 
+// Links followed; the last part may not be there yet.
+std::string targetOf(const std::string& path) {
+  std::error_code error;
+  const auto target = std::filesystem::weakly_canonical(path, error);
+  if (error) {
+    errno = error.value();
+    fail(path);
+  }
+  return target.string();
+}
+
 }  // namespace
 
 void writeProgress(std::ostream& out, const Solution& solution, double seconds,
@@ -71,12 +82,10 @@ void writeReport(std::ostream& out, const check::Model& model,
   out.flush();
 }
 
-OutputFile::OutputFile(const std::string& path) : mode(usualMode()) {
-  std::error_code error;
-  goal = std::filesystem::weakly_canonical(path, error).string();
+OutputFile::OutputFile(const std::string& path)
+    : goal(targetOf(path)), mode(usualMode()) {
   struct stat status = {};
-  if (error || (stat(goal.c_str(), &status) != 0 && errno != ENOENT)) {
-    errno = error ? error.value() : errno;
+  if (stat(goal.c_str(), &status) != 0 && errno != ENOENT) {
     fail(path);
   }
   if (status.st_mode != 0) {

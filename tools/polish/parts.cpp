@@ -143,6 +143,7 @@ Part Parts::takersOf(std::size_t size, const Assignment& assignment,
     takers[assignment[v]].push_back(v);
   }
   std::vector<unsigned> numbers;
+  numbers.reserve(takers.size());
   for (const auto& [number, variables] : takers) {
     numbers.push_back(number);
   }

@@ -103,8 +103,10 @@ bool Polisher::step() {
   }
   next.evaluation = evaluate(model, next.assignment);
   const bool isBetter = next.isBetterThan(current);
-  choice.note(arm, isBetter ? gainOf(current.evaluation, next.evaluation) : std::uint64_t{0},
-              numIterations);
+  choice.note(
+      arm,
+      isBetter ? gainOf(current.evaluation, next.evaluation) : std::uint64_t{0},
+      numIterations);
   if (!current.isBetterThan(next)) {
     current = std::move(next);
   }
