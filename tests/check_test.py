@@ -19,8 +19,8 @@ V = "variable x in {a, b}\nvariable y in {a, b}\n"
 LINEAR = V + "s: weight = 2 type = linear 1(x,a) 1(y,b) >= 2\n"
 ONE = "  sum 1 is below 2 with\n    1 (x, a)\n  lacks 1 (y, b)\n"
 S = "violated: s (line 3, linear, weight 2) by "
-START = "start file: sets %d of %d variables, prints no penalties to compare\n"
-RIGHT = "agrees: the report is right\n"
+START = "start file: sets %d of %d variables, has no penalties to compare\n"
+RIGHT = "agrees: the report is correct\n"
 EMPTY = "it is empty"
 NO_HEADING = "it has no line '[best solution]' or '[incumbent solution]'"
 WRONG = "differs: the report is wrong\n"
@@ -31,10 +31,7 @@ BIG = 2**31 - 1
 FULL = "%d/%d" % (BIG, BIG)
 WARN = "m:%d: warning: "
 LINE_9 = "differs: line 9: printed %s, computed 's: 1'\n"
-NAMES = ("variable solution] in {0}variable penalty in {0, 7}variable u in {a}\n"
-         "u: weight = 1 type = alldiff solution] penalty ;\n"
-         "penalty: weight = inf type = linear 1(penalty,7) 1(penalty,0) = 1\n"
-         "u: weight = 1 type = linear 1(penalty,0) 1(solution],0) > = 3")
+NAMES = ("variable solution] in {0}variable penalty in {0, 7}variable u in {a}\nu: weight = 1 type = alldiff solution] penalty ;\npenalty: weight = inf type = linear 1(penalty,7) 1(penalty,0) = 1\nu: weight = 1 type = linear 1(penalty,0) 1(solution],0) > = 3")
 SUM = "penalty: 0/2 (hard/soft)\nsoft by group: s 2\n" + S + "1, costs 2\n" + ONE
 
 
@@ -54,7 +51,7 @@ def right(model, found, warnings="", report="x: a", end=None):
 
 
 def no_report(text, problem, options=()):
-    return LINEAR, text, list(options), 3, "", "wcsp-check: no report: %s\n" % problem
+    return LINEAR, text, list(options), 3, "", "wcsp-check: not a report: %s\n" % problem
 
 
 # Model, report, options, status, whole output, whole error output.
@@ -64,61 +61,48 @@ CASES = [
     right(LINEAR, SUM, "", "# reading data ... done: 0.00(s)\nx = b\n" + REPORT, RIGHT),
     right(LINEAR, SUM, "", REPORT.replace("\n", "\r\n"), RIGHT),
     right(LINEAR, SUM, "", "x a x:b x : a", START % (1, 2)),
-    right(LINEAR, "penalty: 0/4 (hard/soft)\nsoft by group: s 4\n" + S + "2, costs 4\n  sum 0 is below 2, no "
-          "term counts\n  lacks 1 (x, a), 1 (y, b)\n",
+    right(LINEAR, "penalty: 0/4 (hard/soft)\nsoft by group: s 4\n" + S + "2, costs 4\n  sum 0 is below 2, no term counts\n  lacks 1 (x, a), 1 (y, b)\n",
           "", "x: b", START % (1, 2)),
     right(LINEAR, SUM, "", "# read\nx: a y: b" + REPORT, START % (2, 2)),
     (LINEAR, REPORT, ["--quiet"], 0, "", ""),
     # A swap without effect is no best one.
     (V + "one: weight = 1 type = linear 1(x,a) 1(y,a) <= 0", "x: a y: b", ["--start", "--improve"],
-     0, "penalty: 0/1 (hard/soft)\nsoft by group: one 1\nviolated: one (line 3, linear, weight 1) "
-     "by 1, costs 1\n  sum 1 is above 0 with\n    1 (x, a)\na change is better: x from a to b "
-     "gives 0/0 (hard/soft)\nno swap is better\n" + START % (2, 2), ""),
+     0, "penalty: 0/1 (hard/soft)\nsoft by group: one 1\nviolated: one (line 3, linear, weight 1) by 1, costs 1\n  sum 1 is above 0 with\n    1 (x, a)\na change is better: x from a to b gives 0/0 (hard/soft)\nno swap is better\n" + START % (2, 2), ""),
     # Each line of a report can be wrong, lacking or too much.
-    (LINEAR, REPORT.replace("0/2", "2/0"), [], 1, SUM + "differs: line 6: printed 'penalty: 2/0 "
-     "(hard/soft)', computed 'penalty: 0/2 (hard/soft)'\n" + WRONG, ""),
+    (LINEAR, REPORT.replace("0/2", "2/0"), [], 1, SUM + "differs: line 6: printed 'penalty: 2/0 (hard/soft)', computed 'penalty: 0/2 (hard/soft)'\n" + WRONG, ""),
     (LINEAR, REPORT.replace("s: 1", "s: 12"), [], 1, SUM + LINE_9 % "'s: 12'" + WRONG, ""),
     (LINEAR, REPORT[:-5], [], 1, SUM + LINE_9 % "the end" + WRONG, ""),
     (LINEAR, REPORT + "t: 1\n", ["--quiet"], 1, "", ""),
-    (LINEAR, REPORT.replace("y: a", "y: q"), [], 1, "differs: line 4: no line that gives variable "
-     "'y' one of its values\ndiffers: the report has no whole assignment\n", ""),
+    (LINEAR, REPORT.replace("y: a", "y: q"), [], 1, "differs: line 4: no value for variable 'y'\ndiffers: the assignment is incomplete\n", ""),
     # Out of memory before the first assignment; a run without a report.
     (LINEAR, FAILED + TAIL % FULL, [], 0, "agrees: no assignment recorded\n", ""),
     (LINEAR, FAILED.replace("incumbent", "best") + TAIL % FULL, ["--quiet"], 1, "", ""),
-    no_report("# reading data ... \n3: x\n", "the output of a run that ended without one"),
-    # What is no report must not pass for a right one.
+    no_report("# reading data ... \n3: x\n", "the run ended without one"),
+    # What is not a report must not pass for a correct one.
     no_report("", EMPTY),
     no_report("", EMPTY, ["--start"]),
-    no_report(LINEAR, NO_HEADING + "; a start file is read with --start"),
-    no_report("x: a\ny: b\n", NO_HEADING + "; a start file is read with --start"),
-    no_report(LINEAR, "it gives no variable a value", ["--start"]),
+    no_report(LINEAR, NO_HEADING + "; for a start file use --start"),
+    no_report("x: a\ny: b\n", NO_HEADING + "; for a start file use --start"),
+    no_report(LINEAR, "it sets no variable", ["--start"]),
     no_report("x: a\ny: a\n" + TAIL % "0/0", NO_HEADING),
     no_report("x: a\ny: a\npenalty: 0/0 (hard/soft)\n", NO_HEADING, ["--start"]),
     no_report("x: a\n[Violated constraints]\n", NO_HEADING),
-    (LINEAR, "", ["--quiet"], 3, "", "wcsp-check: no report: it is empty\n"),
+    (LINEAR, "", ["--quiet"], 3, "", "wcsp-check: not a report: it is empty\n"),
     *((LINEAR, REPORT, [flag], 2, "", None)
       for flag in ("--json=3", "--json=false", "--quiet=1", "--start=x")),
     # Kinds: a mirrored term, a term of two values, a repeated variable.
-    right(V + "h: weight = inf type = quadratic 2(x,a)(y,a) 3(y,a)(x,a) 9(x,a)(x,b) -1(y,a)(y,a) "
-          "< = +3", "penalty: 1/0 (hard/soft)\nhard by group: h 1\nviolated: h (line 3, quadratic, weight inf) by 1\n"
-          "  sum 4 is above 3 with\n    2 (x, a)(y, a)\n    3 (y, a)(x, a)\n    -1 (y, a)(y, a)\n",
+    right(V + "h: weight = inf type = quadratic 2(x,a)(y,a) 3(y,a)(x,a) 9(x,a)(x,b) -1(y,a)(y,a) < = +3", "penalty: 1/0 (hard/soft)\nhard by group: h 1\nviolated: h (line 3, quadratic, weight inf) by 1\n  sum 4 is above 3 with\n    2 (x, a)(y, a)\n    3 (y, a)(x, a)\n    -1 (y, a)(y, a)\n",
           WARN % 3 + "constraint 'h' repeats (x, a)(y, a); the coefficients add up\n"),
     right("variable x in {a}variable y in{a,b;c:weight=3 type=alldiff y x y x.",
-          "penalty: 0/3 (hard/soft)\nsoft by group: c 3\n"
-          "violated: c (line 1, alldiff, weight 3) by 1, costs 3\n"
-          "  value number 0 is shared by (x, a) (y, a)\n",
+          "penalty: 0/3 (hard/soft)\nsoft by group: c 3\nviolated: c (line 1, alldiff, weight 3) by 1, costs 3\n  value number 0 is shared by (x, a) (y, a)\n",
           WARN % 1 + "';' closes the list of values: write '}'\n" + WARN % 1 +
           "constraint 'c' repeats 'x', which counts once\n" + WARN % 1 +
-          "constraint 'c' compares value numbers, but 'y' and 'x' have different lists of "
-          "values\n"),
+          "constraint 'c' compares value numbers, but 'y' and 'x' have different lists of values\n"),
     # Caps: of a violation, of a printed total; a bound at its default is none.
     right(V + "h: weight = 2147483646 type = linear inf(x,a) inf(y,a) = -2147483648",
-          "penalty: 0/%d (hard/soft)\nsoft by group: h %d\n"
-          "violated: h (line 3, linear, weight 2147483646) by %d, costs %d\n"
-          "  sum %d is above -2147483648 with\n    %d (x, a)\n    %d (y, a)\n" % (
+          "penalty: 0/%d (hard/soft)\nsoft by group: h %d\nviolated: h (line 3, linear, weight 2147483646) by %d, costs %d\n  sum %d is above -2147483648 with\n    %d (x, a)\n    %d (y, a)\n" % (
               *((BIG - 1) * BIG,) * 2, BIG, (BIG - 1) * BIG, 2 * BIG, BIG, BIG),
-          "m: warning: the largest soft penalties add up to %d: totals above 2147483647 are "
-          "printed as that\n" % ((BIG - 1) * BIG) + WARN % 3 +
+          "m: warning: the largest soft penalties add up to %d: totals above 2147483647 are printed as that\n" % ((BIG - 1) * BIG) + WARN % 3 +
           "no assignment satisfies constraint 'h': its sum is from 0 to %d\n" % (2 * BIG),
           "\n[best solution]\nx: a\ny: a\n" + TAIL % ("0/%d" % BIG) + "h: %d" % BIG, RIGHT),
     right(V + "h: weight = inf type = linear inf(x,a) inf(y,a) <= inf",
@@ -127,19 +111,12 @@ CASES = [
     # Warnings: pigeons, names, start files, text, unused variables.
     (NAMES, "u: a", ["--quiet", "--start"], 0, "", ""),
     (NAMES.replace("u: weight = 1 type = linear", "u: weight = 0 type = linear"), REPORT, [], 1,
-     None, "m: warning: variable 'penalty' can be overwritten by the penalty line of a report that "
-     "is read as a start\nm: warning: variable 'solution]' is also a word of a report's heading: "
-     "read as a start, the report loses the value of 'solution]'\n"
-     "m: warning: 1 in no constraint: 'u'\n" + WARN % 2 + "constraint 'u' compares value numbers, "
-     "but 'solution]' and 'penalty' have different lists of values\n" + WARN % 3 + "no assignment "
-     "violates constraint 'penalty': its sum is always 1\n" + WARN % 3 + "constraint 'penalty': its line in a report, "
-     "read as a start, can overwrite the variable of that name\n" + WARN % 4 +
+     None, "m: warning: variable 'penalty' can be overwritten by the penalty line of a report that is read as a start\nm: warning: variable 'solution]' is also a word of a report's heading: read as a start, the report loses the value of 'solution]'\nm: warning: 1 in no constraint: 'u'\n" + WARN % 2 + "constraint 'u' compares value numbers, but 'solution]' and 'penalty' have different lists of values\n" + WARN % 3 + "no assignment violates constraint 'penalty': its sum is always 1\n" + WARN % 3 + "constraint 'penalty': its line in a report, read as a start, can overwrite the variable of that name\n" + WARN % 4 +
      "constraint 'u' costs nothing: its weight is 0\n" + WARN % 4 +
      "no assignment satisfies constraint 'u': its sum is from 1 to 2\n" + WARN % 4 +
      "2 constraints are named 'u', the first on line 2\n"),
-    right("", "penalty: 0/0 (hard/soft)\n", "m: warning: the model has no variable\n"
-          "m: warning: the model has no constraint: every assignment is as good\n", "[best solution]\n" + TAIL % "0/0", RIGHT),
-    # What is no model has no report; tests/advice_test.py has its faults.
+    right("", "penalty: 0/0 (hard/soft)\n", "m: warning: the model has no variables\nm: warning: the model has no constraints: all assignments are equally good\n", "[best solution]\n" + TAIL % "0/0", RIGHT),
+    # What is no model has no report; tests/advice_test.py has its errors.
     bad(V + "c: weight = 1 type = linear 1(x,\x01) <= 1", 3, 33,
         "'x' has no value '\\x01': it has a, b"),
     (V, "", ["--wrong"], 2, "",
@@ -166,8 +143,7 @@ def check(what, got, expected):
 
 
 def check_json():
-    model = ("variable \x81\n in {\\, \xa0}\n\x07: weight = inf type = linear "
-             "5(\x81\n,\\) <= 4")
+    model = ("variable \x81\n in {\\, \xa0}\n\x07: weight = inf type = linear 5(\x81\n,\\) <= 4")
     write("m", model)
     status, out, err = run(["m", "-", "--json", "--start"], "\x81\n: \\")
     label = ["\\x81\\x0a", "\\\\"]
@@ -177,11 +153,7 @@ def check_json():
         "terms": [{"coefficient": 5, "labels": [label]}],
         "scope": [["\\x81\\x0a", ["\\\\"]]]}]))
     # What could count is told where nothing does: each variable once, in order.
-    write("m", V + "c: weight = 2 type = linear 1(y,b) 1(x,b) 3(x,a) 1(x,b) >= 9\n"
-          "d: weight = 1 type = alldiff y x ;\n"
-          "e: weight = 1 type = quadratic 1(y,a)(x,b) >= 1\n"
-          "f: weight = 1 type = linear 0(x,a) 1(y,a) 0(y,b) >= 2\n"
-          "g: weight = 1 type = quadratic 0(x,a)(y,a) >= 1\n")
+    write("m", V + "c: weight = 2 type = linear 1(y,b) 1(x,b) 3(x,a) 1(x,b) >= 9\nd: weight = 1 type = alldiff y x ;\ne: weight = 1 type = quadratic 1(y,a)(x,b) >= 1\nf: weight = 1 type = linear 0(x,a) 1(y,a) 0(y,b) >= 2\ng: weight = 1 type = quadratic 0(x,a)(y,a) >= 1\n")
     status, out, err = run(["m", "-", "--json", "--start"], "x: a\ny: a")
     violated = json.loads(out)["violated"]
     check("terms with coefficient 0", [c["terms"] for c in violated if c["name"] in "fg"],
@@ -200,7 +172,7 @@ hard: weight = inf type = linear 2(x,a) <= 1
 
 
 def check_groups():
-    """Hard constraints stand first, then the dearest; names make groups."""
+    """Hard constraints come first, then by cost; names make groups."""
     write("m", RULES)
     for options, groups in [
             ([], "hard by group: hard 1\nsoft by group: idle 10, over 7\n"),
@@ -281,9 +253,7 @@ def check_conflict():
     check(model, (out[0], out[1]), (0, "".join(
         "violated in %d of 3 reports: h%d (line %d)\n" % row for row in
         [(3, 1, 4), (2, 0, 3), (2, 2, 5)]) +
-        "a smallest set of which every report violates one: h1 (line 4)\n"
-        "hard constraints that share a variable with it: h0 (line 3), h2 (line 5)\n"
-        "this is evidence of a conflict around them, no proof\n"))
+        "a smallest set of constraints with one violated in every report: h1 (line 4)\nhard constraints that share a variable with it: h0 (line 3), h2 (line 5)\nthis suggests a conflict among them but does not prove one\n"))
     check("several", run(["m", *reports])[0], 2)
     check("no report", run(["m", "--conflict", "m"])[0], 3)
 
@@ -349,8 +319,7 @@ def check_grids():
           [([zoe + " ", "Al x"], ["Mon", "Tue"])])
     check("with text", "rest of " + zoe in run(["m", "-", "--start", "--names", "names"], "A1: e")[1],
           True)
-    write("m", "variable x in {a1_p, a1_q, a2_p, a2_q}\nvariable y in {a1_p, q}\n"
-          "c: weight = 1 type = alldiff x y ;\n")
+    write("m", "variable x in {a1_p, a1_q, a2_p, a2_q}\nvariable y in {a1_p, q}\nc: weight = 1 type = alldiff x y ;\n")
     found = json.loads(run(["m", "-", "--start", "--json"], "x: a1_q")[1])
     check("values", ([[g["cells"] for g in grids] for grids in found["valueGrids"]],
                      found["families"]),

@@ -420,7 +420,7 @@ std::vector<std::size_t> Striker::involved() const {
   return constraints;
 }
 
-// "'a' bars x = b, x = c; 'd' bars y = a; nothing is left for 'e'"
+// "'a' excludes x = b, x = c; 'd' excludes y = a; no value is left for 'e'"
 std::string Striker::chain() const {
   std::vector<bool> isStep;
   markInvolved(isStep);
@@ -440,12 +440,12 @@ std::string Striker::chain() const {
              : c == before ? ", "
                            : "; ") +
             (c == before ? std::string()
-                         : "'" + model.constraints[c].name + "' bars ") +
+                         : "'" + model.constraints[c].name + "' excludes ") +
             model.variables[label.variable] + " = " +
             model.values[label.variable][label.value];
     before = c;
   }
-  return text + (text.empty() ? "" : "; ") + "nothing is left for '" +
+  return text + (text.empty() ? "" : "; ") + "no value is left for '" +
          model.constraints[last].name + "'";
 }
 

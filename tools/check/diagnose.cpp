@@ -280,8 +280,8 @@ bool Reader::diagnose(Spot spot, std::string_view wanted) {
 void Reader::checkMark() {
   if (text.substr(0, 3) == "\xEF\xBB\xBF") {
     add(0, 3,
-        "the text starts with a byte-order mark: save it without one, as with "
-        "'tail -c +4'");
+        "the model starts with a byte-order mark: save it without one, for "
+        "example with 'tail -c +4'");
   }
 }
 
@@ -290,8 +290,7 @@ void Reader::checkEncoding() {
   if (reading.numErrors > 0 && isUtf16(text)) {
     reading.errors = {
         {0, 0,
-         "the text is UTF-16: save it as 'iconv -f UTF-16 -t ASCII' "
-         "does"}};
+         "the model is in UTF-16: convert it with 'iconv -f UTF-16 -t ASCII'"}};
     reading.numErrors = 1;
     reading.warnings = Warnings();
   }
@@ -341,7 +340,7 @@ void Reader::noteUnknownVariable() {
   std::string hint = didYouMean(at().text, model.variables);
   if (atSign(',', 1) && atSign(')', 3) &&
       model.variables.find(at(2).text) < model.variables.size()) {
-    hint = ": a variable comes first, write '(" + at(2).text + ", " +
+    hint = ": the variable comes first, write '(" + at(2).text + ", " +
            at().text + ")'";
   }
   note("unknown variable '" + at().text + "'" + hint);

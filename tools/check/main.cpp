@@ -1,5 +1,5 @@
-// wcsp-check: tells what is wrong with a model, and, with a report, recomputes
-// what the report says of it and explains it.
+// wcsp-check: reports what is wrong with a model, and, with a report,
+// recomputes its penalties and explains them.
 //
 // It shares no code with the solver, so that a error there cannot hide itself
 // here. The exit status tells the outcome; standard output explains it, and
@@ -91,7 +91,7 @@ void judge(const Options& options, const check::Model& model,
   using check::Report;
   if (report.kind == Report::missing) {
     result.status = check::noReport;
-    result.verdict = "wcsp-check: no report: " + report.error;
+    result.verdict = "wcsp-check: not a report: " + report.error;
     return;
   }
   if (report.kind == Report::unrecorded) {
@@ -101,19 +101,19 @@ void judge(const Options& options, const check::Model& model,
   if (report.kind == Report::broken) {
     result.status = check::differs;
     result.differences = {report.error};
-    result.verdict = "differs: the report has no whole assignment";
+    result.verdict = "differs: the assignment is incomplete";
     return;
   }
   evaluateReport(options, model, report, result);
   if (report.kind == Report::start) {
     result.verdict = "start file: sets " + std::to_string(report.numSet) +
                      " of " + std::to_string(model.variables.size()) +
-                     " variables, prints no penalties to compare";
+                     " variables, has no penalties to compare";
     return;
   }
   result.differences = findDifferences(model, result.evaluation, report);
   result.status = result.differences.empty() ? check::agrees : check::differs;
-  result.verdict = result.differences.empty() ? "agrees: the report is right"
+  result.verdict = result.differences.empty() ? "agrees: the report is correct"
                                               : "differs: the report is wrong";
 }
 
@@ -159,7 +159,7 @@ void compareReports(const Options& options, check::Model& model,
     const check::Report report = readReport(model, text);
     if (report.kind != check::Report::report) {
       result.status = check::noReport;
-      result.verdict = "wcsp-check: no report: '" + name + "'";
+      result.verdict = "wcsp-check: not a report: '" + name + "'";
       return;
     }
     const check::Evaluation evaluation = evaluate(model, report.assignment);
@@ -255,11 +255,13 @@ void write(const Options& options, const check::Model& model,
 int main2(int argc, char** argv) {
   Options options;
   CLI::App app(
-      "Checks a model: tells all errors with their remedies, warns, and says "
-      "what it is.\nChecks a report of wcsp, or a whole run's output, against "
-      "it: recomputes the\npenalties and explains the violated constraints.\n"
-      "Status: 0 no error, or the report agrees; 1 errors, or it differs;\n"
-      "2 unreadable; 3 no report.",
+      "Checks a model: reports every error with a remedy, warns about what is "
+      "rarely\nmeant, and prints a summary. With a report of wcsp, or the "
+      "whole "
+      "output of a run,\nrecomputes the penalties and explains the violated "
+      "constraints.\nStatus: 0 no errors, or the report agrees; 1 errors, or "
+      "the report differs;\n2 unreadable input or a wrong argument; 3 not a "
+      "report.",
       "wcsp-check");
   app.add_option("MODEL", options.model, "The model")->required();
   CLI::Option* const report = app.add_option(
@@ -271,7 +273,7 @@ int main2(int argc, char** argv) {
       ->disable_flag_override();
   CLI::Option* const by =
       app.add_option("--by", options.grouping,
-                     "Group constraints by what this expression matches")
+                     "Group constraints by the match of this expression")
           ->type_name("REGEX")
           ->needs(report);
   app.add_flag("--improve", options.isImproving,
@@ -279,40 +281,39 @@ int main2(int argc, char** argv) {
       ->needs(report)
       ->disable_flag_override();
   CLI::Option* const conflict =
-      app.add_flag(
-             "--conflict", options.isConflict,
-             "Compare the REPORTs of several seeds: which hard constraints "
-             "fail")
+      app.add_flag("--conflict", options.isConflict,
+                   "Compare the REPORTs of several seeds: which hard "
+                   "constraints fail")
           ->needs(report)
           ->disable_flag_override();
   app.add_flag("--strict", options.isStrict,
-               "Without REPORT: end with status 1 for warnings, too")
+               "Without REPORT: exit with status 1 on warnings as well")
       ->excludes(report)
       ->disable_flag_override();
   app.add_option("--no-warn", options.unwanted,
-                 "Leave out the warnings of this kind")
+                 "Suppress warnings of this kind")
       ->check(CLI::IsMember(check::warningKinds()).description(""))
       ->type_name("KIND")
       ->expected(1)
       ->allow_extra_args(false)
       ->take_all();
   CLI::Option* const json =
-      app.add_flag("--json", options.isJson, "Write one JSON object")
+      app.add_flag("--json", options.isJson, "Print one JSON object")
           ->disable_flag_override();
-  app.add_flag("--quiet", options.isQuiet, "Write errors only")
+  app.add_flag("--quiet", options.isQuiet, "Print errors only")
       ->excludes(json)
       ->disable_flag_override();
   conflict->excludes(json);
   app.add_option("--names", options.names,
-                 "JSON: what to show in place of the words of the model")
+                 "JSON file of names to show instead of those of the model")
       ->type_name("FILE")
       ->needs(report);
   app.add_option("--split", options.layout.split,
-                 "Two groups: the row and the column of a variable's name")
+                 "Row and column of a variable's name, as two groups")
       ->type_name("REGEX")
       ->needs(json);
   app.add_option("--rows", options.layout.rows,
-                 "Only these rows of the grids, in this order")
+                 "Show only these grid rows, in this order")
       ->type_name("NAME,...")
       ->delimiter(',')
       ->expected(1)
@@ -320,7 +321,7 @@ int main2(int argc, char** argv) {
       ->take_all()
       ->needs(json);
   app.add_option("--columns", options.layout.columns,
-                 "Only these columns of the grids, in this order")
+                 "Show only these grid columns, in this order")
       ->type_name("NAME,...")
       ->delimiter(',')
       ->expected(1)
@@ -339,7 +340,7 @@ int main2(int argc, char** argv) {
   }
   options.isGrouped = by->count() > 0;
   if (options.reports.size() > 1 && !options.isConflict) {
-    std::cerr << "wcsp-check: several reports without --conflict\n";
+    std::cerr << "wcsp-check: several reports need --conflict\n";
     return check::unreadable;
   }
   Result result;

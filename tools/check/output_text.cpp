@@ -128,7 +128,7 @@ void writeMove(std::ostream& out, const Model& model, const Result& result,
   const auto holder =
       helps ? std::nullopt : heldBy(model, result.assignment, now, move);
   if (holder) {
-    out << ", held by " << printable(model.constraints[*holder].name);
+    out << ", blocked by " << printable(model.constraints[*holder].name);
   }
   out << "\n";
 }
@@ -147,7 +147,7 @@ void writeNeighbours(std::ostream& out, const Model& model,
     out << "no swap is better\n";
   }
   if (!neighbours.areSwapsAll) {
-    out << "not all swaps were tried: they are too many\n";
+    out << "some swaps were not tried: there are too many\n";
   }
 }
 
@@ -193,7 +193,7 @@ void writeFailing(std::ostream& out, const Model& model, const Failing& failing,
     return;
   }
   out << (failing.isSmallest ? "a smallest set" : "a set")
-      << " of which every report violates one: ";
+      << " of constraints with one violated in every report: ";
   const auto writeTitles = [&](const std::vector<std::size_t>& constraints) {
     constexpr std::size_t maxTitles = 10;
     for (std::size_t i = 0; i < std::min(constraints.size(), maxTitles); ++i) {
@@ -207,7 +207,7 @@ void writeFailing(std::ostream& out, const Model& model, const Failing& failing,
     out << "hard constraints that share a variable with it: ";
     writeTitles(neighbours);
   }
-  out << "this is evidence of a conflict around them, no proof\n";
+  out << "this suggests a conflict among them but does not prove one\n";
 }
 
 void writeWarnings(std::ostream& out, const std::string& fileName,

@@ -81,8 +81,8 @@ void Reader::note(std::size_t begin, std::size_t past, std::string message) {
   if (isUtf8Text && begin > 0 &&
       hasHighByte(text.substr(first, last - first))) {
     message =
-        "a name in UTF-8, which is read as Shift_JIS: write ASCII, or "
-        "save the model with 'iconv -f UTF-8 -t SHIFT_JIS'";
+        "the name is in UTF-8, but models are read as Shift_JIS: use ASCII, or "
+        "convert the model with 'iconv -f UTF-8 -t SHIFT_JIS'";
   }
   add(begin, past, std::move(message));
 }
@@ -154,12 +154,11 @@ void Reader::readTarget() {
   const int target = readNumber("a target");
   if (targetLine > 0) {
     reading.warnings.add("target", line,
-                         "a second target is passed over, the first is on "
-                         "line " +
+                         "a second target is ignored: the first is on line " +
                              std::to_string(targetLine));
   } else if (target < 0) {
     reading.warnings.add("target", line,
-                         "a target below 0 counts as 0: leave it out");
+                         "a negative target counts as 0: remove it");
   }
   if (targetLine == 0 && target != -1) {  // which stands for none
     targetLine = line;
@@ -182,7 +181,7 @@ void Reader::readValues(Names& values, unsigned variable) {
     }
     if (atSymbol()) {
       reading.warnings.add("symbol-value", at().line,
-                           "the sign '" + at().text + "' is a value of '" +
+                           "the symbol '" + at().text + "' is a value of '" +
                                model.variables[variable] + "'");
     }
     advance();
@@ -378,7 +377,7 @@ void Reader::readHeader(Constraint& constraint) {
   } else if (weight == inf && isDigits) {
     reading.warnings.add("hard-number", constraint.line,
                          "constraint '" + constraint.name +
-                             "' is hard, as a weight of 2147483647 is inf");
+                             "' is hard: a weight of 2147483647 means inf");
   }
   readWord("type", Spot::typeWord);
   readEquals("type", Spot::typeEquals);
@@ -390,7 +389,7 @@ void Reader::readConstraint() {
   readHeader(constraint);
   if (model.variables.size() == 0 && reading.numErrors == 0) {
     note(0, 0,
-         "there is no variable: write 'variable x in {a, b}' above the "
+         "the model has no variables: write 'variable x in {a, b}' before the "
          "first constraint");
   }
   if (constraint.kind == Constraint::alldiff) {

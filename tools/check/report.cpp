@@ -103,8 +103,7 @@ Report readLines(const Model& model, std::vector<std::string_view> lines,
     if (v >= lines.size() || value == model.values[v].size()) {
       result.kind = Report::broken;
       result.error = "line " + std::to_string(line) +
-                     ": no line that gives variable '" + model.variables[v] +
-                     "' one of its values";
+                     ": no value for variable '" + model.variables[v] + "'";
       return result;
     }
     result.assignment.push_back(value);
@@ -133,7 +132,7 @@ std::string errorWithoutHeading(std::string_view text) {
     return "it has no line '[best solution]' or '[incumbent solution]'";
   }
   if (text.substr(0, 18) == "# reading data ...") {
-    return "the output of a run that ended without one";
+    return "the run ended without one";
   }
   return "";
 }
@@ -152,10 +151,10 @@ Report readReport(const Model& model, std::string_view text) {
   const std::size_t incumbent = findHeading(text, "[incumbent solution]");
   if (best == none && incumbent == none) {
     const std::string error = errorWithoutHeading(text);
-    return missing(error.empty() ? "it has no line '[best solution]' or "
-                                   "'[incumbent solution]'; a start file is "
-                                   "read with --start"
-                                 : error);
+    return missing(error.empty()
+                       ? "it has no line '[best solution]' or '[incumbent "
+                         "solution]'; for a start file use --start"
+                       : error);
   }
   const bool isIncumbent =
       best == none || (incumbent != none && incumbent > best);
@@ -201,7 +200,7 @@ Report readStart(const Model& model, std::string_view text) {
   result.numSet =
       static_cast<std::size_t>(std::count(isSet.begin(), isSet.end(), true));
   if (result.numSet == 0 && model.variables.size() > 0) {
-    return missing("it gives no variable a value");
+    return missing("it sets no variable");
   }
   return result;
 }

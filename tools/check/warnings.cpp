@@ -186,11 +186,11 @@ void Warner::checkConflicts() {
 
 void Warner::checkSize() {
   if (model.variables.size() == 0) {
-    warn("no-variable", 0, "the model has no variable");
+    warn("no-variable", 0, "the model has no variables");
   }
   if (model.constraints.empty()) {
     warn("no-constraint", 0,
-         "the model has no constraint: every assignment is as good");
+         "the model has no constraints: all assignments are equally good");
   }
 }
 
@@ -234,8 +234,8 @@ void Warner::checkFeedbackWords() {
   }
   if (model.variables.find("solution]") < size) {
     warn("start-lost", 0,
-         "variable 'solution]' is also a word of a report's heading: read as "
-         "a start, the report loses the value of " +
+         "variable 'solution]' is also a word of a report's heading: read as a "
+         "start, the report loses the value of " +
              quoted(model.variables[0]));
   }
 }
@@ -378,8 +378,8 @@ Warnings textWarnings(std::string_view text) {
   }
   if (const auto line = firstBareReturn(text)) {
     warnings.add("carriage-return", *line,
-                 "a carriage return without a newline ends no line: the rest "
-                 "of a comment may be text that was meant");
+                 "a carriage return without a newline does not end a line: a "
+                 "comment may swallow the text after it");
   }
   return warnings;
 }
