@@ -201,6 +201,7 @@ class RealWcsp : public Wcsp, public WcspChanges {
   std::vector<unsigned> previous;  ///< the values before the move under way
   /// Appends and removals leave it in an order that decides ties.
   std::vector<unsigned> candidates;
+  std::vector<double> blockScores;    ///< by position, where the least is known
   std::vector<double> leastScores;    ///< by block; `unknownScore`: to be found
   bool hasBlocks = false;             ///< as of the last scan
   std::size_t minNumBlocked = 16384;  ///< candidates, for blocks to pay off
@@ -333,8 +334,10 @@ class RealWcsp : public Wcsp, public WcspChanges {
 
   /// Fills `ties` with the admissible moves of least score.
   void scan(Search& search);
-  void scanCandidates(Search& search, std::span<unsigned const> some) const;
-  double leastScore(std::span<unsigned const> some) const;
+  template <class ScoreOf>
+  void scanCandidates(Search& search, std::size_t first, std::size_t last,
+                      ScoreOf scoreOf) const;
+  double findLeastScore(std::size_t first, std::size_t last);
 
   /// Answers a scan that found no admissible move. Returns false when the
   /// iteration ends without a move, true when `ties` holds kick labels.

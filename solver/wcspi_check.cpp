@@ -119,7 +119,9 @@ bool RealWcsp::bookkeepingHolds() {
 
 bool RealWcsp::blocksHold() const {
   for (std::size_t i = 0; hasBlocks && i < candidates.size(); ++i) {
-    if (leastScores[i / blockSize] > labels.scores[candidates[i]]) {
+    const double score = labels.scores[candidates[i]];
+    const double least = leastScores[i / blockSize];
+    if (least > score || (least != unknownScore && blockScores[i] != score)) {
       return false;  // invariant 8
     }
   }

@@ -74,6 +74,7 @@ void RealWcsp::initialize() {
   drop();  // an exception may have left some
   candidates.clear();
   candidates.reserve(labels.size());
+  blockScores.resize(labels.size());
   leastScores.resize(labels.size() / blockSize + 1);
   hasBlocks = false;
   std::fill(labels.scores.begin(), labels.scores.end(), 0.0);

@@ -265,44 +265,52 @@ bool RealWcsp::isTargetReached() const {
 void RealWcsp::scan(Search& search) {
   search.bestScore = dinf;
   search.ties.clear();
-  const std::span all(candidates);
-  const bool hadBlocks = std::exchange(hasBlocks, all.size() >= minNumBlocked);
+  const std::size_t size = candidates.size();
+  const bool hadBlocks = std::exchange(hasBlocks, size >= minNumBlocked);
   if (!hasBlocks) {
-    scanCandidates(search, all);
+    scanCandidates(search, 0, size,
+                   [scores = labels.scores.data()](
+                       std::size_t, unsigned label) { return scores[label]; });
     return;
   }
   if (!hadBlocks) {
     std::fill(leastScores.begin(), leastScores.end(), unknownScore);
   }
-  for (std::size_t first = 0; first < all.size(); first += blockSize) {
+  for (std::size_t first = 0; first < size; first += blockSize) {
     double& least = leastScores[first / blockSize];
     if (least > search.bestScore) {
       continue;
     }
-    const auto block = all.subspan(
-        first, std::min<std::size_t>(blockSize, all.size() - first));
+    const std::size_t last = std::min<std::size_t>(first + blockSize, size);
     if (least == unknownScore) {
-      least = leastScore(block);
+      least = findLeastScore(first, last);
     }
     if (least <= search.bestScore) {
-      scanCandidates(search, block);
+      scanCandidates(search, first, last,
+                     [scores = blockScores.data()](std::size_t i, unsigned) {
+                       return scores[i];
+                     });
     }
   }
 }
 
-double RealWcsp::leastScore(std::span<unsigned const> some) const {
+// Copies the scores side by side: they lie scattered, and a block whose least
+// is that of many others is looked at in every scan.
+double RealWcsp::findLeastScore(std::size_t first, std::size_t last) {
   double least = dinf;
-  for (const unsigned label : some) {
-    least = std::min(least, labels.scores[label]);
+  for (std::size_t i = first; i < last; ++i) {
+    blockScores[i] = labels.scores[candidates[i]];
+    least = std::min(least, blockScores[i]);
   }
   return least;
 }
 
-void RealWcsp::scanCandidates(Search& search,
-                              std::span<unsigned const> some) const {
-  double const* const scores = labels.scores.data();
-  for (const unsigned label : some) {
-    const double score = scores[label];
+template <class ScoreOf>
+void RealWcsp::scanCandidates(Search& search, std::size_t first,
+                              std::size_t last, ScoreOf scoreOf) const {
+  for (std::size_t i = first; i < last; ++i) {
+    const unsigned label = candidates[i];
+    const double score = scoreOf(i, label);
     // The cheap test first: the order of the tests decides nothing.
     if (score > search.bestScore) {
       continue;
