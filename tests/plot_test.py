@@ -70,6 +70,31 @@ def check_table():
     expect("current", rows[2:4], [",c,current,0.01,20,8,5", ",c,current,0.02,30,8,6"])
 
 
+def check_csv():
+    """Rows in the order of the log; texts that are formulas only where wished."""
+    save("mixed", log_of((0, 0, 0, 9), lines=["1, 0.01(s), 0/8, 0/9"]).replace(
+        "\n\n\n", "\npenalty = 0/7 (hard/soft), time = 0.02(s), iteration = 2\n"
+        "3, 0.03(s), 0/7, 0/7\n\n\n", 1))
+    expect("in order", [row.split(",")[2:5] for row in plot("--csv", "mixed")[1].split("\n")[1:5]],
+           [["best", "0.0", "0"], ["current", "0.01", "1"], ["best", "0.02", "2"],
+            ["current", "0.03", "3"]])
+    for name in ("=1+1", "+1", "-1", "@SUM(A1)", "a=1"):
+        for options, mark in ([], ""), (["--safe"], "'" * (name[0] in "=+-@")):
+            row = plot("--csv", *options, "--group", name, "b")[1].split("\n")[1]
+            expect((name, options), row, f"{mark}{name},b,best,0.0,0,1,4")
+
+
+def check_size():
+    """A long log is thinned while it is read."""
+    lines = [f"{i}, {i / 1000:.2f}(s), 0/{i % 977}, 0/5" for i in range(1, 500001)]
+    save("long", log_of((0, 0, 0, 5), time=500, iterations=500000, lines=lines))
+    began = subprocess.Popen([PROGRAM, "long", "--iterations", "-o", "long.svg"],
+                             stdout=subprocess.DEVNULL)
+    _, status, usage = os.wait4(began.pid, 0)
+    expect("long", status, 0)
+    expect("memory", usage.ru_maxrss < 100 * 1024, True)
+
+
 # Best soft penalties of two groups, and the p-value of the two-sided test.
 TESTS = [
     ((1, 2, 3), (4, 5, 6), "p = 0.1"),                       # exact, 2 / C(6, 3)
@@ -96,7 +121,11 @@ def check_pictures():
                                                    "reached 0/4", "100 %"]),
             ("groups", ["--group", "it's <a>", "a", "b", "--group", "two", "b"],
              ["it's &lt;a>, median of 2", "two"]),
-            ("iterations", ["--iterations", "a", "--title", "T"], ["iteration", ">T<"])):
+            ("iterations", ["--iterations", "a", "--title", "T"], ["iteration", ">T<"]),
+            ("quotes", ["--group", "a''b", "a", "b", "--group", "''", "b", "--title", "'''\"`id`\\"],
+             ["a''b, median of 2", ">''<", ">'''\"`id`\\<"]),
+            ("control", ["--group", "a\x1b[31m\n", "a", "--group", "b\x7f\x9b", "b"],
+             ["a\\x1b[31m\\x0a", "b\\x7f\\xc2\\x9b"])):
         status, _, message = plot(*arguments, "-o", name + ".svg")
         expect((name, message), status, 0)
         found = pathlib.Path(name + ".svg").read_text().replace("&#39;", "'")
@@ -119,7 +148,7 @@ def check_pictures():
 
 def check_follow():
     """Draws while a search writes, and ends with it."""
-    search = subprocess.Popen([WCSP, "-inputfile", MODEL, "-target", "0", "-time", "1.5",
+    search = subprocess.Popen([WCSP, "-inputfile", MODEL, "-target", "0", "-time", "3",
                                "-logfile", "live"], stdout=subprocess.DEVNULL)
     while not os.path.exists("live") or "penalty" not in pathlib.Path("live").read_text():
         time.sleep(0.05)
@@ -127,8 +156,9 @@ def check_follow():
     watcher = threading.Thread(target=lambda: seen.append(
         plot("live", "--follow", "0.2", "-o", "live.svg")))
     watcher.start()
-    watcher.join(0.7)
-    expect("drawn meanwhile", (os.path.exists("live.svg"), seen), (True, []))
+    while not os.path.exists("live.svg") and not seen:
+        time.sleep(0.05)
+    expect("drawn meanwhile", (search.poll(), seen), (None, []))
     search.wait()
     watcher.join(30)
     expect("ends with the search", seen[0][0], 0)
@@ -140,6 +170,8 @@ def check_failures():
             (["none"], 1, "wcsp-plot: none: no line of a search log\n"),
             (["missing"], 2, "wcsp-plot: missing: No such file or directory\n"),
             ([], 2, "wcsp-plot: no log is given\n"),
+            (["a", "--safe"], 2, "--safe needs --csv"),
+            (["--csv", "a", "none"], 1, "wcsp-plot: none: no line of a search log\n"),
             (["a", "-o", "p.jpg"], 2, "PICTURE ends in .svg, .png or .pdf"),
             (["a", "-o", "none/p.svg"], 2, "wcsp-plot: none/p.svg: "),
             (["--group", "a"], 2, "--group needs a name and a log"),
@@ -167,6 +199,8 @@ with tempfile.TemporaryDirectory() as folder:
     if not shutil.which("gnuplot"):
         sys.exit("gnuplot (package gnuplot-nox) is missing: the pictures are not tested")
     check_table()
+    check_csv()
+    check_size()
     check_tests()
     check_pictures()
     check_follow()

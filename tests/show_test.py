@@ -71,6 +71,15 @@ def check_grids():
            [",Ann,Bob", "w1Mon,early,early", "w1Tue,early,"])
     expect("long", show(ROSTER, REPORT, "--csv", "--long")[1].split("\n")[:2],
            ["variable,value", "Ann_w1Mon,early"])
+    names = {"variables": {f"Ann_w1{d}": [["=1+1", d], 0] for d in ("Mon", "Tue")}
+             | {"Bob_w1Mon": [["-Bob", "Mon"], 0], "boss": ["@boss", 1]},
+             "domains": [["+early", "late"], ["a=b", "no"]], "constraints": {}}
+    with open("names", "w", encoding="utf-8") as file:
+        json.dump(names, file)
+    expect("as it is", show(ROSTER, REPORT, "--csv", "--names", "names")[1],
+           ",Mon,Tue\n=1+1,+early,+early\n-Bob,+early,\nvariable,value\n@boss,a=b\n")
+    expect("safe", show(ROSTER, REPORT, "--csv", "--names", "names", "--safe")[1],
+           ",Mon,Tue\n'=1+1,'+early,'+early\n'-Bob,'+early,\nvariable,value\n'@boss,a=b\n")
     expect("by value", show(ROSTER, REPORT, "--csv", "--by-value")[1],
            ",w1Mon,w1Tue\nearly,Ann; Bob,Ann\nvalue,variables\nyes,boss\nno,\n")
     expect("limits", show(ROSTER, REPORT, "--csv", "--rows", "Bob,Ann", "--columns", "w1Mon")[1]
@@ -138,6 +147,7 @@ def check_failures():
     for arguments, part in [(["--split", "("], "--split: "),
                             (["--split", "a(b)"], "--split needs two groups"),
                             (["--long"], "--long needs --csv"),
+                            (["--safe"], "--safe needs --csv"),
                             (["-o", "none/page"], "wcsp-show: none/page: "),
                             (["--check", "none"], "which is not found: none"),
                             (["--rows", "Cy"], "--rows: there is no 'Cy'"),

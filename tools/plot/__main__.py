@@ -6,13 +6,11 @@ log, 2 for what cannot be read or written, 3 where gnuplot is missing or fails.
 
 import _shared.begin  # first of all
 
-import contextlib
-import csv
-import io
 import itertools
 import os
 import pathlib
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -23,9 +21,10 @@ from statistics_of import rank_sum
 from version import VERSION
 
 from _shared.files import write_whole
-from _shared.log import read_log
+from _shared.log import read_log, read_points
 from _shared.numbers import quantile
-from _shared.tool import Failure, Parser, run_tool
+from _shared.text import csv_text, escaped
+from _shared.tool import Failure, Parser, Signalled, run_tool
 
 TERMINALS = {
     ".svg": lambda n: f"svg size 800,{120 + 330 * n} font 'sans-serif,13' background 'white'",
@@ -39,13 +38,15 @@ def text_terminal(_):
     return f"dumb size {size.columns},{max(size.lines - 2, 20)} noenhanced"
 
 
+def no_log(path):
+    return Failure(f"{path}: no line of a search log", 1)
+
+
 def read_all(paths):
-    if not paths:
-        raise Failure("no log is given")
     logs = [read_log(path) for path in paths]
     for log in logs:
         if not log.improved:
-            raise Failure(f"{log.name}: no line of a search log", 1)
+            raise no_log(log.name)
     return logs
 
 
@@ -66,12 +67,12 @@ def table(groups, target):
             speed = log.iterations / log.time if log.time > 0 else None
             reached = log.reached(target) if target is not None else None
             numbers.append(((hard, soft), at, iteration, log.time, speed, reached))
-            rows.append([log.name, *cells(numbers[-1], target)])
+            rows.append([escaped(log.name), *cells(numbers[-1], target)])
         if len(logs) > 1:
             middle = [median([row[i] for row in numbers if row[i] is not None] or [None])
                       for i in range(5)]
             count = sum(row[5] is not None for row in numbers)
-            rows.append([f"median of {name or len(logs)}", *cells((*middle, None), None)]
+            rows.append([f"median of {escaped(name) or len(logs)}", *cells((*middle, None), None)]
                         + ([f"{count} of {len(logs)}"] if target is not None else []))
     widths = [max(len(row[i]) for row in rows if i < len(row)) for i in range(len(heads))]
     lines = ["  ".join(cell.ljust(w) if i == 0 else cell.rjust(w)
@@ -80,7 +81,8 @@ def table(groups, target):
     for (a, first), (b, second) in itertools.combinations(groups, 2):
         if len(first) > 1 and len(second) > 1:
             p = rank_sum([log.best for log in first], [log.best for log in second])
-            lines.append(f"{a} against {b}: rank-sum test of the best penalties, p = {p:.3g}")
+            lines.append(f"{escaped(a)} against {escaped(b)}: rank-sum test of the best "
+                         f"penalties, p = {p:.3g}")
     return "\n".join(lines) + "\n"
 
 
@@ -93,15 +95,21 @@ def cells(numbers, target):
     return row
 
 
-def csv_of(groups):
-    out = io.StringIO()
-    writer = csv.writer(out, lineterminator="\n")
-    writer.writerow(("group", "log", "kind", "time", "iteration", "hard", "soft"))
-    for name, logs in groups:
-        for log in logs:
-            for kind, points in (("best", log.improved), ("current", log.current)):
-                writer.writerows((name, log.name, kind, *point) for point in points)
-    return out.getvalue()
+def points_of(named):
+    """The rows of the CSV. Every log is begun before the first row is written, so
+    that a file without a log leaves no half of a table."""
+    begun = []
+    for name, path in ((name, path) for name, paths in named for path in paths):
+        points = read_points(path)
+        first = next(points, None)
+        if first is None:
+            raise no_log(path)
+        # What can be read only once stays open; of files there may be many.
+        begun.append((name, path, read_points(path) if os.path.isfile(path)
+                      else itertools.chain([first], points)))
+    yield "group", "log", "kind", "time", "iteration", "hard", "soft"
+    for name, path, points in begun:
+        yield from ((name, path, kind, *point) for kind, point in points)
 
 
 def draw(picture, output):
@@ -136,11 +144,15 @@ def options():
     parser.add_argument("--iterations", action="store_true",
                         help="over iterations in place of CPU time")
     parser.add_argument("--csv", action="store_true", help="write the points as CSV")
+    parser.add_argument("--safe", action="store_true",
+                        help="with --csv: an apostrophe before texts that are formulas")
     parser.add_argument("--follow", type=float, metavar="SECONDS", nargs="?", const=2.0,
                         help="draw again and again until the searches are over")
     parser.add_argument("--title", help="of the picture")
     parser.add_argument("--version", action="version", version=f"wcsp-plot {VERSION}")
     chosen = parser.parse_args()
+    if chosen.safe and not chosen.csv:
+        parser.error("--safe needs --csv")
     if any(len(group) < 2 for group in chosen.group):
         parser.error("--group needs a name and a log")
     if chosen.logs and chosen.group:
@@ -149,6 +161,8 @@ def options():
             and pathlib.Path(chosen.output).suffix.lower() not in TERMINALS):
         parser.error("PICTURE ends in .svg, .png or .pdf")
     paths = [path for group in chosen.group for path in group[1:]] + chosen.logs
+    if not paths:
+        raise Failure("no log is given")
     if paths.count("-") > 1 or chosen.follow is not None and "-" in paths:
         parser.error("standard input is read once, and not followed")
     if chosen.follow is not None and not 0.1 <= chosen.follow <= 3600:
@@ -161,23 +175,25 @@ def main():
     named = ([(group[0], group[1:]) for group in chosen.group] if chosen.group
              else [("", chosen.logs)])
     while True:
-        groups = [(name, read_all(paths)) for name, paths in named]
         if chosen.csv:
-            write_whole(chosen.output, csv_of(groups))
-        else:
+            write_whole(chosen.output, csv_text(points_of(named), chosen.safe))
+            if chosen.follow is None:
+                return
+        groups = [(name, read_all(paths)) for name, paths in named]
+        if not chosen.csv:
             draw(Picture([(name or "all", logs) for name, logs in groups], chosen),
                  chosen.output)
         is_over = all(log.is_complete for _, logs in groups for log in logs)
         if chosen.follow is None or is_over:
             break
-        with contextlib.suppress(KeyboardInterrupt):
+        try:
             time.sleep(chosen.follow)
-            continue
-        break
+        except Signalled as signalled:
+            if signalled.number != signal.SIGINT:
+                raise
+            break
     if not chosen.csv:
         sys.stdout.write(table(groups, chosen.target))
-        sys.stdout.flush()
-    return 0
 
 
 run_tool("wcsp-plot", main)

@@ -4,12 +4,15 @@ import math
 
 from statistics_of import INFINITY, bands, shares, steps_of
 
+from _shared.text import escaped
+
 COLOURS = ["#0072b2", "#d55e00", "#009e73", "#cc79a7", "#b8860b", "#555555"]
 MAX_DRAWN = 1500  # points of one line; more are not seen
 
 
 def quoted(text):
-    return "'" + "".join(c if c.isprintable() else "?" for c in text).replace("'", "''") + "'"
+    """A text for gnuplot, which fails at two quotes side by side in a string."""
+    return "'" + escaped(text).replace("'", """'."'".'""") + "'"
 
 
 def number(value):
@@ -64,7 +67,7 @@ class Picture:
         self.blocks = []
         self.lines = []
         ends = [self.end(log) for log in self.logs]
-        self.places = Axis([p for log in self.logs for part in (log.improved, log.current)
+        self.places = Axis([p for log in self.logs for part in (log.improved, log.current.points)
                             for p in (point[self.axis] for point in part)] + ends)
 
     def end(self, log):
@@ -85,9 +88,9 @@ class Picture:
     def plots_of_one(self, log, penalty, values):
         colour = COLOURS[1 if penalty == "hard" else 0]
         plots = []
-        if log.current:
+        if log.current.points:
             rows = [[self.places.at(p[self.axis]), values.at(p[2 if penalty == "hard" else 3])]
-                    for p in log.current]
+                    for p in log.current.points]
             plots.append(f"{self.block(rows)} with points pt 7 ps 0.2 lc rgb '#b0b0b0' "
                          "title 'at the moment'")
         plots.append(f"{self.curve(log, penalty, values)} with steps lw 2 lc rgb '{colour}' "
@@ -97,13 +100,13 @@ class Picture:
     def marks(self, log):
         """Run ends as ticks at the foot, the ends of phases longer, dead ends
         and kicks as two forms above them."""
-        kinds = [("run ends", [r for r in log.runs if not r[3]], "pt 2 ps 0.5", 0.03),
-                 ("phase ends", [r for r in log.runs if r[3]], "pt 9 ps 0.9", 0.03),
+        kinds = [("run ends", log.runs, "pt 2 ps 0.5", 0.03),
+                 ("phase ends", log.phases, "pt 9 ps 0.9", 0.03),
                  ("dead ends", log.dead_ends, "pt 6 ps 0.7", 0.07),
                  ("kicks", log.kicks, "pt 5 ps 0.6", 0.11)]
-        return [f"{self.block([[self.places.at(p[self.axis]), number(height)] for p in points])}"
+        return [f"{self.block([[self.places.at(p[self.axis]), number(height)] for p in sample.points])}"
                 f" axes x1y2 with points {form} lc rgb '#606060' title '{title}'"
-                for title, points, form, height in kinds if points]
+                for title, sample, form, height in kinds if sample.points]
 
     def plots_of_groups(self, penalty, values):
         plots = []
@@ -137,15 +140,20 @@ class Picture:
         values = Axis([value for log in self.logs for _, value in
                        steps_of(log, self.axis, penalty)]
                       + [p[2 if penalty == "hard" else 3]
-                         for log in self.logs if len(self.logs) == 1 for p in log.current])
+                         for log in self.logs if len(self.logs) == 1 for p in log.current.points])
         plots = (self.plots_of_one(self.logs[0], penalty, values) if len(self.logs) == 1
                  else self.plots_of_groups(penalty, values))
         self.lines += [f"set ylabel '{penalty} penalty'", *values.commands("y"),
                        "set y2range [0:1]", "plot " + ", \\\n  ".join(plots)]
 
+    def run_ends(self):
+        """Of runs and phases, in order of their iterations."""
+        log = self.logs[0]
+        return sorted(log.runs.points + log.phases.points, key=lambda end: end[1])
+
     def length_panel(self):
         """How long runs were, by the lines of their ends."""
-        runs = self.logs[0].runs
+        runs = self.run_ends()
         values = Axis([run[2] for run in runs])
         data = self.block([[self.places.at(run[self.axis]), values.at(run[2])] for run in runs])
         self.lines += ["set ylabel 'run length'", *values.commands("y"),
@@ -178,7 +186,7 @@ class Picture:
                        for _, value in steps_of(log, self.axis, "hard")[1:])
         panels = [kind for kind, there in (("hard", was_hard or not is_feasible),
                                            ("soft", is_feasible)) if there]
-        has_lengths = len(self.logs) == 1 and len(self.logs[0].runs) > 1
+        has_lengths = len(self.logs) == 1 and len(self.run_ends()) > 1
         number_of_panels = len(panels) + has_lengths + (self.chosen.target is not None)
         title = self.chosen.title or (self.logs[0].name if len(self.logs) == 1 else "")
         self.lines = [

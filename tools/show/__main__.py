@@ -7,8 +7,6 @@ wcsp-check judges the report first; one that it finds wrong is shown only with
 
 import _shared.begin  # first of all
 
-import csv
-import io
 import json
 import pathlib
 import re
@@ -20,19 +18,24 @@ from page import page_of
 from version import VERSION
 
 from _shared.files import write_whole
-from _shared.text import readable
+from _shared.text import csv_text, escaped, readable
 from _shared.tool import Failure, Parser, find_program, run_tool
 
 
-def decoded(found):
-    """A JSON value, its texts readable."""
+def with_texts(change, found):
+    """A JSON value with its texts changed."""
     if isinstance(found, str):
-        return readable(found)
+        return change(found)
     if isinstance(found, list):
-        return [decoded(part) for part in found]
+        return [with_texts(change, part) for part in found]
     if isinstance(found, dict):
-        return {key: decoded(part) for key, part in found.items()}
+        return {key: with_texts(change, part) for key, part in found.items()}
     return found
+
+
+def encodable(text):
+    """A text with each half of a surrogate pair as its code, \\udc80."""
+    return text.encode("utf-8", "backslashreplace").decode()
 
 
 def judged(checker, model, report, is_wrong_shown):
@@ -41,7 +44,7 @@ def judged(checker, model, report, is_wrong_shown):
                           stdin=sys.stdin,
                           close_fds=False)  # the shell's <(...) is a descriptor
     try:
-        result = decoded(json.loads(done.stdout))
+        result = with_texts(readable, json.loads(done.stdout))
     except ValueError:
         message = (done.stderr or done.stdout).decode("utf-8", "replace").strip()
         raise Failure(message.split("\n")[0]
@@ -65,11 +68,12 @@ def read_names(path):
     writes it: {"variables": {word: [text or parts, domain]}, "domains": [texts],
     "constraints": {word: text}}."""
     try:
-        names = json.loads(pathlib.Path(path).read_text("utf-8"))
+        names = with_texts(encodable, json.loads(pathlib.Path(path).read_text("utf-8")))
         for shown, domain in names["variables"].values():
-            names["domains"][domain][0], "".join(shown)
-        names["constraints"].items()
-    except (ValueError, KeyError, TypeError, IndexError, AttributeError):
+            "".join(shown), names["domains"][domain]
+        for texts in [*names["domains"], names["constraints"].values()]:
+            "".join(texts)
+    except (ValueError, KeyError, TypeError, IndexError, AttributeError, RecursionError):
         raise Failure(f"{path}: no names") from None
     return names
 
@@ -120,33 +124,29 @@ def by_value(grid, values):
     return taken
 
 
-def csv_of(result, grids, rest, chosen):
+def csv_rows(result, grids, rest, chosen):
     values = result["values"]
-    out = io.StringIO()
-    writer = csv.writer(out, lineterminator="\n")
     if chosen.long:
-        writer.writerows([("variable", "value"), *values.items()])
-        return out.getvalue()
+        yield from [("variable", "value"), *values.items()]
+        return
     for grid in grids:
-        writer.writerow(["", *grid.columns])
+        yield ["", *grid.columns]
         if chosen.by_value:
-            writer.writerows([value, *("; ".join(line.get(c, [])) for c in grid.columns)]
-                             for value, line in by_value(grid, values).items())
+            yield from ([value, *("; ".join(line.get(c, [])) for c in grid.columns)]
+                        for value, line in by_value(grid, values).items())
             continue
         for row in grid.rows:
             cells = grid.names[row]
-            writer.writerow([row, *(values[cells[c]] if c in cells else ""
-                                    for c in grid.columns)])
+            yield [row, *(values[cells[c]] if c in cells else "" for c in grid.columns)]
     if rest and chosen.by_value:
         for names in lists_of(rest, result["domains"]):
             taken = {value: [] for value in result["domains"][names[0]]}
             for name in names:
                 taken[values[name]].append(name)
-            writer.writerows([("value", "variables"),
-                              *((value, "; ".join(who)) for value, who in taken.items())])
+            yield from [("value", "variables"),
+                        *((value, "; ".join(who)) for value, who in taken.items())]
     elif rest:
-        writer.writerows([("variable", "value"), *((name, values[name]) for name in rest)])
-    return out.getvalue()
+        yield from [("variable", "value"), *((name, values[name]) for name in rest)]
 
 
 def changes(result, other):
@@ -199,6 +199,8 @@ def options():
     form.add_argument("--csv", action="store_true", help="write the grids as CSV")
     form.add_argument("--json", action="store_true", help="write the grids as JSON")
     parser.add_argument("--long", action="store_true", help="with --csv: a line per variable")
+    parser.add_argument("--safe", action="store_true",
+                        help="with --csv: an apostrophe before texts that are formulas")
     parser.add_argument("--names", metavar="FILE",
                         help="JSON: what to show in place of the words of the model")
     parser.add_argument("--title", help="of the page; the model's name otherwise")
@@ -206,8 +208,9 @@ def options():
     parser.add_argument("--check", metavar="PROGRAM", help="the wcsp-check to use")
     parser.add_argument("--version", action="version", version=f"wcsp-show {VERSION}")
     chosen = parser.parse_args()
-    if chosen.long and not chosen.csv:
-        parser.error("--long needs --csv")
+    for option in ("long", "safe"):
+        if getattr(chosen, option) and not chosen.csv:
+            parser.error(f"--{option} needs --csv")
     if "-" in (chosen.compare, chosen.model) or chosen.report == chosen.compare:
         parser.error("only REPORT can be standard input, and it needs another OTHER")
     return chosen
@@ -253,12 +256,12 @@ def main():
     result, other = with_values(result), with_values(other) if other else None
     grids, rest = chosen_grids(chosen, result, parts)
     if chosen.csv:
-        text = csv_of(result, grids, rest, chosen)
+        text = csv_text(csv_rows(result, grids, rest, chosen), chosen.safe)
     elif chosen.json:
         text = json_of(result, other, grids, rest)
     else:
         view = "value" if chosen.by_value else "name" if chosen.by_name else None
-        text = page_of(chosen.title or pathlib.Path(chosen.model).stem, result,
+        text = page_of(escaped(chosen.title or pathlib.Path(chosen.model).stem), result,
                        changes(result, other) if other else None, grids, rest, view)
     write_whole(chosen.output, text)
 

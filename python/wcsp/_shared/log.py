@@ -1,5 +1,6 @@
 """Reads search logs of the solver, as they stand in a log file or before a
-report."""
+report. A log is read as a stream, and of its many lines a sample is kept, so
+that a log of any size takes seconds and little memory."""
 
 from __future__ import annotations
 
@@ -11,8 +12,10 @@ import os
 import re
 import sys
 import zlib
-from collections.abc import Iterable
-from typing import NamedTuple
+from collections.abc import Iterable, Iterator
+from typing import BinaryIO, Generic, NamedTuple, TypeVar
+
+T = TypeVar("T")
 
 _NUMBER = r"([-+]?(?:\d+(?:\.\d*)?(?:e[-+]?\d+)?|inf|nan))"
 _IMPROVED = re.compile(
@@ -43,6 +46,12 @@ _TIMES = re.compile("# cpu time = " + _NUMBER + "/" + _NUMBER + r"\(s\)")
 _ITERATIONS = re.compile(r"# iteration = (\d+)/(\d+)")
 
 
+# More points of one kind than a picture can show.
+_SAMPLE = 4096
+# A line of a log is shorter. What is longer is read in pieces.
+_LONGEST = 4096
+
+
 class Improvement(NamedTuple):
     """An assignment that is better than all before it, in one search. Times
     are CPU seconds."""
@@ -53,23 +62,52 @@ class Improvement(NamedTuple):
     soft: int
 
 
+class Sample(Generic[T]):
+    """The first of the points that come and others at even distances. Where
+    they get too many, every second one is dropped."""
+
+    def __init__(self) -> None:
+        self.points: list[T] = []
+        self._step = 1
+        self._skipped = 0  # before the next one that is kept
+
+    def wants(self) -> bool:
+        """Whether the next point is to be kept; the others are not added."""
+        if self._skipped > 0:
+            self._skipped -= 1
+            return False
+        self._skipped = self._step - 1
+        return True
+
+    def add(self, point: T) -> None:
+        self.points.append(point)
+        if len(self.points) == 2 * _SAMPLE:
+            del self.points[1::2]
+            self._step *= 2
+
+
 @dataclasses.dataclass
 class Log:
-    """What a log tells, each list in the order of its lines. is_complete says
+    """What a log says, each list in the order of its lines. is_complete means
     that the three lines of the end are there."""
 
     name: str
     improved: list[Improvement] = dataclasses.field(default_factory=list)
-    current: list[Improvement] = dataclasses.field(default_factory=list)
-    #: (time, iteration, length, whether a phase has ended)
-    runs: list[tuple[float, int, float, bool]] = dataclasses.field(
-        default_factory=list
+    current: Sample[Improvement] = dataclasses.field(default_factory=Sample)
+    #: Ends of runs and of phases: (time, iteration, length).
+    runs: Sample[tuple[float, int, float]] = dataclasses.field(
+        default_factory=Sample
+    )
+    phases: Sample[tuple[float, int, float]] = dataclasses.field(
+        default_factory=Sample
     )
     #: (time, iteration)
-    dead_ends: list[tuple[float, int]] = dataclasses.field(
-        default_factory=list
+    dead_ends: Sample[tuple[float, int]] = dataclasses.field(
+        default_factory=Sample
     )
-    kicks: list[tuple[float, int]] = dataclasses.field(default_factory=list)
+    kicks: Sample[tuple[float, int]] = dataclasses.field(
+        default_factory=Sample
+    )
     time: float = 0.0
     iterations: int = 0
     is_complete: bool = False
@@ -92,27 +130,42 @@ class Log:
             None,
         )
 
-    def add(self, line: str) -> None:
-        """Takes one line; lines of other kinds say nothing."""
+    def add_lines(self, lines: Iterable[str]) -> None:
+        """Takes the lines of a log; those of other kinds say nothing."""
+        # Nearly all lines are progress, of which most are only looked at; the
+        # last one before another line says how far the search is.
+        last = None
+        for line in lines:
+            if found := _PROGRESS.match(line):
+                if self.current.wants():
+                    self.current.add(_progress(found))
+                last = found
+                continue
+            if last:
+                self._reach(float(last[2]), int(last[1]))
+            self._add(line)
+        if last:
+            self._reach(float(last[2]), int(last[1]))
+            if self.current.points[-1] != _progress(last):
+                self.current.points.append(_progress(last))
+
+    def _add(self, line: str) -> None:
         if point := improvement(line):
             self.improved.append(point)
             self._reach(point.time, point.iteration)
         elif found := _RUN.match(line):
             time, iteration = float(found[2]), int(found[1])
             self._reach(time, iteration)
-            is_phase = "avg./max" in line
-            self.runs.append((time, iteration, float(found[5]), is_phase))
-        elif found := _PROGRESS.match(line):
-            time, iteration = float(found[2]), int(found[1])
-            self._reach(time, iteration)
-            self.current.append(
-                Improvement(time, iteration, int(found[4]), int(found[5]))
-            )
+            ends = self.phases if "avg./max" in line else self.runs
+            if ends.wants():
+                ends.add((time, iteration, float(found[5])))
         elif found := _DEAD_END.fullmatch(line):
             self._reach(self.time, int(found[1]))
-            self.dead_ends.append((self.time, int(found[1])))
+            if self.dead_ends.wants():
+                self.dead_ends.add((self.time, int(found[1])))
         elif _KICK.fullmatch(line):
-            self.kicks.append((self.time, self.iterations))
+            if self.kicks.wants():
+                self.kicks.add((self.time, self.iterations))
         elif found := _TIMES.fullmatch(line):
             self.time = float(found[2])
         elif found := _ITERATIONS.fullmatch(line):
@@ -123,6 +176,12 @@ class Log:
         if math.isfinite(time):
             self.time = max(self.time, time)
         self.iterations = max(self.iterations, iteration)
+
+
+def _progress(found: re.Match[str]) -> Improvement:
+    return Improvement(
+        float(found[2]), int(found[1]), int(found[4]), int(found[5])
+    )
 
 
 def improvement(line: str) -> Improvement | None:
@@ -140,26 +199,45 @@ def read_improvements(log: str) -> list[Improvement]:
 
 
 def read_log(path: str | os.PathLike[str]) -> Log:
-    """The log of a file, of a file packed by gzip, or of standard input ("-").
-    What follows the log, as the report does on standard output, is left out.
-    A log without a penalty has no `improved`."""
+    """The log of a file. A log without a penalty has no `improved`."""
     log = Log(str(path))
+    log.add_lines(log_lines(path))
+    return log
+
+
+def read_points(
+    path: str | os.PathLike[str],
+) -> Iterator[tuple[str, Improvement]]:
+    """Each penalty of a log in the order of its lines, as ("best", point) or
+    ("current", point)."""
+    for line in log_lines(path):
+        if found := _PROGRESS.match(line):
+            yield "current", _progress(found)
+        elif point := improvement(line):
+            yield "best", point
+
+
+def log_lines(path: str | os.PathLike[str]) -> Iterator[str]:
+    """The lines of a file, of a file packed by gzip, or of standard input
+    ("-"), without their ends. What follows the log, as the report does on
+    standard output, is left out."""
     if path == "-":
-        return _add_lines(log, sys.stdin.buffer)
+        yield from _lines_of(sys.stdin.buffer)
+        return
     with open(path, "rb") as file:
         if file.peek(2)[:2] != b"\x1f\x8b":
-            return _add_lines(log, file)
+            yield from _lines_of(file)
+            return
         try:
             with gzip.open(file) as unpacked:
-                return _add_lines(log, unpacked)
+                yield from _lines_of(unpacked)
         except (EOFError, zlib.error, gzip.BadGzipFile) as error:
             raise OSError(errno.EIO, f"damaged ({error})", path) from None
 
 
-def _add_lines(log: Log, lines: Iterable[bytes]) -> Log:
-    for line in lines:
-        text = line.decode("ascii", "replace").rstrip("\r\n")
+def _lines_of(file: BinaryIO | gzip.GzipFile) -> Iterator[str]:
+    while line := file.readline(_LONGEST):
+        text = line.decode("latin-1").rstrip("\r\n")
         if text == "[best solution]":
             break
-        log.add(text)
-    return log
+        yield text

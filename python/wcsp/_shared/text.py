@@ -1,9 +1,12 @@
-"""Texts as they are shown and lists of numbers as they are written."""
+"""Texts as they are shown, and lists of numbers and tables as they are
+written."""
 
 from __future__ import annotations
 
+import csv
+import io
 import re
-from collections.abc import Iterable
+from collections.abc import Iterable, Iterator
 
 _ESCAPES = re.compile(r"(?:\\x[0-9a-f]{2})+|\\\\")
 
@@ -52,3 +55,24 @@ def spans(numbers: Iterable[int], between: str = ",") -> str:
         else:
             parts.append([number, number])
     return between.join(str(a) if a == b else f"{a}-{b}" for a, b in parts)
+
+
+def csv_text(
+    rows: Iterable[Iterable[object]], is_safe: bool = False
+) -> Iterator[str]:
+    """Rows as CSV, in pieces. Where it is to be safe, an apostrophe stands
+    before each text that a spreadsheet would take for a formula."""
+
+    def safe(cell: object) -> object:
+        is_formula = isinstance(cell, str) and cell.startswith(tuple("=+-@"))
+        return f"'{cell}" if is_formula else cell
+
+    out = io.StringIO()
+    writer = csv.writer(out, lineterminator="\n")
+    for row in rows:
+        writer.writerow(map(safe, row) if is_safe else row)
+        if out.tell() > 1 << 16:
+            yield out.getvalue()
+            out.seek(0)
+            out.truncate()
+    yield out.getvalue()
