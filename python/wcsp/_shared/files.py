@@ -5,9 +5,9 @@ from __future__ import annotations
 import contextlib
 import errno
 import os
+import secrets
 import stat
 import sys
-import tempfile
 from collections.abc import Iterable, Iterator
 from typing import BinaryIO
 
@@ -16,6 +16,17 @@ Place = str | os.PathLike[str]
 
 #: How the name of a file begins that is not yet at its place.
 BESIDE = ".wcsp-"
+
+# Files beside their places. A signal can end a block before it has begun, so
+# whoever ends the process for one removes what is left.
+_unfinished: set[str] = set()
+
+
+def remove_unfinished() -> None:
+    """Removes the files that have not come to their places."""
+    while _unfinished:
+        with contextlib.suppress(OSError):
+            os.unlink(_unfinished.pop())
 
 
 class WholeFile:
@@ -41,9 +52,11 @@ class WholeFile:
         self._goal = os.path.realpath(self._name)
         if os.path.basename(self._name) in ("", ".", ".."):
             raise OSError(errno.EISDIR, os.strerror(errno.EISDIR))
-        handle, self._beside = tempfile.mkstemp(
-            dir=os.path.dirname(self._goal), prefix=BESIDE
-        )
+        folder = os.path.dirname(self._goal)
+        self._beside = os.path.join(folder, BESIDE + secrets.token_hex(8))
+        _unfinished.add(self._beside)
+        flags = os.O_WRONLY | os.O_CREAT | os.O_EXCL | os.O_NOFOLLOW
+        handle = os.open(self._beside, flags | os.O_CLOEXEC, 0o600)
         return os.fdopen(handle, "wb", 1 << 20)
 
     def write(self, content: Content) -> None:
@@ -59,11 +72,13 @@ class WholeFile:
                 self._file.close()
                 if kind is None and self._beside is not None:
                     self._rename()
+                    _unfinished.discard(self._beside)
                     self._beside = None
         finally:
             if self._beside is not None:
                 with contextlib.suppress(OSError):
                     os.unlink(self._beside)
+                _unfinished.discard(self._beside)
 
     def _rename(self) -> None:
         assert self._beside is not None

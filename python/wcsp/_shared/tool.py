@@ -12,7 +12,7 @@ from collections.abc import Callable
 from types import FrameType
 from typing import Any, NoReturn
 
-from . import programs
+from . import files, programs
 from .text import escaped
 
 _SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
@@ -132,6 +132,7 @@ def _take(number: int, _: FrameType | None) -> NoReturn:
 
 
 def _end_by(number: int) -> NoReturn:
+    files.remove_unfinished()
     signal.signal(number, signal.SIG_DFL)
     os.kill(os.getpid(), number)
     os._exit(128 + number)
