@@ -35,13 +35,13 @@ _wcsp_tool() {
   local word=${COMP_WORDS[COMP_CWORD]} options
   case ${COMP_WORDS[0]##*/} in
     wcsp-show) options='--by-name --by-value --check --columns --compare --csv
-      --help --json --long --names --output --rows --split --title --transpose --version
-      --wrong' ;;
+      --help --json --long --names --output --rows --safe --split --title --transpose
+      --version --wrong' ;;
     wcsp-many) options='--array-limit --check --compress --dir --each --from-best
       --help --hosts --jobs --no-logs --partition --restart --results --retries
       --seeds --slurm --status --stop --submit --target --time --version --wcsp' ;;
     wcsp-plot) options='--csv --follow --group --help --iterations --output
-      --target --title --version' ;;
+      --safe --target --title --version' ;;
   esac
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
