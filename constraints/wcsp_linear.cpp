@@ -140,9 +140,8 @@ void WcspLinear::prepare(WcspChanges& changes) {
 }
 
 WcspLinear::Terms WcspLinear::groupOf(unsigned variable) const {
-  const auto group =
-      std::ranges::equal_range(terms, variable, {}, &Term::variable);
-  return {group.begin(), group.end()};
+  return {std::ranges::lower_bound(terms, variable, {}, &Term::variable),
+          std::ranges::upper_bound(terms, variable, {}, &Term::variable)};
 }
 
 template <class Act>
