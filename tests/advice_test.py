@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
 """Tests what wcsp-check says of a model alone: texts against whole messages.
 
-Usage: advice_test.py PROGRAM SOLVER [COUNT]. A fault is told exactly where the
-solver refuses the model; COUNT random slips in models are compared.
+Usage: advice_test.py PROGRAM SOLVER MANY [COUNT]. An error is reported exactly
+where the solver refuses the model: COUNT models with random errors are compared,
+in one process of MANY (advice.cpp), and COUNT random models are searched for
+conflicts.
 """
 
 import itertools
@@ -16,14 +18,14 @@ import subprocess
 import sys
 import tempfile
 
-PROGRAM, SOLVER = sys.argv[1:3]
-COUNT = int(sys.argv[3]) if len(sys.argv) > 3 else 1000
+PROGRAM, SOLVER, MANY = sys.argv[1:4]
+COUNT = int(sys.argv[4]) if len(sys.argv) > 4 else 1000
 EXAMPLES = pathlib.Path(__file__).resolve().parent.parent / "examples"
 V = "variable x in {a, b}\nvariable y in {a, b}\n"
 GOOD = V + "c: weight = 1 type = linear 1(x,a) 1(y,a) = 1\n"
 
-# A text, "|" for a line break and "V|" for V, and its faults.
-FAULTS = [
+# A text, "|" for a line break and "V|" for V, and its errors.
+ERRORS = [
     ("variable 3 in {a}",
      ["1:10 expected the name of a variable, found '3': a name must contain a letter, as in 'x3'"]),
     ("V|c: weight = 1 type = linear 1(x,a) <= 1|variable z in {a}|d: weight = 1 type = linear 1(z,a) <= 1",
@@ -206,6 +208,8 @@ FAULTS = [
      ["3:13 expected a weight, found '1e3': use digits only"]),
     ("V|c: weight = 1 type = linear 1(x,a) <= 1 }",
      ["3:41 '}' is unmatched: remove it"]),
+    ("V|c: weight = 1 type = linear 1(x,a) <= 1 )",
+     ["3:41 ')' is unmatched: remove it"]),
     ("V|c: weight = 1 type = quadratic 1(x,a),(y,b) <= 1",
      ["3:38 no ',' between the labels of a term: remove it"]),
     ("V|c:",
@@ -226,13 +230,13 @@ FAULTS = [
      ["1:1 the model is in UTF-16: convert it with 'iconv -f UTF-16 -t ASCII'"]),
     ("v\x00a\x00r\x00i\x00",
      ["1:1 the model is in UTF-16: convert it with 'iconv -f UTF-16 -t ASCII'"]),
-    # What was wrong in a name is told once.
+    # What is wrong with a name is reported once.
     ("V|c: weight = 1 type = linear 1(z,a) 1(z,b) = 0", ["3:31 unknown variable 'z'"]),
     ("variable z in {a, b|variable y in {c}|c: weight = 1 type = linear 1(z,q) = 0",
      ["1:20 '}' is missing after 'b'"]),
 ]
 
-# What looks wrong and is none; most slips are put into these.
+# What looks wrong and is none; most random errors are put into these.
 ODD = [
     GOOD, "", "# nothing", "target = inf target = -5 target = 6",
     "variable x in {0, 007, -1, inf, =, in} variable EOF in{};",
@@ -283,8 +287,8 @@ WARNINGS = [
      ["7: cannot be satisfied together: 'c' (line 4), 'd' (line 5), 'e' (line 6), 'f' (line 7): 'c' excludes x = b, x = c; 'd' excludes y = c; 'e' excludes y = a, z = a; no value is left for 'f' [conflict]"]),
 ]
 
-# Tokens that slips put in.
-SLIPS = ("variable target in weight type linear alldiff quadratic inf EOF x y a 1 99999999999 { } , ; : = < > ( ) - + . * # \" \x81 \xe3\x81\x82 \xff\xfe \xef\xbb\xbf \0").split(" ")
+# Tokens that random errors put in.
+TOKENS = ("variable target in weight type linear alldiff quadratic inf EOF x y a 1 99999999999 { } , ; : = < > ( ) - + . * # \" \x81 \xe3\x81\x82 \xff\xfe \xef\xbb\xbf \0").split(" ")
 
 
 def run(arguments, program=None):
@@ -305,11 +309,27 @@ def check(what, got, expected):
         sys.exit("%s\nexpected %r\ngot      %r" % (what, expected, got))
 
 
-def check_faults():
-    for text, faults in FAULTS:
+def judge(texts):
+    """For each text the errors and warnings, and whether the solver refuses it."""
+    coded = [text.encode("latin-1") for text in texts]
+    done = subprocess.run([MANY], input=b"".join(b"%d\n%s" % (len(c), c) for c in coded),
+                          capture_output=True, timeout=300, check=True)
+    results, lines = [], []
+    for line in done.stdout.decode().splitlines():
+        if line.startswith("= "):
+            results.append((lines, line == "= 1"))
+            lines = []
+        else:
+            lines.append(line)
+    check("results", len(results), len(texts))
+    return results
+
+
+def check_errors():
+    for text, errors in ERRORS:
         write(expand(text))
         done = run(["--quiet", "m"])
-        expected = ["m:" + fault.replace(" ", ": error: ", 1) for fault in faults]
+        expected = ["m:" + error.replace(" ", ": error: ", 1) for error in errors]
         check(text, (done.returncode, done.stderr.decode().splitlines(), done.stdout),
               (1, expected, b""))
 
@@ -354,22 +374,25 @@ def hard_constraint(rng, names):
 
 def check_conflicts():
     """Whatever is called a conflict is one, and all over one or two variables are found."""
-    rng, found = random.Random(COUNT), 0
+    rng, found, cases = random.Random(COUNT), 0, []
     for _ in range(COUNT):
         names = ["x", "y", "z", "w"][:rng.choice([2, 3, 4])]
         rows = [hard_constraint(rng, names) for _ in range(rng.randint(2, 6))]
         text = "".join("variable %s in {a, b, c}\n" % v for v in names)
         text += "".join("c%d: weight = inf type = %s\n" % (i, row[0]) for i, row in enumerate(rows))
-        write(text)
-        said = json.loads(run(["m", "--json"]).stdout)["warnings"]
+        cases.append((text, names, rows))
+    for (text, names, rows), (said, _) in zip(cases, judge([text for text, _, _ in cases])):
         every = [dict(zip(names, values))
                  for values in itertools.product("abc", repeat=len(names))]
 
         def is_possible(chosen, rows=rows, every=every):
             return any(all(rows[i][2](at) for i in chosen) for at in every)
-        claims = [[int(c) for c in re.findall(r"'c(\d+)' \(line", w["message"])] if
-                  w["kind"] == "conflict" else [w["line"] - 1 - len(names)]
-                  for w in said if w["kind"] in ("conflict", "never-satisfied")]
+        claims = []
+        for line in said:
+            if line.endswith(" [conflict]"):
+                claims.append([int(c) for c in re.findall(r"'c(\d+)' \(line", line)])
+            elif line.endswith(" [never-satisfied]"):
+                claims.append([int(line.split(":")[1]) - 1 - len(names)])
         for claim in claims:
             check((text, claim), is_possible(claim), False)
         found += bool(claims)
@@ -423,41 +446,38 @@ def check_terminal():
             check(text, out.partition("\n")[2], shown)
 
 
-def slipped(rng, text):
+def damaged(rng, text):
     for _ in range(rng.randint(0, 2)):
         tokens = re.findall(r"\w+|\s+|.", text, re.S) or [""]
         k, way = rng.randrange(len(tokens)), rng.randrange(4)
-        tokens[k:k + (way != 0)] = [[rng.choice(SLIPS)], [rng.choice(tokens)], [],
-                                    [rng.choice(SLIPS), tokens[k]]][way]
+        tokens[k:k + (way != 0)] = [[rng.choice(TOKENS)], [rng.choice(tokens)], [],
+                                    [rng.choice(TOKENS), tokens[k]]][way]
         text = "".join(tokens)
     return text
 
 
-def check_slips():
+def check_damaged():
     rng = random.Random(COUNT)
-    texts = [expand(text) for text in [text for text, _ in FAULTS] + ODD * 30]
+    texts = [expand(text) for text in [text for text, _ in ERRORS] + ODD * 30]
     texts += [path.read_text("latin-1") for path in EXAMPLES.glob("*.model")
               if path.stat().st_size < 2000]
-    refused = 0
-    for _ in range(COUNT):
-        text = slipped(rng, rng.choice(texts))
-        write(text)
-        status = run(["-inputfile", "m", "-iteration", "0"], SOLVER).returncode
-        refused += status == 5
-        check(text, run(["m"]).returncode, int(status == 5))
-    print("%d slips, %d refused" % (COUNT, refused))
+    cases = [damaged(rng, rng.choice(texts)) for _ in range(COUNT)]
+    results = judge(cases)
+    for text, (said, is_refused) in zip(cases, results):
+        check(text, any(re.match(r"m:\d+:\d+: error: ", line) for line in said), is_refused)
+    print("%d damaged models, %d refused" % (COUNT, sum(refused for _, refused in results)))
 
 
 def main():
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)
-        check_faults()
+        check_errors()
         check_odd()
         check_warnings()
         check_conflicts()
         check_options()
         check_terminal()
-        check_slips()
+        check_damaged()
 
 
 if __name__ == "__main__":

@@ -172,8 +172,9 @@ void Warner::checkConflicts() {
     std::size_t count = 0;
     for (const std::size_t c : conflict.constraints) {
       if (++count <= maxNamed) {
-        names += (count > 1 ? ", " : "") + quoted(model.constraints[c].name) +
-                 " (line " + std::to_string(model.constraints[c].line) + ")";
+        names += count > 1 ? ", " : "";
+        names += quoted(model.constraints[c].name) + " (line " +
+                 std::to_string(model.constraints[c].line) + ")";
       }
     }
     if (count > maxNamed) {
