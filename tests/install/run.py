@@ -105,6 +105,34 @@ def of_python(package, folder, unpacked):
     equal(printed, 'b\n', 'the Python package')
 
 
+def ways_of_python(packages, folder, wcsp):
+    """The ways to the Python package that the manual names, as it names them."""
+    manual = (SOURCE / 'docs/manual/python.adoc').read_text('utf-8')
+    blocks = re.findall(r'^\[source,sh\]\n----\n(.*?)^----$', manual, re.M | re.S)
+    installing, in_clone, in_venv = blocks
+    clone = folder / 'clone'
+    (clone / 'build/package').mkdir(parents=True)
+    shutil.copytree(SOURCE / 'python', clone / 'python',
+                    ignore=shutil.ignore_patterns('__pycache__', '*.egg-info', 'build'))
+    for package in packages:
+        shutil.copy(package, clone / 'build/package')
+    environment = dict(os.environ, PATH='/usr/bin:/bin', WCSP=str(wcsp), PYTHONDONTWRITEBYTECODE='1',
+                       PIP_NO_INDEX='1', PIP_DISABLE_PIP_VERSION_CHECK='1')
+    environment.pop('PYTHONPATH', None)
+    shown = run('bash', '-ec', installing.replace('install', 'install --simulate', 1), cwd=clone,
+                env=environment)
+    equal(sorted(set(re.findall(r'^Inst (python3-wcsp|wcsp) ', shown, re.M))),
+          ['python3-wcsp', 'wcsp'], 'what apt-get would install')
+    solving = ('from wcsp import Model; m = Model(); x = m.variable("x", "ab"); m.add(x == "b"); '
+               'print(m.solve(time=5, seeds=1)[x])')
+    run('bash', '-ec', in_clone, cwd=clone, env=environment)
+    equal(run('python3', '-c', solving, cwd=clone, env=environment | {'PYTHONPATH': 'python'}),
+          'b\n', 'the package in a clone')
+    run('bash', '-ec', in_venv, cwd=clone, env=environment)
+    equal(run(clone / 'venv/bin/python', '-c', solving, cwd=folder, env=environment), 'b\n',
+          'the package in a virtual environment')
+
+
 def in_root(package, root, folder):
     """Through all of dpkg: installed, run and removed without a trace."""
     def listing():
@@ -157,7 +185,9 @@ def main():
                           '../../man/man5/wcsp-model.5.gz']
         doc = unpacked / 'usr/share/doc/wcsp'
         equal([d for d in documents if not (doc / d).exists()], [], 'missing')
-        of_python(next(build.glob(f'python3-wcsp_{version}-*_all.deb')), folder, unpacked)
+        of_package = next(build.glob(f'python3-wcsp_{version}-*_all.deb'))
+        of_python(of_package, folder, unpacked)
+        ways_of_python([package, of_package], folder, unpacked / 'usr/bin/wcsp')
         first_page(unpacked / 'usr/bin/wcsp', doc / 'examples', folder)
         if root:
             in_root(package, root.resolve(), folder)
