@@ -208,10 +208,10 @@ struct Follower : RealWcsp {
     return listed;
   }
 
-  int update(WcspConstraint& made, Assignment const& now, unsigned moved,
+  int update(WcspConstraint& made, Assignment const& now, unsigned variable,
              unsigned left) {
     nextLabel = 0;
-    const int violation = made.update(now, moved, left, *this);
+    const int violation = made.update(now, variable, left, *this);
     flush();
     return violation;
   }
