@@ -172,10 +172,10 @@ def check_failures():
             ([], 2, "wcsp-plot: no log is given\n"),
             (["a", "--safe"], 2, "--safe needs --csv"),
             (["--csv", "a", "none"], 1, "wcsp-plot: none: no line of a search log\n"),
-            (["a", "-o", "p.jpg"], 2, "PICTURE ends in .svg, .png or .pdf"),
+            (["a", "-o", "p.jpg"], 2, "PICTURE must end in .svg, .png or .pdf"),
             (["a", "-o", "none/p.svg"], 2, "wcsp-plot: none/p.svg: "),
             (["--group", "a"], 2, "--group needs a name and a log"),
-            (["b", "--group", "n", "a"], 2, "logs stand in groups or alone"),
+            (["b", "--group", "n", "a"], 2, "give all logs in groups or none"),
             (["-", "-"], 2, "standard input is read once")):
         got, out, message = plot(*arguments, text="")
         expect(arguments, (got, out, part in message), (status, "", True))

@@ -1,7 +1,8 @@
 """Draws search logs of wcsp: penalties over time, many seeds, comparisons.
 
-Without -o the picture is drawn as text. Status: 0, 1 for a file that holds no
-log, 2 for what cannot be read or written, 3 where gnuplot is missing or fails.
+Without -o it draws the picture as text. Exit status: 0 success; 1 a file is not
+a search log; 2 something cannot be read or written, or an argument is wrong; 3
+gnuplot is missing or fails.
 """
 
 import _shared.begin  # first of all
@@ -134,21 +135,22 @@ def draw(picture, output):
 def options():
     parser = Parser(
         prog="wcsp-plot", description=__doc__.split("\n", maxsplit=1)[0])
-    parser.add_argument("logs", metavar="LOG", nargs="*", help="- for standard input")
+    parser.add_argument("logs", metavar="LOG", nargs="*",
+                        help="search log, or - for standard input")
     parser.add_argument("-o", "--output", metavar="PICTURE",
-                        help="a .svg, .png or .pdf; without it the picture is text")
+                        help="write a .svg, .png or .pdf file (default: print text)")
     parser.add_argument("--group", metavar=("NAME", "LOG"), nargs="+", action="append",
                         default=[], help="logs to compare with the other groups")
     parser.add_argument("--target", type=int, metavar="P",
-                        help="show when a soft penalty P without a hard one was reached")
+                        help="show when the logs reach penalty 0/P")
     parser.add_argument("--iterations", action="store_true",
-                        help="over iterations in place of CPU time")
+                        help="draw over iterations instead of CPU time")
     parser.add_argument("--csv", action="store_true", help="write the points as CSV")
     parser.add_argument("--safe", action="store_true",
                         help="with --csv: an apostrophe before texts that are formulas")
     parser.add_argument("--follow", type=float, metavar="SECONDS", nargs="?", const=2.0,
-                        help="draw again and again until the searches are over")
-    parser.add_argument("--title", help="of the picture")
+                        help="redraw every 2 or SECONDS seconds until the searches end")
+    parser.add_argument("--title", help="title of the picture")
     parser.add_argument("--version", action="version", version=f"wcsp-plot {VERSION}")
     chosen = parser.parse_args()
     if chosen.safe and not chosen.csv:
@@ -156,10 +158,10 @@ def options():
     if any(len(group) < 2 for group in chosen.group):
         parser.error("--group needs a name and a log")
     if chosen.logs and chosen.group:
-        parser.error("logs stand in groups or alone")
+        parser.error("give all logs in groups or none")
     if (chosen.output and not chosen.csv
             and pathlib.Path(chosen.output).suffix.lower() not in TERMINALS):
-        parser.error("PICTURE ends in .svg, .png or .pdf")
+        parser.error("PICTURE must end in .svg, .png or .pdf")
     paths = [path for group in chosen.group for path in group[1:]] + chosen.logs
     if not paths:
         raise Failure("no log is given")

@@ -1,8 +1,8 @@
-"""Shows a report of wcsp as one HTML page: grids, violations, changes.
+"""Shows a report of wcsp as an HTML page with grids, violations and changes.
 
-wcsp-check judges the report first; one that it finds wrong is shown only with
---wrong. Status: 0, 1 for a wrong report, 2 for what cannot be read or written,
-3 for a text that is no report of the model.
+wcsp-check checks the report first; a wrong report is shown only with --wrong.
+Exit status: 0 success; 1 a wrong report; 2 something cannot be read or written,
+or an argument is wrong; 3 the text is not a report of the model.
 """
 
 import _shared.begin  # first of all
@@ -182,37 +182,42 @@ def options():
     parser = Parser(
         prog="wcsp-show", description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("model", metavar="MODEL")
-    parser.add_argument("report", metavar="REPORT", help="- for standard input")
-    parser.add_argument("-o", "--output", metavar="PAGE", help="in place of standard output")
-    parser.add_argument("--compare", metavar="OTHER", help="tell what changed since this report")
-    parser.add_argument("--split", metavar="REGEX", help="two groups: row and column of a name")
-    parser.add_argument("--transpose", action="store_true", help="rows become columns")
-    parser.add_argument("--rows", metavar="NAME,...", help="only these rows, in this order")
+    parser.add_argument("report", metavar="REPORT", help="report, or - for standard input")
+    parser.add_argument("-o", "--output", metavar="PAGE",
+                        help="write to PAGE instead of standard output")
+    parser.add_argument("--compare", metavar="OTHER", help="show the changes since this report")
+    parser.add_argument("--split", metavar="REGEX",
+                        help="expression whose two groups are the row and column of a name")
+    parser.add_argument("--transpose", action="store_true", help="swap rows and columns")
+    parser.add_argument("--rows", metavar="NAME,...",
+                        help="show only these rows, in this order")
     parser.add_argument("--columns", metavar="NAME,...",
-                        help="only these columns, in this order")
+                        help="show only these columns, in this order")
     view = parser.add_mutually_exclusive_group()
     view.add_argument("--by-value", action="store_true",
-                      help="show first which variables take each value")
+                      help="open with the variables that take each value")
     view.add_argument("--by-name", action="store_true",
-                      help="show first which value each variable takes")
+                      help="open with the value of each variable")
     form = parser.add_mutually_exclusive_group()
     form.add_argument("--csv", action="store_true", help="write the grids as CSV")
     form.add_argument("--json", action="store_true", help="write the grids as JSON")
-    parser.add_argument("--long", action="store_true", help="with --csv: a line per variable")
+    parser.add_argument("--long", action="store_true",
+                        help="with --csv: write one line per variable")
     parser.add_argument("--safe", action="store_true",
-                        help="with --csv: an apostrophe before texts that are formulas")
+                        help="with --csv: put an apostrophe before texts that are formulas")
     parser.add_argument("--names", metavar="FILE",
-                        help="JSON: what to show in place of the words of the model")
-    parser.add_argument("--title", help="of the page; the model's name otherwise")
-    parser.add_argument("--wrong", action="store_true", help="show a report that differs, too")
-    parser.add_argument("--check", metavar="PROGRAM", help="the wcsp-check to use")
+                        help="JSON file with the names to show instead of the model's")
+    parser.add_argument("--title", help="title of the page (default: the name of the model)")
+    parser.add_argument("--wrong", action="store_true",
+                        help="show the report even if it does not match the model")
+    parser.add_argument("--check", metavar="PROGRAM", help="wcsp-check to use")
     parser.add_argument("--version", action="version", version=f"wcsp-show {VERSION}")
     chosen = parser.parse_args()
     for option in ("long", "safe"):
         if getattr(chosen, option) and not chosen.csv:
             parser.error(f"--{option} needs --csv")
     if "-" in (chosen.compare, chosen.model) or chosen.report == chosen.compare:
-        parser.error("only REPORT can be standard input, and it needs another OTHER")
+        parser.error("only REPORT can be standard input, and OTHER must be a different report")
     return chosen
 
 
