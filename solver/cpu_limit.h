@@ -68,7 +68,7 @@ class CpuLimit {
     if (!cpu) {
       return 0.0 >= limit;
     }
-    // Also where the limit is no number, this skips nothing.
+    // A limit that is NaN also skips nothing.
     if (clocks.numProcessors > 0.0 && cpu->total < limit) {
       unreachedUntil =
           now + (limit - cpu->total) / (2.0 * clocks.numProcessors);

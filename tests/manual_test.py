@@ -59,7 +59,7 @@ class Page(html.parser.HTMLParser):
         if tag in VOID:
             return
         if not self.open or self.open.pop() != tag:
-            self.faults.append("</%s> closes nothing" % tag)
+            self.faults.append("</%s> is unmatched" % tag)
 
 
 def main():

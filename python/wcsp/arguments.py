@@ -80,7 +80,7 @@ def limit_of(target: float | None, scale: Fraction) -> int | None:
         return None
     exact = exact_number(target)
     if exact is None:
-        raise ModelError(f"target {target!r} is no number")
+        raise ModelError(f"target {target!r} is not a number")
     limit = floor(exact * scale)
     if limit > LARGEST:
         raise ModelError(

@@ -67,7 +67,7 @@ def with_runs(model: Model, folder: str | os.PathLike[str]) -> Result:
     try:
         settings = read_json(place / "settings.json")
     except (OSError, ValueError):
-        raise SolverError(f"{place} is no folder of runs") from None
+        raise SolverError(f"{place} is not a folder of runs") from None
     text = model.text()
     if settings.get("model hash") != digest(text.encode()):
         raise ModelError(f"{place} holds runs of another model")

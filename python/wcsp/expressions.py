@@ -30,8 +30,8 @@ if TYPE_CHECKING:
 Operand = Union["Expression", int]
 
 _TRUTH = (
-    "{0} is no truth value: it is known only when the model is solved. Use it "
-    "in add() or total(), two bounds as between(low, high), and results[x] "
+    "{0} is not a truth value: it is known only when the model is solved. Use "
+    "it in add() or total(), two bounds as between(low, high), and results[x] "
     "after solving"
 )
 

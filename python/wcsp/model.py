@@ -136,7 +136,7 @@ class Model:
         places: dict[Any, int] = {}
         for value in listed:
             if isinstance(value, Variable):
-                raise ModelError(f"{value!r} is no value for {name!r}")
+                raise ModelError(f"{value!r} is not a value of {name!r}")
             if value in places:
                 raise ModelError(f"variable {name!r} has {value!r} twice")
             places[value] = len(places)
@@ -184,7 +184,7 @@ class Model:
         elif constraint is False:
             raise ModelError(f"constraint {name!r} can never hold")
         else:
-            raise ModelError(f"{constraint!r} is no constraint")
+            raise ModelError(f"{constraint!r} is not a constraint")
 
     def _line_name(self) -> str:
         frame, _ = caller()
@@ -376,7 +376,7 @@ class Model:
         if checked is None:
             raise ModelError("an objective needs a weight")
         if not isinstance(expression, Expression):
-            raise ModelError(f"{expression!r} is no expression of labels")
+            raise ModelError(f"{expression!r} is not an expression of labels")
         if self.objectives and self.objectives[0].sign != sign:
             raise ModelError("a model either minimizes or maximizes")
         whole = expression.sum()
@@ -523,7 +523,7 @@ def checked_weight(weight: Weight) -> Fraction | int | None:
         return weight
     exact = exact_number(weight)
     if exact is None:
-        raise ModelError(f"weight {weight!r} is no number; None means hard")
+        raise ModelError(f"weight {weight!r} is not a number; None means hard")
     if exact <= 0:
         raise ModelError(f"weight {weight!r} is not above 0; None means hard")
     if exact >= LARGEST:

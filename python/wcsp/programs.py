@@ -25,7 +25,7 @@ def find_program(name: str, wcsp: str | os.PathLike[str] | None = None) -> str:
     solver = programs.find_program("wcsp", given) if given else None
     if given and name == "wcsp":
         if solver is None:
-            raise ProgramMissing(f"{given} is no program")
+            raise ProgramMissing(f"{given} is not a program")
         return solver
     beside = [os.path.dirname(solver)] if solver else []
     found = programs.find_program(

@@ -175,7 +175,7 @@ class Result:
 
     @property
     def violated(self) -> list[Violation]:
-        """The broken constraints, the hard ones first, then the dearest."""
+        """The broken constraints, the hard ones first, then by cost."""
         numbers = {w: i for i, w in enumerate(self.model.words.constraints)}
         found = []
         for told in self._checked["violated"]:

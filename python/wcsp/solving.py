@@ -209,7 +209,7 @@ def solve(
     if not model.variables:
         raise ModelError("the model has no variable")
     if on_improve is not None and not callable(on_improve):
-        raise ModelError(f"on_improve is no function: {on_improve!r}")
+        raise ModelError(f"on_improve is not a function: {on_improve!r}")
     chosen = seeds_of(seeds)
     asked = _Asked(
         model,

@@ -135,7 +135,7 @@ def test_a_report_that_lies_is_passed_over(tmp_path, runs):
     with pytest.warns(SolverWarning), pytest.raises(SolverError, match="no search has left"):
         m.with_runs(tmp_path)
     (tmp_path / "settings.json").write_text("[]")
-    with pytest.raises(SolverError, match="is no folder of runs"):
+    with pytest.raises(SolverError, match="is not a folder of runs"):
         m.with_runs(tmp_path)
 
 

@@ -348,7 +348,7 @@ def test_runs_of_many(tmp_path):
     assert (r.seeds, r.values()) == ([1, 2, 3], alone.values())
     with pytest.raises(ModelError, match="another model"):
         colouring(seed=2).with_runs(tmp_path / "m.model.runs")
-    with pytest.raises(SolverError, match="no folder of runs"):
+    with pytest.raises(SolverError, match="not a folder of runs"):
         m.with_runs(tmp_path)
 
 
@@ -360,8 +360,8 @@ def test_mistakes(monkeypatch, tmp_path):
             ({"seeds": [-1]}, "from 0 to 2147483647, not -1"), ({"seeds": ["a"]}, "not 'a'"),
             ({"time": 0}, "time is a number above 0"), ({"time": math.nan}, "above 0, not nan"),
             ({"time": math.inf}, "above 0, not inf"), ({"jobs": 0}, "jobs is"),
-            ({"jobs": 1.5}, "jobs is"), ({"target": math.nan}, "target nan is no number"),
-            ({"target": 2**31}, "beyond 2147483647"), ({"on_improve": 3}, "no function: 3"),
+            ({"jobs": 1.5}, "jobs is"), ({"target": math.nan}, "target nan is not a number"),
+            ({"target": 2**31}, "beyond 2147483647"), ({"on_improve": 3}, "not a function: 3"),
             ({"options": "-noadjust"}, "a list of words"),
             ({"options": ["-seed", "3"]}, "-seed is set by seeds="),
             ({"start": {("Knoten", 0): 9}}, r"has no value 9; it has 0, 1, 2, 3"),
@@ -372,5 +372,5 @@ def test_mistakes(monkeypatch, tmp_path):
         Model().solve()
     with pytest.raises(SolverError, match="does not take the options and prints its usage"):
         m.solve(time=5, seeds=1, options=["-nonsense"])
-    with pytest.raises(ProgramMissing, match="is no program"):
+    with pytest.raises(ProgramMissing, match="is not a program"):
         m.solve(wcsp=tmp_path / "none")

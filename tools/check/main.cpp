@@ -22,6 +22,7 @@
 #include "tools/check/advice.h"
 #include "tools/check/evaluate.h"
 #include "tools/check/layout.h"
+#include "tools/check/layout_options.h"
 #include "tools/check/model.h"
 #include "tools/check/output.h"
 #include "tools/check/reader.h"
@@ -308,26 +309,10 @@ int main2(int argc, char** argv) {
                  "JSON file of names to show instead of those of the model")
       ->type_name("FILE")
       ->needs(report);
-  app.add_option("--split", options.layout.split,
-                 "Row and column of a variable's name, as two groups")
-      ->type_name("REGEX")
-      ->needs(json);
-  app.add_option("--rows", options.layout.rows,
-                 "Show only these grid rows, in this order")
-      ->type_name("NAME,...")
-      ->delimiter(',')
-      ->expected(1)
-      ->allow_extra_args(false)
-      ->take_all()
-      ->needs(json);
-  app.add_option("--columns", options.layout.columns,
-                 "Show only these grid columns, in this order")
-      ->type_name("NAME,...")
-      ->delimiter(',')
-      ->expected(1)
-      ->allow_extra_args(false)
-      ->take_all()
-      ->needs(json);
+  for (CLI::Option* const option :
+       check::addLayoutOptions(app, options.layout)) {
+    option->needs(json);
+  }
   app.set_version_flag("--version", "wcsp-check " WCSP_VERSION);
   try {
     app.parse(argc, argv);

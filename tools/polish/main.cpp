@@ -25,6 +25,7 @@
 
 #include "tools/check/advice.h"
 #include "tools/check/layout.h"
+#include "tools/check/layout_options.h"
 #include "tools/check/reader.h"
 #include "tools/check/report.h"
 #include "tools/check/text.h"
@@ -331,22 +332,7 @@ int parse(int argc, char** argv, Options& options) {
   app.add_option("-o,--output", options.output,
                  "Write the report to this file, anew at each improvement")
       ->type_name("FILE");
-  app.add_option("--split", options.layout.split,
-                 "Two groups: the row and the column of a variable's name")
-      ->type_name("REGEX");
-  app.add_option("--rows", options.layout.rows, "Only these rows of the grids")
-      ->type_name("NAME,...")
-      ->delimiter(',')
-      ->expected(1)
-      ->allow_extra_args(false)
-      ->take_all();
-  app.add_option("--columns", options.layout.columns,
-                 "Only these columns of the grids")
-      ->type_name("NAME,...")
-      ->delimiter(',')
-      ->expected(1)
-      ->allow_extra_args(false)
-      ->take_all();
+  check::addLayoutOptions(app, options.layout);
   app.set_version_flag("--version", "wcsp-polish " WCSP_VERSION);
   try {
     app.parse(argc, argv);
