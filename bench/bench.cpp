@@ -76,7 +76,7 @@ void limitOfAssignment(benchmark::State& state, std::size_t n) {
     on[random() % n] = random() % n;
     std::fill(sums.begin(), sums.end(), 0);
     for (std::size_t x = 0; x < n; ++x) {
-      const int* row = coefficients.data() + (x * n + on[x]) * rowLength;
+      int const* row = coefficients.data() + (x * n + on[x]) * rowLength;
       for (std::size_t i = 0; i < rowLength; ++i) {
         sums[i] += row[i];
       }
@@ -103,14 +103,14 @@ class ListReporter : public WcspConstraint {
 };
 
 void mergeInPlainStore(benchmark::State& state) {
-  const auto size = static_cast<unsigned>(state.range(0));
-  const auto percent = static_cast<unsigned>(state.range(1));
+  auto const size = static_cast<unsigned>(state.range(0));
+  auto const percent = static_cast<unsigned>(state.range(1));
   PlainStore store(std::vector<unsigned>(size, 2));
   auto* reporter = new ListReporter(&store, 1);
   std::mt19937 random(7);
   for (unsigned v = 0; v < size; ++v) {
     reporter->diffs[0].push_back(v % 8 == 0 ? -1 : 2);
-    const bool changes = random() % 100 < percent;
+    bool const changes = random() % 100 < percent;
     reporter->diffs[1].push_back(reporter->diffs[0].back() + (changes ? 1 : 0));
   }
   store.start(std::vector<unsigned>(size, 0));
@@ -136,7 +136,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
         const std::string name = run.run_name.function_name;
         const std::size_t slash = name.rfind('/');
         double& least = times[name.substr(0, slash)][name.substr(slash + 1)];
-        const double time = run.GetAdjustedCPUTime();
+        double const time = run.GetAdjustedCPUTime();
         least = least == 0.0 ? time : std::min(least, time);
       }
     }
@@ -162,8 +162,8 @@ class RatioReporter : public benchmark::ConsoleReporter {
 
   static void printRatio(Forms const& forms, char const* over,
                          char const* under) {
-    const auto dividend = forms.find(over);
-    const auto divisor = forms.find(under);
+    auto const dividend = forms.find(over);
+    auto const divisor = forms.find(under);
     if (dividend == forms.end() || divisor == forms.end()) {
       std::printf(" %14s", "");
     } else {

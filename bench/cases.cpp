@@ -10,7 +10,7 @@ constexpr std::size_t numMoves = 256;
 /// before and after each move.
 Setting settingOn(unsigned n, unsigned size, unsigned percent) {
   std::mt19937 random(1);
-  const auto drawValue = [&] {
+  auto const drawValue = [&] {
     return draw(random, 100) < percent ? 0 : 1 + draw(random, size - 1);
   };
   Setting setting{std::vector<unsigned>(n, size), {}, {}};
@@ -27,9 +27,9 @@ Setting settingOn(unsigned n, unsigned size, unsigned percent) {
 /// assignment stays as close to `start` as a search stays to a good one.
 void addMovesAndBack(Setting& setting) {
   std::mt19937 random(1);
-  const auto n = static_cast<unsigned>(setting.start.size());
+  auto const n = static_cast<unsigned>(setting.start.size());
   while (setting.moves.size() < numMoves) {
-    const unsigned v = draw(random, n);
+    unsigned const v = draw(random, n);
     setting.moves.push_back({v, draw(random, setting.numValues[v])});
     setting.moves.push_back({v, setting.start[v]});
   }
@@ -131,7 +131,7 @@ void buildAssignment(Wcsp& wcsp, unsigned n) {
   auto* c = new typename Kinds::Quadratic(&wcsp, 1);
   for (unsigned x = 0; x < n; ++x) {
     for (unsigned y = x + 1; y < n; ++y) {
-      const int flow = static_cast<int>(1 + draw(random, 9));
+      int const flow = static_cast<int>(1 + draw(random, 9));
       for (unsigned a = 0; a < n; ++a) {
         for (unsigned b = 0; b < n; ++b) {
           if (a != b) {
@@ -197,10 +197,10 @@ void buildRoster(Wcsp& wcsp, unsigned n) {
   constexpr unsigned early = 1;
   constexpr unsigned late = 2;
   constexpr unsigned night = 3;
-  const auto build = buildBound<Kinds>;
+  auto const build = buildBound<Kinds>;
   for (unsigned day = 0; day < days; ++day) {
-    for (const unsigned shift : {early, late, night}) {
-      const auto least = static_cast<int>(n * (6 - shift) / 20);
+    for (unsigned const shift : {early, late, night}) {
+      auto const least = static_cast<int>(n * (6 - shift) / 20);
       build(wcsp, Wcsp::inf, least, Wcsp::inf, labelsOf(day, days, n, shift));
     }
   }

@@ -50,10 +50,10 @@ void addLinear(Wcsp& wcsp, Shape const& shape, int weight, Random& random) {
 void addQuadratic(Wcsp& wcsp, Shape const& shape, int weight, Random& random) {
   auto* c = new WcspQuadratic(&wcsp, weight);
   for (unsigned i = 0; i < shape.terms; ++i) {
-    const unsigned v = draw(random, numVariables);
-    const unsigned a = draw(random, shape.values);
-    const unsigned distance = 1 + draw(random, numVariables - 1);
-    const unsigned b = draw(random, shape.values);
+    unsigned const v = draw(random, numVariables);
+    unsigned const a = draw(random, shape.values);
+    unsigned const distance = 1 + draw(random, numVariables - 1);
+    unsigned const b = draw(random, shape.values);
     addTerm(*c, 1, v, a, (v + distance) % numVariables, b);
   }
   demand(*c, shape.terms / (shape.values * shape.values));
@@ -93,14 +93,14 @@ void iterate(benchmark::State& state, AddConstraint add, Shape const& shape) {
 }
 
 void addBenchmarks(std::string const& kind, AddConstraint add) {
-  const auto addShape = [&](std::string const& varied, unsigned size,
+  auto const addShape = [&](std::string const& varied, unsigned size,
                             Shape const& shape) {
     const std::string name =
         "growth/" + kind + "/" + varied + ":" + std::to_string(size);
     benchmark::RegisterBenchmark(name.c_str(), iterate, add, shape)
         ->Unit(benchmark::kMicrosecond);
   };
-  for (const unsigned size : {4U, 12U, 36U, 108U}) {
+  for (unsigned const size : {4U, 12U, 36U, 108U}) {
     addShape("terms", size, {.terms = size});
     addShape("values", size, {.values = size});
     addShape("constraints", 100 * size, {.constraints = 100 * size});

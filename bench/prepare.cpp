@@ -97,8 +97,8 @@ void fillQuadratic(Wcsp& wcsp, std::vector<unsigned> const& keys) {
   constexpr unsigned numValues = 10;
   auto* c = new WcspQuadratic(&wcsp, 1);
   for (unsigned key : keys) {
-    const unsigned first = key / numTermLabels;
-    const unsigned second = key % numTermLabels;
+    unsigned const first = key / numTermLabels;
+    unsigned const second = key % numTermLabels;
     c->terms.push_back({1, first / numValues, first % numValues,
                         second / numValues, second % numValues});
   }
@@ -119,7 +119,7 @@ double threadSeconds() {
 
 void* prepareInThread(void* argument) {
   auto* preparation = static_cast<Preparation*>(argument);
-  const double start = threadSeconds();
+  double const start = threadSeconds();
   preparation->constraint->preprocess();
   preparation->seconds = threadSeconds() - start;
   return nullptr;
@@ -158,12 +158,12 @@ void prepare(benchmark::State& state, KeyMaker makeKeys, TermFiller fill) {
 }  // namespace
 
 void addPrepareBenchmarks() {
-  const std::pair<const char*, KeyMaker> orders[] = {
+  const std::pair<char const*, KeyMaker> orders[] = {
       {"sorted", sortedKeys},     {"reversed", reversedKeys},
       {"shuffled", shuffledKeys}, {"equal", equalKeys},
       {"mirrored", mirroredKeys}, {"rising-falling", risingFallingKeys},
       {"crossed", crossedKeys}};
-  const std::pair<const char*, TermFiller> kinds[] = {
+  const std::pair<char const*, TermFiller> kinds[] = {
       {"linear", fillLinear}, {"quadratic", fillQuadratic}};
   for (auto const& [kind, fill] : kinds) {
     for (auto const& [order, makeKeys] : orders) {

@@ -32,7 +32,7 @@ std::string modelText(std::string const& kind) {
   for (unsigned v = 0; v < numVariables; ++v) {
     text << "variable shift[" << v << "] in {early, late, night, off}\n";
   }
-  const auto addLabel = [&] {
+  auto const addLabel = [&] {
     static const char* const names[] = {"early", "late", "night", "off"};
     text << "(shift[" << random() % numVariables << "]," << names[random() % 4]
          << ")";
@@ -90,7 +90,7 @@ void readString(benchmark::State& state, std::string const& kind) {
 void readFile(benchmark::State& state, std::string const& kind) {
   const std::string text = modelText(kind);
   char name[] = "/tmp/wcsp-bench-XXXXXX";  // mkstemp() replaces the Xs
-  const int descriptor = mkstemp(name);
+  int const descriptor = mkstemp(name);
   if (descriptor < 0) {
     state.SkipWithError("cannot make a temporary file");
     return;
@@ -108,7 +108,7 @@ void readFile(benchmark::State& state, std::string const& kind) {
 }  // namespace
 
 void addReadBenchmarks() {
-  for (const char* kind : {"linear", "quadratic"}) {
+  for (char const* kind : {"linear", "quadratic"}) {
     const std::string name = std::string("read/") + kind;
     benchmark::RegisterBenchmark((name + "/file").c_str(), readFile, kind)
         ->Unit(benchmark::kMillisecond);

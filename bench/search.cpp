@@ -21,7 +21,7 @@ void iterate(benchmark::State& state, Case const& c) {
     search.step();
   }
   const SteppedSearch::Steps steps = search.countSteps();
-  const auto perIteration = [&](char const* name, double count) {
+  auto const perIteration = [&](char const* name, double count) {
     using benchmark::Counter;
     state.counters[name] = count;
     state.counters[std::string("time/") + name] =
@@ -74,11 +74,11 @@ void moveInPlainStore(benchmark::State& state, Case const& c) {
 
 void addSearchBenchmarks() {
   using Body = void (*)(benchmark::State&, Case const&);
-  const auto add = [](std::string const& name, Body body, Case const& c) {
+  auto const add = [](std::string const& name, Body body, Case const& c) {
     benchmark::RegisterBenchmark(name.c_str(), body, c)
         ->Unit(benchmark::kMicrosecond);
   };
-  const auto addModel = [&](Case const& c) {
+  auto const addModel = [&](Case const& c) {
     add("move/" + c.name + "/solver", move, c);
     add("move/" + c.name + "/plain", moveInPlainStore, c);
     add("iteration/" + c.name + "/solver", iterate, c);

@@ -17,9 +17,9 @@ class Array : public std::vector<T> {
   /// order. Equal elements may end in any order. O(n log n) time, O(log n)
   /// stack.
   void quicksort(unsigned first, unsigned last) {
-    const auto less = [this](T const& a, T const& b) { return !cmp(b, a); };
-    const auto begin = this->begin() + first;
-    const auto end = this->begin() + last + 1;
+    auto const less = [this](T const& a, T const& b) { return !cmp(b, a); };
+    auto const begin = this->begin() + first;
+    auto const end = this->begin() + last + 1;
     // Models are often written in order.
     if (!std::is_sorted(begin, end, less)) {
       std::sort(begin, end, less);

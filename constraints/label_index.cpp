@@ -9,7 +9,7 @@ void LabelIndex::clear() {
 }
 
 void LabelIndex::add(unsigned variable, unsigned value) {
-  const auto label = static_cast<unsigned>(values.size());
+  auto const label = static_cast<unsigned>(values.size());
   if (blocks.empty() || blocks.back().variable != variable) {
     blocks.push_back({variable, label, label, value, 1, consecutive});
   }
@@ -21,7 +21,7 @@ void LabelIndex::add(unsigned variable, unsigned value) {
 void LabelIndex::finish() {
   bool needsValues = false;
   for (Block& block : blocks) {
-    const unsigned count = block.end - block.begin;
+    unsigned const count = block.end - block.begin;
     if (block.span == count) {
       continue;
     }
@@ -45,9 +45,9 @@ void LabelIndex::finish() {
 }
 
 unsigned LabelIndex::search(Block const& block, unsigned value) const {
-  const auto begin = values.begin() + block.begin;
-  const auto end = values.begin() + block.end;
-  const auto found = std::lower_bound(begin, end, value);
+  auto const begin = values.begin() + block.begin;
+  auto const end = values.begin() + block.end;
+  auto const found = std::lower_bound(begin, end, value);
   return found != end && *found == value
              ? static_cast<unsigned>(found - values.begin())
              : block.end;

@@ -56,7 +56,7 @@ class LabelIndex {
   /// The number of the label (block.variable, value), or `block.end` when there
   /// is none.
   unsigned find(Block const& block, unsigned value) const {
-    const unsigned offset = value - block.firstValue;
+    unsigned const offset = value - block.firstValue;
     if (offset >= block.span) {
       return block.end;
     }

@@ -17,7 +17,7 @@ bool isAlmostFull(std::size_t span1, std::size_t span2, std::size_t numTerms) {
 
 std::array<PairTable::Side, 2> PairTable::spansOf(std::span<Term const> terms) {
   std::array<Side, 2> sides;
-  const auto [least, greatest] = std::minmax_element(
+  auto const [least, greatest] = std::minmax_element(
       terms.begin(), terms.end(),
       [](Term const& a, Term const& b) { return a.value2 < b.value2; });
   sides[0].first = terms.front().value1;
@@ -28,7 +28,7 @@ std::array<PairTable::Side, 2> PairTable::spansOf(std::span<Term const> terms) {
 }
 
 bool PairTable::suits(std::span<Term const> terms) {
-  const auto sides = spansOf(terms);
+  auto const sides = spansOf(terms);
   const std::size_t span1 = sides[0].span;
   const std::size_t span2 = sides[1].span;
   return span1 + span2 <= maxRowsPerTerm * terms.size() ||
@@ -37,7 +37,7 @@ bool PairTable::suits(std::span<Term const> terms) {
 
 PairTable::PairTable(std::span<Term const> terms, Bounds const& bounds)
     : outside(bounds.violation(0)), sides(spansOf(terms)) {
-  const auto numOutside =
+  auto const numOutside =
       std::count_if(terms.begin(), terms.end(), [&](Term const& term) {
         return bounds.violation(term.coefficient) == outside;
       });
@@ -57,7 +57,7 @@ void PairTable::fillDense(std::span<Term const> terms, Bounds const& bounds) {
   for (Term const& term : terms) {
     const std::size_t row1 = term.value1 - one.first;
     const std::size_t row2 = term.value2 - two.first;
-    const int violation = bounds.violation(term.coefficient);
+    int const violation = bounds.violation(term.coefficient);
     one.dense[row1 * two.span + row2] = violation;
     two.dense[row2 * one.span + row1] = violation;
   }
@@ -68,10 +68,10 @@ void PairTable::fillSparse(std::span<Term const> terms, Bounds const& bounds) {
   for (unsigned s = 0; s < 2; ++s) {
     Side& side = sides[s];
     side.offsets.assign(side.span + std::size_t{2}, 0);
-    const auto own = [&](Term const& term) {
+    auto const own = [&](Term const& term) {
       return (s == 0 ? term.value1 : term.value2) - side.first;
     };
-    const auto isKept = [&](Term const& term) {
+    auto const isKept = [&](Term const& term) {
       return bounds.violation(term.coefficient) != outside;
     };
     unsigned numEntries = 0;

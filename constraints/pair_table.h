@@ -71,7 +71,7 @@ class PairTable {
 
     unsigned row(unsigned value) const { return std::min(value - first, span); }
     std::span<Entry const> entriesAt(unsigned value) const {
-      const unsigned r = row(value);
+      unsigned const r = row(value);
       return {entries.data() + offsets[r], entries.data() + offsets[r + 1]};
     }
 
@@ -119,36 +119,36 @@ void PairTable::forEachValue(unsigned side, unsigned numValues,
     }
     return;
   }
-  const auto rowBefore = other.entriesAt(otherBefore);
-  const auto rowAfter = other.entriesAt(otherAfter);
+  auto const rowBefore = other.entriesAt(otherBefore);
+  auto const rowAfter = other.entriesAt(otherAfter);
   auto before = rowBefore.begin();
   auto after = rowAfter.begin();
-  const auto take = [&](auto& entry, auto end, unsigned value) {
+  auto const take = [&](auto& entry, auto end, unsigned value) {
     return entry != end && entry->value == value ? (entry++)->violation
                                                  : outside;
   };
   if (isAll) {
     for (unsigned value = 0; value < numValues; ++value) {
-      const int violationBefore = take(before, rowBefore.end(), value);
+      int const violationBefore = take(before, rowBefore.end(), value);
       act(value, violationBefore, take(after, rowAfter.end(), value));
     }
     return;
   }
   while (before != rowBefore.end() || after != rowAfter.end()) {
-    const unsigned value =
+    unsigned const value =
         after == rowAfter.end() ||
                 (before != rowBefore.end() && before->value < after->value)
             ? before->value
             : after->value;
-    const int violationBefore = take(before, rowBefore.end(), value);
+    int const violationBefore = take(before, rowBefore.end(), value);
     act(value, violationBefore, take(after, rowAfter.end(), value));
   }
 }
 
 inline int PairTable::violation(unsigned value1, unsigned value2) const {
   if (isDense) {
-    const unsigned row1 = sides[0].row(value1);
-    const unsigned row2 = sides[1].row(value2);
+    unsigned const row1 = sides[0].row(value1);
+    unsigned const row2 = sides[1].row(value2);
     return row2 == sides[1].span
                ? outside
                : sides[0].dense[std::size_t{row1} * sides[1].span + row2];

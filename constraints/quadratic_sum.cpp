@@ -65,7 +65,7 @@ class RunWriter {
   unsigned next = 0;         ///< the partner after it
 
   bool extendsTo(unsigned partner) {
-    const unsigned gap = partner - next;
+    unsigned const gap = partner - next;
     if (gap > std::min(maxGap, static_cast<unsigned>(runs[lengthAt]))) {
       return false;
     }
@@ -92,7 +92,7 @@ struct LabelPair {
 std::vector<LabelPair> numberLabels(
     std::vector<WcspQuadratic::Term> const& terms,
     std::vector<LabelKey> const& keys) {
-  const auto number = [&](LabelKey key) {
+  auto const number = [&](LabelKey key) {
     return static_cast<unsigned>(
         std::lower_bound(keys.begin(), keys.end(), key) - keys.begin());
   };
@@ -199,7 +199,7 @@ void GainedSum<Sum>::findRange(std::vector<WcspQuadratic::Term> const& terms) {
   for (unsigned label = 0; label < numLabels(); ++label) {
     std::int64_t least = 0;
     std::int64_t greatest = 0;
-    const auto add = [&](std::int64_t coefficient) {
+    auto const add = [&](std::int64_t coefficient) {
       (coefficient < 0 ? least : greatest) += coefficient;
     };
     forEachPiece(label, [&](unsigned, unsigned length, Sum const* piece) {
@@ -235,9 +235,9 @@ void GainedSum<Sum>::layOut(std::vector<WcspQuadratic::Term> const& terms,
   std::vector<Side> sides(ends.back());
   selfCoefficients.clear();
   for (std::size_t i = 0; i < terms.size(); ++i) {
-    const auto [first, second] = pairs[i];
+    auto const [first, second] = pairs[i];
     if (terms[i].variable1 != terms[i].variable2) {
-      const auto coefficient = static_cast<Sum>(terms[i].coefficient);
+      auto const coefficient = static_cast<Sum>(terms[i].coefficient);
       sides[ends[first]++] = {second, coefficient};
       sides[ends[second]++] = {first, coefficient};
     } else if (first == second) {
@@ -265,7 +265,7 @@ void GainedSum<Sum>::forEachPiece(unsigned label, Act act) const {
   Sum const* piece = runs.data() + offsets[label];
   Sum const* const end = runs.data() + offsets[label + 1];
   while (piece != end) {
-    const auto length = static_cast<unsigned>(piece[1]);
+    auto const length = static_cast<unsigned>(piece[1]);
     act(static_cast<unsigned>(piece[0]), length, piece + 2);
     piece += 2 + length;
   }
@@ -288,7 +288,7 @@ template <class Sum>
 int GainedSum<Sum>::calculate(std::vector<unsigned> const& assignment) {
   std::ranges::fill(gains, Sum{0});
   for (Block const& block : index.blocks) {
-    if (const unsigned on = onIn(block, assignment); on != block.end) {
+    if (unsigned const on = onIn(block, assignment); on != block.end) {
       addRun(on, 1);
     }
   }
@@ -297,20 +297,20 @@ int GainedSum<Sum>::calculate(std::vector<unsigned> const& assignment) {
   }
   std::int64_t twice = 0;
   for (Block const& block : index.blocks) {
-    if (const unsigned on = onIn(block, assignment); on != block.end) {
+    if (unsigned const on = onIn(block, assignment); on != block.end) {
       twice += gains[on];
       twice += selfCoefficients.empty() ? 0 : selfCoefficients[on];
     }
   }
   sum = twice / 2;
-  const int violation = bounds.violation(sum);
+  int const violation = bounds.violation(sum);
   for (Block const& block : index.blocks) {
-    const unsigned on = onIn(block, assignment);
+    unsigned const on = onIn(block, assignment);
     const std::int64_t loss = on == block.end ? 0 : gains[on];
-    const auto diff = [&](std::int64_t gain) {
+    auto const diff = [&](std::int64_t gain) {
       return bounds.violation(sum + gain - loss) - violation;
     };
-    const int leaving = diff(0);
+    int const leaving = diff(0);
     forEachValue(
         block.begin, block.end, constraint.wcsp->getNumValues(block.variable),
         leaving != 0, [&](unsigned label) { return index.value(block, label); },
@@ -346,31 +346,31 @@ template <class Sum>
 int GainedSum<Sum>::update(std::vector<unsigned> const& now, unsigned moved,
                            unsigned left, WcspChanges& changes) {
   auto const& blocks = index.blocks;
-  const auto block =
+  auto const block =
       std::ranges::lower_bound(blocks, moved, {}, &Block::variable);
-  const unsigned from = index.find(*block, left);
-  const unsigned to = index.find(*block, now[moved]);
-  const auto gainOf = [&](unsigned label) {
+  unsigned const from = index.find(*block, left);
+  unsigned const to = index.find(*block, now[moved]);
+  auto const gainOf = [&](unsigned label) {
     return label == block->end ? 0 : std::int64_t{gains[label]};
   };
   const std::int64_t sumAfter = sum + gainOf(to) - gainOf(from);
-  const int straight = slope(sumAfter);
+  int const straight = slope(sumAfter);
   const SumStep sumStep(bounds, sum, sumAfter);
   sum = sumAfter;
   if (straight == 0) {
     applyMove(*block, from, to);
     return 0;
   }
-  const auto touched =
+  auto const touched =
       sumStep.reachesAll(straight)
           ? std::span<unsigned const>()
           : touchedBlocks(static_cast<unsigned>(block - blocks.begin()), from,
                           to);
-  const auto keep = [&](unsigned first, unsigned last) {
+  auto const keep = [&](unsigned first, unsigned last) {
     std::copy(gains.data() + first, gains.data() + last,
               scratch->gains.data() + first);
   };
-  const auto reportBlock = [&](Block const& reported) {
+  auto const reportBlock = [&](Block const& reported) {
     const unsigned on = onIn(reported, now);
     report(changes, sumStep, straight, reported,
            reported.variable == moved ? from : on, on);
@@ -381,11 +381,11 @@ int GainedSum<Sum>::update(std::vector<unsigned> const& now, unsigned moved,
     std::ranges::for_each(blocks, reportBlock);
     return sumStep.violation();
   }
-  for (const unsigned b : touched) {
+  for (unsigned const b : touched) {
     keep(blocks[b].begin, blocks[b].end);
   }
   applyMove(*block, from, to);
-  for (const unsigned b : touched) {
+  for (unsigned const b : touched) {
     reportBlock(blocks[b]);
   }
   return sumStep.violation();
@@ -398,21 +398,21 @@ std::span<unsigned const> GainedSum<Sum>::touchedBlocks(unsigned moved,
                                                         unsigned taken) {
   Block const& block = index.blocks[moved];
   std::size_t size = 0;
-  for (const unsigned label : {left, taken}) {
+  for (unsigned const label : {left, taken}) {
     size += label == block.end ? 0 : offsets[label + 1] - offsets[label];
   }
   if (size * sparseness >= numLabels()) {
     return {};
   }
   unsigned* end = scratch->touched.data();
-  const auto touch = [&](unsigned b) {
+  auto const touch = [&](unsigned b) {
     if (scratch->marks[b] == 0) {
       scratch->marks[b] = 1;
       *end++ = b;
     }
   };
   touch(moved);
-  for (const unsigned label : {left, taken}) {
+  for (unsigned const label : {left, taken}) {
     if (label == block.end) {
       continue;
     }
@@ -425,7 +425,7 @@ std::span<unsigned const> GainedSum<Sum>::touchedBlocks(unsigned moved,
   }
   std::sort(scratch->touched.data(), end);
   const std::span<unsigned const> touched(scratch->touched.data(), end);
-  for (const unsigned b : touched) {
+  for (unsigned const b : touched) {
     scratch->marks[b] = 0;
   }
   return touched;
@@ -439,8 +439,8 @@ void GainedSum<Sum>::report(WcspChanges& changes, SumStep const& sumStep,
   Sum const* const after = gains.data();
   const Sum lossBefore = onBefore == block.end ? Sum{0} : before[onBefore];
   const Sum lossAfter = on == block.end ? Sum{0} : after[on];
-  const unsigned first = changes.label(block.variable);
-  const unsigned numValues = changes.label(block.variable + 1) - first;
+  unsigned const first = changes.label(block.variable);
+  unsigned const numValues = changes.label(block.variable + 1) - first;
   using Diffs = WcspChanges::Diffs;
   if (straight == Bounds::bent || block.end - block.begin != numValues) {
     const Diffs leaving =

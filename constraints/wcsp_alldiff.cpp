@@ -15,7 +15,7 @@ void WcspAlldiff::preprocess() {
   }
   variables.quicksort(0, static_cast<unsigned>(variables.size() - 1));
   variables.mergeEqual([](unsigned, unsigned) {});
-  for (const unsigned variable : variables) {
+  for (unsigned const variable : variables) {
     maxValue = std::max(maxValue, wcsp->getNumValues(variable) - 1);
     wcsp->involve(id, variable);
   }
@@ -28,12 +28,12 @@ void WcspAlldiff::preprocess() {
 int WcspAlldiff::calculate(std::vector<unsigned> const& assignment) {
   std::ranges::fill(counts, 0);
   numRepeats = 0;
-  for (const unsigned variable : variables) {
+  for (unsigned const variable : variables) {
     numRepeats += counts[assignment[variable]]++ > 0 ? 1 : 0;
   }
   countsBefore = counts;
   // The values used, then the free ones, both ascending.
-  const auto numUsed = variables.size() - static_cast<std::size_t>(numRepeats);
+  auto const numUsed = variables.size() - static_cast<std::size_t>(numRepeats);
   const std::span used = std::span(values).first(numUsed);
   const std::span free = std::span(values).subspan(numUsed);
   auto nextUsed = used.begin();
@@ -41,17 +41,17 @@ int WcspAlldiff::calculate(std::vector<unsigned> const& assignment) {
   for (unsigned value = 0; value < counts.size(); ++value) {
     *(counts[value] > 0 ? nextUsed : nextFree)++ = value;
   }
-  for (const unsigned variable : variables) {
-    const unsigned own = assignment[variable];
-    const unsigned numValues = wcsp->getNumValues(variable);
-    const auto report = [&](auto begin, auto end, int diff) {
+  for (unsigned const variable : variables) {
+    unsigned const own = assignment[variable];
+    unsigned const numValues = wcsp->getNumValues(variable);
+    auto const report = [&](auto begin, auto end, int diff) {
       wcsp->setDiffPenalties(
           id, variable, {begin, std::lower_bound(begin, end, numValues)}, diff);
     };
     if (counts[own] > 1) {
       report(free.begin(), free.end(), -1);
     } else {
-      const auto self = std::lower_bound(used.begin(), used.end(), own);
+      auto const self = std::lower_bound(used.begin(), used.end(), own);
       report(used.begin(), self, 1);
       report(self + 1, used.end(), 1);
     }
@@ -61,7 +61,7 @@ int WcspAlldiff::calculate(std::vector<unsigned> const& assignment) {
 
 int WcspAlldiff::update(std::vector<unsigned> const& now, unsigned moved,
                         unsigned left, WcspChanges& changes) {
-  const unsigned taken = now[moved];
+  unsigned const taken = now[moved];
   numRepeats -= counts[left]-- > 1 ? 1 : 0;
   numRepeats += counts[taken]++ > 0 ? 1 : 0;
   report(now, moved, left, changes);
@@ -78,19 +78,19 @@ void WcspAlldiff::report(std::vector<unsigned> const& now, unsigned moved,
   const std::array concerned = {std::min(left, now[moved]),
                                 std::max(left, now[moved])};
   std::array<unsigned, 2> switched = {};
-  const auto switchedEnd =
+  auto const switchedEnd =
       std::ranges::copy_if(concerned, switched.begin(), [this](unsigned value) {
         return (counts[value] > 0) != (countsBefore[value] > 0);
       }).out;
   const std::span switchedValues(switched.begin(), switchedEnd);
-  for (const unsigned variable : variables) {
-    const unsigned own = now[variable];
-    const unsigned ownBefore = variable == moved ? left : own;
-    const int sharedBefore = countsBefore[ownBefore] > 1 ? 1 : 0;
-    const int shared = counts[own] > 1 ? 1 : 0;
-    const unsigned first = changes.label(variable);
-    const unsigned end = changes.label(variable + 1);
-    const auto diffs = [&](unsigned label) -> WcspChanges::Diffs {
+  for (unsigned const variable : variables) {
+    unsigned const own = now[variable];
+    unsigned const ownBefore = variable == moved ? left : own;
+    int const sharedBefore = countsBefore[ownBefore] > 1 ? 1 : 0;
+    int const shared = counts[own] > 1 ? 1 : 0;
+    unsigned const first = changes.label(variable);
+    unsigned const end = changes.label(variable + 1);
+    auto const diffs = [&](unsigned label) -> WcspChanges::Diffs {
       const unsigned value = label - first;
       const int usedBefore = countsBefore[value] > 0 ? 1 : 0;
       const int used = counts[value] > 0 ? 1 : 0;
@@ -101,10 +101,10 @@ void WcspAlldiff::report(std::vector<unsigned> const& now, unsigned moved,
       changes.addRange(first, end, diffs);
       continue;
     }
-    for (const unsigned value :
+    for (unsigned const value :
          variable == moved ? std::span<unsigned const>(concerned)
                            : std::span<unsigned const>(switchedValues)) {
-      if (const unsigned label = first + value; label < end) {
+      if (unsigned const label = first + value; label < end) {
         changes.add(label, diffs(label));
       }
     }

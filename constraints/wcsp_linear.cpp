@@ -23,7 +23,7 @@ constexpr std::uint64_t allBits = ~std::uint64_t{0};
 
 /// The coefficient of the term with this value, or 0.
 std::int64_t gainOf(std::span<WcspLinear::Term const> group, unsigned value) {
-  const auto term =
+  auto const term =
       std::ranges::lower_bound(group, value, {}, &WcspLinear::Term::value);
   return term != group.end() && term->value == value ? term->coefficient : 0;
 }
@@ -31,13 +31,13 @@ std::int64_t gainOf(std::span<WcspLinear::Term const> group, unsigned value) {
 /// Adds a label and the other values of its variable.
 void addValues(WcspChanges& changes, WcspLinear::Term const& term,
                WcspChanges::Diffs self, WcspChanges::Diffs others) {
-  const unsigned first = changes.label(term.variable);
-  const unsigned own = first + term.value;
+  unsigned const first = changes.label(term.variable);
+  unsigned const own = first + term.value;
   if (!others.differ()) {
     changes.add(own, self);
     return;
   }
-  const unsigned end = changes.label(term.variable + 1);
+  unsigned const end = changes.label(term.variable + 1);
   for (unsigned label = first; label < end; ++label) {
     changes.add(label, label == own ? self : others);
   }
@@ -160,20 +160,20 @@ int WcspLinear::calculate(Assignment const& assignment) {
   sum = 0;
   for (Term const& term : terms) {
     // A mask and not a choice, which would be a branch and hard to predict.
-    const auto isOn = std::int64_t{assignment[term.variable] == term.value};
+    auto const isOn = std::int64_t{assignment[term.variable] == term.value};
     sum += term.coefficient & -isOn;
   }
   if (auto* const many = std::get_if<std::unique_ptr<Many>>(&form)) {
     auto& areOn = (*many)->areOn;
     std::ranges::fill(areOn, 0);
     for (std::size_t k = 0; k < terms.size(); ++k) {
-      const auto isOn =
+      auto const isOn =
           std::uint64_t{assignment[terms[k].variable] == terms[k].value};
       areOn[k / numBits] |= isOn << (k % numBits);
     }
   }
   const Bounds bounds(lower, upper);
-  const int violation = bounds.violation(sum);
+  int const violation = bounds.violation(sum);
   if (bounds.slope(sum - maxChange, sum + maxChange) == 0) {
     return violation;
   }
@@ -229,11 +229,11 @@ int WcspLinear::updateMixed(Move const& move, WcspChanges& changes) {
   const std::int64_t taken = gainOf(moved, move.now[move.variable]);
   const SumStep step(Bounds(lower, upper), sum, sum - left + taken);
   sum += taken - left;
-  const int slope = step.slope(maxChange);
+  int const slope = step.slope(maxChange);
   if (slope == 0) {
     return 0;
   }
-  const auto report = [&](Terms group, std::int64_t lossBefore,
+  auto const report = [&](Terms group, std::int64_t lossBefore,
                           std::int64_t lossAfter) {
     const unsigned variable = group.front().variable;
     const unsigned first = changes.label(variable);
@@ -277,12 +277,12 @@ int WcspLinear::updateCount(std::int64_t after, Report report) {
 inline void WcspLinear::reportClause(CountStep const& step, Move const& move,
                                      WcspChanges& changes) const {
   for (Term const& term : terms) {
-    const unsigned before = move.before(term.variable);
-    const unsigned after = move.now[term.variable];
+    unsigned const before = move.before(term.variable);
+    unsigned const after = move.now[term.variable];
     const Diffs diffs = step.diffs(before == term.value, after == term.value);
-    const int was = static_cast<int>(before);
-    const int is = static_cast<int>(after);
-    const unsigned first = changes.label(term.variable);
+    int const was = static_cast<int>(before);
+    int const is = static_cast<int>(after);
+    unsigned const first = changes.label(term.variable);
     changes.add(first, {diffs.before & -was, diffs.after & -is});
     changes.add(first + 1, {diffs.before & (was - 1), diffs.after & (is - 1)});
   }
@@ -298,9 +298,9 @@ void WcspLinear::reportFew(CountStep const& step, Move const& move,
 
 int WcspLinear::updateMany(Many& many, Move const& move, WcspChanges& changes) {
   Term const& term = groupOf(move.variable).front();
-  const auto moved = static_cast<std::size_t>(&term - terms.data());
-  const bool wasOn = move.left == term.value;
-  const bool isOn = move.now[move.variable] == term.value;
+  auto const moved = static_cast<std::size_t>(&term - terms.data());
+  bool const wasOn = move.left == term.value;
+  bool const isOn = move.now[move.variable] == term.value;
   many.areOn[moved / numBits] ^= std::uint64_t{wasOn != isOn}
                                  << (moved % numBits);
   const std::int64_t numTaken = (isOn ? 1 : 0) - (wasOn ? 1 : 0);
@@ -340,7 +340,7 @@ void WcspLinear::reportOthers(CountStep const& step, Many const& many,
     return;
   }
   for (std::uint64_t bits = on | off; bits != 0; bits &= bits - 1) {
-    const auto bit = static_cast<std::size_t>(std::countr_zero(bits));
+    auto const bit = static_cast<std::size_t>(std::countr_zero(bits));
     const std::size_t k = begin + bit;
     if ((on >> bit & 1U) != 0) {
       addValues(changes, terms[k], {0, 0}, step.leaving);

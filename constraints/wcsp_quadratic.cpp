@@ -106,11 +106,11 @@ int WcspQuadratic::calculate(std::vector<unsigned> const& assignment) {
 int WcspQuadratic::calculatePair(
     Pair const& pair, std::vector<unsigned> const& assignment) const {
   auto const& [table, variables] = pair;
-  const unsigned on[2] = {assignment[variables[0]], assignment[variables[1]]};
-  const int violation = table->violation(on[0], on[1]);
-  for (const unsigned side : {0U, 1U}) {
-    const unsigned variable = variables[side];
-    const unsigned other = on[1 - side];
+  unsigned const on[2] = {assignment[variables[0]], assignment[variables[1]]};
+  int const violation = table->violation(on[0], on[1]);
+  for (unsigned const side : {0U, 1U}) {
+    unsigned const variable = variables[side];
+    unsigned const other = on[1 - side];
     table->forEachValue(side, wcsp->getNumValues(variable), other, other, true,
                         [&](unsigned value, int, int there) {
                           wcsp->setDiffPenalty(id, variable, value,
@@ -133,16 +133,16 @@ int WcspQuadratic::update(std::vector<unsigned> const& now, unsigned moved,
   const std::array taken = {now[variables[0]], now[variables[1]]};
   std::array before = taken;
   before[variables[0] == moved ? 0 : 1] = left;
-  const int violationBefore = table->violation(before[0], before[1]);
-  const int violation = table->violation(taken[0], taken[1]);
-  const bool isShifted = violation != violationBefore;
-  for (const unsigned side : {0U, 1U}) {
-    const unsigned other = 1 - side;
+  int const violationBefore = table->violation(before[0], before[1]);
+  int const violation = table->violation(taken[0], taken[1]);
+  bool const isShifted = violation != violationBefore;
+  for (unsigned const side : {0U, 1U}) {
+    unsigned const other = 1 - side;
     if (!isShifted && variables[other] != moved) {
       continue;
     }
-    const unsigned variable = variables[side];
-    const unsigned first = changes.label(variable);
+    unsigned const variable = variables[side];
+    unsigned const first = changes.label(variable);
     table->forEachValue(
         side, changes.label(variable + 1) - first, before[other], taken[other],
         isShifted, [&](unsigned value, int there, int thereAfter) {

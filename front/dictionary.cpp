@@ -19,7 +19,7 @@ Dictionary::~Dictionary() {
 
 unsigned Dictionary::getId(std::string const& name, bool lenient) const {
   if (!slots.empty()) {
-    const unsigned id = slots[findSlot(name)];
+    unsigned const id = slots[findSlot(name)];
     if (id != noName) {
       return id;
     }
@@ -38,7 +38,7 @@ unsigned Dictionary::add(std::string const& name) {
   if (slots[slot] != noName) {
     throw std::runtime_error(name + ": already defined\n");
   }
-  const auto id = static_cast<unsigned>(size());
+  auto const id = static_cast<unsigned>(size());
   auto copy = std::make_unique<const std::string>(name);
   names.push_back(copy.get());
   copy.release();
@@ -65,7 +65,7 @@ void Dictionary::grow() {
 }
 
 void deleteAll(std::vector<Dictionary*>& dictionaries) {
-  const auto end = std::unique(dictionaries.begin(), dictionaries.end());
+  auto const end = std::unique(dictionaries.begin(), dictionaries.end());
   std::for_each(dictionaries.begin(), end,
                 [](Dictionary const* names) { delete names; });
   dictionaries.clear();

@@ -10,7 +10,7 @@
 /// once. A hash table with linear probing finds the number of a name.
 class Dictionary {
  public:
-  std::vector<const std::string*> names;  ///< names[k] has the number k; owned
+  std::vector<std::string const*> names;  ///< names[k] has the number k; owned
 
   Dictionary() = default;
   Dictionary(Dictionary const&) = delete;

@@ -12,7 +12,7 @@ void readValue(Lexer& lexer, Dictionary const& names, unsigned& value) {
     return;
   }
   lexer.getnext();
-  const unsigned a = names.getId(lexer.text, true);
+  unsigned const a = names.getId(lexer.text, true);
   if (a < names.size()) {
     value = a;
   }
@@ -28,7 +28,7 @@ std::vector<unsigned> readInitialSolution(
     if (lexer.kind != Lexer::identifier) {
       continue;
     }
-    const unsigned v = variables.getId(lexer.text, true);
+    unsigned const v = variables.getId(lexer.text, true);
     if (v < variables.size()) {
       readValue(lexer, *values[v], assignment[v]);
     }

@@ -23,7 +23,7 @@ enum : unsigned char { blank = 1, digit = 2, word = 4, lead = 8 };
 
 constexpr std::array<unsigned char, 256> classify() {
   std::array<unsigned char, 256> classes{};
-  for (const char* c = " \t\n\v\f\r"; *c != '\0'; ++c) {
+  for (char const* c = " \t\n\v\f\r"; *c != '\0'; ++c) {
     classes[static_cast<unsigned char>(*c)] = blank;
   }
   for (unsigned c = '0'; c <= '9'; ++c) {
@@ -119,7 +119,7 @@ int Lexer::i() const {
   if (text == "inf") {
     return inf;
   }
-  const int value = static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
+  int const value = static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
   return value > inf ? inf : value;
 }
 
@@ -127,7 +127,7 @@ bool Lexer::fitsInt() const {
   if (text == "inf") {
     return true;
   }
-  const char* first = text.data() + (text.starts_with('+') ? 1 : 0);
+  char const* first = text.data() + (text.starts_with('+') ? 1 : 0);
   int value = 0;
   return std::from_chars(first, text.data() + text.size(), value).ec ==
          std::errc();
@@ -152,7 +152,7 @@ inline int Lexer::peek() {
   if (!state.good()) {
     return endOfInput;
   }
-  const int c = buffer->sgetc();
+  int const c = buffer->sgetc();
   if (c == endOfInput) {
     state.setstate(std::ios_base::eofbit);
   }
@@ -161,7 +161,7 @@ inline int Lexer::peek() {
 
 // Consumes the character that peek() has returned.
 inline char Lexer::take() {
-  const int c = buffer->sbumpc();
+  int const c = buffer->sbumpc();
   if (c == '\n') {
     countLine();
   }
@@ -195,7 +195,7 @@ void Lexer::skipComment() {
 }
 
 void Lexer::readToken() {
-  const int c = peek();
+  int const c = peek();
   if (c == endOfInput) {
     readEnd();
   } else if (is(digit, c)) {

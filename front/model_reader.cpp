@@ -42,7 +42,7 @@ struct ModelReader {
   void readAlldiff(int weight);
   void readRelation(int& lower, int& upper);
   Label readLabel();
-  void expect(const char* word);
+  void expect(char const* word);
   int readNumber();
   int currentNumber() const;
 };
@@ -70,7 +70,7 @@ void ModelReader::readDeclarations() {
 
 void ModelReader::readTarget() {
   lexer.next('=', noMessage);
-  const int value = readNumber();
+  int const value = readNumber();
   if (target == -1) {
     target = value;
   }
@@ -91,7 +91,7 @@ void ModelReader::readDomain() {
   const std::size_t lastSize = values.empty() ? 0 : values.back()->size();
   std::size_t numShared = 0;  // names that equal the last domain's
   std::unique_ptr<Dictionary> names;
-  const auto makeNames = [&] {
+  auto const makeNames = [&] {
     names = std::make_unique<Dictionary>();
     for (std::size_t a = 0; a < numShared; ++a) {
       names->add(*values.back()->names[a]);
@@ -122,7 +122,7 @@ void ModelReader::readConstraint() {
   lexer.next(':', noMessage);
   expect("weight");
   lexer.next('=', noMessage);
-  const int weight = std::max(readNumber(), 0);
+  int const weight = std::max(readNumber(), 0);
   expect("type");
   lexer.next('=', noMessage);
   lexer.next(Lexer::identifier, noMessage);
@@ -140,7 +140,7 @@ void ModelReader::readConstraint() {
 void ModelReader::readLinear(int weight) {
   auto* linear = new WcspLinear(&solver, weight);
   for (lexer.getnext(); lexer.kind == Lexer::number; lexer.getnext()) {
-    const int coefficient = currentNumber();
+    int const coefficient = currentNumber();
     const Label label = readLabel();
     linear->terms.push_back({coefficient, label.variable, label.value});
   }
@@ -150,9 +150,9 @@ void ModelReader::readLinear(int weight) {
 void ModelReader::readQuadratic(int weight) {
   auto* quadratic = new WcspQuadratic(&solver, weight);
   for (lexer.getnext(); lexer.kind == Lexer::number; lexer.getnext()) {
-    const int coefficient = currentNumber();
-    const auto [x, a] = readLabel();
-    const auto [y, b] = readLabel();
+    int const coefficient = currentNumber();
+    auto const [x, a] = readLabel();
+    auto const [y, b] = readLabel();
     quadratic->terms.push_back({coefficient, x, a, y, b});
   }
   readRelation(quadratic->lower, quadratic->upper);
@@ -161,7 +161,7 @@ void ModelReader::readQuadratic(int weight) {
 void ModelReader::readAlldiff(int weight) {
   auto* alldiff = new WcspAlldiff(&solver, weight);
   for (lexer.getnext(); lexer.kind != Lexer::symbol; lexer.getnext()) {
-    const unsigned v = variables.getId(lexer.text, false);
+    unsigned const v = variables.getId(lexer.text, false);
     if (lexer.kind == Lexer::eof) {  // and a variable has the name "EOF"
       lexer.error(noMessage);
     }
@@ -172,7 +172,7 @@ void ModelReader::readAlldiff(int weight) {
 
 // Starts at the current token.
 void ModelReader::readRelation(int& lower, int& upper) {
-  const char relation = lexer.text[0];
+  char const relation = lexer.text[0];
   if (relation == '=') {
     lower = upper = readNumber();
   } else if (relation == '>') {
@@ -189,15 +189,15 @@ void ModelReader::readRelation(int& lower, int& upper) {
 ModelReader::Label ModelReader::readLabel() {
   lexer.next('(', noMessage);
   lexer.next(Lexer::identifier, noMessage);
-  const unsigned v = variables.getId(lexer.text, false);
+  unsigned const v = variables.getId(lexer.text, false);
   lexer.next(',', noMessage);
   lexer.next(Lexer::eof, noMessage);
-  const unsigned a = values[v]->getId(lexer.text, false);
+  unsigned const a = values[v]->getId(lexer.text, false);
   lexer.next(')', noMessage);
   return {v, a};
 }
 
-void ModelReader::expect(const char* word) {
+void ModelReader::expect(char const* word) {
   lexer.next(Lexer::identifier, noMessage);
   if (lexer.text != word) {
     lexer.error(noMessage);

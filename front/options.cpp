@@ -11,42 +11,42 @@
 
 namespace {
 
-int toInt(const char* value) {
+int toInt(char const* value) {
   return static_cast<int>(std::strtol(value, nullptr, 10));
 }
 
-int toLimit(const char* value) {
+int toLimit(char const* value) {
   return std::max(toInt(value), 0);
 }
 
-double toSeconds(const char* value) {
-  const double seconds = std::strtod(value, nullptr);
+double toSeconds(char const* value) {
+  double const seconds = std::strtod(value, nullptr);
   return seconds > 0.0 ? seconds : 0.0;  // 0 also for what is not a number
 }
 
 struct Row {
-  const char* name;
+  char const* name;
   bool takesValue;
-  void (*set)(Options& options, const char* value);
+  void (*set)(Options& options, char const* value);
 };
 
 const Row rows[] = {
-    {"-noadjust", false, [](Options& o, const char*) { o.adjustment = false; }},
-    {"-display", true, [](Options& o, const char* v) { o.display = toInt(v); }},
+    {"-noadjust", false, [](Options& o, char const*) { o.adjustment = false; }},
+    {"-display", true, [](Options& o, char const* v) { o.display = toInt(v); }},
     {"-iteration", true,
-     [](Options& o, const char* v) { o.maxIteration = toLimit(v); }},
+     [](Options& o, char const* v) { o.maxIteration = toLimit(v); }},
     {"-initsolfile", true,
-     [](Options& o, const char* v) { o.initialSolutionFile = v; }},
-    {"-inputfile", true, [](Options& o, const char* v) { o.inputFile = v; }},
+     [](Options& o, char const* v) { o.initialSolutionFile = v; }},
+    {"-inputfile", true, [](Options& o, char const* v) { o.inputFile = v; }},
     {"-interval", true,
-     [](Options& o, const char* v) { o.interval = toLimit(v); }},
-    {"-logfile", true, [](Options& o, const char* v) { o.logFile = v; }},
+     [](Options& o, char const* v) { o.interval = toLimit(v); }},
+    {"-logfile", true, [](Options& o, char const* v) { o.logFile = v; }},
     {"-noimprovement", true,
-     [](Options& o, const char* v) { o.maxIterationUnimproved = toLimit(v); }},
-    {"-seed", true, [](Options& o, const char* v) { o.seed = toInt(v); }},
-    {"-target", true, [](Options& o, const char* v) { o.target = toInt(v); }},
+     [](Options& o, char const* v) { o.maxIterationUnimproved = toLimit(v); }},
+    {"-seed", true, [](Options& o, char const* v) { o.seed = toInt(v); }},
+    {"-target", true, [](Options& o, char const* v) { o.target = toInt(v); }},
     {"-time", true,
-     [](Options& o, const char* v) { o.maxCpuTime = toSeconds(v); }},
+     [](Options& o, char const* v) { o.maxCpuTime = toSeconds(v); }},
 };
 
 }  // namespace
@@ -54,7 +54,7 @@ const Row rows[] = {
 std::optional<Options> readOptions(int argc, char** argv) {
   Options options;
   for (int i = 1; i < argc; ++i) {
-    const auto row = std::find_if(
+    auto const row = std::find_if(
         std::begin(rows), std::end(rows),
         [&](Row const& r) { return std::strcmp(r.name, argv[i]) == 0; });
     if (row == std::end(rows)) {
@@ -68,7 +68,7 @@ std::optional<Options> readOptions(int argc, char** argv) {
   return options;
 }
 
-std::string usageText(const char* program) {
+std::string usageText(char const* program) {
   return std::string("Usage: ") + program + R"( [-options...]
   -noadjust         deactivate weight adjustment mechanism
   -display #        set log display level

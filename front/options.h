@@ -26,4 +26,4 @@ struct Options {
 std::optional<Options> readOptions(int argc, char** argv);
 
 /// What is printed when the arguments are not understood.
-std::string usageText(const char* program);
+std::string usageText(char const* program);

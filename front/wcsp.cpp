@@ -82,7 +82,7 @@ bool isInput(std::string const& logFile, Options const& options) {
   if (stat(logFile.c_str(), &log) != 0) {
     return false;
   }
-  const bool isModel = options.inputFile.empty()
+  bool const isModel = options.inputFile.empty()
                            ? fstat(STDIN_FILENO, &input) == 0
                            : stat(options.inputFile.c_str(), &input) == 0;
   if (isModel && isSameRegularFile(log, input)) {
@@ -97,7 +97,7 @@ void printUnreadable(std::string const& name) {
   std::cout << "\n# cannot read data from " << name << std::endl;
 }
 
-void printModelError(int line, const char* message) {
+void printModelError(int line, char const* message) {
   std::cout << '\n' << line << ": " << message << std::endl;
 }
 
@@ -204,7 +204,7 @@ int endRun(Status status) {
     delete wcsp;
   }
   std::cout.flush();
-  const bool claimsReport =
+  bool const claimsReport =
       status == success || status == interrupted || status == outOfMemory;
   return claimsReport && !std::cout ? failure : status;
 }

@@ -39,13 +39,13 @@ struct SystemClocks {
     if (getrusage(RUSAGE_SELF, &usage) != 0) {
       return std::nullopt;
     }
-    const double user = secondsOf(usage.ru_utime) - cpuTime.start;
+    double const user = secondsOf(usage.ru_utime) - cpuTime.start;
     return Reading{user, user + secondsOf(usage.ru_stime)};
   }
 
   /// Monotonic seconds, without a system call where the processor allows it.
   double readMonotonic() const {
-    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    auto const now = std::chrono::steady_clock::now().time_since_epoch();
     return std::chrono::duration<double>(now).count();
   }
 };
@@ -58,13 +58,13 @@ class CpuLimit {
   /// Whether the user CPU time is at least `limit`, in seconds; a reading that
   /// fails counts as 0.
   bool isReached(double limit) {
-    const double now = clocks.readMonotonic();
+    double const now = clocks.readMonotonic();
     if (limit == knownLimit && now < unreachedUntil) {
       return false;
     }
     knownLimit = limit;
     unreachedUntil = now;
-    const auto cpu = clocks.readCpu();
+    auto const cpu = clocks.readCpu();
     if (!cpu) {
       return 0.0 >= limit;
     }

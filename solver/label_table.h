@@ -27,7 +27,7 @@ class LabelTable {
   explicit LabelTable(std::vector<unsigned> const& sizes) {
     begins.reserve(sizes.size() + 1);
     std::size_t begin = 0;
-    for (const unsigned size : sizes) {
+    for (unsigned const size : sizes) {
       begins.push_back(static_cast<unsigned>(begin));
       begin += size;
       if (begin >= std::numeric_limits<unsigned>::max()) {

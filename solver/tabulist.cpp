@@ -37,7 +37,7 @@ void Tabulist::startEpoch(std::int64_t ticks) {
   numTouched = 0;
   clock += ticks;
   resetClock = clock;
-  for (const int attribute : marked) {
+  for (int const attribute : marked) {
     attributes[static_cast<std::size_t>(attribute)].position = notMarked;
   }
   marked.clear();
@@ -59,7 +59,7 @@ bool Tabulist::operator()(int attribute, double penaltyAfter,
   if (!isTabu(a)) {
     return false;
   }
-  const bool isAspired = a.value > penaltyAfter + aspirationMargin &&
+  bool const isAspired = a.value > penaltyAfter + aspirationMargin &&
                          a.delta <= 0 && delta <= 0 && delta + a.delta < 0;
   return !isAspired;
 }
@@ -136,13 +136,13 @@ Tabulist::Review Tabulist::reviewMarked(int attribute, bool verbose) {
   Review review = Review::none;
   std::size_t i = 0;
   while (i < marked.size()) {
-    const int candidate = marked[i];
+    int const candidate = marked[i];
     if (isTabu(attributes[static_cast<std::size_t>(candidate)])) {
       ++i;
       continue;
     }
     unmark(candidate);  // the last one moves to index i and is looked at next
-    const bool isSelected = candidate == attribute;
+    bool const isSelected = candidate == attribute;
     if (verbose) {
       *log << "[attribute " << candidate
            << (isSelected ? " selected]" : " not selected]");
@@ -167,7 +167,7 @@ void Tabulist::mark(int attribute, bool verbose) {
 
 void Tabulist::unmark(int attribute) {
   Attribute& a = attributes[static_cast<std::size_t>(attribute)];
-  const int last = marked.back();
+  int const last = marked.back();
   marked[static_cast<std::size_t>(a.position)] = last;
   attributes[static_cast<std::size_t>(last)].position = a.position;
   a.position = notMarked;

@@ -144,7 +144,7 @@ class WCSP_EXPORT Wcsp {
   /// The same for each of `values`, which ascend: one call in place of many.
   virtual void setDiffPenalties(unsigned constraint, unsigned variable,
                                 std::span<unsigned const> values, int diff) {
-    for (const unsigned value : values) {
+    for (unsigned const value : values) {
       setDiffPenalty(constraint, variable, value, diff);
     }
   }
@@ -244,9 +244,9 @@ class WCSP_EXPORT WcspChanges {
       if (numAdded > added.size() / 2) {
         flush();
       }
-      const auto count =
+      auto const count =
           std::min<std::size_t>(last - first, added.size() - numAdded);
-      const unsigned end = first + static_cast<unsigned>(count);
+      unsigned const end = first + static_cast<unsigned>(count);
       Change* change = added.data() + numAdded;
       for (; first < end; ++first) {
         const Diffs diffs = diffsOf(first);

@@ -171,8 +171,8 @@ void RealWcsp::setDiffPenalties(unsigned, unsigned variable,
   if (diff == 0) {
     return;
   }
-  const unsigned first = labels.number(variable, 0);
-  for (const unsigned value : values) {
+  unsigned const first = labels.number(variable, 0);
+  for (unsigned const value : values) {
     reports.push_back({first + value, diff});
   }
 }

@@ -88,10 +88,10 @@ bool RealWcsp::bookkeepingHolds() {
     }
   }
   largestSum = std::max(largestSum, sums.weightedPenalty);
-  for (const double magnitude : magnitudes) {
+  for (double const magnitude : magnitudes) {
     largestSum = std::max(largestSum, magnitude);
   }
-  const double tolerance = 1e-9 * largestSum;  // far above rounding
+  double const tolerance = 1e-9 * largestSum;  // far above rounding
   if (sums.hardPenalty != current.hardPenalty ||
       sums.softPenalty != current.softPenalty ||
       std::abs(sums.weightedPenalty - current.weightedPenalty) > tolerance) {
@@ -119,8 +119,8 @@ bool RealWcsp::bookkeepingHolds() {
 
 bool RealWcsp::blocksHold() const {
   for (std::size_t i = 0; hasBlocks && i < candidates.size(); ++i) {
-    const double score = labels.scores[candidates[i]];
-    const double least = leastScores[i / blockSize];
+    double const score = labels.scores[candidates[i]];
+    double const least = leastScores[i / blockSize];
     if (least > score || (least != unknownScore && blockScores[i] != score)) {
       return false;  // invariant 8
     }

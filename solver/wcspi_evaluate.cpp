@@ -34,7 +34,7 @@ class EvaluationScope {
 }  // namespace
 
 void RealWcsp::appendCandidate(unsigned label) {
-  const auto position = static_cast<unsigned>(candidates.size());
+  auto const position = static_cast<unsigned>(candidates.size());
   labels.candidacies[label].position = position;
   leastScores[position / blockSize] = unknownScore;
   candidates.push_back(label);
@@ -42,8 +42,8 @@ void RealWcsp::appendCandidate(unsigned label) {
 
 /// Swap with the last and drop.
 void RealWcsp::removeCandidate(unsigned label) {
-  const unsigned last = candidates.back();
-  const unsigned position = labels.candidacies[label].position;
+  unsigned const last = candidates.back();
+  unsigned const position = labels.candidacies[label].position;
   candidates[position] = last;
   leastScores[position / blockSize] = unknownScore;
   labels.candidacies[last].position = position;
@@ -51,7 +51,7 @@ void RealWcsp::removeCandidate(unsigned label) {
 }
 
 inline void RealWcsp::changeDiff(unsigned label, Diffs diffs, double weight) {
-  const auto [before, after] = diffs;
+  auto const [before, after] = diffs;
   if ((before < 0) != (after < 0)) {
     int& improvingCount = labels.candidacies[label].improvingCount;
     if (after < 0) {
@@ -110,7 +110,7 @@ void RealWcsp::setPenalty(Constraint& record, int penalty) {
   if (penalty == record.penalty) {
     return;
   }
-  const auto id = static_cast<unsigned>(&record - constraints.data());
+  auto const id = static_cast<unsigned>(&record - constraints.data());
   remeasured.note(id);
   if ((penalty > 0) != (record.penalty > 0)) {
     violated.flip(id);
@@ -130,7 +130,7 @@ void RealWcsp::evaluate(Constraint& record, unsigned variable) {
   const EvaluationScope scope(isCalculating);
   WcspConstraint& constraint = *record.constraint;
   changeWeight = record.weight;
-  const int penalty = variable == several
+  int const penalty = variable == several
                           ? compare(constraint)
                           : constraint.update(current.value, variable,
                                               previous[variable], *this);
@@ -139,7 +139,7 @@ void RealWcsp::evaluate(Constraint& record, unsigned variable) {
 }
 
 void RealWcsp::enter(std::span<Change const> entered) {
-  const double weight = changeWeight;
+  double const weight = changeWeight;
   for (auto const& [label, diffs] : entered) {
     changeDiff(label, diffs, weight);
   }
@@ -157,19 +157,19 @@ void RealWcsp::enter(std::span<Change const> entered) {
 int RealWcsp::compare(WcspConstraint& constraint) {
   static_cast<void>(measure(constraint, previous));
   reportsBefore.swap(reports);
-  const int violation = measure(constraint, current.value);
+  int const violation = measure(constraint, current.value);
   auto before = reportsBefore.begin();
   auto after = reports.begin();
-  const auto take = [](auto& report, auto end, unsigned label) {
+  auto const take = [](auto& report, auto end, unsigned label) {
     return report != end && report->label == label ? (report++)->diff : 0;
   };
   while (before != reportsBefore.end() || after != reports.end()) {
-    const unsigned label =
+    unsigned const label =
         after == reports.end() ||
                 (before != reportsBefore.end() && before->label < after->label)
             ? before->label
             : after->label;
-    const int diffBefore = take(before, reportsBefore.end(), label);
+    int const diffBefore = take(before, reportsBefore.end(), label);
     add(label, {diffBefore, take(after, reports.end(), label)});
   }
   return violation;
@@ -178,7 +178,7 @@ int RealWcsp::compare(WcspConstraint& constraint) {
 // Ascending ids: the order of `candidates` and of the sums follows from it. The
 // end mark is above every id.
 void RealWcsp::applyMove(unsigned label) {
-  const unsigned variable = labels.variable(label);
+  unsigned const variable = labels.variable(label);
   unsigned& value = current.value[variable];
   if (labels.value(label) == value) {
     return;  // a kick may draw the value that a variable has
@@ -189,7 +189,7 @@ void RealWcsp::applyMove(unsigned label) {
   moved.note(variable);
   concerned.clear();
   for (;;) {
-    const unsigned c = std::min(*left, *taken);
+    unsigned const c = std::min(*left, *taken);
     if (c == uinf) {
       break;
     }

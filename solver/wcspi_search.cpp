@@ -109,7 +109,7 @@ void RealWcsp::solve() {
 }
 
 void RealWcsp::solve(std::vector<unsigned> const& initial) {
-  const bool isKept = keepInitial;
+  bool const isKept = keepInitial;
   keepInitial = true;
   checkInitial(initial);
   markSearched();
@@ -195,10 +195,10 @@ void RealWcsp::improveGreedily() {
   }
   std::vector<unsigned> ties;
   for (unsigned k = 0; k < numVariables; ++k) {
-    const unsigned j = k + randomInt(numVariables - k);
-    const unsigned variable = order[j];
+    unsigned const j = k + randomInt(numVariables - k);
+    unsigned const variable = order[j];
     order[j] = order[k];
-    const double leastScore = scanValues(variable, ties);
+    double const leastScore = scanValues(variable, ties);
     if (ties.empty()) {
       throw std::runtime_error("Error: in improving the initial solution");
     }
@@ -211,9 +211,9 @@ void RealWcsp::improveGreedily() {
 double RealWcsp::scanValues(unsigned variable, std::vector<unsigned>& ties) {
   double leastScore = dinf;
   ties.clear();
-  const unsigned first = labels.number(variable, 0);
+  unsigned const first = labels.number(variable, 0);
   for (unsigned label = first; label < first + numValues[variable]; ++label) {
-    const double score = labels.scores[label];
+    double const score = labels.scores[label];
     if (score < leastScore) {
       leastScore = score;
       ties.clear();
@@ -266,7 +266,7 @@ void RealWcsp::scan(Search& search) {
   search.bestScore = dinf;
   search.ties.clear();
   const std::size_t size = candidates.size();
-  const bool hadBlocks = std::exchange(hasBlocks, size >= minNumBlocked);
+  bool const hadBlocks = std::exchange(hasBlocks, size >= minNumBlocked);
   if (!hasBlocks) {
     scanCandidates(search, 0, size,
                    [scores = labels.scores.data()](
@@ -309,13 +309,13 @@ template <class ScoreOf>
 void RealWcsp::scanCandidates(Search& search, std::size_t first,
                               std::size_t last, ScoreOf scoreOf) const {
   for (std::size_t i = first; i < last; ++i) {
-    const unsigned label = candidates[i];
-    const double score = scoreOf(i, label);
+    unsigned const label = candidates[i];
+    double const score = scoreOf(i, label);
     // The cheap test first: the order of the tests decides nothing.
     if (score > search.bestScore) {
       continue;
     }
-    const unsigned variable = labels.variable(label);
+    unsigned const variable = labels.variable(label);
     if (labels.number(variable, current.value[variable]) == label ||
         search.tabulist(static_cast<int>(variable),
                         current.weightedPenalty + score, score)) {
@@ -350,22 +350,22 @@ bool RealWcsp::answersByKick(Search& search) {
 
 // The move step applies one of the labels drawn.
 void RealWcsp::drawKick(Search& search) {
-  const unsigned numExtra = std::min(search.numKicks, numVariables / 2);
+  unsigned const numExtra = std::min(search.numKicks, numVariables / 2);
   if (display > 0) {
     logKick(numExtra);
   }
   for (unsigned i = 0; i <= numExtra; ++i) {
-    const unsigned variable = randomInt(numVariables);
-    const unsigned value = randomInt(numValues[variable]);
+    unsigned const variable = randomInt(numVariables);
+    unsigned const value = randomInt(numValues[variable]);
     search.ties.push_back(labels.number(variable, value));
   }
   ++search.numKicks;
 }
 
 void RealWcsp::moveOnce(Search& search) {
-  const unsigned label = pick(search.ties);
-  const unsigned variable = labels.variable(label);
-  const unsigned from = current.value[variable];
+  unsigned const label = pick(search.ties);
+  unsigned const variable = labels.variable(label);
+  unsigned const from = current.value[variable];
   current.iteration = search.iteration;
   applyMove(label);
   search.run.moved.note(variable);
@@ -373,11 +373,11 @@ void RealWcsp::moveOnce(Search& search) {
     recordBest();
     logBest(search.iteration);
   }
-  const bool isShown = showsProgress(search.iteration);
+  bool const isShown = showsProgress(search.iteration);
   if (isShown) {
     logProgress(search.iteration, label, from);
   }
-  const int noise = static_cast<int>(randomInt(3)) - 1;
+  int const noise = static_cast<int>(randomInt(3)) - 1;
   search.tabulist.update(static_cast<int>(variable), current.weightedPenalty,
                          search.bestScore, noise,
                          isShown && (display & displayMoves) != 0);

@@ -36,15 +36,15 @@ bool RealWcsp::adjustWeights(Search& search) {
 bool RealWcsp::isRunOver(Search const& search) const {
   Run const& run = search.run;
   // 64 bits: a nominal length can pass the range of iterations.
-  const auto length = static_cast<std::uint64_t>(run.length);
+  auto const length = static_cast<std::uint64_t>(run.length);
   return search.iteration >= run.start + length &&
          run.best.iteration < search.iteration;
 }
 
 bool RealWcsp::endRun(Search& search) {
   Run& run = search.run;
-  const double bound = upperBound();
-  const bool isShown = (display & displayRuns) != 0;
+  double const bound = upperBound();
+  bool const isShown = (display & displayRuns) != 0;
   if (isShown) {
     logRun(search, bound);
   }
@@ -135,7 +135,7 @@ void RealWcsp::scaleWeights() {
   if (largest == 0.0) {
     return;
   }
-  const double factor = ratioResetWeights * current.weightedPenalty / largest;
+  double const factor = ratioResetWeights * current.weightedPenalty / largest;
   current.weightedPenalty = 0.0;
   for (Constraint& record : constraints) {
     record.weight *= factor;
@@ -173,7 +173,7 @@ void RealWcsp::startPhase(Run& run) const {
 }
 
 void RealWcsp::increaseWeights(double bound) {
-  const double gap = bound - current.weightedPenalty;
+  double const gap = bound - current.weightedPenalty;
   double sumSquares = 0.0;
   violated.forEach([&](unsigned c) {
     if (isRaisable(constraints[c])) {
@@ -186,7 +186,7 @@ void RealWcsp::increaseWeights(double bound) {
     initialize();
     return;
   }
-  const double step = gap / sumSquares;
+  double const step = gap / sumSquares;
   violated.forEach([&](unsigned c) {
     if (isRaisable(constraints[c])) {
       raiseWeight(constraints[c], step);
@@ -195,13 +195,13 @@ void RealWcsp::increaseWeights(double bound) {
 }
 
 void RealWcsp::raiseWeight(Constraint& record, double step) {
-  const double before = record.weight;
-  const double declared = record.constraint->weight;
+  double const before = record.weight;
+  double const declared = record.constraint->weight;
   record.weight = std::min(before + record.penalty * step, declared);
   if (record.weight <= 0.0) {
     throw std::runtime_error("Negative weight; Overflow");
   }
-  const double change = record.weight - before;
+  double const change = record.weight - before;
   current.weightedPenalty += record.penalty * change;
   static_cast<void>(measure(*record.constraint, current.value));
   for (auto const& [label, diff] : reports) {

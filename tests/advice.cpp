@@ -11,11 +11,11 @@
 
 namespace {
 
-void judge(const std::string& text) {
+void judge(std::string const& text) {
   bool isRefused = false;
   try {
     ReadModel().read(text);
-  } catch (const std::runtime_error&) {
+  } catch (std::runtime_error const&) {
     isRefused = true;
   }
   check::Reading reading = check::readWhole(text);

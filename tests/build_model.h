@@ -36,11 +36,11 @@ inline naive::Constraint randomConstraint(std::mt19937& random, Kind kind,
                                           std::vector<int> const& numbers,
                                           unsigned maxTerms = 8) {
   constexpr int weights[] = {naive::inf, 0, 1, 7};
-  const auto number = [&] { return numbers[below(random, numbers.size())]; };
+  auto const number = [&] { return numbers[below(random, numbers.size())]; };
   naive::Constraint c = wish(weights[below(random, 4)], 0, 0);
   c.kind = kind;
   c.terms.clear();
-  const auto label = [&] {
+  auto const label = [&] {
     const unsigned v = below(random, sizes.size());
     return naive::Label{v, below(random, sizes[v])};
   };
@@ -53,7 +53,7 @@ inline naive::Constraint randomConstraint(std::mt19937& random, Kind kind,
   for (unsigned i = below(random, 5); i > 0 && kind == Kind::alldiff; --i) {
     c.variables.push_back(label().variable);
   }
-  const unsigned relation = below(random, 3);  // <=, >=, =
+  unsigned const relation = below(random, 3);  // <=, >=, =
   c.lower = relation == 0 ? -naive::inf : number();
   c.upper = relation == 2 ? c.lower : relation == 0 ? number() : naive::inf;
   return c;
@@ -89,7 +89,7 @@ void forEachAssignment(std::vector<unsigned> const& sizes, Act act) {
 inline WcspConstraint* addConstraint(Wcsp& solver, naive::Constraint const& c) {
   if (c.kind == Kind::alldiff) {
     auto* alldiff = new WcspAlldiff(&solver, c.weight);
-    for (const unsigned v : c.variables) {
+    for (unsigned const v : c.variables) {
       alldiff->variables.push_back(v);  // preprocess() finds the largest value
     }
     return alldiff;
@@ -127,7 +127,7 @@ struct TestSolver : RealWcsp {
   /// The log with its times masked.
   std::string maskedText() const {
     std::string masked;
-    for (const char c : text.str()) {
+    for (char const c : text.str()) {
       masked += c;
       if (masked.ends_with("(s)")) {
         masked.resize(

@@ -72,7 +72,7 @@ struct Recorder : StandInWcsp {
              Assignment const& at) {
     recorded.clear();
     expectedId = made.id;
-    const int now = naive::violation(c, at);
+    int const now = naive::violation(c, at);
     EXPECT_EQ(made.calculate(at), now);
     for (std::size_t i = 1; i < recorded.size(); ++i) {
       EXPECT_LT(recorded[i - 1].first, recorded[i].first);
@@ -82,7 +82,7 @@ struct Recorder : StandInWcsp {
     for (unsigned v = 0; v < at.size(); ++v) {
       Assignment moved = at;
       for (moved[v] = 0; moved[v] < getNumValues(v); ++moved[v]) {
-        if (const int diff = naive::violation(c, moved) - now; diff != 0) {
+        if (int const diff = naive::violation(c, moved) - now; diff != 0) {
           expected.push_back({{v, moved[v]}, diff});
         }
       }
@@ -112,7 +112,7 @@ std::vector<LabelKey> labelsOf(naive::Constraint const& c, Wcsp const& wcsp) {
     labels.insert(
         {{first.variable, first.value}, {second.variable, second.value}});
   }
-  for (const unsigned v : c.variables) {
+  for (unsigned const v : c.variables) {
     for (unsigned a = 0; a < wcsp.getNumValues(v); ++a) {
       labels.emplace(v, a);
     }
@@ -125,7 +125,7 @@ naive::Constraint randomOfShape(std::mt19937& random, Kind kind,
   auto c = randomConstraint(random, kind, shape.sizes, shape.numbers,
                             shape.maxTerms);
   if (shape.isCover && kind == Kind::linear) {
-    const int coefficient = shape.numbers.front();
+    int const coefficient = shape.numbers.front();
     c.terms.clear();
     for (unsigned v = 0; v < shape.sizes.size(); ++v) {
       const naive::Label label{v, below(random, shape.sizes[v])};
@@ -139,7 +139,7 @@ naive::Constraint randomOfShape(std::mt19937& random, Kind kind,
 
 void checkEverywhere(std::mt19937& random, Kind kind, Shape const& shape) {
   Recorder recorder(shape.sizes);
-  const auto c = randomOfShape(random, kind, shape);
+  auto const c = randomOfShape(random, kind, shape);
   WcspConstraint& made = recorder.make(c);
   if (recorder.failsAfter(below(random, 6), [&] { made.preprocess(); })) {
     recorder.involved.clear();
@@ -211,7 +211,7 @@ struct Follower : RealWcsp {
   int update(WcspConstraint& made, Assignment const& now, unsigned variable,
              unsigned left) {
     nextLabel = 0;
-    const int violation = made.update(now, variable, left, *this);
+    int const violation = made.update(now, variable, left, *this);
     flush();
     return violation;
   }
@@ -221,24 +221,24 @@ struct Follower : RealWcsp {
 /// an update that an exception has left, the constraint is evaluated anew.
 void updateAtRandom(std::mt19937& random, Kind kind, Shape const& shape) {
   Follower follower(shape.sizes);
-  const auto c = randomOfShape(random, kind, shape);
+  auto const c = randomOfShape(random, kind, shape);
   WcspConstraint& updated = follower.make(c);
   WcspConstraint& twin = follower.make(c);
   WcspConstraint& other = follower.make(randomOfShape(random, kind, shape));
-  const auto involved = labelsOf(c, follower);
+  auto const involved = labelsOf(c, follower);
   const std::set<LabelKey> labels(involved.begin(), involved.end());
   Assignment at(shape.sizes.size(), 0);
-  const auto evaluateAnew = [&] {
+  auto const evaluateAnew = [&] {
     follower.diffsAt(other, at);
     follower.diffs = follower.diffsAt(updated, at);
   };
   evaluateAnew();
   for (int i = 0; i < 60 && !testing::Test::HasFailure(); ++i) {
-    const unsigned moved = below(random, at.size());
-    const unsigned left = at[moved];
+    unsigned const moved = below(random, at.size());
+    unsigned const left = at[moved];
     at[moved] = below(random, shape.sizes[moved]);
     if (below(random, 8) == 0) {
-      const unsigned v = below(random, at.size());
+      unsigned const v = below(random, at.size());
       at[v] = below(random, shape.sizes[v]);
       evaluateAnew();
     } else if (at[moved] != left && (labels.contains({moved, left}) ||
@@ -334,7 +334,7 @@ TEST(Sort, OrdersEveryPatternInNLogN) {
       [&](unsigned) { return below(random, 3); },
       [&](unsigned) { return below(random, n); }};
   for (auto const& pattern : patterns) {
-    for (const unsigned size : {2U, 3U, 10U, n}) {
+    for (unsigned const size : {2U, 3U, 10U, n}) {
       Array<unsigned, CountingLessEqual> array;
       for (unsigned i = 0; i < size; ++i) {
         array.push_back(pattern(i));

@@ -38,7 +38,7 @@ struct WorldClocks {
 /// is reckoned anew, readings that fail, a monotonic clock that runs slow.
 void pass(World& world, std::mt19937& random, unsigned numProcessors) {
   std::uniform_real_distribution<double> share(0.0, 1.0);
-  const double seconds = std::pow(10.0, -6.0 + 5.0 * share(random));
+  double const seconds = std::pow(10.0, -6.0 + 5.0 * share(random));
   world.monotonic += seconds * 0.99;
   if (random() % 4 != 0) {
     world.total +=
@@ -52,10 +52,10 @@ void pass(World& world, std::mt19937& random, unsigned numProcessors) {
 
 TEST(CpuLimit, IsDecidedAsIfReadAtEveryQuestion) {
   constexpr double infinity = std::numeric_limits<double>::infinity();
-  const double limits[] = {0.0, -1.0, 1e-6, 0.5, 3.0, 600.0, infinity, NAN};
+  double const limits[] = {0.0, -1.0, 1e-6, 0.5, 3.0, 600.0, infinity, NAN};
   for (unsigned seed = 1; seed <= 400; ++seed) {
     std::mt19937 random(seed);
-    const unsigned numProcessors = 1 + seed % 5;
+    unsigned const numProcessors = 1 + seed % 5;
     double limit = limits[seed % std::size(limits)];
     World world;
     CpuLimit<WorldClocks> tested(

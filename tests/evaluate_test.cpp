@@ -17,7 +17,7 @@ constexpr int inf = naive::inf;
 
 Labels candidatesOf(RealWcsp const& solver) {
   Labels list;
-  for (const unsigned label : solver.candidates) {
+  for (unsigned const label : solver.candidates) {
     list.emplace_back(solver.labels.variable(label),
                       solver.labels.value(label));
   }
@@ -48,7 +48,7 @@ TEST(Evaluation, AgreesWithScratchAfterEveryMove) {
     TestSolver solver(model);
     solver.prepare(Assignment(model.sizes.size(), 0));
     for (int move = 0; move < 60; ++move) {
-      const unsigned v = below(random, model.sizes.size());
+      unsigned const v = below(random, model.sizes.size());
       solver.applyMove(solver.labels.number(v, below(random, model.sizes[v])));
       EXPECT_TRUE(solver.bookkeepingHolds());
       expectAsFromScratch(model, solver);
@@ -58,7 +58,7 @@ TEST(Evaluation, AgreesWithScratchAfterEveryMove) {
 
 TEST(Evaluation, OrdersCandidatesByIdThenLabel) {
   // x = 0, and c0: x1 <= p1, c1: x0 + q1 >= 1, c2: x1 <= r1. All hold.
-  const auto atMost = [](naive::Label a, naive::Label b) {
+  auto const atMost = [](naive::Label a, naive::Label b) {
     return naive::Constraint{
         Kind::linear, 1, -inf, 0, {{1, a, a}, {-1, b, b}}, {}};
   };
@@ -97,7 +97,7 @@ struct Away : WcspConstraint {
   int calculate(Assignment const& assignment) override {
     std::vector<unsigned> others(wcsp->getNumValues(0) - 1);
     std::iota(others.begin(), others.end(), 1U);
-    const int now = assignment[0] == 0 ? 3 : 0;
+    int const now = assignment[0] == 0 ? 3 : 0;
     wcsp->setDiffPenalty(id, 0, 0, 3 - now);
     if (isGrouped) {
       wcsp->setDiffPenalties(id, 0, others, -now);
@@ -109,16 +109,16 @@ struct Away : WcspConstraint {
 };
 
 TEST(Evaluation, TakesReportsInGroupsAsOneByOne) {
-  for (const unsigned size : {1U, 2U, 5000U}) {
+  for (unsigned const size : {1U, 2U, 5000U}) {
     TestSolver solver({{size}, {}});
-    for (const bool isGrouped : {false, true}) {
+    for (bool const isGrouped : {false, true}) {
       (new Away(&solver, 2))->isGrouped = isGrouped;
     }
     solver.prepare({0});
-    for (const unsigned value : {size - 1, 0U}) {
+    for (unsigned const value : {size - 1, 0U}) {
       solver.applyMove(solver.labels.number(0, value));
       EXPECT_TRUE(solver.bookkeepingHolds());
-      const auto score = solver.labels.scores;
+      auto const score = solver.labels.scores;
       EXPECT_EQ(score[0], value == 0 ? 0 : 12);
       EXPECT_EQ(score[size - 1], value == 0 && size > 1 ? -12 : 0);
     }
@@ -145,7 +145,7 @@ TEST(Evaluation, CheckNoticesWhatIsSpoilt) {
   TestSolver solver({{3, 2}, {wish(inf, 0, 1), wish(3, 0, 2), wish(2, 1, 1)}});
   solver.prepare({0, 0});
   auto& candidacy = solver.labels.candidacies[2];
-  const auto expectNoticed = [&](char const* what, auto& field, auto spoilt) {
+  auto const expectNoticed = [&](char const* what, auto& field, auto spoilt) {
     const auto kept = field;
     field = static_cast<std::decay_t<decltype(field)>>(spoilt);
     EXPECT_FALSE(solver.bookkeepingHolds()) << what;

@@ -46,7 +46,7 @@ TEST(Journal, NotesAnEighthAndThenAll) {
 TEST(IdSet, GoesOverItsIdsInOrder) {
   IdSet set;
   const std::vector<unsigned> ids{0, 1, 62, 63, 64, 191, 192};
-  const auto idsOf = [&] {
+  auto const idsOf = [&] {
     std::vector<unsigned> found;
     set.forEach([&](unsigned id) { found.push_back(id); });
     return found;
@@ -79,7 +79,7 @@ void expectRecorded(TestSolver const& solver, naive::Model const& model,
 
 Assignment randomStart(std::mt19937& random, naive::Model const& model) {
   Assignment start;
-  for (const unsigned size : model.sizes) {
+  for (unsigned const size : model.sizes) {
     start.push_back(below(random, size));
   }
   return start;
@@ -101,13 +101,13 @@ TEST(Journals, KeepTheCopiesWhateverComesBetween) {
     for (int round = 0; round < 60; ++round) {
       // Mostly a few moves, sometimes more than there is room for.
       for (unsigned i = below(random, round % 5 == 0 ? 60 : 4); i > 0; --i) {
-        const unsigned v = below(random, model.sizes.size());
+        unsigned const v = below(random, model.sizes.size());
         search.ties = {solver.labels.number(v, below(random, model.sizes[v]))};
         solver.best.hardPenalty = -1;  // none is better
         solver.moveOnce(search);
         EXPECT_TRUE(solver.runJournalHolds(search.run));
       }
-      const unsigned act = below(random, 5);
+      unsigned const act = below(random, 5);
       if (act == 0) {
         solver.restoreRunBest(search);
         EXPECT_EQ(solver.current.value, runBest);
@@ -136,7 +136,7 @@ TEST(Blocks, ChangeNoLineOfASearch) {
     std::mt19937 random(seed);
     const naive::Model model = randomModel(random, 200, 900);
     const Assignment start = randomStart(random, model);
-    const auto search = [&](std::size_t minNumBlocked) {
+    auto const search = [&](std::size_t minNumBlocked) {
       TestSolver solver(model);
       solver.minNumBlocked = minNumBlocked;
       solver.setDisplay(3);
@@ -165,7 +165,7 @@ TEST(Blocks, NoteWhatAMoveChanges) {
     solver.scan(search);
     ASSERT_TRUE(solver.hasBlocks && solver.bookkeepingHolds());
     for (int i = 0; i < move % 3; ++i) {
-      const unsigned v = below(random, model.sizes.size());
+      unsigned const v = below(random, model.sizes.size());
       solver.applyMove(solver.labels.number(v, below(random, model.sizes[v])));
       ASSERT_TRUE(solver.bookkeepingHolds());
     }
@@ -199,7 +199,7 @@ TEST(Journals, LeaveTheOldIncumbentUntilANewSearchRecordsOne) {
   expectRecorded(solver, model, found);
   solver.setMaxIteration(0);
   auto* thrower = new Thrower(&solver, 1);
-  for (const auto where : {Thrower::inPreparing, Thrower::inEvaluating}) {
+  for (auto const where : {Thrower::inPreparing, Thrower::inEvaluating}) {
     thrower->where = where;
     EXPECT_THROW(solver.solve(randomStart(random, model)), std::runtime_error);
     expectRecorded(solver, model, found);

@@ -28,7 +28,7 @@ class Naive : public WcspConstraint {
         wcsp->involve(id, first.variable, first.value);
         wcsp->involve(id, second.variable, second.value);
       }
-      for (const unsigned v : c.variables) {
+      for (unsigned const v : c.variables) {
         wcsp->involve(id, v);
       }
     }
@@ -44,7 +44,7 @@ class Naive : public WcspConstraint {
  protected:
   template <class Act>
   void forEachDiff(Assignment const& assignment, Act act) const {
-    const int now = naive::violation(c, assignment);
+    int const now = naive::violation(c, assignment);
     for (unsigned v = 0; v < assignment.size(); ++v) {
       Assignment moved = assignment;
       for (moved[v] = 0; moved[v] < wcsp->getNumValues(v); ++moved[v]) {
@@ -122,7 +122,7 @@ TEST(Kinds, SearchLineForLineAsTheBuiltInOnesTheyCopy) {
     const naive::Model model = modelOf(seed);
     TestSolver builtIn(model);
     const std::string expected = search(builtIn);
-    for (const unsigned step : {1U, 2U}) {
+    for (unsigned const step : {1U, 2U}) {
       EXPECT_EQ(expected, logWith(model, 0, step, [](Wcsp& solver, auto& c) {
                   new Naive(solver, c);
                 }));

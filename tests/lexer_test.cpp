@@ -68,7 +68,7 @@ TEST(Lexer, CutsTextIntoTokens) {
 
 TEST(Lexer, ValuesAreCappedAndTested) {
   const struct {
-    const char* text;
+    char const* text;
     int inf;
     int value;
     bool fits;

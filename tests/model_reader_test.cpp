@@ -38,7 +38,7 @@ std::string body(WcspConstraint const& constraint) {
     out << bounds(quadratic->lower, quadratic->upper);
   } else {
     auto const& alldiff = dynamic_cast<WcspAlldiff const&>(constraint);
-    for (const unsigned v : alldiff.variables) {
+    for (unsigned const v : alldiff.variables) {
       out << v << ' ';
     }
     out << "max " << alldiff.maxValue;
@@ -88,8 +88,8 @@ struct Model {
 };
 
 struct Row {
-  const char* text;
-  const char* expected;
+  char const* text;
+  char const* expected;
 };
 
 const std::string xy = "variable x in {a, b, c} variable y in {a, 1}\n";
@@ -147,7 +147,7 @@ TEST(ModelReader, BuildsWhatTheTextSays) {
 TEST(ModelReader, LetsOnlyEqualDomainsInARowShareADictionary) {
   // Variables with these domains, and whether each shares the one before.
   const struct {
-    const char* domains[4];
+    char const* domains[4];
     std::vector<bool> isShared;
   } rows[] = {
       {{"a, b", "a, b", "a, b", "a, b"}, {true, true, true}},
@@ -158,7 +158,7 @@ TEST(ModelReader, LetsOnlyEqualDomainsInARowShareADictionary) {
   };
   for (auto const& row : rows) {
     std::string text;
-    for (const char* const domain : row.domains) {
+    for (char const* const domain : row.domains) {
       text += "variable v" + std::to_string(text.size()) + " in {";
       text += domain + std::string("}\n");
     }
@@ -231,7 +231,7 @@ TEST(ModelReader, NamesTheOffendingToken) {
   };
   for (auto const& row : rows) {
     std::string expected = row.expected;
-    if (const auto at = expected.find('@'); at != std::string::npos) {
+    if (auto const at = expected.find('@'); at != std::string::npos) {
       expected.replace(at, 1, "parse error befor/at `");
     }
     EXPECT_EQ(Model().read(xy + row.text), expected) << row.text;
@@ -257,7 +257,7 @@ TEST(InitialSolution, PicksPairsOutOfAnyText) {
   Model model;
   model.read(xy);
   const struct {
-    const char* text;
+    char const* text;
     std::vector<unsigned> expected;
   } rows[] = {
       {"", {0, 0}},

@@ -50,7 +50,7 @@ int number(Chance& chance) {
 }
 
 Constraint randomConstraint(Model const& model, Chance& chance) {
-  const auto label = [&] {
+  auto const label = [&] {
     const unsigned v = chance.below(model.variables.size());
     return check::Label{v, chance.below(model.values[v].size())};
   };
@@ -67,12 +67,12 @@ Constraint randomConstraint(Model const& model, Chance& chance) {
   }
   for (unsigned i = chance.below(9); i > 0; --i) {
     const check::Label first = label();
-    const bool isLinear = constraint.kind == Constraint::linear;
+    bool const isLinear = constraint.kind == Constraint::linear;
     constraint.terms.push_back(
         {number(chance), first, isLinear ? first : label()});
   }
-  const int bound = number(chance);
-  const unsigned relation = chance.below(3);
+  int const bound = number(chance);
+  unsigned const relation = chance.below(3);
   constraint.lower = relation == 0 ? -check::inf : bound;
   constraint.upper = relation == 1 ? check::inf : bound;
   return constraint;
@@ -108,7 +108,7 @@ Assignment randomAssignment(Model const& model, Chance& chance) {
 /// The next assignment of the free variables in the order of an odometer.
 bool advance(Model const& model, polish::Part const& free,
              Assignment& assignment) {
-  for (const unsigned v : free) {
+  for (unsigned const v : free) {
     if (++assignment[v] < model.values[v].size()) {
       return true;
     }
@@ -164,12 +164,12 @@ TEST(Polish, AReducedModelIsTheWholeLessAConstant) {
         free.push_back(v);
       }
     }
-    const auto reduced = reducer.reduce(assignment, free);
+    auto const reduced = reducer.reduce(assignment, free);
     if (!reduced) {
       continue;
     }
     ++numReduced;
-    for (const unsigned v : free) {
+    for (unsigned const v : free) {
       assignment[v] = 0;
     }
     bool isFirst = true;
@@ -177,7 +177,7 @@ TEST(Polish, AReducedModelIsTheWholeLessAConstant) {
     do {
       const check::Evaluation whole = evaluate(model, assignment);
       Assignment values;
-      for (const unsigned v : free) {
+      for (unsigned const v : free) {
         values.push_back(assignment[v]);
       }
       const Penalty part = penaltyOf(*reduced, values);
@@ -199,7 +199,7 @@ TEST(Polish, TheSolverOfAReducedModelFindsItsLeastPenalty) {
     Assignment assignment = randomAssignment(model, chance);
     polish::Part free(model.variables.size());
     std::iota(free.begin(), free.end(), 0U);
-    const auto reduced = reducer.reduce(assignment, free);
+    auto const reduced = reducer.reduce(assignment, free);
     if (!reduced || reduced->constraints.empty()) {
       continue;
     }
@@ -212,7 +212,7 @@ TEST(Polish, TheSolverOfAReducedModelFindsItsLeastPenalty) {
       continue;  // weights that overflow
     }
     Assignment values;
-    for (const unsigned v : free) {
+    for (unsigned const v : free) {
       values.push_back(solver->getValue(v));
     }
     const Penalty found = penaltyOf(*reduced, values);
@@ -228,7 +228,7 @@ TEST(Polish, TheSolverOfAReducedModelFindsItsLeastPenalty) {
 
 TEST(Polish, WeightsOfEqualConstraintsAddUpBelowThatOfHardOnes) {
   Model model;
-  for (const char* name : {"x", "y"}) {
+  for (char const* name : {"x", "y"}) {
     model.variables.add(name);
     model.values.emplace_back();
     model.values.back().add("a");
@@ -237,7 +237,7 @@ TEST(Polish, WeightsOfEqualConstraintsAddUpBelowThatOfHardOnes) {
   Constraint constraint;
   constraint.upper = 1;
   constraint.terms = {{1, {0, 0}, {0, 0}}, {1, {1, 0}, {1, 0}}};
-  const auto weights = [&](std::vector<int> const& declared) {
+  auto const weights = [&](std::vector<int> const& declared) {
     model.constraints.clear();
     for (const int weight : declared) {
       constraint.weight = weight;
@@ -270,7 +270,7 @@ TEST(Polish, AStepIsNeverWorseAndRepeats) {
     second.setSolution({start, evaluate(model, start)});
     for (int step = 0; first.canStep() && step < 6; ++step) {
       const check::Evaluation before = first.solution().evaluation;
-      const bool isBetter = first.step();
+      bool const isBetter = first.step();
       second.step();
       check::Evaluation const& now = first.solution().evaluation;
       ASSERT_FALSE(polish::Solution::isBetter(before, now)) << "seed " << seed;
@@ -284,8 +284,8 @@ TEST(Polish, AStepIsNeverWorseAndRepeats) {
 
 TEST(Polish, PartsAreSetsOfVariablesThatCanMove) {
   Model model;
-  for (const char* row : {"Ann", "Bob", "Cy", "Di"}) {
-    for (const char* day : {"Mon", "Tue", "Wed"}) {
+  for (char const* row : {"Ann", "Bob", "Cy", "Di"}) {
+    for (char const* day : {"Mon", "Tue", "Wed"}) {
       model.variables.add(std::string(row) + "_" + day);
       model.values.emplace_back();
       model.values.back().add("on");
@@ -316,12 +316,12 @@ TEST(Polish, PartsAreSetsOfVariablesThatCanMove) {
       ASSERT_TRUE(std::is_sorted(part.begin(), part.end()));
       ASSERT_EQ(std::adjacent_find(part.begin(), part.end()), part.end());
       ASSERT_EQ(std::count(part.begin(), part.end(), 2U), 0);  // one value
-      for (const unsigned v : part) {
+      for (unsigned const v : part) {
         // Whole rows of three, whole columns of four.
-        const auto inRow =
+        auto const inRow =
             std::count_if(part.begin(), part.end(),
                           [&](unsigned w) { return w / 3 == v / 3; });
-        const auto inColumn =
+        auto const inColumn =
             std::count_if(part.begin(), part.end(),
                           [&](unsigned w) { return w % 3 == v % 3; });
         ASSERT_TRUE(kind != Kind::rows || inRow == (v < 3 ? 2 : 3));

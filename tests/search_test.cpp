@@ -69,7 +69,7 @@ TEST(Search, FindsTheOptimumOfTinyModels) {
       solver.setMaxIteration(3000);
       solver.setRandomSeed(start);
       solver.solve();
-      const auto totals = naive::totalsOf(model, solver.best.value);
+      auto const totals = naive::totalsOf(model, solver.best.value);
       found = {totals.hard, totals.soft};
       EXPECT_EQ(solver.getHardPenalty(), static_cast<int>(totals.hard));
       EXPECT_EQ(solver.getSoftPenalty(), static_cast<int>(totals.soft));
@@ -115,7 +115,7 @@ TEST(Search, StopsAtEachLimitAndLogsByDisplayAndInterval) {
     solver.setDisplay(row.display);
     solver.setInterval(row.interval);
     solver.solve({0});
-    const bool isBetter = row.last != "0";
+    bool const isBetter = row.last != "0";
     const std::string best = isBetter ? "0/2" : "1/0";
     EXPECT_EQ(solver.maskedText(),
               bestLine("1/0", 0) + "# start tabu search\n" +
@@ -128,7 +128,7 @@ TEST(Search, StopsAtEachLimitAndLogsByDisplayAndInterval) {
 TEST(Search, RepeatsLineForLineAndTakesConstraintsBetween) {
   std::mt19937 random(3);
   naive::Model model = randomModel(random, 6, 20);
-  const auto textOf = [](TestSolver& solver) {
+  auto const textOf = [](TestSolver& solver) {
     solver.text.str("");
     solver.setDisplay(3);
     solver.setInterval(1);
@@ -195,7 +195,7 @@ TEST(Search, DeadEndsKickOrReset) {
     search.numKicks = row.numKicks;
     search.tabulist.tenure = 5;
     search.tabulist.diversify = true;
-    const bool isKick = row.numTies > 0;
+    bool const isKick = row.numTies > 0;
     EXPECT_EQ(solver.answersByKick(search), isKick);
     EXPECT_EQ(search.tabulist.tenure, isKick ? 5 : 1);
     EXPECT_EQ(search.numKicks, row.numKicks + isKick);
@@ -208,14 +208,14 @@ TEST(Search, DeadEndsKickOrReset) {
     EXPECT_EQ(solver.text.str(), solver.display > 0 ? text : "");
     TestSolver twin({{}, {}});  // draws the variable, then its value
     ASSERT_EQ(search.ties.size(), static_cast<std::size_t>(row.numTies));
-    for (const unsigned label : search.ties) {
+    for (unsigned const label : search.ties) {
       EXPECT_EQ(solver.labels.variable(label), twin.randomInt(row.n));
       EXPECT_EQ(solver.labels.value(label), twin.randomInt(3));
     }
     EXPECT_EQ(solver.seed, twin.seed);
     if (isKick) {  // a move of one label, of unset score and so marked
       solver.moveOnce(search);
-      const unsigned label =
+      unsigned const label =
           search.ties[twin.randomInt(static_cast<unsigned>(row.numTies))];
       twin.randomInt(3);
       EXPECT_EQ(solver.seed, twin.seed);
@@ -295,13 +295,13 @@ int interruptedSearch() {
   }
   struct sigaction restored = {};
   sigaction(SIGINT, nullptr, &restored);
-  const bool isOwn = restored.sa_sigaction == own.sa_sigaction &&
+  bool const isOwn = restored.sa_sigaction == own.sa_sigaction &&
                      (restored.sa_flags & own.sa_flags) == own.sa_flags &&
                      sigismember(&restored.sa_mask, SIGTERM) == 1;
   sigset_t mask;
   pthread_sigmask(SIG_BLOCK, nullptr, &mask);
-  const bool isOpen = sigismember(&mask, SIGINT) == 0;
-  const bool isKept = solver.getHardPenalty() == 1;
+  bool const isOpen = sigismember(&mask, SIGINT) == 0;
+  bool const isKept = solver.getHardPenalty() == 1;
   return !isOwn ? 1 : !isOpen ? 2 : !isKept ? 3 : 0;
 }
 
@@ -320,7 +320,7 @@ struct OddNumbers : std::numpunct<char> {
 TEST(Search, LogsInTheClassicFormatAndLeavesTheStreamAsItWas) {
   std::mt19937 random(5);
   const naive::Model model = randomModel(random, 6, 20);
-  const auto search = [](TestSolver& solver) {
+  auto const search = [](TestSolver& solver) {
     solver.setDisplay(3);
     solver.setInterval(1);
     solver.setTarget(-1, 0);
@@ -356,11 +356,11 @@ TEST(Search, PassesTheLargestLimitOfIterations) {
 }
 
 TEST(Search, FailureBeforeTheFirstBestIsNoPerfectSolution) {
-  for (const bool isKept : {true, false}) {
+  for (bool const isKept : {true, false}) {
     TestSolver solver({{2, 2}, {}});
     new FailsOnce(&solver, 2);
     solver.setMaxIteration(0);
-    const auto penalties = [&] {
+    auto const penalties = [&] {
       return std::vector{solver.getHardPenalty(), solver.getSoftPenalty(),
                          solver.getPenalty(0)};
     };
@@ -368,7 +368,7 @@ TEST(Search, FailureBeforeTheFirstBestIsNoPerfectSolution) {
       EXPECT_THROW(solver.solve(start), std::runtime_error);
       EXPECT_EQ(penalties(), (std::vector{0, 0, inf}));
     }
-    const auto solve = [&] { isKept ? solver.solve({0, 1}) : solver.solve(); };
+    auto const solve = [&] { isKept ? solver.solve({0, 1}) : solver.solve(); };
     EXPECT_THROW(solve(), std::bad_alloc);
     EXPECT_EQ(penalties(), (std::vector{inf, inf, 0}));
     EXPECT_EQ(solver.text.str(), "");

@@ -14,7 +14,7 @@ std::string stateOf(Tabulist const& list) {
   std::ostringstream out;
   out << "c" << list.clock << " r" << list.resetClock << " t" << list.tenure
       << " n" << list.numTouched << (list.diversify ? " div [" : " [");
-  for (const int attribute : list.marked) {
+  for (int const attribute : list.marked) {
     out << attribute;
   }
   out << "]";
@@ -112,7 +112,7 @@ TEST(Tabulist, ClockPassesThirtyTwoBits) {
 }
 
 TEST(Tabulist, AspiresToStrictGainsOnly) {
-  const double nan = std::nan("");
+  double const nan = std::nan("");
   struct {
     double lastDelta, penaltyAfter, delta;
     bool isTabu;

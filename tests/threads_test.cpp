@@ -62,7 +62,7 @@ TEST(Threads, EachWritesTheLogThatItWritesAlone) {
 TEST(Threads, ASearchMayGoOnInAnotherThread) {
   std::mt19937 random(3);
   const naive::Model model = randomModel(random, 9, 30);
-  const auto solveTwice = [&](bool isElsewhere) {
+  auto const solveTwice = [&](bool isElsewhere) {
     TestSolver solver(model);
     solver.setMaxIteration(300);
     solver.setDisplay(3);

@@ -98,7 +98,7 @@ TEST(Weights, AreScaledAndThenRaised) {
 
 TEST(Weights, ResetTestUsesTheRestoredPenalty) {
   // The bound is 1000000, the threshold 999999.
-  for (const auto& [penalty, numPhases] :
+  for (auto const& [penalty, numPhases] :
        {std::pair{999999.01, 1}, {999998.99, 0}}) {
     Prepared p(600000);
     p.best.softPenalty = p.search.run.phaseStartSoft = 1000000;

@@ -22,7 +22,7 @@ class Spread : public WcspConstraint {
     std::sort(variables.begin(), variables.end());
     variables.erase(std::unique(variables.begin(), variables.end()),
                     variables.end());
-    for (const unsigned v : variables) {
+    for (unsigned const v : variables) {
       wcsp->involve(id, v);
     }
   }
@@ -38,19 +38,19 @@ class Spread : public WcspConstraint {
     unsigned secondLeast = std::numeric_limits<unsigned>::max();
     unsigned secondGreatest = 0;
     for (std::size_t i = 1; i < variables.size(); ++i) {
-      const unsigned value = assignment[variables[i]];
+      unsigned const value = assignment[variables[i]];
       secondLeast = std::min(secondLeast, std::max(least, value));
       least = std::min(least, value);
       secondGreatest = std::max(secondGreatest, std::min(greatest, value));
       greatest = std::max(greatest, value);
     }
-    const int violation = excess(least, greatest);
-    for (const unsigned v : variables) {
-      const unsigned now = assignment[v];
-      const unsigned otherLeast = now == least ? secondLeast : least;
-      const unsigned otherGreatest =
+    int const violation = excess(least, greatest);
+    for (unsigned const v : variables) {
+      unsigned const now = assignment[v];
+      unsigned const otherLeast = now == least ? secondLeast : least;
+      unsigned const otherGreatest =
           now == greatest ? secondGreatest : greatest;
-      const unsigned numValues = wcsp->getNumValues(v);
+      unsigned const numValues = wcsp->getNumValues(v);
       for (unsigned value = 0; value < numValues; ++value) {
         // Staying has the difference 0, which the solver ignores.
         wcsp->setDiffPenalty(id, v, value,
@@ -64,7 +64,7 @@ class Spread : public WcspConstraint {
 
  private:
   int excess(unsigned least, unsigned greatest) const {
-    const unsigned spread = greatest - least;
+    unsigned const spread = greatest - least;
     return spread > limit ? static_cast<int>(spread - limit) : 0;
   }
 };

@@ -23,8 +23,8 @@ long firstFailure = 0;
 long lastFailure = 0;
 
 void writeCount() {
-  const long count = numAllocations;  // opening the file allocates
-  if (const char* name = std::getenv("COUNT_ALLOCATIONS")) {
+  long const count = numAllocations;  // opening the file allocates
+  if (char const* name = std::getenv("COUNT_ALLOCATIONS")) {
     std::ofstream(name) << count << '\n';
   }
 }
@@ -48,7 +48,7 @@ extern "C" int __libc_start_main(int (*main)(int, char**, char**), int argc,
       dlsym(RTLD_NEXT, "__libc_start_main"));
   std::atexit(writeCount);
   numAllocations = 0;
-  if (const char* text = std::getenv("FAIL_ALLOCATION")) {
+  if (char const* text = std::getenv("FAIL_ALLOCATION")) {
     char* end = nullptr;
     firstFailure = std::strtol(text, &end, 10);
     lastFailure = *end == '+' ? LONG_MAX : firstFailure;

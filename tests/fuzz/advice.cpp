@@ -5,9 +5,9 @@
 #include "tests/fuzz/fuzz.h"
 #include "tools/check/reader.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data,
                                       std::size_t size) {
-  const std::string text(reinterpret_cast<const char*>(data), size);
+  const std::string text(reinterpret_cast<char const*>(data), size);
   bool isRefused = false;
   try {
     ReadModel().read(text);

@@ -15,7 +15,7 @@
 #include "front/model_reader.h"
 #include "solver/wcspi.h"
 
-inline void require(bool holds, const char* what) {
+inline void require(bool holds, char const* what) {
   if (!holds) {
     std::fprintf(stderr, "does not hold: %s\n", what);
     std::abort();

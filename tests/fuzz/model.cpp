@@ -5,10 +5,10 @@
 
 #include "tests/fuzz/fuzz.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data,
                                       std::size_t size) {
-  const std::string text(reinterpret_cast<const char*>(data), size);
-  const auto numLines = 1 + std::count(text.begin(), text.end(), '\n');
+  const std::string text(reinterpret_cast<char const*>(data), size);
+  auto const numLines = 1 + std::count(text.begin(), text.end(), '\n');
   std::istringstream stream(text);
   Lexer lexer(stream, 1, Wcsp::inf);
   for (lexer.getnext(); lexer.kind != Lexer::eof; lexer.getnext()) {

@@ -23,7 +23,7 @@ const std::string values[] = {"a", "0", "007", "-1", "+1", "x", "inf", "<"};
 bool isShown = false;
 
 std::string name(unsigned v) {
-  const char* const names[] = {"x",        "y[1]", "EOF",        "12th",
+  char const* const names[] = {"x",        "y[1]", "EOF",        "12th",
                                "variable", "_",    "\x83\x5c@7", "in"};
   return names[v % 8] + (v < 8 ? "" : std::to_string(v));
 }
@@ -43,13 +43,13 @@ struct Writer {
   }
 
   int number() {
-    const int extremes[] = {inf, -inf, -inf - 1, inf - 1, 1000000000, 1000000};
-    const unsigned kind = below(256);
+    int const extremes[] = {inf, -inf, -inf - 1, inf - 1, 1000000000, 1000000};
+    unsigned const kind = below(256);
     return kind < 240 ? static_cast<int>(kind % 16) - 5 : extremes[kind % 6];
   }
 
   void put(std::string const& token) {
-    const char* const blanks[] = {" ", " ", "\n", "\r\n\t", " # c:\n"};
+    char const* const blanks[] = {" ", " ", "\n", "\r\n\t", " # c:\n"};
     text += token + blanks[below(5)];
   }
 
@@ -59,7 +59,7 @@ struct Writer {
   }
 
   naive::Label label() {
-    const unsigned v = below(model.sizes.size());
+    unsigned const v = below(model.sizes.size());
     return {v, below(model.sizes[v])};
   }
 
@@ -71,7 +71,7 @@ struct Writer {
   }
 
   void write() {
-    const char* const options[] = {"-display", "-iteration",     "-interval",
+    char const* const options[] = {"-display", "-iteration",     "-interval",
                                    "-seed",    "-noimprovement", "-target"};
     for (unsigned i = below(6); i > 0; --i) {
       arguments.emplace_back(options[below(6)]);
@@ -84,7 +84,7 @@ struct Writer {
     }
     // Many variables and constraints leave room in the journals.
     isLarge = bytes.ConsumeBool();
-    const unsigned numVariables = 1 + below(isLarge ? 100 : 24);
+    unsigned const numVariables = 1 + below(isLarge ? 100 : 24);
     for (unsigned v = 0; v < numVariables; ++v) {
       model.sizes.push_back(1 + below(8));
       put("variable " + name(v) + " in {" + values[0]);
@@ -116,17 +116,17 @@ struct Writer {
         c.variables.push_back(label().variable);
         put(name(c.variables.back()));
       } else {
-        const int coefficient = putNumber(number());
+        int const coefficient = putNumber(number());
         const naive::Label first = putLabel();
         c.terms.push_back(
             {coefficient, first, kind == Kind::quadratic ? putLabel() : first});
       }
     }
-    const unsigned relation = kind == Kind::alldiff ? 3 : below(3);
-    const char* const relations[] = {"<=", "> =", "=", ";"};
+    unsigned const relation = kind == Kind::alldiff ? 3 : below(3);
+    char const* const relations[] = {"<=", "> =", "=", ";"};
     put(relations[relation]);
     if (relation < 3) {
-      const int bound = putNumber(number());
+      int const bound = putNumber(number());
       c.upper = relation == 1 ? inf : bound;
       c.lower = relation == 0 ? -inf : bound;
     }
@@ -141,7 +141,7 @@ void configure(ReadModel& read, std::vector<std::string>& arguments) {
   }
   const Options options =
       readOptions(static_cast<int>(words.size()), words.data()).value();
-  const auto limit = [](int k) { return static_cast<unsigned>(k); };
+  auto const limit = [](int k) { return static_cast<unsigned>(k); };
   RealWcsp& solver = read.solver;
   solver.setAdjustment(options.adjustment);
   solver.setDisplay(options.display);
@@ -178,7 +178,7 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
   return 0;
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data,
                                       std::size_t size) {
   Writer writer{FuzzedDataProvider(data, size)};
   writer.write();
@@ -195,13 +195,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   read.read(writer.text);
   configure(read, writer.arguments);
   read.solver.minNumBlocked = writer.hasBlocks ? 0 : 1000000;
-  const bool hasEnded = searches(read, writer.start);
+  bool const hasEnded = searches(read, writer.start);
   require(!hasEnded || read.solver.bookkeepingHolds(), "the bookkeeping");
   naive::Assignment best;
   for (unsigned v = 0; v < writer.model.sizes.size(); ++v) {
     best.push_back(read.solver.getValue(v));
   }
-  const auto [hard, soft] = naive::totalsOf(writer.model, best);
+  auto const [hard, soft] = naive::totalsOf(writer.model, best);
   require(read.solver.getHardPenalty() == saturated(hard) &&
               read.solver.getSoftPenalty() == saturated(soft),
           "the totals are those of the assignment");

@@ -3,7 +3,7 @@
 
 #include "tests/fuzz/fuzz.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data,
                                       std::size_t size) {
   static ReadModel model;
   if (model.values.empty()) {
@@ -11,8 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
         "variable x in {a, b, c} variable y[1] in {0, 1, 007, -1, +1}"
         "variable EOF in {x, EOF, inf} variable \x83\x5c in {\x95#, <, :}");
   }
-  const auto start =
-      model.readStart(std::string(reinterpret_cast<const char*>(data), size));
+  auto const start =
+      model.readStart(std::string(reinterpret_cast<char const*>(data), size));
   std::string report = "\n[best solution]\n";
   for (unsigned v = 0; v < model.values.size(); ++v) {
     require(start.at(v) < model.values[v]->size(), "values are in range");

@@ -3,8 +3,7 @@
 // solver, so this header can judge reports, totals and printed penalties. Terms count as often as
 // they are listed; sums are 64 bits wide.
 
-#ifndef TESTS_PLAIN_NAIVE_H_
-#define TESTS_PLAIN_NAIVE_H_
+#pragma once
 
 #include <algorithm>
 #include <compare>
@@ -44,18 +43,18 @@ struct Model {
 
 struct Totals {  // ordered as solutions are: the lesser is the better
   Int128 hard = 0, soft = 0;
-  auto operator<=>(const Totals&) const = default;
+  auto operator<=>(Totals const &) const = default;
 };
 
-inline bool isOn(Label label, const Assignment& at) { return at[label.variable] == label.value; }
+inline bool isOn(Label label, Assignment const &at) { return at[label.variable] == label.value; }
 
 // 0 when the constraint holds, at most inf.
-inline int violation(const Constraint& c, const Assignment& at) {
+inline int violation(Constraint const &c, Assignment const &at) {
   const std::set<unsigned> variables(c.variables.begin(), c.variables.end());
   std::set<unsigned> values;
   for (unsigned v : variables) values.insert(at[v]);
   std::int64_t sum = 0, amount = 0;
-  for (const Term& t : c.terms)
+  for (Term const &t : c.terms)
     if (isOn(t.first, at) && isOn(t.second, at)) sum += t.coefficient;
   if (c.kind == Kind::alldiff) return static_cast<int>(variables.size() - values.size());
   if (c.lower != -inf && sum < c.lower) amount += c.lower - sum;
@@ -63,14 +62,12 @@ inline int violation(const Constraint& c, const Assignment& at) {
   return static_cast<int>(std::min<std::int64_t>(amount, inf));
 }
 
-inline Totals totalsOf(const Model& model, const Assignment& at) {
+inline Totals totalsOf(Model const &model, Assignment const &at) {
   Totals totals;
-  for (const Constraint& c : model.constraints)
+  for (Constraint const &c : model.constraints)
     (c.weight == inf ? totals.hard : totals.soft) +=
         Int128{violation(c, at)} * (c.weight == inf ? 1 : c.weight);
   return totals;
 }
 
 }  // namespace naive
-
-#endif  // TESTS_PLAIN_NAIVE_H_

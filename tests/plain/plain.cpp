@@ -22,24 +22,24 @@ FILE* const nowhere = std::fopen("/dev/null", "w");
 // Times are never compared, so any clock of the processor will do.
 double cpuTime() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
 
-[[noreturn]] void quit(int status, const string& message) {
+[[noreturn]] void quit(int status, string const& message) {
   std::cout << message << std::flush;
   std::exit(status == 0 && std::ferror(stdout) ? -1 : status);
 }
 
-unsigned find(const vector<string>& names, const string& name) {  // names.size() when unknown
+unsigned find(vector<string> const& names, string const& name) {  // names.size() when unknown
   return static_cast<unsigned>(std::find(names.begin(), names.end(), name) - names.begin());
 }
 
 // The last entry takes the place of x.
 void swapOut(vector<unsigned>& list, unsigned x) {
-  const auto place = std::find(list.begin(), list.end(), x);
+  auto const place = std::find(list.begin(), list.end(), x);
   if (place == list.end()) return;
   *place = list.back();
   list.pop_back();
 }
 
-string toText(const Totals& t) {
+string toText(Totals const& t) {
   const naive::Int128 most = inf;
   return to_string(int(min(t.hard, most))) + "/" + to_string(int(min(t.soft, most)));
 }
@@ -71,8 +71,8 @@ struct Options : std::map<string, string> {  // holds what was given
     }
     return true;
   }
-  string get(const string& key, const char* usual) const { return contains(key) ? at(key) : usual; }
-  int integer(const string& name, const char* usual) const {
+  string get(string const& key, char const* usual) const { return contains(key) ? at(key) : usual; }
+  int integer(string const& name, char const* usual) const {
     return static_cast<int>(std::strtol(get(name, usual).c_str(), nullptr, 10));
   }
 };
@@ -83,7 +83,7 @@ struct Lexer {
   int line = 0;                    // where the current token ends
   char kind = 'e';                 // end, number, identifier or symbol
   bool isBroken = false;           // the input failed after these bytes
-  bool load(const string& name) {  // false when there is no such file; a folder counts as none
+  bool load(string const& name) {  // false when there is no such file; a folder counts as none
     FILE* const file = name.empty() ? stdin : std::fopen(name.c_str(), "r");
     if (file == nullptr) return false;
     for (int c; (c = std::getc(file)) != EOF;) bytes += static_cast<char>(c);
@@ -95,11 +95,11 @@ struct Lexer {
   static bool isMark(int c) { return c == '_' || c == '[' || c == ']' || c == '@'; }
   static bool isWord(int c) { return std::isalnum(c) || isMark(c) || isLead(c); }
   void take() { text += bytes[place++]; }
-  void require(bool condition, const string& message) const {
+  void require(bool condition, string const& message) const {
     if (!condition) quit(5, "\n" + to_string(line) + ": " + message + "\n");
   }
   void check(bool isRight) const { require(isRight, "parse error befor/at `" + text + "'"); }
-  const string& next(char expected = 0) {  // 0: any kind
+  string const& next(char expected = 0) {  // 0: any kind
     for (; std::isspace(peek()) || peek() == '#'; ++place)
       if (peek() == '#') place = min(bytes.find('\n', place), bytes.size());
     require(peek() >= 0 || !isBroken, "cannot read the model");
@@ -115,17 +115,17 @@ struct Lexer {
     for (; kind == 'i' && isWord(peek()); take())
       if (isLead(peek()) && place + 1 < bytes.size()) take();
     if (text == "inf") kind = 'n';
-    const bool isEndInComment = place > bytes.size();  // counts as one more line
+    bool const isEndInComment = place > bytes.size();  // counts as one more line
     line = 1 + isEndInComment + int(std::count(bytes.data(), bytes.data() + place, '\n'));
     check(expected == 0 || kind == expected);
     return text;
   }
   void expect(std::initializer_list<string> texts) {
-    for (const string& expected : texts) check(next() == expected);
+    for (string const& expected : texts) check(next() == expected);
   }
   int value() const {
     int x = inf;
-    const char *first = text.data() + (text[0] == '+'), *last = text.data() + text.size();
+    char const *first = text.data() + (text[0] == '+'), *last = text.data() + text.size();
     check(text == "inf" || std::from_chars(first, last, x).ec == std::errc());
     return x;
   }
@@ -136,7 +136,7 @@ struct Problem : Lexer {
   naive::Model model = {};
   vector<string> variables = {}, constraints = {};
   vector<vector<string>> values = {};
-  unsigned get(const vector<string>& names) const {  // the number of the current token
+  unsigned get(vector<string> const& names) const {  // the number of the current token
     require(find(names, text) < names.size(), text + ": unknown variable/value\n");
     return find(names, text);
   }
@@ -153,21 +153,21 @@ struct Problem : Lexer {
   }
   Label readLabel() {
     expect({"("}), next('i');
-    const unsigned v = get(variables);
+    unsigned const v = get(variables);
     expect({","}), next();
-    const unsigned a = get(values[v]);
+    unsigned const a = get(values[v]);
     return expect({")"}), Label{v, a};
   }
   void readTerms(naive::Constraint& c) {
     for (next(); kind == 'n'; next()) {
-      const int coefficient = value();
+      int const coefficient = value();
       const Label first = readLabel();
       c.terms.push_back({coefficient, first, c.kind == Kind::linear ? first : readLabel()});
     }
     const string relation = text;
     if (relation == "<" || relation == ">") next();
     check(text == "=");
-    const int bound = nextValue();
+    int const bound = nextValue();
     if (relation != "<") c.lower = bound;
     if (relation != ">") c.upper = bound;
   }
@@ -199,9 +199,9 @@ struct Problem : Lexer {
   Assignment readStart(Lexer& in) const {
     Assignment assignment(variables.size(), 0);
     while (in.next(), in.kind != 'e') {
-      const unsigned v = find(variables, in.text);
+      unsigned const v = find(variables, in.text);
       if (in.kind != 'i' || v == variables.size() || in.next() != ":") continue;
-      const unsigned a = find(values[v], in.next());
+      unsigned const a = find(values[v], in.next());
       if (a < values[v].size()) assignment[v] = a;
     }
     return assignment;
@@ -225,14 +225,14 @@ struct Tabulist {
   }
   bool isTabu(unsigned v) const { return clock <= attributes[v].stamp + tenure; }
   bool forbids(unsigned v, double after, double delta) const {
-    const Attribute& a = attributes[v];
+    Attribute const& a = attributes[v];
     return isTabu(v) &&
            (a.value <= after + 0.0001 || a.delta > 0.0 || delta > 0.0 || delta + a.delta >= 0.0);
   }
   bool review(unsigned v, double delta, FILE* notes) {  // true if it resets
     bool isSelected = false, isOtherSeen = false;
     for (std::size_t m = 0; m < marked.size();) {
-      const unsigned b = marked[m];
+      unsigned const b = marked[m];
       m += isTabu(b);
       if (isTabu(b)) continue;
       swapOut(marked, b);
@@ -240,8 +240,8 @@ struct Tabulist {
       fprintf(notes, "[attribute %u %sselected]", b, b == v ? "" : "not ");
     }
     tenure += isSelected;
-    const bool isReset = isOtherSeen && !isSelected;
-    const bool isMarked = !isReset && attributes[v].stamp <= resetClock && delta > 0.0;
+    bool const isReset = isOtherSeen && !isSelected;
+    bool const isMarked = !isReset && attributes[v].stamp <= resetClock && delta > 0.0;
     if (isReset) reset(tenure), fprintf(notes, "[Reset]");
     if (isMarked) marked.push_back(v), fprintf(notes, "[attribute %u marked]", v);
     return isReset;
@@ -252,10 +252,10 @@ struct Tabulist {
     fprintf(notes, ", t= %jd, <%u>(%jd/%zu) %s", intmax_t{tenure}, v, intmax_t{numTouched},
             attributes.size(), diversify ? "[div]" : "");
     if (numTouched >= std::ssize(attributes)) reset(1), fprintf(notes, "[reset all]");
-    const bool isAspired = isTabu(v);
+    bool const isAspired = isTabu(v);
     if (isAspired) swapOut(marked, v), fprintf(notes, "[aspiration]");
-    const bool isReset = diversify && review(v, delta, notes);
-    const bool isIncreased = !isReset && a.stamp > resetClock && a.numTouched == numTouched;
+    bool const isReset = diversify && review(v, delta, notes);
+    bool const isIncreased = !isReset && a.stamp > resetClock && a.numTouched == numTouched;
     if (isIncreased) diversify = true, fprintf(notes, "[increase]");
     tenure = std::max<int64_t>(tenure + isIncreased - isAspired, 1);
     a = {clock++ + noise, numTouched, after, delta};
@@ -271,8 +271,8 @@ struct Solution {
 
 // Labels are numbered by variable and value; c, v and l number a constraint, variable and label.
 struct Search {
-  const naive::Model& model;
-  const Options& options;
+  naive::Model const& model;
+  Options const& options;
   FILE* log;
   int64_t seed, target;
   unsigned numVariables = static_cast<unsigned>(model.sizes.size());
@@ -297,13 +297,13 @@ struct Search {
   void evaluate() {
     now.totals = naive::totalsOf(model, now.value);
     for (unsigned c = 0; c < weight.size(); ++c) {
-      const int p = naive::violation(model.constraints[c], now.value);
+      int const p = naive::violation(model.constraints[c], now.value);
       now.weighted += double(int64_t{p} - std::exchange(penalty[c], p)) * weight[c];
       for (unsigned l = 0; l < labels.size(); ++l) {
         Assignment moved = now.value;
         moved[labels[l].variable] = labels[l].value;
-        const int d = naive::violation(model.constraints[c], moved) - p;
-        const int old = std::exchange(diff[c][l], d);
+        int const d = naive::violation(model.constraints[c], moved) - p;
+        int const old = std::exchange(diff[c][l], d);
         if (old < 0 && d >= 0 && --improvingCount[l] == 0) swapOut(candidates, l);
         if (old >= 0 && d < 0 && ++improvingCount[l] == 1) candidates.push_back(l);
         score[l] += double(int64_t{d} - old) * weight[c];
@@ -355,13 +355,13 @@ struct Search {
   }
   bool kick(unsigned i) {  // false when it only resets the tabu list
     fprintf(onlyIf(display > 0), "%u: No neighbor\n", i);
-    const bool isReset = i >= numVariables / 10 + lastNoNeighbor;
+    bool const isReset = i >= numVariables / 10 + lastNoNeighbor;
     if (isReset) tabu.reset(1), lastNoNeighbor = i;
     if (isReset) return false;
-    const unsigned k = min(numKicks++, numVariables / 2);
+    unsigned const k = min(numKicks++, numVariables / 2);
     fprintf(onlyIf(display > 0), "Kick (%u variables)\n", k);
     while (ties.size() < k + 1) {
-      const unsigned v = randomInt(numVariables);
+      unsigned const v = randomInt(numVariables);
       ties.push_back(randomInt(model.sizes[v]));
       for (unsigned u = 0; u < v; ++u) ties.back() += model.sizes[u];
     }
@@ -370,17 +370,17 @@ struct Search {
   bool iterate(unsigned i) {  // true when the search ends with it
     clearTies();
     for (unsigned l : candidates) {
-      const bool isFree = !naive::isOn(labels[l], now.value);
-      const unsigned v = labels[l].variable;
+      bool const isFree = !naive::isOn(labels[l], now.value);
+      unsigned const v = labels[l].variable;
       if (isFree && !tabu.forbids(v, now.weighted + score[l], score[l])) consider(l);
     }
     if (ties.empty() && !kick(i)) return false;
     now.iteration = i;
     const Assignment old = now.value;
-    const auto [v, a] = moveToTie();
+    auto const [v, a] = moveToTie();
     if (now.totals < best.totals) recordBest();
-    const int interval = options.integer("-interval", "0");
-    const bool isShown = interval > 0 && int64_t{i} % interval == 0;
+    int const interval = options.integer("-interval", "0");
+    bool const isShown = interval > 0 && int64_t{i} % interval == 0;
     FILE *const line = onlyIf(isShown), *const details = onlyIf(isShown && (display & 1));
     fprintf(line, "%u, %.2f(s), ", i, cpuTime());
     fprintf(details, "%u: %u->%u, %.5g ", v, old[v], a, now.weighted);
@@ -392,11 +392,11 @@ struct Search {
     return i >= runStart + static_cast<unsigned>(runLength) && runBest.iteration < i && endRun(i);
   }
   bool endRun(unsigned i) {
-    const double ub = double(best.totals.hard) * inf + double(best.totals.soft);
+    double const ub = double(best.totals.hard) * inf + double(best.totals.soft);
     FILE* const line = onlyIf(display & 2);
     fprintf(line, "%u, %.2f(s), #phases= %u, #runs= %u, length= %.2f, best/ub= %g/%g", i, cpuTime(),
             numPhases, numRuns, runLength, runBest.weighted, ub);
-    const unsigned run = runBest.iteration - runStart;
+    unsigned const run = runBest.iteration - runStart;
     ++numRuns, sumRun += run, maxRun = std::max(maxRun, run);
     now.value = runBest.value, evaluate();
     if (now.weighted >= ub * (1 - 0.000001) && endPhase(line)) return true;
@@ -410,15 +410,15 @@ struct Search {
     double largest = now.weighted;
     for (double w : weight) largest = std::max(largest, w);
     if (largest != 0.0) {
-      const double scale = 0.5 * now.weighted / largest;
+      double const scale = 0.5 * now.weighted / largest;
       now.weighted = 0.0;
       for (unsigned c = 0; c < weight.size(); ++c)
         now.weighted += penalty[c] * (weight[c] *= scale);
       for (double& s : score) s *= scale;
     }
-    const bool isImproved = best.totals != phaseStart;
+    bool const isImproved = best.totals != phaseStart;
     if (numPhases = isImproved ? 0 : numPhases + 1; numPhases == 30) return true;
-    const double average = static_cast<double>(sumRun) / numRuns;
+    double const average = static_cast<double>(sumRun) / numRuns;
     runLength = isImproved ? std::max(runLength / 2.0, 30.0) : std::max(average, runLength * 1.2);
     fprintf(line, ", avg./max #iterations= %g/%u", average, maxRun);
     maxRun = sumRun = numRuns = 0;
@@ -433,20 +433,20 @@ struct Search {
     for (unsigned c : raised) squares += static_cast<double>(penalty[c]) * penalty[c];
     if (raised.empty()) fprintf(log, "sum squares = 0; recalculate\n"), initialize();
     for (unsigned c : raised) {
-      const double most = model.constraints[c].weight, old = weight[c];
+      double const most = model.constraints[c].weight, old = weight[c];
       weight[c] = min(old + penalty[c] * (gap / squares), most);
       if (weight[c] <= 0.0) quit(-1, "Negative weight; Overflow\n");
       now.weighted += penalty[c] * (weight[c] - old);
       for (unsigned l = 0; l < labels.size(); ++l) score[l] += diff[c][l] * (weight[c] - old);
     }
   }
-  void run(const Assignment& start) {
+  void run(Assignment const& start) {
     now.value = start;
     for (unsigned v = 0; v < numVariables; ++v) {
       if (start.empty()) now.value.push_back(randomInt(model.sizes[v]));
       for (unsigned a = 0; a < model.sizes[v]; ++a) labels.push_back({v, a});
     }
-    for (const naive::Constraint& c : model.constraints) weight.push_back(c.weight);
+    for (naive::Constraint const& c : model.constraints) weight.push_back(c.weight);
     initialize();
     recordBest();
     if (start.empty()) improveGreedily();
@@ -472,7 +472,7 @@ int main(int argc, char** argv) {
   int target = options.integer("-target", "-1");
   problem.read(target);
   fprintf(stdout, " done: %.2f(s)\n", cpuTime());
-  const auto print = [&](const Assignment& values, const char* separator) {
+  auto const print = [&](Assignment const& values, char const* separator) {
     for (unsigned v = 0; v < values.size(); ++v)
       std::cout << problem.variables[v] << separator << problem.values[v][values[v]] << "\n";
   };
@@ -486,7 +486,7 @@ int main(int argc, char** argv) {
   const string logName = options.get("-logfile", "");
   FILE* const log = logName.empty() ? stdout : std::fopen(logName.c_str(), "w");
   if (log == nullptr) quit(4, "Cannot open log file.\n");
-  const int seed = options.integer("-seed", "1");
+  int const seed = options.integer("-seed", "1");
   Search search{problem.model, options, log, seed % inf == 0 ? 1 : seed, std::max(target, 0)};
   search.run(start);
   std::cout << "\n[best solution]\n";
@@ -494,7 +494,7 @@ int main(int argc, char** argv) {
   std::cout << "\npenalty: " << toText(search.best.totals)
             << " (hard/soft)\n\n[Violated constraints]\n";
   for (unsigned c = 0; c < problem.constraints.size(); ++c)
-    if (const int p = naive::violation(problem.model.constraints[c], search.best.value); p > 0)
+    if (int const p = naive::violation(problem.model.constraints[c], search.best.value); p > 0)
       std::cout << problem.constraints[c] << ": " << p << "\n";
   quit(0, "");
 }

@@ -31,16 +31,16 @@ void fillExcerpt(LocatedError& error, std::string_view line, std::size_t at) {
   error.width = std::max<std::size_t>(marked.size(), 1);
 }
 
-std::string count(Int128 number, const char* one) {
+std::string count(Int128 number, char const* one) {
   return decimal(number) + " " + one + (number == 1 ? "" : "s");
 }
 
 // Exact as long as it can be read at a glance.
-std::string searchSpace(const Model& model) {
+std::string searchSpace(Model const& model) {
   constexpr Int128 limit = 1000000000;
   Int128 exact = 1;
   double logarithm = 0;
-  for (const Names& values : model.values) {
+  for (Names const& values : model.values) {
     exact = std::min(exact * values.size(), limit);
     logarithm += std::log10(static_cast<double>(values.size()));
   }
@@ -52,11 +52,11 @@ std::string searchSpace(const Model& model) {
 }  // namespace
 
 std::vector<LocatedError> locate(std::string_view text,
-                                 const std::vector<Error>& errors) {
+                                 std::vector<Error> const& errors) {
   constexpr std::size_t maxLength = 60;
   PlaceFinder finder(text);
   std::vector<LocatedError> result;
-  for (const Error& error : errors) {
+  for (Error const& error : errors) {
     const Place place = finder.find(error.begin);
     std::string_view line = text.substr(place.lineStart);
     line = line.substr(0, line.find_first_of("\r\n", place.column - 1));
@@ -71,13 +71,13 @@ std::vector<LocatedError> locate(std::string_view text,
   return result;
 }
 
-void writeErrors(std::ostream& out, const std::string& fileName,
-                 const std::vector<LocatedError>& errors,
-                 const Manner& manner) {
-  const auto coloured = [&manner](const char* colour, const std::string& word) {
+void writeErrors(std::ostream& out, std::string const& fileName,
+                 std::vector<LocatedError> const& errors,
+                 Manner const& manner) {
+  auto const coloured = [&manner](char const* colour, std::string const& word) {
     return manner.isColoured ? colour + word + "\x1b[0m" : word;
   };
-  for (const LocatedError& error : errors) {
+  for (LocatedError const& error : errors) {
     out << printable(fileName) << ":" << error.line << ":" << error.column
         << ": " << coloured("\x1b[1;31m", "error:") << " "
         << printable(error.message) << "\n";
@@ -89,20 +89,20 @@ void writeErrors(std::ostream& out, const std::string& fileName,
   }
 }
 
-std::string summary(const Model& model) {
+std::string summary(Model const& model) {
   std::array<Int128, 3> kinds{};
   Int128 numValues = 0;
   Int128 numTerms = 0;
   Int128 numHard = 0;
-  for (const Names& values : model.values) {
+  for (Names const& values : model.values) {
     numValues += values.size();
   }
-  for (const Constraint& constraint : model.constraints) {
+  for (Constraint const& constraint : model.constraints) {
     ++kinds[static_cast<std::size_t>(constraint.kind)];
     numTerms += static_cast<Int128>(constraint.terms.size());
     numHard += constraint.weight == inf ? 1 : 0;
   }
-  const auto numConstraints = static_cast<Int128>(model.constraints.size());
+  auto const numConstraints = static_cast<Int128>(model.constraints.size());
   return count(model.variables.size(), "variable") + ", " +
          count(numValues, "value") + ", " + searchSpace(model) + "; " +
          count(numConstraints, "constraint") + ": " + decimal(kinds[0]) +

@@ -1,8 +1,7 @@
 // The errors of a model in the manner of compilers, and what the model is in
 // one line.
 
-#ifndef TOOLS_CHECK_ADVICE_H_
-#define TOOLS_CHECK_ADVICE_H_
+#pragma once
 
 #include <cstddef>
 #include <ostream>
@@ -27,7 +26,7 @@ struct LocatedError {
 };
 
 std::vector<LocatedError> locate(std::string_view text,
-                                 const std::vector<Error>& errors);
+                                 std::vector<Error> const& errors);
 
 struct Manner {
   bool hasExcerpts = false;
@@ -35,12 +34,10 @@ struct Manner {
 };
 
 // "model:3:7: error: ...", with the line and a caret where wanted.
-void writeErrors(std::ostream& out, const std::string& fileName,
-                 const std::vector<LocatedError>& errors, const Manner& manner);
+void writeErrors(std::ostream& out, std::string const& fileName,
+                 std::vector<LocatedError> const& errors, Manner const& manner);
 
 // "3 variables, 6 values, 2 constraints (1 linear, 1 alldiff; ...), ..."
-std::string summary(const Model& model);
+std::string summary(Model const& model);
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_ADVICE_H_

@@ -42,11 +42,11 @@ struct Bounds {
 
 class Striker {
  public:
-  explicit Striker(const Model& subject);
+  explicit Striker(Model const& subject);
 
   // Whether these constraints are seen to be in conflict. Nothing is once the
   // work has been cut off.
-  bool isConflict(const std::vector<std::size_t>& constraints);
+  bool isConflict(std::vector<std::size_t> const& constraints);
   // Those of them that took part in it, ascending.
   std::vector<std::size_t> involved() const;
   std::size_t lastConstraint() const { return last; }
@@ -56,24 +56,24 @@ class Striker {
   using Index = std::size_t;
 
   void reset();
-  bool isAlive(const Label& label) const {
+  bool isAlive(Label const& label) const {
     return alive[first[label.variable] + label.value];
   }
-  bool strike(const Label& label, Index c);
+  bool strike(Label const& label, Index c);
   void fail(Index c) {
     hasFailed = true;
     last = c;
   }
-  bool isBarred(const Constraint& constraint, std::int64_t least,
+  bool isBarred(Constraint const& constraint, std::int64_t least,
                 std::int64_t greatest) const;
   void revise(Index c);
   void reviseSum(Index c);
   void reviseAlldiff(Index c);
-  void comparePairs(const std::vector<Index>& constraints);
-  void comparePair(unsigned x, unsigned y, const std::vector<Index>& group);
+  void comparePairs(std::vector<Index> const& constraints);
+  void comparePair(unsigned x, unsigned y, std::vector<Index> const& group);
   std::vector<bool> markInvolved(std::vector<bool>& isStep) const;
 
-  const Model& model;
+  Model const& model;
   std::vector<std::vector<unsigned>> scopes;  // of the hard constraints
   std::vector<std::vector<Index>> watchers;   // hard ones of each variable
   std::vector<std::size_t> first;             // of each variable's labels
@@ -89,9 +89,9 @@ class Striker {
   std::int64_t budget = 0;  // steps left
 };
 
-std::vector<unsigned> scopeOf(const Constraint& constraint) {
+std::vector<unsigned> scopeOf(Constraint const& constraint) {
   std::vector<unsigned> scope = constraint.variables;
-  for (const Term& term : constraint.terms) {
+  for (Term const& term : constraint.terms) {
     scope.push_back(term.label1.variable);
     scope.push_back(term.label2.variable);
   }
@@ -100,7 +100,7 @@ std::vector<unsigned> scopeOf(const Constraint& constraint) {
   return scope;
 }
 
-Striker::Striker(const Model& subject)
+Striker::Striker(Model const& subject)
     : model(subject),
       scopes(model.constraints.size()),
       watchers(model.variables.size()),
@@ -109,7 +109,7 @@ Striker::Striker(const Model& subject)
   constexpr std::int64_t leastBudget = 10000000;
   constexpr std::int64_t perLabel = 8;
   std::size_t numLabels = 0;
-  for (const Names& values : model.values) {
+  for (Names const& values : model.values) {
     first.push_back(numLabels);
     numLabels += values.size();
     numAlive.push_back(values.size());
@@ -117,12 +117,12 @@ Striker::Striker(const Model& subject)
   alive.assign(numLabels, true);
   budget = leastBudget;
   for (Index c = 0; c < model.constraints.size(); ++c) {
-    const Constraint& constraint = model.constraints[c];
+    Constraint const& constraint = model.constraints[c];
     if (constraint.weight == inf) {
       scopes[c] = scopeOf(constraint);
       budget += perLabel * static_cast<std::int64_t>(constraint.terms.size() +
                                                      scopes[c].size());
-      for (const unsigned v : scopes[c]) {
+      for (unsigned const v : scopes[c]) {
         watchers[v].push_back(c);
       }
     }
@@ -130,7 +130,7 @@ Striker::Striker(const Model& subject)
 }
 
 void Striker::reset() {
-  for (const Strike& step : trail) {
+  for (Strike const& step : trail) {
     alive[first[step.label.variable] + step.label.value] = true;
     ++numAlive[step.label.variable];
   }
@@ -144,7 +144,7 @@ void Striker::reset() {
 }
 
 // Whether the variable still has a value.
-bool Striker::strike(const Label& label, Index c) {
+bool Striker::strike(Label const& label, Index c) {
   alive[first[label.variable] + label.value] = false;
   trail.push_back({label, c});
   for (const Index watcher : watchers[label.variable]) {
@@ -159,7 +159,7 @@ bool Striker::strike(const Label& label, Index c) {
   return !hasFailed;
 }
 
-bool Striker::isBarred(const Constraint& constraint, std::int64_t least,
+bool Striker::isBarred(Constraint const& constraint, std::int64_t least,
                        std::int64_t greatest) const {
   return (hasUpper(constraint) && least > constraint.upper) ||
          (hasLower(constraint) && greatest < constraint.lower);
@@ -168,18 +168,18 @@ bool Striker::isBarred(const Constraint& constraint, std::int64_t least,
 // What each pair of variables adds, and what is left of that for each label: a
 // linear term stands for the pair of its variable with itself.
 void Striker::reviseSum(Index c) {
-  const Constraint& constraint = model.constraints[c];
+  Constraint const& constraint = model.constraints[c];
   const std::vector<Term> terms = sortedTerms(constraint);
   std::map<unsigned, std::vector<Bounds>> ofLabels;  // sums over pairs
   std::map<unsigned, Bounds> ofVariables;
   Bounds total;
-  const auto rangeOf = [this](unsigned variable) {
+  auto const rangeOf = [this](unsigned variable) {
     return std::pair(variable,
                      std::vector<Bounds>(model.values[variable].size()));
   };
   for (std::size_t i = 0; i < terms.size();) {
-    const unsigned x = terms[i].label1.variable;
-    const unsigned y = terms[i].label2.variable;
+    unsigned const x = terms[i].label1.variable;
+    unsigned const y = terms[i].label2.variable;
     std::vector<Bounds> ofX(model.values[x].size());
     std::vector<Bounds> ofY(x == y ? 0 : model.values[y].size());
     std::vector<unsigned> metX(ofX.size());
@@ -187,13 +187,13 @@ void Striker::reviseSum(Index c) {
     budget -= static_cast<std::int64_t>(ofX.size() + ofY.size());
     while (i < terms.size() && terms[i].label1.variable == x &&
            terms[i].label2.variable == y) {
-      const Term& term = terms[i];
+      Term const& term = terms[i];
       std::int64_t sum = 0;
       for (; i < terms.size() && hasSameLabels(term, terms[i]); ++i) {
         sum += terms[i].coefficient;
       }
-      const unsigned a = term.label1.value;
-      const unsigned b = term.label2.value;
+      unsigned const a = term.label1.value;
+      unsigned const b = term.label2.value;
       if (!isAlive(term.label1) || !isAlive(term.label2) ||
           (x == y && a != b)) {
         continue;
@@ -206,8 +206,8 @@ void Striker::reviseSum(Index c) {
       }
     }
     Bounds pair;
-    const auto finish = [&](unsigned v, std::vector<Bounds>& bounds,
-                            const std::vector<unsigned>& met,
+    auto const finish = [&](unsigned v, std::vector<Bounds>& bounds,
+                            std::vector<unsigned> const& met,
                             unsigned numOthers) {
       for (unsigned a = 0; a < bounds.size(); ++a) {
         if (isAlive({v, a})) {
@@ -225,7 +225,7 @@ void Striker::reviseSum(Index c) {
     }
     total.least += pair.least;
     total.greatest += pair.greatest;
-    const auto collect = [&](unsigned v, const std::vector<Bounds>& bounds) {
+    auto const collect = [&](unsigned v, std::vector<Bounds> const& bounds) {
       std::vector<Bounds>& sums = ofLabels.insert(rangeOf(v)).first->second;
       for (unsigned a = 0; a < bounds.size(); ++a) {
         sums[a].least += bounds[a].least;
@@ -243,8 +243,8 @@ void Striker::reviseSum(Index c) {
     fail(c);
     return;
   }
-  for (const auto& [v, sums] : ofLabels) {
-    const Bounds& all = ofVariables[v];
+  for (auto const& [v, sums] : ofLabels) {
+    Bounds const& all = ofVariables[v];
     for (unsigned a = 0; a < sums.size(); ++a) {
       if (isAlive({v, a}) &&
           isBarred(constraint, total.least - all.least + sums[a].least,
@@ -262,8 +262,8 @@ void Striker::reviseAlldiff(Index c) {
   std::map<unsigned, unsigned> owners;  // of value numbers
   std::vector<bool> isMet;
   std::size_t numMet = 0;
-  for (const unsigned v : scopes[c]) {
-    const unsigned size = model.values[v].size();
+  for (unsigned const v : scopes[c]) {
+    unsigned const size = model.values[v].size();
     budget -= size;
     isMet.resize(std::max<std::size_t>(isMet.size(), size));
     for (unsigned a = 0; a < size; ++a) {
@@ -281,8 +281,8 @@ void Striker::reviseAlldiff(Index c) {
     fail(c);
     return;
   }
-  for (const unsigned v : scopes[c]) {
-    for (const auto& [a, owner] : owners) {
+  for (unsigned const v : scopes[c]) {
+    for (auto const& [a, owner] : owners) {
       if (owner != v && a < model.values[v].size() && isAlive({v, a}) &&
           !strike({v, a}, c)) {
         return;
@@ -293,7 +293,7 @@ void Striker::reviseAlldiff(Index c) {
 }
 
 void Striker::revise(Index c) {
-  const Constraint& constraint = model.constraints[c];
+  Constraint const& constraint = model.constraints[c];
   budget -= static_cast<std::int64_t>(constraint.terms.size());
   if (constraint.kind == Constraint::alldiff) {
     reviseAlldiff(c);
@@ -303,7 +303,7 @@ void Striker::revise(Index c) {
 }
 
 void Striker::comparePair(unsigned x, unsigned y,
-                          const std::vector<Index>& group) {
+                          std::vector<Index> const& group) {
   const std::size_t width = model.values[y].size();
   const std::size_t size = model.values[x].size() * width;
   std::vector<bool> isAllowed(size);
@@ -313,22 +313,22 @@ void Striker::comparePair(unsigned x, unsigned y,
                    isAlive({y, static_cast<unsigned>(i % width)});
   }
   for (const Index c : group) {
-    const Constraint& constraint = model.constraints[c];
+    Constraint const& constraint = model.constraints[c];
     budget -= static_cast<std::int64_t>(size * (1 + constraint.terms.size()));
     if (budget < 0) {
       return;
     }
     std::fill(sums.begin(), sums.end(), 0);
-    for (const Term& term : constraint.terms) {
+    for (Term const& term : constraint.terms) {
       for (std::size_t i = 0; i < size; ++i) {
-        const auto holds = [&](const Label& label) {
+        auto const holds = [&](Label const& label) {
           return label.value == (label.variable == x ? i / width : i % width);
         };
         sums[i] +=
             holds(term.label1) && holds(term.label2) ? term.coefficient : 0;
       }
     }
-    const bool isAlldiff = constraint.kind == Constraint::alldiff;
+    bool const isAlldiff = constraint.kind == Constraint::alldiff;
     for (std::size_t i = 0; i < size; ++i) {
       if (isAlldiff ? i / width == i % width
                     : isBarred(constraint, sums[i], sums[i])) {
@@ -342,15 +342,15 @@ void Striker::comparePair(unsigned x, unsigned y,
   }
 }
 
-void Striker::comparePairs(const std::vector<Index>& constraints) {
+void Striker::comparePairs(std::vector<Index> const& constraints) {
   std::map<std::pair<unsigned, unsigned>, std::vector<Index>> groups;
   for (const Index c : constraints) {
     if (scopes[c].size() == 2) {
       groups[{scopes[c][0], scopes[c][1]}].push_back(c);
     }
   }
-  for (const auto& [pair, group] : groups) {
-    const auto [x, y] = pair;
+  for (auto const& [pair, group] : groups) {
+    auto const [x, y] = pair;
     if (hasFailed || budget < 0) {
       return;
     }
@@ -362,7 +362,7 @@ void Striker::comparePairs(const std::vector<Index>& constraints) {
   }
 }
 
-bool Striker::isConflict(const std::vector<Index>& constraints) {
+bool Striker::isConflict(std::vector<Index> const& constraints) {
   reset();
   for (const Index c : constraints) {
     isActive[c] = isQueued[c] = true;
@@ -387,7 +387,7 @@ bool Striker::isConflict(const std::vector<Index>& constraints) {
 std::vector<bool> Striker::markInvolved(std::vector<bool>& isStep) const {
   std::vector<bool> isInvolved(model.constraints.size());
   std::vector<bool> isNeeded(model.variables.size());
-  const auto involve = [&](Index c) {
+  auto const involve = [&](Index c) {
     if (!isInvolved[c]) {
       isInvolved[c] = true;
       for (const unsigned v : scopes[c]) {
@@ -399,7 +399,7 @@ std::vector<bool> Striker::markInvolved(std::vector<bool>& isStep) const {
   std::for_each(lastGroup.begin(), lastGroup.end(), involve);
   isStep.assign(trail.size(), false);
   for (std::size_t i = trail.size(); i > 0; --i) {
-    const Strike& step = trail[i - 1];
+    Strike const& step = trail[i - 1];
     if (isNeeded[step.label.variable]) {
       isStep[i - 1] = true;
       involve(step.constraint);
@@ -431,7 +431,7 @@ std::string Striker::chain() const {
     if (!isStep[i]) {
       continue;
     }
-    const auto& [label, c] = trail[i];
+    auto const& [label, c] = trail[i];
     if (++numShown > maxSteps) {
       text += ", ...";
       break;
@@ -462,7 +462,7 @@ void reduce(Striker& striker, std::vector<std::size_t>& constraints) {
 
 }  // namespace
 
-std::vector<Conflict> findConflicts(const Model& model) {
+std::vector<Conflict> findConflicts(Model const& model) {
   Striker striker(model);
   std::vector<std::size_t> hard;
   for (std::size_t c = 0; c < model.constraints.size(); ++c) {

@@ -4,8 +4,7 @@
 // until nothing moves, and constraints over the same two variables are held
 // against each other. So not every conflict is found, but what is found is one.
 
-#ifndef TOOLS_CHECK_CONFLICTS_H_
-#define TOOLS_CHECK_CONFLICTS_H_
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -23,8 +22,6 @@ struct Conflict {
 
 // Some conflicts that share no constraint, each as small as deleting shows.
 // The work grows with the size of the model and is cut off beyond that.
-std::vector<Conflict> findConflicts(const Model& model);
+std::vector<Conflict> findConflicts(Model const& model);
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_CONFLICTS_H_

@@ -53,7 +53,7 @@ std::string_view wordAt(std::string_view text, std::size_t begin) {
 
 std::string joinedWord(std::string_view word) {
   std::string joined;
-  for (const char c : word) {
+  for (char const c : word) {
     if (isPartOfWord(c)) {
       joined += c;
     } else if (joined.empty() || joined.back() != '_') {
@@ -80,13 +80,13 @@ std::string_view takeUpTo(char separator, std::string_view& text) {
 }
 
 bool takePrefix(std::string_view prefix, std::string_view& text) {
-  const bool isThere = text.substr(0, prefix.size()) == prefix;
+  bool const isThere = text.substr(0, prefix.size()) == prefix;
   text.remove_prefix(isThere ? prefix.size() : 0);
   return isThere;
 }
 
-bool isOfClass(char name, const Token& token) {
-  const bool isWord = token.kind == Token::identifier;
+bool isOfClass(char name, Token const& token) {
+  bool const isWord = token.kind == Token::identifier;
   switch (name) {
     case 'W':
       return isWord;
@@ -106,8 +106,8 @@ bool isOfClass(char name, const Token& token) {
 }
 
 // Whether the token is what an alternative of a pattern describes.
-bool isLike(std::string_view alternative, const Token& token) {
-  const char first = alternative[0];
+bool isLike(std::string_view alternative, Token const& token) {
+  char const first = alternative[0];
   if (first >= 'a' && first <= 'z') {
     return token.kind != Token::symbol && token.text == alternative;
   }
@@ -126,7 +126,7 @@ bool isLike(std::string_view alternative, const Token& token) {
 
 // Whether the token continues the one before it, as in night-shift or 9:30.
 bool Reader::isJoined(std::size_t n) {
-  const Token& token = at(n);
+  Token const& token = at(n);
   return isTouching(n) &&
          (token.kind == Token::number
               ? token.text[0] == '-' || token.text[0] == '+'
@@ -138,12 +138,12 @@ bool Reader::isJoined(std::size_t n) {
 bool Reader::matches(std::string_view pattern) {
   for (std::size_t n = 0; !pattern.empty();) {
     std::string_view element = takeUpTo(' ', pattern);
-    const bool isWanted = !takePrefix("not:", element);
-    const bool isBeside = takePrefix("beside:", element);
-    const bool isBefore = isBeside || takePrefix("after:", element);
+    bool const isWanted = !takePrefix("not:", element);
+    bool const isBeside = takePrefix("beside:", element);
+    bool const isBefore = isBeside || takePrefix("after:", element);
     bool isMatch = (!takePrefix("touching:", element) || isTouching(n)) &&
                    !(isBeside && isFirstOnLine());
-    const Token& token = isBefore ? tokens.previous() : at(n);
+    Token const& token = isBefore ? tokens.previous() : at(n);
     bool isAny = false;
     while (!element.empty()) {
       const std::string_view alternative = takeUpTo('/', element);
@@ -162,8 +162,8 @@ bool Reader::matches(std::string_view pattern) {
 }
 
 std::pair<std::size_t, std::size_t> Reader::bytesOf(Extent extent) {
-  const Token& previous = tokens.previous();
-  const auto word = [this](std::size_t begin) {
+  Token const& previous = tokens.previous();
+  auto const word = [this](std::size_t begin) {
     return std::pair(begin, begin + wordAt(text, begin).size());
   };
   switch (extent) {
@@ -188,8 +188,8 @@ std::pair<std::size_t, std::size_t> Reader::bytesOf(Extent extent) {
 
 // At '<' or '>': "'<= 2'" for "< 3".
 std::string Reader::weakRelation() {
-  const auto bound = at(1).value();
-  const bool isNumber =
+  auto const bound = at(1).value();
+  bool const isNumber =
       bound && at(1).text != "inf" && *bound<inf&& * bound> - inf;
   return "'" + at().text + "=" +
          (isNumber ? " " + std::to_string(*bound + (atSign('<') ? -1 : 1))
@@ -254,11 +254,11 @@ void Reader::goOn(Next next) {
 }
 
 bool Reader::diagnose(Spot spot, std::string_view wanted) {
-  for (const ErrorCase& known : errorCases()) {
+  for (ErrorCase const& known : errorCases()) {
     if (!known.spots.has(spot) || !matches(known.pattern)) {
       continue;
     }
-    const auto [begin, past] = bytesOf(known.extent);
+    auto const [begin, past] = bytesOf(known.extent);
     std::string message;
     for (std::string_view rest = known.message; !rest.empty();) {
       message += takeUpTo('%', rest);
@@ -299,8 +299,8 @@ void Reader::checkEncoding() {
 // Behind the sign that closed a list. The text is no model unless a statement
 // follows.
 void Reader::checkListEnd(bool isAlldiff) {
-  const Token& sign = tokens.previous();
-  const bool isDeclared = atWord("variable") || atWord("target");
+  Token const& sign = tokens.previous();
+  bool const isDeclared = atWord("variable") || atWord("target");
   if (isAlldiff ? sign.text == ";" || sign.text == "." : sign.text == "}") {
     return;
   }
@@ -325,7 +325,7 @@ void Reader::checkRelationCharacter() {
 }
 
 // Whether an unknown name is still to be noted; each is once.
-bool Reader::isNews(const std::string& name) {
+bool Reader::isNews(std::string const& name) {
   if (reading.errors.size() >= Reading::maxErrors) {
     ++reading.numErrors;
     return false;
@@ -347,8 +347,8 @@ void Reader::noteUnknownVariable() {
 }
 
 void Reader::noteUnknownValue(unsigned variable) {
-  const std::string& name = model.variables[variable];
-  const Names& values = model.values[variable];
+  std::string const& name = model.variables[variable];
+  Names const& values = model.values[variable];
   if (broken.count(variable) > 0) {
     return;
   }
@@ -370,7 +370,7 @@ void Reader::noteUnknownValue(unsigned variable) {
 }
 
 Constraint::Kind Reader::guessKind() {
-  constexpr std::array<const char*, 3> kinds = {"linear", "quadratic",
+  constexpr std::array<char const*, 3> kinds = {"linear", "quadratic",
                                                 "alldiff"};
   std::string_view word = at().text;
   std::size_t kind = 0;
@@ -394,8 +394,8 @@ Constraint::Kind Reader::guessKind() {
 
 // In the list of an alldiff, at what is no sign.
 void Reader::checkAlldiffGoesOn() {
-  const bool isKnown = model.variables.find(at().text) < model.variables.size();
-  const bool isName =
+  bool const isKnown = model.variables.find(at().text) < model.variables.size();
+  bool const isName =
       atSign(':', 1) && (!isKnown || (atWord(2) && atSign('=', 3)));
   if (at().kind == Token::end || isName || (!isKnown && atStatement())) {
     failBehind("';' is missing after the variables of an alldiff");

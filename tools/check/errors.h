@@ -1,7 +1,6 @@
 // The errors of a model that the tokens at one place show, as a table.
 
-#ifndef TOOLS_CHECK_ERRORS_H_
-#define TOOLS_CHECK_ERRORS_H_
+#pragma once
 
 #include <span>
 #include <string_view>
@@ -112,5 +111,3 @@ struct ErrorCase {
 std::span<const ErrorCase> errorCases();
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_ERRORS_H_

@@ -4,8 +4,7 @@
 // Everything is summed again from the model's own terms in exact arithmetic.
 // A violation is capped at `inf`; totals are exact.
 
-#ifndef TOOLS_CHECK_EVALUATE_H_
-#define TOOLS_CHECK_EVALUATE_H_
+#pragma once
 
 #include <vector>
 
@@ -23,35 +22,35 @@ struct Evaluation {
 };
 
 // The assignment has a valid value number for every variable of the model.
-Evaluation evaluate(const Model& model, const Assignment& assignment);
+Evaluation evaluate(Model const& model, Assignment const& assignment);
 
 // Whether the term counts in the sum; one with coefficient 0 never does.
-bool isOn(const Term& term, const Assignment& assignment);
+bool isOn(Term const& term, Assignment const& assignment);
 
 // The sum that the bounds of a linear or quadratic constraint apply to.
-Int128 sumOf(const Constraint& constraint, const Assignment& assignment);
+Int128 sumOf(Constraint const& constraint, Assignment const& assignment);
 
 // The distance of a sum from the bounds, before its cap.
-Int128 violationOf(const Constraint& constraint, Int128 sum);
+Int128 violationOf(Constraint const& constraint, Int128 sum);
 
 // Whether the bound is one at all: its default value means none.
-bool hasLower(const Constraint& constraint);
-bool hasUpper(const Constraint& constraint);
+bool hasLower(Constraint const& constraint);
+bool hasUpper(Constraint const& constraint);
 
 // The variables of an all-different constraint that share a value, each set
 // sorted, the sets in the order of their value numbers.
-std::vector<std::vector<unsigned>> sharedValues(const Constraint& constraint,
-                                                const Assignment& assignment);
+std::vector<std::vector<unsigned>> sharedValues(Constraint const& constraint,
+                                                Assignment const& assignment);
 
 // The variables of an all-different constraint, sorted, each once: a repeat
 // counts once.
-std::vector<unsigned> distinctVariables(const Constraint& constraint);
+std::vector<unsigned> distinctVariables(Constraint const& constraint);
 
 // The terms with the smaller label first, sorted by their labels.
-std::vector<Term> sortedTerms(const Constraint& constraint);
+std::vector<Term> sortedTerms(Constraint const& constraint);
 
 // Whether two terms of `sortedTerms` have the same labels.
-bool hasSameLabels(const Term& a, const Term& b);
+bool hasSameLabels(Term const& a, Term const& b);
 
 struct Range {
   Int128 least = 0;
@@ -60,13 +59,11 @@ struct Range {
 
 // Bounds on the sum of a linear or quadratic constraint over all assignments;
 // both are reached for linear ones.
-Range sumRange(const Model& model, const Constraint& constraint);
+Range sumRange(Model const& model, Constraint const& constraint);
 
 // Bounds on the violation over all assignments, before its cap. Both ends are
 // reached for linear and all-different constraints; for quadratic ones they
 // may lie outside what is reached.
-Range violationRange(const Model& model, const Constraint& constraint);
+Range violationRange(Model const& model, Constraint const& constraint);
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_EVALUATE_H_

@@ -12,8 +12,8 @@ namespace {
 
 class Chooser {
  public:
-  Chooser(const std::vector<std::vector<std::size_t>>& reportLists,
-          const std::map<std::size_t, std::size_t>& reportCounts)
+  Chooser(std::vector<std::vector<std::size_t>> const& reportLists,
+          std::map<std::size_t, std::size_t> const& reportCounts)
       : reports(reportLists), counts(reportCounts) {}
 
   // Whether a set of at most this size does; `chosen` holds it then.
@@ -25,16 +25,16 @@ class Chooser {
  private:
   static constexpr std::size_t maxSteps = 200000;
 
-  const std::vector<std::size_t>* firstMissed() const;
+  std::vector<std::size_t> const* firstMissed() const;
 
-  const std::vector<std::vector<std::size_t>>& reports;
-  const std::map<std::size_t, std::size_t>& counts;
+  std::vector<std::vector<std::size_t>> const& reports;
+  std::map<std::size_t, std::size_t> const& counts;
   std::size_t steps = 0;
 };
 
-const std::vector<std::size_t>* Chooser::firstMissed() const {
-  for (const auto& report : reports) {
-    const bool isMet =
+std::vector<std::size_t> const* Chooser::firstMissed() const {
+  for (auto const& report : reports) {
+    bool const isMet =
         std::any_of(chosen.begin(), chosen.end(), [&report](std::size_t c) {
           return std::binary_search(report.begin(), report.end(), c);
         });
@@ -46,7 +46,7 @@ const std::vector<std::size_t>* Chooser::firstMissed() const {
 }
 
 bool Chooser::choose(std::size_t size) {
-  const std::vector<std::size_t>* const missed = firstMissed();
+  std::vector<std::size_t> const* const missed = firstMissed();
   if (missed == nullptr) {
     return true;
   }
@@ -69,9 +69,9 @@ bool Chooser::choose(std::size_t size) {
 }
 
 // Calls act for each variable of the constraint, for some more than once.
-void forVariables(const Constraint& constraint, auto act) {
+void forVariables(Constraint const& constraint, auto act) {
   std::for_each(constraint.variables.begin(), constraint.variables.end(), act);
-  for (const Term& term : constraint.terms) {
+  for (Term const& term : constraint.terms) {
     act(term.label1.variable);
     act(term.label2.variable);
   }
@@ -79,8 +79,8 @@ void forVariables(const Constraint& constraint, auto act) {
 
 }  // namespace
 
-std::vector<std::size_t> hardNeighbours(const Model& model,
-                                        const std::vector<std::size_t>& set) {
+std::vector<std::size_t> hardNeighbours(Model const& model,
+                                        std::vector<std::size_t> const& set) {
   std::vector<bool> isShared(model.variables.size());
   for (const std::size_t c : set) {
     forVariables(model.constraints[c],
@@ -99,20 +99,20 @@ std::vector<std::size_t> hardNeighbours(const Model& model,
   return neighbours;
 }
 
-Failing findFailing(const std::vector<std::vector<std::size_t>>& reports) {
+Failing findFailing(std::vector<std::vector<std::size_t>> const& reports) {
   std::map<std::size_t, std::size_t> counts;
-  for (const auto& report : reports) {
+  for (auto const& report : reports) {
     for (const std::size_t c : report) {
       ++counts[c];
     }
   }
   Failing failing;
-  for (const auto& [constraint, count] : counts) {
+  for (auto const& [constraint, count] : counts) {
     failing.all.push_back({constraint, count});
   }
   std::stable_sort(
       failing.all.begin(), failing.all.end(),
-      [](const Failure& a, const Failure& b) { return a.count > b.count; });
+      [](Failure const& a, Failure const& b) { return a.count > b.count; });
   Chooser chooser(reports, counts);
   for (std::size_t size = 1; size <= reports.size(); ++size) {
     if (chooser.choose(size)) {
@@ -120,7 +120,7 @@ Failing findFailing(const std::vector<std::vector<std::size_t>>& reports) {
     }
     if (chooser.isCutOff()) {
       failing.isSmallest = false;
-      for (const auto& report : reports) {
+      for (auto const& report : reports) {
         chooser.chosen.push_back(report.front());
       }
       break;

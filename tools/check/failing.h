@@ -1,8 +1,7 @@
 // What the reports of several runs tell of hard constraints that no search
 // satisfies.
 
-#ifndef TOOLS_CHECK_FAILING_H_
-#define TOOLS_CHECK_FAILING_H_
+#pragma once
 
 #include <cstddef>
 #include <vector>
@@ -23,12 +22,10 @@ struct Failing {
 };
 
 // The hard constraints outside the set that share a variable with it.
-std::vector<std::size_t> hardNeighbours(const Model& model,
-                                        const std::vector<std::size_t>& set);
+std::vector<std::size_t> hardNeighbours(Model const& model,
+                                        std::vector<std::size_t> const& set);
 
 // For each report its violated hard constraints, none of the lists empty.
-Failing findFailing(const std::vector<std::vector<std::size_t>>& reports);
+Failing findFailing(std::vector<std::vector<std::size_t>> const& reports);
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_FAILING_H_

@@ -83,8 +83,8 @@ Heads beforeNumber(std::string_view name) {
 // Numbers for texts, in the order in which they come.
 class Numbering {
  public:
-  unsigned numberOf(const std::string& text) {
-    const auto [entry, isNew] =
+  unsigned numberOf(std::string const& text) {
+    auto const [entry, isNew] =
         numbers.try_emplace(text, static_cast<unsigned>(texts.size()));
     if (isNew) {
       texts.push_back(text);
@@ -113,14 +113,14 @@ struct Family {
 
 class Finder {
  public:
-  Finder(std::size_t numNames, const Split& split,
-         const std::vector<const Names*>& itsDomains)
+  Finder(std::size_t numNames, Split const& split,
+         std::vector<Names const*> const& itsDomains)
       : domains(itsDomains) {
     std::set<std::pair<unsigned, unsigned>> taken;
     for (std::size_t i = 0; i < numNames; ++i) {
       if (const Heads heads = split(i)) {
-        const unsigned row = rowHeads.numberOf(heads->first);
-        const unsigned column = columnHeads.numberOf(heads->second);
+        unsigned const row = rowHeads.numberOf(heads->first);
+        unsigned const column = columnHeads.numberOf(heads->second);
         rows.resize(rowHeads.texts.size());
         if (taken.emplace(row, column).second) {
           rows[row].push_back({column, i});
@@ -135,9 +135,9 @@ class Finder {
   Grids grids(std::size_t numNames) const {
     Grids found;
     std::vector<bool> isFitted(numNames, false);
-    for (const Family& family : families) {
+    for (Family const& family : families) {
       std::size_t numCells = 0;
-      for (const unsigned row : family.rows) {
+      for (unsigned const row : family.rows) {
         numCells += rows[row].size();
       }
       const std::size_t numRows = family.rows.size();
@@ -147,8 +147,8 @@ class Finder {
         continue;
       }
       found.grids.push_back(gridOf(family));
-      for (const unsigned row : family.rows) {
-        for (const Cell& cell : rows[row]) {
+      for (unsigned const row : family.rows) {
+        for (Cell const& cell : rows[row]) {
           isFitted[cell.name] = true;
         }
       }
@@ -162,7 +162,7 @@ class Finder {
   }
 
  private:
-  const std::vector<const Names*>& domains;
+  std::vector<Names const*> const& domains;
   Numbering rowHeads;
   Numbering columnHeads;
   std::vector<Row> rows;
@@ -171,11 +171,11 @@ class Finder {
   std::unordered_map<unsigned, std::vector<std::size_t>> byColumn;
   std::unordered_map<std::string_view, std::vector<std::size_t>> byValue;
 
-  std::unordered_set<std::string_view> valuesOf(const Row& row) const {
+  std::unordered_set<std::string_view> valuesOf(Row const& row) const {
     std::unordered_set<std::string_view> values;
-    const Names* previous = nullptr;
-    for (const Cell& cell : row) {
-      const Names* const domain = domains[cell.name];
+    Names const* previous = nullptr;
+    for (Cell const& cell : row) {
+      Names const* const domain = domains[cell.name];
       if (previous == nullptr || !(*domain == *previous)) {
         for (unsigned a = 0; a < domain->size(); ++a) {
           values.insert((*domain)[a]);
@@ -186,15 +186,15 @@ class Finder {
     return values;
   }
 
-  static void addTo(std::set<std::size_t>& all, const auto& lists, auto key) {
-    if (const auto list = lists.find(key); list != lists.end()) {
+  static void addTo(std::set<std::size_t>& all, auto const& lists, auto key) {
+    if (auto const list = lists.find(key); list != lists.end()) {
       all.insert(list->second.begin(), list->second.end());
     }
   }
 
   void join(unsigned row) {
     std::set<std::size_t> sharing;
-    for (const Cell& cell : rows[row]) {
+    for (Cell const& cell : rows[row]) {
       addTo(sharing, byColumn, cell.column);
     }
     std::unordered_set<std::string_view> values;
@@ -215,7 +215,7 @@ class Finder {
     }
     Family& family = families[number];
     family.rows.push_back(row);
-    for (const Cell& cell : rows[row]) {
+    for (Cell const& cell : rows[row]) {
       if (note(byColumn[cell.column], number)) {
         family.columns.push_back(cell.column);
       }
@@ -227,7 +227,7 @@ class Finder {
 
   // Whether the family is new to the list.
   static bool note(std::vector<std::size_t>& list, std::size_t family) {
-    const auto place = std::lower_bound(list.begin(), list.end(), family);
+    auto const place = std::lower_bound(list.begin(), list.end(), family);
     if (place != list.end() && *place == family) {
       return false;
     }
@@ -235,17 +235,17 @@ class Finder {
     return true;
   }
 
-  Grid gridOf(const Family& family) const {
+  Grid gridOf(Family const& family) const {
     Grid grid;
     std::unordered_map<unsigned, std::size_t> positions;
-    for (const unsigned column : ordered(family)) {
+    for (unsigned const column : ordered(family)) {
       positions[column] = grid.columns.size();
       grid.columns.push_back(columnHeads.texts[column]);
     }
-    for (const unsigned row : family.rows) {
+    for (unsigned const row : family.rows) {
       grid.rows.push_back(rowHeads.texts[row]);
       grid.cells.emplace_back(grid.columns.size(), Grid::none);
-      for (const Cell& cell : rows[row]) {
+      for (Cell const& cell : rows[row]) {
         grid.cells.back()[positions[cell.column]] = cell.name;
       }
     }
@@ -254,16 +254,16 @@ class Finder {
 
   // The columns in an order that agrees with each row, where there is one: a
   // row that begins in the middle does not move its columns to the end.
-  std::vector<unsigned> ordered(const Family& family) const {
+  std::vector<unsigned> ordered(Family const& family) const {
     std::unordered_map<unsigned, std::size_t> ranks;
-    for (const unsigned column : family.columns) {
+    for (unsigned const column : family.columns) {
       ranks.emplace(column, ranks.size());
     }
     std::vector<std::vector<std::size_t>> followers(ranks.size());
     std::vector<std::size_t> numBefore(ranks.size(), 0);
-    const Row* longest = nullptr;
-    for (const unsigned number : family.rows) {
-      const Row& row = rows[number];
+    Row const* longest = nullptr;
+    for (unsigned const number : family.rows) {
+      Row const& row = rows[number];
       for (std::size_t i = 1; i < row.size(); ++i) {
         const std::size_t rank = ranks[row[i].column];
         followers[ranks[row[i - 1].column]].push_back(rank);
@@ -275,7 +275,7 @@ class Finder {
     }
     std::vector<unsigned> order;
     if (longest != nullptr && longest->size() == ranks.size()) {
-      for (const Cell& cell : *longest) {
+      for (Cell const& cell : *longest) {
         order.push_back(cell.column);
       }
       return order;
@@ -304,15 +304,15 @@ class Finder {
 };
 
 // The positions of the wanted heads, or all; unknown ones are left out.
-std::vector<std::size_t> chosen(const std::vector<std::string>& heads,
-                                const std::vector<std::string>& wanted) {
+std::vector<std::size_t> chosen(std::vector<std::string> const& heads,
+                                std::vector<std::string> const& wanted) {
   std::vector<std::size_t> places;
   if (wanted.empty()) {
     places.resize(heads.size());
     std::iota(places.begin(), places.end(), std::size_t{0});
   }
-  for (const std::string& head : wanted) {
-    const auto place = std::find(heads.begin(), heads.end(), head);
+  for (std::string const& head : wanted) {
+    auto const place = std::find(heads.begin(), heads.end(), head);
     if (place != heads.end()) {
       places.push_back(static_cast<std::size_t>(place - heads.begin()));
     }
@@ -320,8 +320,8 @@ std::vector<std::size_t> chosen(const std::vector<std::string>& heads,
   return places;
 }
 
-Grid limited(const Grid& grid, const std::vector<std::string>& rows,
-             const std::vector<std::string>& columns) {
+Grid limited(Grid const& grid, std::vector<std::string> const& rows,
+             std::vector<std::string> const& columns) {
   Grid result;
   const std::vector<std::size_t> places = chosen(grid.columns, columns);
   for (const std::size_t c : places) {
@@ -339,18 +339,18 @@ Grid limited(const Grid& grid, const std::vector<std::string>& rows,
 
 }  // namespace
 
-std::vector<Split> usualSplits(const std::vector<std::string>& names) {
+std::vector<Split> usualSplits(std::vector<std::string> const& names) {
   std::vector<Split> splits;
-  for (const auto way : {atLastMark, atFirstMark, atComma, beforeBrackets,
+  for (auto const way : {atLastMark, atFirstMark, atComma, beforeBrackets,
                          afterDigit, beforeNumber}) {
     splits.emplace_back([way, &names](std::size_t i) { return way(names[i]); });
   }
   return splits;
 }
 
-Split splitBy(const std::vector<std::string>& names,
-              const std::string& expression) {
-  const auto pattern = std::make_shared<const Pattern>(expression);
+Split splitBy(std::vector<std::string> const& names,
+              std::string const& expression) {
+  auto const pattern = std::make_shared<const Pattern>(expression);
   if (pattern->numGroups() != 2) {
     throw std::runtime_error("--split needs two groups");
   }
@@ -363,12 +363,12 @@ Split splitBy(const std::vector<std::string>& names,
   };
 }
 
-Grids findGrids(std::size_t numNames, const std::vector<Split>& splits,
-                const std::vector<const Names*>& domains) {
+Grids findGrids(std::size_t numNames, std::vector<Split> const& splits,
+                std::vector<Names const*> const& domains) {
   Grids best;
   best.rest.resize(numNames);
   std::iota(best.rest.begin(), best.rest.end(), std::size_t{0});
-  for (const Split& split : splits) {
+  for (Split const& split : splits) {
     Grids found = Finder(numNames, split, domains).grids(numNames);
     if (found.rest.size() < best.rest.size()) {
       best = std::move(found);
@@ -377,12 +377,12 @@ Grids findGrids(std::size_t numNames, const std::vector<Split>& splits,
   return best;
 }
 
-void limitGrids(Grids& grids, const std::vector<std::string>& rows,
-                const std::vector<std::string>& columns) {
+void limitGrids(Grids& grids, std::vector<std::string> const& rows,
+                std::vector<std::string> const& columns) {
   for (Grid& grid : grids.grids) {
     grid = limited(grid, rows, columns);
   }
-  std::erase_if(grids.grids, [](const Grid& grid) {
+  std::erase_if(grids.grids, [](Grid const& grid) {
     return grid.rows.empty() || grid.columns.empty();
   });
 }

@@ -2,8 +2,7 @@
 // column ("Ann_Mon" into "Ann" and "Mon"). Of several ways to split, the one
 // that brings most names into grids is taken.
 
-#ifndef TOOLS_CHECK_GRIDS_H_
-#define TOOLS_CHECK_GRIDS_H_
+#pragma once
 
 #include <cstddef>
 #include <functional>
@@ -37,25 +36,23 @@ using Split = std::function<std::optional<std::pair<std::string, std::string>>(
 // The built-in ways to split these names, which outlive them: at the last or
 // first '_' or '@', at a comma or before brackets, after a digit, before the
 // digits at the end.
-std::vector<Split> usualSplits(const std::vector<std::string>& names);
+std::vector<Split> usualSplits(std::vector<std::string> const& names);
 
 // By the two groups of an extended regular expression that matches a whole
 // name. Throws std::runtime_error if it is not one or has not two groups.
-Split splitBy(const std::vector<std::string>& names,
-              const std::string& expression);
+Split splitBy(std::vector<std::string> const& names,
+              std::string const& expression);
 
 // A row joins the first grid with which it shares a column and, where domains
 // are given (one for each name), a value. A grid needs two rows, two columns,
 // and names in at least half of its cells. Where two names split alike, the
 // second is in no grid.
-Grids findGrids(std::size_t numNames, const std::vector<Split>& splits,
-                const std::vector<const Names*>& domains = {});
+Grids findGrids(std::size_t numNames, std::vector<Split> const& splits,
+                std::vector<Names const*> const& domains = {});
 
 // Only these rows and columns, in this order; an empty list keeps all. Grids
 // that lose all rows or columns go; `rest` stays.
-void limitGrids(Grids& grids, const std::vector<std::string>& rows,
-                const std::vector<std::string>& columns);
+void limitGrids(Grids& grids, std::vector<std::string> const& rows,
+                std::vector<std::string> const& columns);
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_GRIDS_H_

@@ -6,24 +6,24 @@
 
 namespace check {
 
-std::string Grouping::groupOf(const std::string& name) const {
+std::string Grouping::groupOf(std::string const& name) const {
   if (!pattern) {
     const std::size_t size = name.find_first_of("0123456789_[@");
     return size == 0 ? name : name.substr(0, size);
   }
-  const auto match = pattern->find(name);
+  auto const match = pattern->find(name);
   if (!match) {
     return name;
   }
-  const auto& [whole, first, second] = *match;
+  auto const& [whole, first, second] = *match;
   return std::string(first.data() != nullptr ? first : whole);
 }
 
-std::vector<Group> sumGroups(const Model& model, const Evaluation& evaluation,
-                             const Grouping& grouping) {
+std::vector<Group> sumGroups(Model const& model, Evaluation const& evaluation,
+                             Grouping const& grouping) {
   std::map<std::string, Group> known;
   for (const std::size_t c : violatedByCost(model, evaluation)) {
-    const Constraint& constraint = model.constraints[c];
+    Constraint const& constraint = model.constraints[c];
     const Int128 cost = costOf(constraint, evaluation.violations[c]);
     if (cost > 0) {
       Group& group = known[grouping.groupOf(constraint.name)];
@@ -36,21 +36,21 @@ std::vector<Group> sumGroups(const Model& model, const Evaluation& evaluation,
     groups.push_back(std::move(group));
   }
   std::stable_sort(groups.begin(), groups.end(),
-                   [](const Group& a, const Group& b) {
+                   [](Group const& a, Group const& b) {
                      return std::tie(a.hard, a.soft) > std::tie(b.hard, b.soft);
                    });
   return groups;
 }
 
-std::vector<std::size_t> violatedByCost(const Model& model,
-                                        const Evaluation& evaluation) {
+std::vector<std::size_t> violatedByCost(Model const& model,
+                                        Evaluation const& evaluation) {
   std::vector<std::size_t> violated;
   for (std::size_t c = 0; c < model.constraints.size(); ++c) {
     if (evaluation.violations[c] > 0) {
       violated.push_back(c);
     }
   }
-  const auto key = [&](std::size_t c) {
+  auto const key = [&](std::size_t c) {
     const Constraint& constraint = model.constraints[c];
     return std::pair(constraint.weight == inf,
                      costOf(constraint, evaluation.violations[c]));
@@ -61,7 +61,7 @@ std::vector<std::size_t> violatedByCost(const Model& model,
   return violated;
 }
 
-Int128 costOf(const Constraint& constraint, int violation) {
+Int128 costOf(Constraint const& constraint, int violation) {
   return constraint.weight == inf ? Int128{violation}
                                   : Int128{constraint.weight} * violation;
 }

@@ -1,7 +1,6 @@
 // Penalties summed by groups of constraints, which the names give.
 
-#ifndef TOOLS_CHECK_GROUPS_H_
-#define TOOLS_CHECK_GROUPS_H_
+#pragma once
 
 #include <optional>
 #include <string>
@@ -27,27 +26,25 @@ class Grouping {
  public:
   Grouping() = default;
   // Throws std::runtime_error if the text is not a regular expression.
-  explicit Grouping(const std::string& expression) {
+  explicit Grouping(std::string const& expression) {
     pattern.emplace(expression);
   }
 
-  std::string groupOf(const std::string& name) const;
+  std::string groupOf(std::string const& name) const;
 
  private:
   std::optional<Pattern> pattern;
 };
 
 // The groups with a penalty, the greatest first.
-std::vector<Group> sumGroups(const Model& model, const Evaluation& evaluation,
-                             const Grouping& grouping);
+std::vector<Group> sumGroups(Model const& model, Evaluation const& evaluation,
+                             Grouping const& grouping);
 
 // The constraints that are violated: hard ones first, then by what they cost.
-std::vector<std::size_t> violatedByCost(const Model& model,
-                                        const Evaluation& evaluation);
+std::vector<std::size_t> violatedByCost(Model const& model,
+                                        Evaluation const& evaluation);
 
 // Weight times violation of a soft constraint; the violation of a hard one.
-Int128 costOf(const Constraint& constraint, int violation);
+Int128 costOf(Constraint const& constraint, int violation);
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_GROUPS_H_

@@ -55,7 +55,7 @@ std::size_t editDistance(std::string_view a, std::string_view b,
   for (std::size_t i = 1; i <= a.size(); ++i) {
     std::vector<std::size_t> row(b.size() + 1, i);
     for (std::size_t j = 1; j <= b.size(); ++j) {
-      const bool isSame = lower(a[i - 1]) == lower(b[j - 1]);
+      bool const isSame = lower(a[i - 1]) == lower(b[j - 1]);
       row[j] = std::min(
           {last[j] + 1, row[j - 1] + 1, last[j - 1] + (isSame ? 0U : 1U)});
       if (i > 1 && j > 1 && lower(a[i - 1]) == lower(b[j - 2]) &&
@@ -73,7 +73,7 @@ bool isNear(std::string_view a, std::string_view b) {
   return nearness(a, b) <= tolerance(std::max(a.size(), b.size()));
 }
 
-std::string didYouMean(std::string_view word, const Names& names) {
+std::string didYouMean(std::string_view word, Names const& names) {
   unsigned best = names.size();
   std::size_t least = 0;
   for (unsigned i = 0; i < names.size(); ++i) {

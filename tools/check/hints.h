@@ -1,7 +1,6 @@
 // What a misspelt word was probably meant to be.
 
-#ifndef TOOLS_CHECK_HINTS_H_
-#define TOOLS_CHECK_HINTS_H_
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -22,8 +21,6 @@ std::size_t editDistance(std::string_view a, std::string_view b,
 bool isNear(std::string_view a, std::string_view b);
 
 // ", did you mean 'name'?" with the nearest of the names, or nothing.
-std::string didYouMean(std::string_view word, const Names& names);
+std::string didYouMean(std::string_view word, Names const& names);
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_HINTS_H_

@@ -28,7 +28,7 @@ struct Penalty {
   Int128 hard = 0;
   Int128 soft = 0;
 
-  void add(const Constraint& constraint, Int128 violation) {
+  void add(Constraint const& constraint, Int128 violation) {
     if (constraint.weight == inf) {
       hard += violation;
     } else {
@@ -43,8 +43,8 @@ Int128 capped(Int128 violation) {
 
 class Finder {
  public:
-  Finder(const Model& subject, const Assignment& current,
-         const Evaluation& currentEvaluation);
+  Finder(Model const& subject, Assignment const& current,
+         Evaluation const& currentEvaluation);
 
   void tryChanges(unsigned v, std::optional<Move>& best) const;
   // Whether there was time for all.
@@ -52,13 +52,13 @@ class Finder {
 
  private:
   int turn(std::size_t c, unsigned from, unsigned to);
-  void consider(std::vector<Label> labels, const Penalty& penalty,
+  void consider(std::vector<Label> labels, Penalty const& penalty,
                 std::optional<Move>& best) const;
   Penalty swapped(unsigned x, unsigned y, unsigned xValue, unsigned yValue);
 
-  const Model& model;
+  Model const& model;
   Assignment assignment;  // moved for a while and set back
-  const Evaluation& evaluation;
+  Evaluation const& evaluation;
   std::vector<std::vector<Use>> uses;  // of each variable, ascending
   std::vector<Int128> sums;            // of each constraint
   // How many variables of each all-different have each value number.
@@ -66,29 +66,29 @@ class Finder {
   std::int64_t steps = 0;
 };
 
-Finder::Finder(const Model& subject, const Assignment& current,
-               const Evaluation& currentEvaluation)
+Finder::Finder(Model const& subject, Assignment const& current,
+               Evaluation const& currentEvaluation)
     : model(subject),
       assignment(current),
       evaluation(currentEvaluation),
       uses(subject.variables.size()),
       counts(subject.constraints.size()) {
-  const auto useOf = [this](unsigned v, std::size_t c) -> Use& {
+  auto const useOf = [this](unsigned v, std::size_t c) -> Use& {
     if (uses[v].empty() || uses[v].back().constraint != c) {
       uses[v].push_back({c, {}});
     }
     return uses[v].back();
   };
   for (std::size_t c = 0; c < model.constraints.size(); ++c) {
-    const Constraint& constraint = model.constraints[c];
+    Constraint const& constraint = model.constraints[c];
     for (std::uint32_t i = 0; i < constraint.terms.size(); ++i) {
-      const Term& term = constraint.terms[i];
+      Term const& term = constraint.terms[i];
       useOf(term.label1.variable, c).terms.push_back(i);
       if (term.label2.variable != term.label1.variable) {
         useOf(term.label2.variable, c).terms.push_back(i);
       }
     }
-    for (const unsigned v : distinctVariables(constraint)) {
+    for (unsigned const v : distinctVariables(constraint)) {
       useOf(v, c);
       counts[c].resize(
           std::max<std::size_t>(counts[c].size(), model.values[v].size()));
@@ -98,7 +98,7 @@ Finder::Finder(const Model& subject, const Assignment& current,
   }
 }
 
-void Finder::consider(std::vector<Label> labels, const Penalty& penalty,
+void Finder::consider(std::vector<Label> labels, Penalty const& penalty,
                       std::optional<Move>& best) const {
   if (!best ||
       std::tie(penalty.hard, penalty.soft) < std::tie(best->hard, best->soft)) {
@@ -108,12 +108,12 @@ void Finder::consider(std::vector<Label> labels, const Penalty& penalty,
 
 // The terms of a use are summed for all values of the variable in one pass.
 void Finder::tryChanges(unsigned v, std::optional<Move>& best) const {
-  const unsigned size = model.values[v].size();
-  const unsigned now = assignment[v];
+  unsigned const size = model.values[v].size();
+  unsigned const now = assignment[v];
   std::vector<Penalty> penalties(size, {evaluation.hard, evaluation.soft});
   std::vector<Int128> gains(size);
-  for (const Use& use : uses[v]) {
-    const Constraint& constraint = model.constraints[use.constraint];
+  for (Use const& use : uses[v]) {
+    Constraint const& constraint = model.constraints[use.constraint];
     const Int128 before = evaluation.violations[use.constraint];
     std::fill(gains.begin(), gains.end(), 0);
     if (constraint.kind == Constraint::alldiff) {
@@ -122,11 +122,11 @@ void Finder::tryChanges(unsigned v, std::optional<Move>& best) const {
       }
     }
     for (const std::uint32_t i : use.terms) {
-      const Term& term = constraint.terms[i];
-      const bool isFirst = term.label1.variable == v;
-      const Label& own = isFirst ? term.label1 : term.label2;
-      const Label& other = isFirst ? term.label2 : term.label1;
-      const bool isOtherOn = other.variable == v
+      Term const& term = constraint.terms[i];
+      bool const isFirst = term.label1.variable == v;
+      Label const& own = isFirst ? term.label1 : term.label2;
+      Label const& other = isFirst ? term.label2 : term.label1;
+      bool const isOtherOn = other.variable == v
                                  ? other.value == own.value
                                  : assignment[other.variable] == other.value;
       gains[own.value] += isOtherOn ? term.coefficient : 0;
@@ -149,8 +149,8 @@ void Finder::tryChanges(unsigned v, std::optional<Move>& best) const {
 
 // Moves one variable of an all-different; what that adds to its violation.
 int Finder::turn(std::size_t c, unsigned from, unsigned to) {
-  const int lost = --counts[c][from] > 0 ? 1 : 0;
-  const int gained = counts[c][to]++ > 0 ? 1 : 0;
+  int const lost = --counts[c][from] > 0 ? 1 : 0;
+  int const gained = counts[c][to]++ > 0 ? 1 : 0;
   return gained - lost;
 }
 
@@ -158,10 +158,10 @@ int Finder::turn(std::size_t c, unsigned from, unsigned to) {
 Penalty Finder::swapped(unsigned x, unsigned y, unsigned xValue,
                         unsigned yValue) {
   Penalty penalty{evaluation.hard, evaluation.soft};
-  const unsigned xNow = assignment[x];
-  const unsigned yNow = assignment[y];
-  const auto sumOn = [&](const Constraint& constraint, const Use& ofX,
-                         const Use& ofY) {
+  unsigned const xNow = assignment[x];
+  unsigned const yNow = assignment[y];
+  auto const sumOn = [&](Constraint const& constraint, Use const& ofX,
+                         Use const& ofY) {
     Int128 sum = 0;
     for (const std::uint32_t i : ofX.terms) {
       const Term& term = constraint.terms[i];
@@ -174,7 +174,7 @@ Penalty Finder::swapped(unsigned x, unsigned y, unsigned xValue,
     }
     return sum;
   };
-  const auto change = [&](std::size_t c, const Use* ofX, const Use* ofY) {
+  auto const change = [&](std::size_t c, Use const* ofX, Use const* ofY) {
     const Constraint& constraint = model.constraints[c];
     if (constraint.kind == Constraint::alldiff) {
       Int128 rise = ofX != nullptr ? turn(c, xNow, xValue) : 0;
@@ -204,9 +204,9 @@ Penalty Finder::swapped(unsigned x, unsigned y, unsigned xValue,
   auto i = uses[x].begin();
   auto k = uses[y].begin();
   while (i != uses[x].end() || k != uses[y].end()) {
-    const bool isX = i != uses[x].end() &&
+    bool const isX = i != uses[x].end() &&
                      (k == uses[y].end() || i->constraint <= k->constraint);
-    const bool isY = k != uses[y].end() &&
+    bool const isY = k != uses[y].end() &&
                      (i == uses[x].end() || k->constraint <= i->constraint);
     change(isX ? i->constraint : k->constraint, isX ? &*i : nullptr,
            isY ? &*k : nullptr);
@@ -219,10 +219,10 @@ Penalty Finder::swapped(unsigned x, unsigned y, unsigned xValue,
 bool Finder::trySwaps(std::optional<Move>& best) {
   for (unsigned x = 0; x < model.variables.size(); ++x) {
     for (unsigned y = x + 1; y < model.variables.size(); ++y) {
-      const std::string& ofX = model.values[x][assignment[x]];
-      const std::string& ofY = model.values[y][assignment[y]];
-      const unsigned xValue = model.values[x].find(ofY);
-      const unsigned yValue = model.values[y].find(ofX);
+      std::string const& ofX = model.values[x][assignment[x]];
+      std::string const& ofY = model.values[y][assignment[y]];
+      unsigned const xValue = model.values[x].find(ofY);
+      unsigned const yValue = model.values[y].find(ofX);
       if (++steps > maxSteps) {
         return false;
       }
@@ -238,8 +238,8 @@ bool Finder::trySwaps(std::optional<Move>& best) {
 
 }  // namespace
 
-Neighbours findBest(const Model& model, const Assignment& assignment,
-                    const Evaluation& evaluation) {
+Neighbours findBest(Model const& model, Assignment const& assignment,
+                    Evaluation const& evaluation) {
   Finder finder(model, assignment, evaluation);
   Neighbours neighbours;
   for (unsigned v = 0; v < model.variables.size(); ++v) {
@@ -253,23 +253,23 @@ Neighbours findBest(const Model& model, const Assignment& assignment,
   return neighbours;
 }
 
-bool isBetter(const Move& move, const Evaluation& now) {
+bool isBetter(Move const& move, Evaluation const& now) {
   return std::tie(move.hard, move.soft) < std::tie(now.hard, now.soft);
 }
 
-std::optional<std::size_t> heldBy(const Model& model,
-                                  const Assignment& assignment,
-                                  const Evaluation& evaluation,
-                                  const Move& move) {
+std::optional<std::size_t> heldBy(Model const& model,
+                                  Assignment const& assignment,
+                                  Evaluation const& evaluation,
+                                  Move const& move) {
   Assignment moved = assignment;
-  for (const Label& label : move.labels) {
+  for (Label const& label : move.labels) {
     moved[label.variable] = label.value;
   }
   const Evaluation after = evaluate(model, moved);
   std::optional<std::size_t> holder;
   std::pair<bool, Int128> most;
   for (std::size_t c = 0; c < model.constraints.size(); ++c) {
-    const Constraint& constraint = model.constraints[c];
+    Constraint const& constraint = model.constraints[c];
     const std::pair rise(constraint.weight == inf,
                          costOf(constraint, after.violations[c]) -
                              costOf(constraint, evaluation.violations[c]));

@@ -1,8 +1,7 @@
 // Whether a neighbour of an assignment is better: one variable with another
 // value, or two that swap theirs. Fewer hard violations come first.
 
-#ifndef TOOLS_CHECK_IMPROVE_H_
-#define TOOLS_CHECK_IMPROVE_H_
+#pragma once
 
 #include <optional>
 #include <vector>
@@ -25,17 +24,15 @@ struct Neighbours {
   bool areSwapsAll = true;     // else there were too many to try all
 };
 
-Neighbours findBest(const Model& model, const Assignment& assignment,
-                    const Evaluation& evaluation);
+Neighbours findBest(Model const& model, Assignment const& assignment,
+                    Evaluation const& evaluation);
 
-bool isBetter(const Move& move, const Evaluation& now);
+bool isBetter(Move const& move, Evaluation const& now);
 
 // The constraint whose penalty the move raises most: a hard one if there is.
-std::optional<std::size_t> heldBy(const Model& model,
-                                  const Assignment& assignment,
-                                  const Evaluation& evaluation,
-                                  const Move& move);
+std::optional<std::size_t> heldBy(Model const& model,
+                                  Assignment const& assignment,
+                                  Evaluation const& evaluation,
+                                  Move const& move);
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_IMPROVE_H_

@@ -7,7 +7,7 @@ namespace check {
 
 namespace {
 
-std::vector<std::string> textsOf(const Names& names) {
+std::vector<std::string> textsOf(Names const& names) {
   std::vector<std::string> texts;
   for (unsigned i = 0; i < names.size(); ++i) {
     texts.push_back(names[i]);
@@ -15,12 +15,12 @@ std::vector<std::string> textsOf(const Names& names) {
   return texts;
 }
 
-Grids gridsOf(const std::vector<std::string>& texts) {
+Grids gridsOf(std::vector<std::string> const& texts) {
   return findGrids(texts.size(), usualSplits(texts));
 }
 
 // The heads are all parts but the last, and the last.
-Split splitByParts(const NameParts& parts) {
+Split splitByParts(NameParts const& parts) {
   return
       [&parts](
           std::size_t i) -> std::optional<std::pair<std::string, std::string>> {
@@ -32,22 +32,22 @@ Split splitByParts(const NameParts& parts) {
       };
 }
 
-std::vector<Split> splitsOf(const std::vector<std::string>& names,
-                            const NameParts& parts, const std::string& split) {
+std::vector<Split> splitsOf(std::vector<std::string> const& names,
+                            NameParts const& parts, std::string const& split) {
   if (!split.empty()) {
     return {splitBy(names, split)};
   }
-  const bool areSplit =
+  bool const areSplit =
       std::any_of(parts.begin(), parts.end(),
-                  [](const auto& name) { return name.size() > 1; });
+                  [](auto const& name) { return name.size() > 1; });
   return areSplit ? std::vector{splitByParts(parts)} : usualSplits(names);
 }
 
-void requireHeads(const std::vector<Grid>& grids,
-                  std::vector<std::string> Grid::*heads, const char* option,
-                  const std::vector<std::string>& wanted) {
-  for (const std::string& head : wanted) {
-    if (std::none_of(grids.begin(), grids.end(), [&](const Grid& grid) {
+void requireHeads(std::vector<Grid> const& grids,
+                  std::vector<std::string> Grid::*heads, char const* option,
+                  std::vector<std::string> const& wanted) {
+  for (std::string const& head : wanted) {
+    if (std::none_of(grids.begin(), grids.end(), [&](Grid const& grid) {
           const auto& all = grid.*heads;
           return std::find(all.begin(), all.end(), head) != all.end();
         })) {
@@ -58,7 +58,7 @@ void requireHeads(const std::vector<Grid>& grids,
 }
 
 // Rows of the grids that all values of the model make.
-std::vector<std::vector<std::string>> familiesOf(const Model& model) {
+std::vector<std::vector<std::string>> familiesOf(Model const& model) {
   Names all;
   for (unsigned v = 0; v < model.values.size(); ++v) {
     if (v == 0 || !(model.values[v] == model.values[v - 1])) {
@@ -69,8 +69,8 @@ std::vector<std::vector<std::string>> familiesOf(const Model& model) {
   }
   const std::vector<std::string> texts = textsOf(all);
   std::vector<std::vector<std::string>> families;
-  for (const Grid& grid : gridsOf(texts).grids) {
-    for (const auto& row : grid.cells) {
+  for (Grid const& grid : gridsOf(texts).grids) {
+    for (auto const& row : grid.cells) {
       families.emplace_back();
       for (const std::size_t cell : row) {
         if (cell != Grid::none) {
@@ -84,12 +84,12 @@ std::vector<std::vector<std::string>> familiesOf(const Model& model) {
 
 }  // namespace
 
-Layout layOut(const Model& model, const NameParts& parts,
-              const LayoutWishes& wishes) {
+Layout layOut(Model const& model, NameParts const& parts,
+              LayoutWishes const& wishes) {
   Layout layout;
   const std::vector<std::string> names = textsOf(model.variables);
-  std::vector<const Names*> domains;
-  for (const Names& values : model.values) {
+  std::vector<Names const*> domains;
+  for (Names const& values : model.values) {
     if (domains.empty() || !(values == *domains.back())) {
       layout.values.push_back(gridsOf(textsOf(values)));
     }
@@ -97,7 +97,7 @@ Layout layOut(const Model& model, const NameParts& parts,
   }
   layout.variables =
       findGrids(names.size(), splitsOf(names, parts, wishes.split), domains);
-  const std::vector<Grid>& grids = layout.variables.grids;
+  std::vector<Grid> const& grids = layout.variables.grids;
   if (!wishes.split.empty() && grids.empty()) {
     throw std::runtime_error("--split makes no grid of the variables");
   }

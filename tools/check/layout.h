@@ -1,7 +1,6 @@
 // How the names of a model lie in grids, of variables and of values.
 
-#ifndef TOOLS_CHECK_LAYOUT_H_
-#define TOOLS_CHECK_LAYOUT_H_
+#pragma once
 
 #include <string>
 #include <vector>
@@ -28,9 +27,7 @@ struct LayoutWishes {
 // `parts` may be empty; where some name has several, these names alone are
 // split, before the last part. Throws std::runtime_error for a split that
 // makes no grid and for rows and columns that are in none.
-Layout layOut(const Model& model, const NameParts& parts,
-              const LayoutWishes& wishes);
+Layout layOut(Model const& model, NameParts const& parts,
+              LayoutWishes const& wishes);
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_LAYOUT_H_

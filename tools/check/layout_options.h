@@ -1,7 +1,6 @@
 // The options of a command line that choose the grids of a layout.
 
-#ifndef TOOLS_CHECK_LAYOUT_OPTIONS_H_
-#define TOOLS_CHECK_LAYOUT_OPTIONS_H_
+#pragma once
 
 #include <CLI/CLI.hpp>
 #include <array>
@@ -13,9 +12,9 @@ namespace check {
 // Adds --split, --rows and --columns, which fill `wishes`.
 inline std::array<CLI::Option*, 3> addLayoutOptions(CLI::App& app,
                                                     LayoutWishes& wishes) {
-  const auto addHeads = [&app](const char* name,
+  auto const addHeads = [&app](char const* name,
                                std::vector<std::string>& heads,
-                               const char* help) {
+                               char const* help) {
     return app.add_option(name, heads, help)
         ->type_name("NAME,...")
         ->delimiter(',')
@@ -33,5 +32,3 @@ inline std::array<CLI::Option*, 3> addLayoutOptions(CLI::App& app,
 }
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_LAYOUT_OPTIONS_H_

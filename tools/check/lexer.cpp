@@ -27,7 +27,7 @@ bool isWordByte(char c) {
 }  // namespace
 
 bool isLeadByte(char c) {
-  const auto byte = static_cast<unsigned char>(c);
+  auto const byte = static_cast<unsigned char>(c);
   return (byte >= 0x81 && byte <= 0x9F) || (byte >= 0xE0 && byte <= 0xFC);
 }
 
@@ -38,8 +38,8 @@ std::optional<int> Token::value() const {
   if (text == "inf") {
     return inf;
   }
-  const char* const last = text.data() + text.size();
-  const char* const first = text.data() + (text[0] == '+' ? 1 : 0);
+  char const* const last = text.data() + text.size();
+  char const* const first = text.data() + (text[0] == '+' ? 1 : 0);
   int result = 0;
   if (std::from_chars(first, last, result).ec != std::errc()) {
     return std::nullopt;
@@ -90,7 +90,7 @@ void Lexer::takeDigits(std::string& into) {
 bool Lexer::takeWord(std::string& into) {
   const std::size_t start = position;
   while (position < text.size() && isWordByte(text[position])) {
-    const bool isDouble = isLeadByte(text[position]);
+    bool const isDouble = isLeadByte(text[position]);
     take(into);
     if (isDouble && position < text.size()) {
       take(into);
@@ -114,7 +114,7 @@ Token Lexer::next() {
   } else if (takeWord(token.text)) {
     token.kind = token.text == "inf" ? Token::number : Token::identifier;
   } else {
-    const bool isSign = text[position] == '+' || text[position] == '-';
+    bool const isSign = text[position] == '+' || text[position] == '-';
     take(token.text);
     token.kind = Token::symbol;
     if (isSign && atDigit()) {

@@ -4,8 +4,7 @@
 // character takes the byte after it along, whatever that byte is. Every byte
 // belongs to a token, to white space or to a comment, so the lexer never fails.
 
-#ifndef TOOLS_CHECK_LEXER_H_
-#define TOOLS_CHECK_LEXER_H_
+#pragma once
 
 #include <cstddef>
 #include <optional>
@@ -53,5 +52,3 @@ class Lexer {
 };
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_LEXER_H_

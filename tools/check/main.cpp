@@ -52,7 +52,7 @@ struct Options {
 };
 
 // Reads with C streams: they tell a directory from an empty file.
-std::string readAll(std::FILE* file, const std::string& name) {
+std::string readAll(std::FILE* file, std::string const& name) {
   std::string text;
   char buffer[65536];
   std::size_t size = 0;
@@ -66,19 +66,19 @@ std::string readAll(std::FILE* file, const std::string& name) {
   return text;
 }
 
-std::string readFile(const std::string& name) {
+std::string readFile(std::string const& name) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
       std::fopen(name.c_str(), "rb"), &std::fclose);
   return readAll(file.get(), name);
 }
 
 // What an assignment is worth.
-void evaluateReport(const Options& options, const check::Model& model,
-                    const check::Report& report, Result& result) {
+void evaluateReport(Options const& options, check::Model const& model,
+                    check::Report const& report, Result& result) {
   result.isEvaluated = true;
   result.assignment = report.assignment;
   result.evaluation = evaluate(model, report.assignment);
-  const auto grouping =
+  auto const grouping =
       options.isGrouped ? std::make_unique<check::Grouping>(options.grouping)
                         : std::make_unique<check::Grouping>();
   result.groups = sumGroups(model, result.evaluation, *grouping);
@@ -87,8 +87,8 @@ void evaluateReport(const Options& options, const check::Model& model,
   }
 }
 
-void judge(const Options& options, const check::Model& model,
-           const check::Report& report, Result& result) {
+void judge(Options const& options, check::Model const& model,
+           check::Report const& report, Result& result) {
   using check::Report;
   if (report.kind == Report::missing) {
     result.status = check::noReport;
@@ -119,7 +119,7 @@ void judge(const Options& options, const check::Model& model,
 }
 
 // What the model alone gives.
-check::Model advise(const Options& options, Result& result) {
+check::Model advise(Options const& options, Result& result) {
   const std::string text = readFile(options.model);
   check::Reading reading = check::readWhole(text);
   result.errors = locate(text, reading.errors);
@@ -133,29 +133,29 @@ check::Model advise(const Options& options, Result& result) {
   return std::move(reading.model);
 }
 
-void concludeAdvice(const Options& options, const check::Model& model,
+void concludeAdvice(Options const& options, check::Model const& model,
                     Result& result) {
-  const bool isClean =
+  bool const isClean =
       result.numErrors == 0 && !(options.isStrict && !result.warnings.empty());
   result.status = isClean ? check::clean : check::hasErrors;
   result.verdict = result.numErrors == 0 ? summary(model) : "no model";
 }
 
-std::string readReportFile(const std::string& name) {
+std::string readReportFile(std::string const& name) {
   return name == "-" ? readAll(stdin, "standard input") : readFile(name);
 }
 
 // Puts the names of the user into the model, where there are any.
-check::NameParts useNames(const Options& options, check::Model& model) {
+check::NameParts useNames(Options const& options, check::Model& model) {
   return options.names.empty() ? check::NameParts()
                                : rename(model, readFile(options.names));
 }
 
 // What several reports tell of the hard constraints, as text.
-void compareReports(const Options& options, check::Model& model,
+void compareReports(Options const& options, check::Model& model,
                     Result& result) {
   std::vector<std::vector<std::size_t>> violated;
-  for (const std::string& name : options.reports) {
+  for (std::string const& name : options.reports) {
     const std::string text = readReportFile(name);
     const check::Report report = readReport(model, text);
     if (report.kind != check::Report::report) {
@@ -184,7 +184,7 @@ void compareReports(const Options& options, check::Model& model,
   result.verdict.pop_back();
 }
 
-check::Model run(const Options& options, Result& result) {
+check::Model run(Options const& options, Result& result) {
   check::Model model;
   try {
     model = advise(options, result);
@@ -208,7 +208,7 @@ check::Model run(const Options& options, Result& result) {
         }
       }
     }
-  } catch (const std::runtime_error& error) {
+  } catch (std::runtime_error const& error) {
     result.status = check::unreadable;
     result.verdict = std::string("wcsp-check: ") + error.what();
   }
@@ -216,13 +216,13 @@ check::Model run(const Options& options, Result& result) {
 }
 
 check::Manner mannerOf(std::FILE* file) {
-  const bool isTerminal = isatty(fileno(file)) == 1;
-  const char* const noColour = std::getenv("NO_COLOR");
+  bool const isTerminal = isatty(fileno(file)) == 1;
+  char const* const noColour = std::getenv("NO_COLOR");
   return {isTerminal,
           isTerminal && (noColour == nullptr || noColour[0] == '\0')};
 }
 
-void writeErrors(const Options& options, const Result& result) {
+void writeErrors(Options const& options, Result const& result) {
   writeErrors(std::cerr, options.model, result.errors, mannerOf(stderr));
   if (result.numErrors > result.errors.size()) {
     std::cerr << check::printable(options.model) << ": the first "
@@ -234,8 +234,8 @@ void writeErrors(const Options& options, const Result& result) {
   }
 }
 
-void write(const Options& options, const check::Model& model,
-           const Result& result) {
+void write(Options const& options, check::Model const& model,
+           Result const& result) {
   if (options.isJson) {
     if (result.numErrors == 0 && result.status >= check::unreadable) {
       std::cerr << check::printable(result.verdict) << "\n";
@@ -338,12 +338,12 @@ int main2(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    const int status = main2(argc, argv);
+    int const status = main2(argc, argv);
     if (std::cout.flush()) {
       return status;
     }
     std::cerr << "wcsp-check: cannot write\n";
-  } catch (const std::bad_alloc&) {
+  } catch (std::bad_alloc const&) {
     std::cerr << "wcsp-check: out of memory\n";
   }
   return check::unreadable;

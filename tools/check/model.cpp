@@ -2,8 +2,8 @@
 
 namespace check {
 
-bool Names::add(const std::string& name) {
-  const auto [node, isNew] = numbers.try_emplace(name, size());
+bool Names::add(std::string const& name) {
+  auto const [node, isNew] = numbers.try_emplace(name, size());
   if (isNew) {
     names.push_back(&node->first);
   }
@@ -11,7 +11,7 @@ bool Names::add(const std::string& name) {
 }
 
 unsigned Names::find(std::string_view name) const {
-  const auto node = numbers.find(name);
+  auto const node = numbers.find(name);
   return node == numbers.end() ? size() : node->second;
 }
 

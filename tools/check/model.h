@@ -4,8 +4,7 @@
 // Variables, values and constraints are numbered from 0 in the order of the
 // file. Nothing is sorted, merged or dropped here.
 
-#ifndef TOOLS_CHECK_MODEL_H_
-#define TOOLS_CHECK_MODEL_H_
+#pragma once
 
 #include <cstddef>
 #include <map>
@@ -29,23 +28,23 @@ class Names {
   Names() = default;
   Names(Names&&) = default;
   Names& operator=(Names&&) = default;
-  Names(const Names&) = delete;
-  Names& operator=(const Names&) = delete;
+  Names(Names const&) = delete;
+  Names& operator=(Names const&) = delete;
 
   // Adds the name with the next number; false if it is there already.
-  bool add(const std::string& name);
+  bool add(std::string const& name);
   // The number of the name, or size() if there is none.
   unsigned find(std::string_view name) const;
-  const std::string& operator[](unsigned i) const { return *names[i]; }
+  std::string const& operator[](unsigned i) const { return *names[i]; }
   unsigned size() const { return static_cast<unsigned>(names.size()); }
   // The same names in the same order.
-  friend bool operator==(const Names& a, const Names& b) {
+  friend bool operator==(Names const& a, Names const& b) {
     return a.numbers == b.numbers;
   }
 
  private:
   std::map<std::string, unsigned, std::less<>> numbers;
-  std::vector<const std::string*> names;
+  std::vector<std::string const*> names;
 };
 
 struct Label {
@@ -82,5 +81,3 @@ struct Model {
 };
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_MODEL_H_

@@ -1,7 +1,6 @@
 // How the outputs name what stands in a model.
 
-#ifndef TOOLS_CHECK_NAMER_H_
-#define TOOLS_CHECK_NAMER_H_
+#pragma once
 
 #include <string>
 
@@ -10,23 +9,21 @@
 
 namespace check {
 
-inline constexpr const char* kindNames[] = {"linear", "quadratic", "alldiff"};
+inline constexpr char const* kindNames[] = {"linear", "quadratic", "alldiff"};
 
 // The text of one label of a model, its value named.
 struct Namer {
-  const Model& model;
+  Model const& model;
 
   std::string variable(unsigned v) const {
     return printable(model.variables[v]);
   }
-  std::string value(const Label& label) const {
+  std::string value(Label const& label) const {
     return printable(model.values[label.variable][label.value]);
   }
-  std::string label(const Label& label) const {
+  std::string label(Label const& label) const {
     return "(" + variable(label.variable) + ", " + value(label) + ")";
   }
 };
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_NAMER_H_

@@ -2,8 +2,7 @@
 //
 // Names come from files and are untrusted: all are made printable.
 
-#ifndef TOOLS_CHECK_OUTPUT_H_
-#define TOOLS_CHECK_OUTPUT_H_
+#pragma once
 
 #include <optional>
 #include <ostream>
@@ -49,20 +48,18 @@ struct Result {
 };
 
 // The violated constraints explained, the differences and the verdict.
-void writeText(std::ostream& out, const Model& model, const Result& result);
+void writeText(std::ostream& out, Model const& model, Result const& result);
 
 // The same and the warnings, as one JSON object, written piece by piece: it
 // takes no memory that grows with the model.
-void writeJson(std::ostream& out, const Model& model, const Result& result);
+void writeJson(std::ostream& out, Model const& model, Result const& result);
 
 // What the reports of several runs tell; some satisfy all hard constraints.
-void writeFailing(std::ostream& out, const Model& model, const Failing& failing,
+void writeFailing(std::ostream& out, Model const& model, Failing const& failing,
                   std::size_t numReports, std::size_t numSatisfying);
 
 // A line for each warning, each opened by the name of the model's file.
-void writeWarnings(std::ostream& out, const std::string& fileName,
-                   const std::vector<Warning>& warnings);
+void writeWarnings(std::ostream& out, std::string const& fileName,
+                   std::vector<Warning> const& warnings);
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_OUTPUT_H_

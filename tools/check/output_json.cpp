@@ -27,17 +27,17 @@ void writeList(std::ostream& out, std::size_t size, auto act) {
 }
 
 // [variable, value]
-void writeJsonLabel(std::ostream& out, const Namer& namer, const Label& label) {
+void writeJsonLabel(std::ostream& out, Namer const& namer, Label const& label) {
   out << '[' << jsonText(namer.variable(label.variable)) << ','
       << jsonText(namer.value(label)) << ']';
 }
 
-void writeJsonTerms(std::ostream& out, const Namer& namer,
-                    const Constraint& constraint,
-                    const Assignment& assignment) {
-  const char* separator = "";
+void writeJsonTerms(std::ostream& out, Namer const& namer,
+                    Constraint const& constraint,
+                    Assignment const& assignment) {
+  char const* separator = "";
   out << '[';
-  for (const Term& term : constraint.terms) {
+  for (Term const& term : constraint.terms) {
     if (isOn(term, assignment)) {
       out << separator << R"({"coefficient":)" << term.coefficient
           << R"(,"labels":[)";
@@ -53,10 +53,10 @@ void writeJsonTerms(std::ostream& out, const Namer& namer,
   out << ']';
 }
 
-void writeJsonShared(std::ostream& out, const Namer& namer,
-                     const Constraint& constraint,
-                     const Assignment& assignment) {
-  const auto shared = sharedValues(constraint, assignment);
+void writeJsonShared(std::ostream& out, Namer const& namer,
+                     Constraint const& constraint,
+                     Assignment const& assignment) {
+  auto const shared = sharedValues(constraint, assignment);
   writeList(out, shared.size(), [&](std::size_t i) {
     const std::vector<unsigned>& variables = shared[i];
     out << R"({"number":)" << assignment[variables[0]] << R"(,"labels":)";
@@ -70,32 +70,32 @@ void writeJsonShared(std::ostream& out, const Namer& namer,
 // What a constraint is about: [variable, [values]], each variable once and in
 // the order of the model. The values are those in its terms with a coefficient
 // other than 0; an all-different is about all of them and names none.
-void writeJsonScope(std::ostream& out, const Namer& namer,
-                    const Constraint& constraint) {
+void writeJsonScope(std::ostream& out, Namer const& namer,
+                    Constraint const& constraint) {
   std::vector<Label> labels;
-  for (const Term& term : constraint.terms) {
+  for (Term const& term : constraint.terms) {
     if (term.coefficient != 0) {
       labels.push_back(term.label1);
       labels.push_back(term.label2);
     }
   }
-  for (const unsigned variable : constraint.variables) {
+  for (unsigned const variable : constraint.variables) {
     labels.push_back({variable, 0});
   }
-  const auto key = [](const Label& label) {
+  auto const key = [](Label const& label) {
     return std::tie(label.variable, label.value);
   };
   std::sort(labels.begin(), labels.end(),
-            [&](const Label& a, const Label& b) { return key(a) < key(b); });
+            [&](Label const& a, Label const& b) { return key(a) < key(b); });
   labels.erase(std::unique(labels.begin(), labels.end(),
-                           [&](const Label& a, const Label& b) {
+                           [&](Label const& a, Label const& b) {
                              return key(a) == key(b);
                            }),
                labels.end());
-  const char* separator = "";
+  char const* separator = "";
   out << '[';
   for (auto first = labels.begin(); first != labels.end();) {
-    const auto last = std::find_if(first, labels.end(), [&](const Label& l) {
+    auto const last = std::find_if(first, labels.end(), [&](Label const& l) {
       return l.variable != first->variable;
     });
     out << separator << '[' << jsonText(namer.variable(first->variable)) << ',';
@@ -113,9 +113,9 @@ void writeJsonScope(std::ostream& out, const Namer& namer,
 }
 
 // Exact numbers that may pass 64 bits are strings.
-void writeJsonViolated(std::ostream& out, const Namer& namer,
-                       const Constraint& constraint, int violation,
-                       const Assignment& assignment) {
+void writeJsonViolated(std::ostream& out, Namer const& namer,
+                       Constraint const& constraint, int violation,
+                       Assignment const& assignment) {
   out << R"({"name":)" << jsonText(printable(constraint.name)) << R"(,"line":)"
       << constraint.line << R"(,"kind":")" << kindNames[constraint.kind]
       << R"(","weight":)" << constraint.weight << R"(,"hard":)"
@@ -125,7 +125,7 @@ void writeJsonViolated(std::ostream& out, const Namer& namer,
     out << R"(,"shared":)";
     writeJsonShared(out, namer, constraint, assignment);
   } else {
-    const auto bound = [](bool isThere, int number) {
+    auto const bound = [](bool isThere, int number) {
       return isThere ? std::to_string(number) : std::string("null");
     };
     out << R"(,"sum":")" << decimal(sumOf(constraint, assignment))
@@ -140,9 +140,9 @@ void writeJsonViolated(std::ostream& out, const Namer& namer,
 }
 
 // [first variable, [values]] for each run of variables with the same values.
-void writeJsonDomains(std::ostream& out, const Model& model,
-                      const Namer& namer) {
-  const char* separator = "";
+void writeJsonDomains(std::ostream& out, Model const& model,
+                      Namer const& namer) {
+  char const* separator = "";
   out << '[';
   for (unsigned v = 0; v < model.variables.size(); ++v) {
     if (v > 0 && model.values[v] == model.values[v - 1]) {
@@ -158,13 +158,13 @@ void writeJsonDomains(std::ostream& out, const Model& model,
   out << ']';
 }
 
-void writeJsonTexts(std::ostream& out, const std::vector<std::string>& texts) {
+void writeJsonTexts(std::ostream& out, std::vector<std::string> const& texts) {
   writeList(out, texts.size(),
             [&](std::size_t i) { out << jsonText(printable(texts[i])); });
 }
 
 // The cells by row, each the position of a name or null.
-void writeJsonGrids(std::ostream& out, const Grids& grids) {
+void writeJsonGrids(std::ostream& out, Grids const& grids) {
   writeList(out, grids.grids.size(), [&](std::size_t i) {
     const Grid& grid = grids.grids[i];
     out << R"({"rows":)";
@@ -182,7 +182,7 @@ void writeJsonGrids(std::ostream& out, const Grids& grids) {
   });
 }
 
-void writeJsonLayout(std::ostream& out, const Layout& layout) {
+void writeJsonLayout(std::ostream& out, Layout const& layout) {
   out << R"(,"grids":)";
   writeJsonGrids(out, layout.variables);
   out << R"(,"rest":)";
@@ -196,8 +196,8 @@ void writeJsonLayout(std::ostream& out, const Layout& layout) {
             [&](std::size_t i) { writeJsonTexts(out, layout.families[i]); });
 }
 
-void writeJsonMove(std::ostream& out, const Namer& namer,
-                   const std::optional<Move>& move) {
+void writeJsonMove(std::ostream& out, Namer const& namer,
+                   std::optional<Move> const& move) {
   if (!move) {
     out << "null";
     return;
@@ -210,8 +210,8 @@ void writeJsonMove(std::ostream& out, const Namer& namer,
   out << '}';
 }
 
-void writeJsonEvaluation(std::ostream& out, const Model& model,
-                         const Result& result) {
+void writeJsonEvaluation(std::ostream& out, Model const& model,
+                         Result const& result) {
   const Namer namer{model};
   out << R"(,"penalty":{"capped":")" << penaltyText(result.evaluation)
       << R"(","hard":")" << decimal(result.evaluation.hard) << R"(","soft":")"
@@ -250,7 +250,7 @@ void writeJsonEvaluation(std::ostream& out, const Model& model,
 
 }  // namespace
 
-void writeJson(std::ostream& out, const Model& model, const Result& result) {
+void writeJson(std::ostream& out, Model const& model, Result const& result) {
   out << R"({"status":)" << static_cast<int>(result.status) << R"(,"verdict":)"
       << jsonText(printable(result.verdict)) << R"(,"differences":)";
   writeList(out, result.differences.size(), [&](std::size_t i) {

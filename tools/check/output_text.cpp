@@ -15,14 +15,14 @@ namespace check {
 namespace {
 
 // "sum 3 is above 2"
-std::string sumText(const Constraint& constraint, Int128 sum) {
-  const bool isAbove = hasUpper(constraint) && sum > constraint.upper;
+std::string sumText(Constraint const& constraint, Int128 sum) {
+  bool const isAbove = hasUpper(constraint) && sum > constraint.upper;
   return "sum " + decimal(sum) + (isAbove ? " is above " : " is below ") +
          std::to_string(isAbove ? constraint.upper : constraint.lower);
 }
 
-void writeTerm(std::ostream& out, const Namer& namer,
-               const Constraint& constraint, const Term& term) {
+void writeTerm(std::ostream& out, Namer const& namer,
+               Constraint const& constraint, Term const& term) {
   out << term.coefficient << " " << namer.label(term.label1);
   if (constraint.kind == Constraint::quadratic) {
     out << namer.label(term.label2);
@@ -30,15 +30,15 @@ void writeTerm(std::ostream& out, const Namer& namer,
 }
 
 // Below its bound a sum lacks terms that would raise it: the first of them.
-void writeLacking(std::ostream& out, const Namer& namer,
-                  const Constraint& constraint, const Assignment& assignment) {
+void writeLacking(std::ostream& out, Namer const& namer,
+                  Constraint const& constraint, Assignment const& assignment) {
   constexpr std::size_t maxShown = 5;
   if (!hasLower(constraint) ||
       sumOf(constraint, assignment) >= constraint.lower) {
     return;
   }
   std::size_t count = 0;
-  for (const Term& term : constraint.terms) {
+  for (Term const& term : constraint.terms) {
     if (term.coefficient > 0 && !isOn(term, assignment) &&
         ++count <= maxShown) {
       out << (count == 1 ? "  lacks " : ", ");
@@ -48,11 +48,11 @@ void writeLacking(std::ostream& out, const Namer& namer,
   out << (count > maxShown ? ", ...\n" : count > 0 ? "\n" : "");
 }
 
-void writeTerms(std::ostream& out, const Namer& namer,
-                const Constraint& constraint, const Assignment& assignment) {
+void writeTerms(std::ostream& out, Namer const& namer,
+                Constraint const& constraint, Assignment const& assignment) {
   bool isAnyOn = false;
   out << "  " << sumText(constraint, sumOf(constraint, assignment));
-  for (const Term& term : constraint.terms) {
+  for (Term const& term : constraint.terms) {
     if (isOn(term, assignment)) {
       out << (isAnyOn ? "" : " with") << "\n    ";
       writeTerm(out, namer, constraint, term);
@@ -63,20 +63,20 @@ void writeTerms(std::ostream& out, const Namer& namer,
   writeLacking(out, namer, constraint, assignment);
 }
 
-void writeShared(std::ostream& out, const Namer& namer,
-                 const Constraint& constraint, const Assignment& assignment) {
-  for (const auto& variables : sharedValues(constraint, assignment)) {
+void writeShared(std::ostream& out, Namer const& namer,
+                 Constraint const& constraint, Assignment const& assignment) {
+  for (auto const& variables : sharedValues(constraint, assignment)) {
     out << "  value number " << assignment[variables[0]] << " is shared by";
-    for (const unsigned v : variables) {
+    for (unsigned const v : variables) {
       out << " " << namer.label({v, assignment[v]});
     }
     out << "\n";
   }
 }
 
-void writeViolated(std::ostream& out, const Namer& namer,
-                   const Constraint& constraint, int violation,
-                   const Assignment& assignment) {
+void writeViolated(std::ostream& out, Namer const& namer,
+                   Constraint const& constraint, int violation,
+                   Assignment const& assignment) {
   out << "violated: " << printable(constraint.name) << " (line "
       << constraint.line << ", " << kindNames[constraint.kind] << ", weight "
       << (constraint.weight == inf ? "inf" : std::to_string(constraint.weight))
@@ -93,11 +93,11 @@ void writeViolated(std::ostream& out, const Namer& namer,
 }
 
 // "soft by group: over 408, idle 360"
-void writeGroups(std::ostream& out, const char* kind,
-                 const std::vector<Group>& groups, Int128 Group::*sum) {
+void writeGroups(std::ostream& out, char const* kind,
+                 std::vector<Group> const& groups, Int128 Group::*sum) {
   constexpr std::size_t maxShown = 20;
   std::size_t count = 0;
-  for (const Group& group : groups) {
+  for (Group const& group : groups) {
     if (group.*sum > 0 && ++count <= maxShown) {
       out << (count == 1 ? std::string(kind) + " by group: "
                          : std::string(", "))
@@ -109,23 +109,23 @@ void writeGroups(std::ostream& out, const char* kind,
 
 // "no change of one variable is better: the best, x from a to b, gives 0/3, and
 // 's' rises most"
-void writeMove(std::ostream& out, const Model& model, const Result& result,
-               const Move& move, const char* what) {
+void writeMove(std::ostream& out, Model const& model, Result const& result,
+               Move const& move, char const* what) {
   const Namer namer{model};
-  const Evaluation& now = result.evaluation;
-  const bool helps = isBetter(move, now);
+  Evaluation const& now = result.evaluation;
+  bool const helps = isBetter(move, now);
   out << (helps ? "a " : "no ") << what
       << (helps ? " is better: " : " is better: the best, ");
   for (std::size_t i = 0; i < move.labels.size(); ++i) {
-    const Label& label = move.labels[i];
-    const unsigned v = label.variable;
+    Label const& label = move.labels[i];
+    unsigned const v = label.variable;
     out << (i > 0 ? " and " : "") << namer.variable(v) << " from "
         << namer.value({v, result.assignment[v]}) << " to "
         << namer.value(label);
   }
   out << (helps ? " gives " : ", gives ") << decimal(move.hard) << "/"
       << decimal(move.soft) << " (hard/soft)";
-  const auto holder =
+  auto const holder =
       helps ? std::nullopt : heldBy(model, result.assignment, now, move);
   if (holder) {
     out << ", blocked by " << printable(model.constraints[*holder].name);
@@ -133,9 +133,9 @@ void writeMove(std::ostream& out, const Model& model, const Result& result,
   out << "\n";
 }
 
-void writeNeighbours(std::ostream& out, const Model& model,
-                     const Result& result) {
-  const Neighbours& neighbours = *result.neighbours;
+void writeNeighbours(std::ostream& out, Model const& model,
+                     Result const& result) {
+  Neighbours const& neighbours = *result.neighbours;
   if (neighbours.change) {
     writeMove(out, model, result, *neighbours.change, "change");
   } else {
@@ -153,7 +153,7 @@ void writeNeighbours(std::ostream& out, const Model& model,
 
 }  // namespace
 
-void writeText(std::ostream& out, const Model& model, const Result& result) {
+void writeText(std::ostream& out, Model const& model, Result const& result) {
   if (result.isEvaluated) {
     out << "penalty: " << decimal(result.evaluation.hard) << "/"
         << decimal(result.evaluation.soft) << " (hard/soft)\n";
@@ -167,16 +167,16 @@ void writeText(std::ostream& out, const Model& model, const Result& result) {
       writeNeighbours(out, model, result);
     }
   }
-  for (const std::string& difference : result.differences) {
+  for (std::string const& difference : result.differences) {
     out << "differs: " << printable(difference) << "\n";
   }
   out << result.verdict << "\n";
 }
 
-void writeFailing(std::ostream& out, const Model& model, const Failing& failing,
+void writeFailing(std::ostream& out, Model const& model, Failing const& failing,
                   std::size_t numReports, std::size_t numSatisfying) {
   constexpr std::size_t maxShown = 20;
-  const auto title = [&model](std::size_t c) {
+  auto const title = [&model](std::size_t c) {
     return printable(model.constraints[c].name) + " (line " +
            std::to_string(model.constraints[c].line) + ")";
   };
@@ -194,7 +194,7 @@ void writeFailing(std::ostream& out, const Model& model, const Failing& failing,
   }
   out << (failing.isSmallest ? "a smallest set" : "a set")
       << " of constraints with one violated in every report: ";
-  const auto writeTitles = [&](const std::vector<std::size_t>& constraints) {
+  auto const writeTitles = [&](std::vector<std::size_t> const& constraints) {
     constexpr std::size_t maxTitles = 10;
     for (std::size_t i = 0; i < std::min(constraints.size(), maxTitles); ++i) {
       out << (i > 0 ? ", " : "") << title(constraints[i]);
@@ -202,7 +202,7 @@ void writeFailing(std::ostream& out, const Model& model, const Failing& failing,
     out << (constraints.size() > maxTitles ? ", ...\n" : "\n");
   };
   writeTitles(failing.set);
-  const auto neighbours = hardNeighbours(model, failing.set);
+  auto const neighbours = hardNeighbours(model, failing.set);
   if (!neighbours.empty()) {
     out << "hard constraints that share a variable with it: ";
     writeTitles(neighbours);
@@ -210,9 +210,9 @@ void writeFailing(std::ostream& out, const Model& model, const Failing& failing,
   out << "this suggests a conflict among them but does not prove one\n";
 }
 
-void writeWarnings(std::ostream& out, const std::string& fileName,
-                   const std::vector<Warning>& warnings) {
-  for (const Warning& warning : warnings) {
+void writeWarnings(std::ostream& out, std::string const& fileName,
+                   std::vector<Warning> const& warnings) {
+  for (Warning const& warning : warnings) {
     out << printable(fileName) << ":";
     if (warning.line > 0) {
       out << warning.line << ":";

@@ -4,8 +4,8 @@
 
 namespace check {
 
-Pattern::Pattern(const std::string& expression) {
-  const int error = regcomp(&compiled, expression.c_str(), REG_EXTENDED);
+Pattern::Pattern(std::string const& expression) {
+  int const error = regcomp(&compiled, expression.c_str(), REG_EXTENDED);
   if (error != 0) {
     std::array<char, 200> reason{};
     regerror(error, &compiled, reason.data(), reason.size());
@@ -14,7 +14,7 @@ Pattern::Pattern(const std::string& expression) {
   }
 }
 
-std::optional<Pattern::Match> Pattern::find(const std::string& text) const {
+std::optional<Pattern::Match> Pattern::find(std::string const& text) const {
   std::array<regmatch_t, 3> places{};
   if (regexec(&compiled, text.c_str(), places.size(), places.data(), 0) != 0) {
     return std::nullopt;

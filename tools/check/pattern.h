@@ -1,7 +1,6 @@
 // An extended regular expression of the user.
 
-#ifndef TOOLS_CHECK_PATTERN_H_
-#define TOOLS_CHECK_PATTERN_H_
+#pragma once
 
 #include <regex.h>
 
@@ -19,20 +18,18 @@ class Pattern {
   using Match = std::array<std::string_view, 3>;
 
   // Throws std::runtime_error if the text is not a regular expression.
-  explicit Pattern(const std::string& expression);
+  explicit Pattern(std::string const& expression);
   ~Pattern() { regfree(&compiled); }
-  Pattern(const Pattern&) = delete;
-  Pattern& operator=(const Pattern&) = delete;
+  Pattern(Pattern const&) = delete;
+  Pattern& operator=(Pattern const&) = delete;
 
   std::size_t numGroups() const { return compiled.re_nsub; }
 
   // The leftmost and then longest match, as views of the text.
-  std::optional<Match> find(const std::string& text) const;
+  std::optional<Match> find(std::string const& text) const;
 
  private:
   regex_t compiled{};
 };
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_PATTERN_H_

@@ -10,7 +10,7 @@
 
 namespace check {
 
-const Token& Tokens::peek(std::size_t n) {
+Token const& Tokens::peek(std::size_t n) {
   while (ahead.size() <= n) {
     ahead.push_back(lexer.next());
   }
@@ -120,7 +120,7 @@ int Reader::readNumber(std::string_view what) {
     advance();
     return *value;
   }
-  const int meant = atWord() ? inf : 0;
+  int const meant = atWord() ? inf : 0;
   diagnose(Spot::number, what);
   return meant;
 }
@@ -151,7 +151,7 @@ void Reader::readTarget() {
   const std::size_t line = at().line;
   advance();
   readEquals("target", Spot::targetEquals);
-  const int target = readNumber("a target");
+  int const target = readNumber("a target");
   if (targetLine > 0) {
     reading.warnings.add("target", line,
                          "a second target is ignored: the first is on line " +
@@ -205,8 +205,8 @@ void Reader::readVariable() {
     diagnose(Spot::variableName);
   }
   const std::string name = at().text;
-  const bool isNew = model.variables.add(name);
-  const unsigned v = model.variables.find(name);
+  bool const isNew = model.variables.add(name);
+  unsigned const v = model.variables.find(name);
   Names scratch;
   if (isNew) {
     lines.push_back(at().line);
@@ -226,7 +226,7 @@ void Reader::readVariable() {
     }
     advance();
     readValues(isNew ? model.values[v] : scratch, v);
-  } catch (const Abandoned&) {
+  } catch (Abandoned const&) {
     broken.insert(v);
     throw;
   }
@@ -264,7 +264,7 @@ bool Reader::readLabel(Label& label) {
     diagnose(Spot::joinedNext);
   }
   if (isKnown) {
-    const Names& values = model.values[label.variable];
+    Names const& values = model.values[label.variable];
     label.value = values.find(at().text);
     if (label.value == values.size()) {
       noteUnknownValue(label.variable);
@@ -281,7 +281,7 @@ bool Reader::readLabel(Label& label) {
 }
 
 void Reader::readTerms(Constraint& constraint) {
-  const bool isQuadratic = constraint.kind == Constraint::quadratic;
+  bool const isQuadratic = constraint.kind == Constraint::quadratic;
   for (;;) {
     while (at().kind != Token::number && diagnose(Spot::termSign)) {
     }
@@ -308,8 +308,8 @@ void Reader::readTerms(Constraint& constraint) {
 }
 
 void Reader::readRelation(Constraint& constraint) {
-  const bool isLess = atSign('<');
-  const bool isGreater = atSign('>');
+  bool const isLess = atSign('<');
+  bool const isGreater = atSign('>');
   checkRelationCharacter();
   if (!diagnose(Spot::relation)) {
     if (isLess || isGreater) {
@@ -319,7 +319,7 @@ void Reader::readRelation(Constraint& constraint) {
     }
     advance();
   }
-  const int bound = readNumber("a bound");
+  int const bound = readNumber("a bound");
   if (!isGreater) {
     constraint.upper = bound;
   }
@@ -332,7 +332,7 @@ void Reader::readRelation(Constraint& constraint) {
 void Reader::readAlldiff(Constraint& constraint) {
   while (!atSymbol()) {
     checkAlldiffGoesOn();
-    const unsigned variable = model.variables.find(at().text);
+    unsigned const variable = model.variables.find(at().text);
     if (variable == model.variables.size()) {
       noteUnknownVariable();
     } else {
@@ -366,8 +366,8 @@ void Reader::readHeader(Constraint& constraint) {
   }
   readWord("weight", Spot::weightWord);
   readEquals("weight", Spot::weightEquals);
-  const bool isDigits = at().text != "inf";
-  const int weight = readNumber("a weight");
+  bool const isDigits = at().text != "inf";
+  int const weight = readNumber("a weight");
   constraint.weight = std::max(0, weight);
   if (weight <= 0) {
     reading.warnings.add("weight-zero", constraint.line,
@@ -431,14 +431,14 @@ Reading Reader::read() {
     const std::size_t start = at().begin;
     try {
       readStatement();
-    } catch (const Abandoned&) {
+    } catch (Abandoned const&) {
       recover(start);
     }
   }
   checkEncoding();
   std::stable_sort(
       reading.errors.begin(), reading.errors.end(),
-      [](const Error& a, const Error& b) { return a.begin < b.begin; });
+      [](Error const& a, Error const& b) { return a.begin < b.begin; });
   return std::move(reading);
 }
 

@@ -5,8 +5,7 @@
 // is read where that is plain, so that one error is noted once; else the
 // rest of the statement is passed over.
 
-#ifndef TOOLS_CHECK_READER_H_
-#define TOOLS_CHECK_READER_H_
+#pragma once
 
 #include <cstddef>
 #include <deque>
@@ -48,8 +47,8 @@ class Tokens {
   explicit Tokens(std::string_view source, std::size_t start)
       : lexer(source, start) {}
 
-  const Token& peek(std::size_t n);
-  const Token& previous() const { return last; }
+  Token const& peek(std::size_t n);
+  Token const& previous() const { return last; }
   void advance();
 
  private:
@@ -71,7 +70,7 @@ class Reader {
   struct Abandoned {};
 
   // Tokens.
-  const Token& at(std::size_t n = 0) { return tokens.peek(n); }
+  Token const& at(std::size_t n = 0) { return tokens.peek(n); }
   void advance() { tokens.advance(); }
   bool atSign(char c, std::size_t n = 0);
   bool atSymbol(std::size_t n = 0) { return at(n).kind == Token::symbol; }
@@ -123,7 +122,7 @@ class Reader {
   void checkListEnd(bool isAlldiff);
   void checkRelationCharacter();
   void checkAlldiffGoesOn();
-  bool isNews(const std::string& name);
+  bool isNews(std::string const& name);
   void noteUnknownVariable();
   void noteUnknownValue(unsigned variable);
   Constraint::Kind guessKind();
@@ -132,7 +131,7 @@ class Reader {
   Tokens tokens;
   Reading reading;
   Model& model;
-  const bool isUtf8Text;
+  bool const isUtf8Text;
   bool isDeclaring = true;          // no constraint has been met
   std::size_t targetLine = 0;       // of the first target
   std::size_t firstConstraint = 0;  // the line of the first one
@@ -142,5 +141,3 @@ class Reader {
 };
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_READER_H_

@@ -21,7 +21,7 @@ std::size_t findHeading(std::string_view text, std::string_view heading) {
   std::size_t at = text.rfind(heading);
   while (at != none) {
     const std::string_view rest = text.substr(at + heading.size());
-    const bool isWhole =
+    bool const isWhole =
         rest.empty() || rest[0] == '\n' || rest.substr(0, 2) == "\r\n";
     if (isWhole && (at == 0 || text[at - 1] == '\n')) {
       return at;
@@ -58,8 +58,8 @@ std::size_t countNewlines(std::string_view text) {
   return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-std::vector<std::string> linesAfterAssignment(const Model& model,
-                                              const Evaluation& evaluation) {
+std::vector<std::string> linesAfterAssignment(Model const& model,
+                                              Evaluation const& evaluation) {
   std::vector<std::string> lines = {
       "", "penalty: " + penaltyText(evaluation) + " (hard/soft)", "",
       "[Violated constraints]"};
@@ -74,11 +74,11 @@ std::vector<std::string> linesAfterAssignment(const Model& model,
 
 // A run out of memory before its first assignment shows both penalties at
 // their ceiling and no violated constraint; its variables have no meaning.
-bool isUnrecorded(const Model& model,
-                  const std::vector<std::string_view>& lines) {
+bool isUnrecorded(Model const& model,
+                  std::vector<std::string_view> const& lines) {
   Evaluation nothing;
   nothing.hard = nothing.soft = inf;
-  const auto tail = linesAfterAssignment(Model(), nothing);
+  auto const tail = linesAfterAssignment(Model(), nothing);
   const std::size_t size = lines.size();
   const std::size_t numTail = tail.size();
   return (size == numTail || size == numTail + model.variables.size()) &&
@@ -86,7 +86,7 @@ bool isUnrecorded(const Model& model,
 }
 
 // The value that the line gives variable v, or the size of v's list.
-unsigned readValue(const Model& model, unsigned v, std::string_view line) {
+unsigned readValue(Model const& model, unsigned v, std::string_view line) {
   const std::string prefix = model.variables[v] + ": ";
   if (line.substr(0, prefix.size()) != prefix) {
     return model.values[v].size();
@@ -94,12 +94,12 @@ unsigned readValue(const Model& model, unsigned v, std::string_view line) {
   return model.values[v].find(line.substr(prefix.size()));
 }
 
-Report readLines(const Model& model, std::vector<std::string_view> lines,
+Report readLines(Model const& model, std::vector<std::string_view> lines,
                  std::size_t line) {
   Report result;
   result.kind = Report::report;
   for (unsigned v = 0; v < model.variables.size(); ++v) {
-    const unsigned value = v < lines.size() ? readValue(model, v, lines[v]) : 0;
+    unsigned const value = v < lines.size() ? readValue(model, v, lines[v]) : 0;
     if (v >= lines.size() || value == model.values[v].size()) {
       result.kind = Report::broken;
       result.error = "line " + std::to_string(line) +
@@ -146,7 +146,7 @@ Report missing(std::string error) {
 
 }  // namespace
 
-Report readReport(const Model& model, std::string_view text) {
+Report readReport(Model const& model, std::string_view text) {
   const std::size_t best = findHeading(text, "[best solution]");
   const std::size_t incumbent = findHeading(text, "[incumbent solution]");
   if (best == none && incumbent == none) {
@@ -156,7 +156,7 @@ Report readReport(const Model& model, std::string_view text) {
                          "solution]'; for a start file use --start"
                        : error);
   }
-  const bool isIncumbent =
+  bool const isIncumbent =
       best == none || (incumbent != none && incumbent > best);
   const std::size_t heading = isIncumbent ? incumbent : best;
   std::vector<std::string_view> lines = cutLines(text.substr(heading));
@@ -172,8 +172,8 @@ Report readReport(const Model& model, std::string_view text) {
 
 // As the solver reads its start: a later pair wins, the rest is passed over,
 // and a variable that is not mentioned takes its first value.
-Report readStart(const Model& model, std::string_view text) {
-  const bool hasHeading = findHeading(text, "[best solution]") != none ||
+Report readStart(Model const& model, std::string_view text) {
+  bool const hasHeading = findHeading(text, "[best solution]") != none ||
                           findHeading(text, "[incumbent solution]") != none;
   if (const std::string error = errorWithoutHeading(text);
       !hasHeading && !error.empty()) {
@@ -185,13 +185,13 @@ Report readStart(const Model& model, std::string_view text) {
   Lexer lexer(text);
   for (Token token = lexer.next(); token.kind != Token::end;
        token = lexer.next()) {
-    const unsigned v = token.kind == Token::identifier
+    unsigned const v = token.kind == Token::identifier
                            ? model.variables.find(token.text)
                            : model.variables.size();
     if (v == model.variables.size() || lexer.next().text != ":") {
       continue;
     }
-    const unsigned value = model.values[v].find(lexer.next().text);
+    unsigned const value = model.values[v].find(lexer.next().text);
     if (value < model.values[v].size()) {
       result.assignment[v] = value;
       isSet[v] = true;
@@ -205,22 +205,22 @@ Report readStart(const Model& model, std::string_view text) {
   return result;
 }
 
-std::string penaltyText(const Evaluation& evaluation) {
-  const auto capped = [](Int128 total) {
+std::string penaltyText(Evaluation const& evaluation) {
+  auto const capped = [](Int128 total) {
     return std::to_string(static_cast<int>(std::min<Int128>(total, inf)));
   };
   return capped(evaluation.hard) + "/" + capped(evaluation.soft);
 }
 
-std::vector<std::string> findDifferences(const Model& model,
-                                         const Evaluation& evaluation,
-                                         const Report& report) {
+std::vector<std::string> findDifferences(Model const& model,
+                                         Evaluation const& evaluation,
+                                         Report const& report) {
   std::vector<std::string> differences;
-  const auto expected = linesAfterAssignment(model, evaluation);
-  const auto& lines = report.lines;
+  auto const expected = linesAfterAssignment(model, evaluation);
+  auto const& lines = report.lines;
   std::size_t line = report.line;
   for (std::size_t i = 0; i < std::max(lines.size(), expected.size()); ++i) {
-    const auto show = [i](const auto& texts) {
+    auto const show = [i](auto const& texts) {
       return i < texts.size() ? "'" + std::string(texts[i]) + "'"
                               : std::string("the end");
     };

@@ -3,8 +3,7 @@
 // model and the assignment; and a start file, out of which pairs of a variable,
 // ':' and a value are picked.
 
-#ifndef TOOLS_CHECK_REPORT_H_
-#define TOOLS_CHECK_REPORT_H_
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -34,20 +33,18 @@ struct Report {
 };
 
 // Reads a report; no text fails. The result refers to the text.
-Report readReport(const Model& model, std::string_view text);
+Report readReport(Model const& model, std::string_view text);
 
 // The same for a start file, as which the solver would take a report, too.
-Report readStart(const Model& model, std::string_view text);
+Report readStart(Model const& model, std::string_view text);
 
 // The two penalties as a report prints them, capped: "0/7".
-std::string penaltyText(const Evaluation& evaluation);
+std::string penaltyText(Evaluation const& evaluation);
 
 // Where the lines after the assignment differ from what the evaluation has to
 // give, one text each; of the list of violated constraints the first only.
-std::vector<std::string> findDifferences(const Model& model,
-                                         const Evaluation& evaluation,
-                                         const Report& report);
+std::vector<std::string> findDifferences(Model const& model,
+                                         Evaluation const& evaluation,
+                                         Report const& report);
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_REPORT_H_

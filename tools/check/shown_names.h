@@ -1,7 +1,6 @@
 // The names of the user in place of the words of a model.
 
-#ifndef TOOLS_CHECK_SHOWN_NAMES_H_
-#define TOOLS_CHECK_SHOWN_NAMES_H_
+#pragma once
 
 #include <string>
 #include <vector>
@@ -14,7 +13,7 @@ namespace check {
 using NameParts = std::vector<std::vector<std::string>>;
 
 // The parts with blanks between them; there is at least one.
-std::string joined(const std::vector<std::string>& parts);
+std::string joined(std::vector<std::string> const& parts);
 
 // Renames what stands in a model by JSON as the Python package writes it:
 // {"variables": {word: [text or parts, number of domain]}, "domains": [[text,
@@ -22,8 +21,6 @@ std::string joined(const std::vector<std::string>& parts);
 // equal names the later ones get their word behind them. Returns the parts.
 // Throws std::runtime_error, changing nothing, if the text is not that or
 // lacks a variable or a value of the model.
-NameParts rename(Model& model, const std::string& names);
+NameParts rename(Model& model, std::string const& names);
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_SHOWN_NAMES_H_

@@ -12,7 +12,7 @@ unsigned byteAt(std::string_view text, std::size_t at) {
 
 // The bytes of the character that begins here; 0 if there is none in UTF-8.
 std::size_t characterSize(std::string_view text, std::size_t at) {
-  const unsigned first = byteAt(text, at);
+  unsigned const first = byteAt(text, at);
   if (first < 0x80) {
     return 1;
   }
@@ -26,10 +26,10 @@ std::size_t characterSize(std::string_view text, std::size_t at) {
       return 0;
     }
   }
-  const unsigned second = byteAt(text, at + 1);
-  const bool isOverlong =
+  unsigned const second = byteAt(text, at + 1);
+  bool const isOverlong =
       (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
-  const bool isBeyond =
+  bool const isBeyond =
       (first == 0xED && second >= 0xA0) || (first == 0xF4 && second >= 0x90);
   return isOverlong || isBeyond ? 0 : size;
 }
@@ -37,10 +37,10 @@ std::size_t characterSize(std::string_view text, std::size_t at) {
 }  // namespace
 
 std::string printable(std::string_view text) {
-  constexpr const char* digits = "0123456789abcdef";
+  constexpr char const* digits = "0123456789abcdef";
   std::string result;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
+  for (char const c : text) {
+    auto const byte = static_cast<unsigned char>(c);
     if (c == '\\') {
       result += "\\\\";
     } else if (byte < 0x20 || byte > 0x7E) {
@@ -53,10 +53,10 @@ std::string printable(std::string_view text) {
 }
 
 std::string decimal(Int128 number) {
-  const bool isNegative = number < 0;
+  bool const isNegative = number < 0;
   std::string digits;
   do {
-    const int digit = static_cast<int>(number % 10);
+    int const digit = static_cast<int>(number % 10);
     digits += static_cast<char>('0' + (digit < 0 ? -digit : digit));
     number /= 10;
   } while (number != 0);

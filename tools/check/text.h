@@ -1,8 +1,7 @@
 // Texts as output shows them, what the bytes of a text tell of its encoding,
 // and where in it a byte stands.
 
-#ifndef TOOLS_CHECK_TEXT_H_
-#define TOOLS_CHECK_TEXT_H_
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -46,5 +45,3 @@ class PlaceFinder {
 };
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_TEXT_H_

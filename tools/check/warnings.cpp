@@ -16,11 +16,11 @@ namespace check {
 
 namespace {
 
-std::string quoted(const std::string& name) {
+std::string quoted(std::string const& name) {
   return "'" + name + "'";
 }
 
-std::string title(const Constraint& constraint) {
+std::string title(Constraint const& constraint) {
   return "constraint " + quoted(constraint.name);
 }
 
@@ -48,42 +48,42 @@ std::optional<std::size_t> firstBareReturn(std::string_view text) {
 
 class Warner {
  public:
-  explicit Warner(const Model& subject) : model(subject) {}
+  explicit Warner(Model const& subject) : model(subject) {}
 
   Warnings run();
 
  private:
-  void warn(const char* kind, std::size_t line, std::string message) {
+  void warn(char const* kind, std::size_t line, std::string message) {
     warnings.add(kind, line, std::move(message));
   }
-  std::string show(const Label& label) const;
+  std::string show(Label const& label) const;
   void findLists();
-  void checkLists(const Constraint& constraint);
-  void checkRepeatedTerms(const Constraint& constraint);
-  void checkRepeatedVariables(const Constraint& constraint);
-  std::string showSum(const Constraint& constraint) const;
+  void checkLists(Constraint const& constraint);
+  void checkRepeatedTerms(Constraint const& constraint);
+  void checkRepeatedVariables(Constraint const& constraint);
+  std::string showSum(Constraint const& constraint) const;
   void checkConflicts();
   void checkSize();
-  void checkRange(const Constraint& constraint, const Range& range);
+  void checkRange(Constraint const& constraint, Range const& range);
   void checkFeedback(std::string_view name, std::size_t line);
   void checkFeedbackWords();
   void checkSoftTotal(Int128 total, bool hasHard);
   void checkNames();
   void checkUnused();
 
-  const Model& model;
+  Model const& model;
   std::vector<std::size_t> lists;  // equal for variables with equal values
   Warnings warnings;
 };
 
-std::string Warner::show(const Label& label) const {
+std::string Warner::show(Label const& label) const {
   return "(" + model.variables[label.variable] + ", " +
          model.values[label.variable][label.value] + ")";
 }
 
-bool isListBefore(const Names* a, const Names* b) {
+bool isListBefore(Names const* a, Names const* b) {
   for (unsigned i = 0; i < std::min(a->size(), b->size()); ++i) {
-    if (const int order = (*a)[i].compare((*b)[i]); order != 0) {
+    if (int const order = (*a)[i].compare((*b)[i]); order != 0) {
       return order < 0;
     }
   }
@@ -91,16 +91,16 @@ bool isListBefore(const Names* a, const Names* b) {
 }
 
 void Warner::findLists() {
-  std::map<const Names*, std::size_t, decltype(&isListBefore)> known(
+  std::map<Names const*, std::size_t, decltype(&isListBefore)> known(
       &isListBefore);
-  for (const Names& values : model.values) {
+  for (Names const& values : model.values) {
     lists.push_back(known.try_emplace(&values, known.size()).first->second);
   }
 }
 
-void Warner::checkLists(const Constraint& constraint) {
-  for (const unsigned variable : constraint.variables) {
-    const unsigned first = constraint.variables[0];
+void Warner::checkLists(Constraint const& constraint) {
+  for (unsigned const variable : constraint.variables) {
+    unsigned const first = constraint.variables[0];
     if (lists[variable] != lists[first]) {
       warn("different-values", constraint.line,
            title(constraint) + " compares value numbers, but " +
@@ -112,12 +112,12 @@ void Warner::checkLists(const Constraint& constraint) {
   }
 }
 
-void Warner::checkRepeatedTerms(const Constraint& constraint) {
+void Warner::checkRepeatedTerms(Constraint const& constraint) {
   const std::vector<Term> terms = sortedTerms(constraint);
-  const auto repeat =
+  auto const repeat =
       std::adjacent_find(terms.begin(), terms.end(), hasSameLabels);
   if (repeat != terms.end()) {
-    const bool isLinear = constraint.kind == Constraint::linear;
+    bool const isLinear = constraint.kind == Constraint::linear;
     warn("repeated-term", constraint.line,
          title(constraint) + " repeats " + show(repeat->label1) +
              (isLinear ? "" : show(repeat->label2)) +
@@ -125,10 +125,10 @@ void Warner::checkRepeatedTerms(const Constraint& constraint) {
   }
 }
 
-void Warner::checkRepeatedVariables(const Constraint& constraint) {
+void Warner::checkRepeatedVariables(Constraint const& constraint) {
   std::vector<unsigned> variables = constraint.variables;
   std::sort(variables.begin(), variables.end());
-  const auto repeat = std::adjacent_find(variables.begin(), variables.end());
+  auto const repeat = std::adjacent_find(variables.begin(), variables.end());
   if (repeat != variables.end()) {
     warn("repeated-variable", constraint.line,
          title(constraint) + " repeats " + quoted(model.variables[*repeat]) +
@@ -137,7 +137,7 @@ void Warner::checkRepeatedVariables(const Constraint& constraint) {
 }
 
 // ": its sum is from 0 to 3"
-std::string Warner::showSum(const Constraint& constraint) const {
+std::string Warner::showSum(Constraint const& constraint) const {
   if (constraint.kind == Constraint::alldiff) {
     return "";
   }
@@ -147,7 +147,7 @@ std::string Warner::showSum(const Constraint& constraint) const {
                                          " to " + decimal(sum.greatest);
 }
 
-void Warner::checkRange(const Constraint& constraint, const Range& range) {
+void Warner::checkRange(Constraint const& constraint, Range const& range) {
   if (range.least > 0) {
     warn("never-satisfied", constraint.line,
          "no assignment satisfies " + title(constraint) + showSum(constraint));
@@ -159,8 +159,8 @@ void Warner::checkRange(const Constraint& constraint, const Range& range) {
 
 void Warner::checkConflicts() {
   constexpr std::size_t maxNamed = 10;
-  for (const Conflict& conflict : findConflicts(model)) {
-    const Constraint& last = model.constraints[conflict.last];
+  for (Conflict const& conflict : findConflicts(model)) {
+    Constraint const& last = model.constraints[conflict.last];
     if (conflict.constraints.size() == 1) {
       if (violationRange(model, last).least == 0) {
         warn("never-satisfied", last.line,
@@ -196,14 +196,14 @@ void Warner::checkSize() {
 }
 
 // A count that a report can print behind a name.
-bool isPrintable(const std::string& text, int least) {
+bool isPrintable(std::string const& text, int least) {
   const Token token{Token::number, text, 0};
   return std::all_of(text.begin(), text.end(),
                      [](char c) { return c >= '0' && c <= '9'; }) &&
          token.value().value_or(-1) >= least;
 }
 
-bool hasPrintable(const Names& values, int least) {
+bool hasPrintable(Names const& values, int least) {
   for (unsigned i = 0; i < values.size(); ++i) {
     if (isPrintable(values[i], least)) {
       return true;
@@ -214,7 +214,7 @@ bool hasPrintable(const Names& values, int least) {
 
 // The line of a violated constraint reads as one of the variable of its name.
 void Warner::checkFeedback(std::string_view name, std::size_t line) {
-  const unsigned v = model.variables.find(name);
+  unsigned const v = model.variables.find(name);
   if (v < model.variables.size() && hasPrintable(model.values[v], 1)) {
     warn("start-overwritten", line,
          "constraint " + quoted(model.variables[v]) +
@@ -226,8 +226,8 @@ void Warner::checkFeedback(std::string_view name, std::size_t line) {
 // A variable's name drops the token after it unless that is a colon, and the
 // last word of a report's heading stands before the first variable.
 void Warner::checkFeedbackWords() {
-  const unsigned size = model.variables.size();
-  const unsigned penalty = model.variables.find("penalty");
+  unsigned const size = model.variables.size();
+  unsigned const penalty = model.variables.find("penalty");
   if (penalty < size && hasPrintable(model.values[penalty], 0)) {
     warn("start-overwritten", 0,
          "variable 'penalty' can be overwritten by the penalty line of a "
@@ -254,10 +254,10 @@ void Warner::checkSoftTotal(Int128 total, bool hasHard) {
 
 void Warner::checkNames() {
   std::map<std::string_view, std::vector<std::size_t>> lines;
-  for (const Constraint& constraint : model.constraints) {
+  for (Constraint const& constraint : model.constraints) {
     lines[constraint.name].push_back(constraint.line);
   }
-  for (const auto& [name, uses] : lines) {
+  for (auto const& [name, uses] : lines) {
     checkFeedback(name, uses[0]);
     if (uses.size() > 1) {
       warn("duplicate-name", uses[1],
@@ -270,11 +270,11 @@ void Warner::checkNames() {
 
 void Warner::checkUnused() {
   std::vector<bool> isUsed(model.variables.size());
-  for (const Constraint& constraint : model.constraints) {
-    for (const unsigned variable : constraint.variables) {
+  for (Constraint const& constraint : model.constraints) {
+    for (unsigned const variable : constraint.variables) {
       isUsed[variable] = true;
     }
-    for (const Term& term : constraint.terms) {
+    for (Term const& term : constraint.terms) {
       isUsed[term.label1.variable] = isUsed[term.label2.variable] = true;
     }
   }
@@ -296,7 +296,7 @@ Warnings Warner::run() {
   findLists();
   Int128 softTotal = 0;
   bool hasHard = false;
-  for (const Constraint& constraint : model.constraints) {
+  for (Constraint const& constraint : model.constraints) {
     const Range range = violationRange(model, constraint);
     checkRepeatedTerms(constraint);
     checkRepeatedVariables(constraint);
@@ -319,32 +319,32 @@ Warnings Warner::run() {
 
 }  // namespace
 
-void Warnings::add(const char* kind, std::size_t line, std::string message) {
+void Warnings::add(char const* kind, std::size_t line, std::string message) {
   constexpr std::size_t maxOfKind = 20;
   if (++counts[kind] <= maxOfKind) {
     list.push_back({kind, line, std::move(message)});
   }
 }
 
-void Warnings::append(const Warnings& more) {
+void Warnings::append(Warnings const& more) {
   list.insert(list.end(), more.list.begin(), more.list.end());
-  for (const auto& [kind, count] : more.counts) {
+  for (auto const& [kind, count] : more.counts) {
     counts[kind] += count;
   }
 }
 
-std::vector<Warning> Warnings::take(const std::vector<std::string>& unwanted) {
-  const auto isUnwanted = [&](const Warning& warning) {
+std::vector<Warning> Warnings::take(std::vector<std::string> const& unwanted) {
+  auto const isUnwanted = [&](Warning const& warning) {
     return std::find(unwanted.begin(), unwanted.end(), warning.kind) !=
            unwanted.end();
   };
-  for (const Warning& warning : list) {
+  for (Warning const& warning : list) {
     --counts[warning.kind];
   }
   std::stable_sort(
       list.begin(), list.end(),
-      [](const Warning& a, const Warning& b) { return a.line < b.line; });
-  for (const auto& [kind, count] : counts) {
+      [](Warning const& a, Warning const& b) { return a.line < b.line; });
+  for (auto const& [kind, count] : counts) {
     if (count > 0) {
       list.push_back({kind, 0, std::to_string(count) + " more like these"});
     }
@@ -353,7 +353,7 @@ std::vector<Warning> Warnings::take(const std::vector<std::string>& unwanted) {
   return std::move(list);
 }
 
-const std::vector<std::string>& warningKinds() {
+std::vector<std::string> const& warningKinds() {
   static const std::vector<std::string> kinds = {
       "carriage-return",   "conflict",
       "hard-number",       "no-constraint",
@@ -371,13 +371,13 @@ const std::vector<std::string>& warningKinds() {
 Warnings textWarnings(std::string_view text) {
   Warnings warnings;
   if (hasHighByte(text) && isUtf8(text)) {
-    if (const auto line = firstHighLine(text)) {
+    if (auto const line = firstHighLine(text)) {
       warnings.add("utf-8", *line,
                    "the text is UTF-8, but its bytes are read as Shift_JIS "
                    "double-byte characters");
     }
   }
-  if (const auto line = firstBareReturn(text)) {
+  if (auto const line = firstBareReturn(text)) {
     warnings.add("carriage-return", *line,
                  "a carriage return without a newline does not end a line: a "
                  "comment may swallow the text after it");
@@ -385,7 +385,7 @@ Warnings textWarnings(std::string_view text) {
   return warnings;
 }
 
-Warnings modelWarnings(const Model& model) {
+Warnings modelWarnings(Model const& model) {
   return Warner(model).run();
 }
 

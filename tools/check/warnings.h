@@ -2,8 +2,7 @@
 //
 // Each warning states what is certain; none rests on a guess about the search.
 
-#ifndef TOOLS_CHECK_WARNINGS_H_
-#define TOOLS_CHECK_WARNINGS_H_
+#pragma once
 
 #include <cstddef>
 #include <map>
@@ -24,10 +23,10 @@ struct Warning {
 // Warnings in the order in which they come, of each kind the first ones.
 class Warnings {
  public:
-  void add(const char* kind, std::size_t line, std::string message);
-  void append(const Warnings& more);
+  void add(char const* kind, std::size_t line, std::string message);
+  void append(Warnings const& more);
   // All of them by their lines, those that were not kept counted.
-  std::vector<Warning> take(const std::vector<std::string>& unwanted);
+  std::vector<Warning> take(std::vector<std::string> const& unwanted);
 
  private:
   std::vector<Warning> list;
@@ -35,14 +34,12 @@ class Warnings {
 };
 
 // The words that `Warning::kind` can be.
-const std::vector<std::string>& warningKinds();
+std::vector<std::string> const& warningKinds();
 
 // What the bytes of a text tell before it is read as a model.
 Warnings textWarnings(std::string_view text);
 
 // What the model tells. Takes n log n steps in the size of the model.
-Warnings modelWarnings(const Model& model);
+Warnings modelWarnings(Model const& model);
 
 }  // namespace check
-
-#endif  // TOOLS_CHECK_WARNINGS_H_

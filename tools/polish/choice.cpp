@@ -14,7 +14,7 @@ constexpr unsigned patience = 5;        // uses without a gain
 
 }  // namespace
 
-Choice::Choice(const std::vector<PartKind>& kinds, std::size_t least,
+Choice::Choice(std::vector<PartKind> const& kinds, std::size_t least,
                std::size_t most, std::size_t numVariables)
     : largest(numVariables) {
   for (const PartKind kind : kinds) {
@@ -26,7 +26,7 @@ Choice::Choice(const std::vector<PartKind>& kinds, std::size_t least,
 
 std::size_t Choice::next(Draw& draw) const {
   std::vector<std::uint64_t> weights;
-  for (const Arm& arm : arms) {
+  for (Arm const& arm : arms) {
     weights.push_back(arm.score + floorScore);
   }
   return draw.weighted(weights);

@@ -5,8 +5,7 @@
 // draw is in proportion to the score plus a floor. All in integers, so that
 // every processor draws the same.
 
-#ifndef TOOLS_POLISH_CHOICE_H_
-#define TOOLS_POLISH_CHOICE_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -28,13 +27,13 @@ class Choice {
   };
 
   // Sizes from `least` to `most` to begin with, never above `numVariables`.
-  Choice(const std::vector<PartKind>& kinds, std::size_t least,
+  Choice(std::vector<PartKind> const& kinds, std::size_t least,
          std::size_t most, std::size_t numVariables);
 
   // The index of the arm to use.
   std::size_t next(Draw& draw) const;
 
-  const Arm& operator[](std::size_t arm) const { return arms[arm]; }
+  Arm const& operator[](std::size_t arm) const { return arms[arm]; }
 
   // Takes note of a step: `gain` in millionths of the penalty there was.
   void note(std::size_t arm, std::uint64_t gain, std::uint64_t numIterations);
@@ -45,5 +44,3 @@ class Choice {
 };
 
 }  // namespace polish
-
-#endif  // TOOLS_POLISH_CHOICE_H_

@@ -1,7 +1,6 @@
 // Random numbers of the tool's own, the same on every processor.
 
-#ifndef TOOLS_POLISH_DRAW_H_
-#define TOOLS_POLISH_DRAW_H_
+#pragma once
 
 #include <cstdint>
 #include <random>
@@ -19,7 +18,7 @@ class Draw {
   std::uint64_t below(std::uint64_t n) { return engine() % n; }
 
   // An index, each in proportion to its weight; one weight at least is not 0.
-  std::size_t weighted(const std::vector<std::uint64_t>& weights) {
+  std::size_t weighted(std::vector<std::uint64_t> const& weights) {
     std::uint64_t total = 0;
     for (const std::uint64_t weight : weights) {
       total += weight;
@@ -44,5 +43,3 @@ class Draw {
 };
 
 }  // namespace polish
-
-#endif  // TOOLS_POLISH_DRAW_H_

@@ -57,7 +57,7 @@ struct Options {
 struct Failure : std::runtime_error {
   Status status;
 
-  Failure(Status itsStatus, const std::string& message)
+  Failure(Status itsStatus, std::string const& message)
       : std::runtime_error(message), status(itsStatus) {}
 };
 
@@ -80,7 +80,7 @@ class Signals {
  public:
   Signals() {
     sigemptyset(&all);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
       sigaddset(&all, signal);
     }
     pthread_sigmask(SIG_BLOCK, &all, nullptr);
@@ -99,7 +99,7 @@ class Signals {
 };
 
 // "90", "90s", "10m", "1.5h"; in seconds.
-double secondsOf(const std::string& text) {
+double secondsOf(std::string const& text) {
   std::istringstream in(text);
   double number = 0.0;
   std::string unit;
@@ -107,7 +107,7 @@ double secondsOf(const std::string& text) {
     throw CLI::ValidationError("--time", "not a duration: " + text);
   }
   in >> unit;
-  const double factor = unit.empty() || unit == "s" ? 1.0
+  double const factor = unit.empty() || unit == "s" ? 1.0
                         : unit == "m"               ? 60.0
                         : unit == "h"               ? 3600.0
                                                     : 0.0;
@@ -117,7 +117,7 @@ double secondsOf(const std::string& text) {
   return number * factor;
 }
 
-std::string readFile(const std::string& name) {
+std::string readFile(std::string const& name) {
   std::ifstream file;
   if (name != "-") {
     file.open(name, std::ios::binary);
@@ -130,7 +130,7 @@ std::string readFile(const std::string& name) {
   return text;
 }
 
-check::Model readModel(const std::string& name) {
+check::Model readModel(std::string const& name) {
   const std::string text = readFile(name);
   check::Reading reading = check::readWhole(text);
   if (reading.numErrors > 0) {
@@ -140,7 +140,7 @@ check::Model readModel(const std::string& name) {
   return std::move(reading.model);
 }
 
-Solution readStart(const Options& options, const check::Model& model) {
+Solution readStart(Options const& options, check::Model const& model) {
   const std::string text = readFile(options.report);
   check::Report report = check::readReport(model, text);
   if (report.kind == check::Report::missing) {
@@ -165,14 +165,14 @@ Solution readStart(const Options& options, const check::Model& model) {
 // Shows how far the work is and keeps the best.
 class Display {
  public:
-  Display(const Options& itsOptions, const check::Model& itsModel)
+  Display(Options const& itsOptions, check::Model const& itsModel)
       : options(itsOptions), model(itsModel) {
     if (!options.output.empty()) {
       file.emplace(options.output);
     }
   }
 
-  void improved(const Solution& solution, std::uint64_t step) {
+  void improved(Solution const& solution, std::uint64_t step) {
     clearLine();
     writeProgress(std::cout, solution, clock(), step);
     if (file) {
@@ -181,8 +181,8 @@ class Display {
   }
 
   // "0/912, step 210, rows of 168, 31 s left"
-  void stepped(const Solution& solution, std::uint64_t step,
-               const std::string& part) {
+  void stepped(Solution const& solution, std::uint64_t step,
+               std::string const& part) {
     if (!isTerminal || clock() < shownAt + 0.1) {
       return;
     }
@@ -195,7 +195,7 @@ class Display {
     isLineShown = true;
   }
 
-  void finish(const Solution& solution) {
+  void finish(Solution const& solution) {
     clearLine();
     if (file) {
       file->finish(textOf(solution));
@@ -207,15 +207,15 @@ class Display {
   bool isTimeOver() const { return clock() >= options.seconds; }
 
  private:
-  const Options& options;
-  const check::Model& model;
+  Options const& options;
+  check::Model const& model;
   Stopwatch clock;
   std::optional<polish::OutputFile> file;
-  const bool isTerminal = isatty(STDERR_FILENO) == 1;
+  bool const isTerminal = isatty(STDERR_FILENO) == 1;
   double shownAt = 0.0;
   bool isLineShown = false;
 
-  std::string textOf(const Solution& solution) const {
+  std::string textOf(Solution const& solution) const {
     std::ostringstream out;
     writeReport(out, model, solution);
     return out.str();
@@ -229,18 +229,18 @@ class Display {
   }
 };
 
-bool isDone(const check::Model& model, const Solution& solution) {
+bool isDone(check::Model const& model, Solution const& solution) {
   return solution.evaluation.hard == 0 &&
          solution.evaluation.soft <= model.target;
 }
 
-void polishAlone(const Options& options, const check::Model& model,
-                 const Signals& signals, Display& display, Polisher& polisher) {
+void polishAlone(Options const& options, check::Model const& model,
+                 Signals const& signals, Display& display, Polisher& polisher) {
   for (std::uint64_t step = 1;
        step <= options.maxSteps && !isDone(model, polisher.solution()) &&
        !display.isTimeOver() && !signals.hasCome();
        ++step) {
-    const bool isBetter = polisher.step();
+    bool const isBetter = polisher.step();
     if (isBetter) {
       display.improved(polisher.solution(), step);
     }
@@ -254,9 +254,9 @@ void polishAlone(const Options& options, const check::Model& model,
   }
 }
 
-void polishTogether(const Options& options, const check::Model& model,
-                    const Signals& signals, Display& display,
-                    const check::Grids& grids, Solution& best) {
+void polishTogether(Options const& options, check::Model const& model,
+                    Signals const& signals, Display& display,
+                    check::Grids const& grids, Solution& best) {
   polish::Team team(model, options.numJobs, best, options.maxSteps,
                     [&](unsigned worker) {
                       return Polisher(model, grids, options.seed + worker);
@@ -280,7 +280,7 @@ void polishTogether(const Options& options, const check::Model& model,
   }
 }
 
-void run(const Options& options) {
+void run(Options const& options) {
   const Signals signals;
   const check::Model model = readModel(options.model);
   std::optional<Solution> best;
@@ -360,12 +360,12 @@ int main(int argc, char** argv) {
       return success;
     }
     std::cerr << "wcsp-polish: cannot write\n";
-  } catch (const Failure& failure) {
+  } catch (Failure const& failure) {
     std::cerr << "wcsp-polish: " << check::printable(failure.what()) << "\n";
     return failure.status;
-  } catch (const std::bad_alloc&) {
+  } catch (std::bad_alloc const&) {
     std::cerr << "wcsp-polish: out of memory\n";
-  } catch (const std::runtime_error& error) {
+  } catch (std::runtime_error const& error) {
     std::cerr << "wcsp-polish: " << check::printable(error.what()) << "\n";
   }
   return unreadable;

@@ -17,18 +17,18 @@ namespace polish {
 
 namespace {
 
-[[noreturn]] void fail(const std::string& path) {
+[[noreturn]] void fail(std::string const& path) {
   throw std::runtime_error(path + ": " + std::strerror(errno));
 }
 
 // Closes the descriptor in any case.
-bool writeAll(int descriptor, const std::string& content) {
+bool writeAll(int descriptor, std::string const& content) {
   std::size_t written = 0;
   while (written < content.size()) {
     const ssize_t count =
         write(descriptor, content.data() + written, content.size() - written);
     if (count < 0 && errno != EINTR) {
-      const int error = errno;
+      int const error = errno;
       close(descriptor);
       errno = error;
       return false;
@@ -45,9 +45,9 @@ unsigned usualMode() {
 }
 
 // Links followed; the last part may not be there yet.
-std::string targetOf(const std::string& path) {
+std::string targetOf(std::string const& path) {
   std::error_code error;
-  const auto target = std::filesystem::weakly_canonical(path, error);
+  auto const target = std::filesystem::weakly_canonical(path, error);
   if (error) {
     errno = error.value();
     fail(path);
@@ -57,15 +57,15 @@ std::string targetOf(const std::string& path) {
 
 }  // namespace
 
-void writeProgress(std::ostream& out, const Solution& solution, double seconds,
+void writeProgress(std::ostream& out, Solution const& solution, double seconds,
                    std::uint64_t step) {
   out << "penalty = " << check::penaltyText(solution.evaluation)
       << " (hard/soft), time = " << std::fixed << std::setprecision(2)
       << seconds << "(s), iteration = " << step << std::endl;
 }
 
-void writeReport(std::ostream& out, const check::Model& model,
-                 const Solution& solution) {
+void writeReport(std::ostream& out, check::Model const& model,
+                 Solution const& solution) {
   out << "[best solution]\n";
   for (unsigned v = 0; v < model.variables.size(); ++v) {
     out << model.variables[v] << ": " << model.values[v][solution.assignment[v]]
@@ -74,7 +74,7 @@ void writeReport(std::ostream& out, const check::Model& model,
   out << "\npenalty: " << check::penaltyText(solution.evaluation)
       << " (hard/soft)\n\n[Violated constraints]\n";
   for (std::size_t c = 0; c < model.constraints.size(); ++c) {
-    const int violation = solution.evaluation.violations[c];
+    int const violation = solution.evaluation.violations[c];
     if (violation > 0) {
       out << model.constraints[c].name << ": " << violation << "\n";
     }
@@ -82,7 +82,7 @@ void writeReport(std::ostream& out, const check::Model& model,
   out.flush();
 }
 
-OutputFile::OutputFile(const std::string& path)
+OutputFile::OutputFile(std::string const& path)
     : goal(targetOf(path)), mode(usualMode()) {
   struct stat status = {};
   if (stat(goal.c_str(), &status) != 0 && errno != ENOENT) {
@@ -104,32 +104,32 @@ OutputFile::OutputFile(const std::string& path)
   }
 }
 
-void OutputFile::replace(const std::string& content) const {
+void OutputFile::replace(std::string const& content) const {
   if (!isRegular) {
     return;
   }
   const std::filesystem::path path(goal);
   std::string beside =
       path.parent_path() / ("." + path.filename().string() + ".XXXXXX");
-  const int descriptor = mkostemp(beside.data(), O_CLOEXEC);
+  int const descriptor = mkostemp(beside.data(), O_CLOEXEC);
   if (descriptor < 0) {
     fail(goal);
   }
   if (!writeAll(descriptor, content) || chmod(beside.c_str(), mode) != 0 ||
       rename(beside.c_str(), goal.c_str()) != 0) {
-    const int error = errno;
+    int const error = errno;
     unlink(beside.c_str());
     errno = error;
     fail(goal);
   }
 }
 
-void OutputFile::finish(const std::string& content) const {
+void OutputFile::finish(std::string const& content) const {
   if (isRegular) {
     replace(content);
     return;
   }
-  const int descriptor = open(goal.c_str(), O_WRONLY | O_CLOEXEC);
+  int const descriptor = open(goal.c_str(), O_WRONLY | O_CLOEXEC);
   if (descriptor < 0 || !writeAll(descriptor, content)) {
     fail(goal);
   }

@@ -1,8 +1,7 @@
 // Reports and progress in the form of the solver, and files that are replaced
 // as a whole.
 
-#ifndef TOOLS_POLISH_OUTPUT_H_
-#define TOOLS_POLISH_OUTPUT_H_
+#pragma once
 
 #include <cstdint>
 #include <ostream>
@@ -14,12 +13,12 @@
 namespace polish {
 
 // "penalty = 0/7 (hard/soft), time = 1.25(s), iteration = 3"
-void writeProgress(std::ostream& out, const Solution& solution, double seconds,
+void writeProgress(std::ostream& out, Solution const& solution, double seconds,
                    std::uint64_t step);
 
 // From "[best solution]" to the last violated constraint.
-void writeReport(std::ostream& out, const check::Model& model,
-                 const Solution& solution);
+void writeReport(std::ostream& out, check::Model const& model,
+                 Solution const& solution);
 
 // A file whose content is there as a whole or not at all: written under a
 // fresh name beside it and renamed, its mode kept, a link followed. What is no
@@ -27,13 +26,13 @@ void writeReport(std::ostream& out, const check::Model& model,
 class OutputFile {
  public:
   // Throws std::runtime_error if nothing can be written there.
-  explicit OutputFile(const std::string& path);
+  explicit OutputFile(std::string const& path);
 
   // Replaces the content. Throws std::runtime_error, leaving what was there.
-  void replace(const std::string& content) const;
+  void replace(std::string const& content) const;
 
   // The same for the last content.
-  void finish(const std::string& content) const;
+  void finish(std::string const& content) const;
 
  private:
   std::string goal;  // links followed
@@ -42,5 +41,3 @@ class OutputFile {
 };
 
 }  // namespace polish
-
-#endif  // TOOLS_POLISH_OUTPUT_H_

@@ -12,9 +12,9 @@ namespace polish {
 namespace {
 
 // The variables that one constraint is about, in order of its terms.
-std::vector<unsigned> scopeOf(const check::Constraint& constraint) {
+std::vector<unsigned> scopeOf(check::Constraint const& constraint) {
   std::vector<unsigned> scope = constraint.variables;
-  for (const check::Term& term : constraint.terms) {
+  for (check::Term const& term : constraint.terms) {
     scope.push_back(term.label1.variable);
     scope.push_back(term.label2.variable);
   }
@@ -24,7 +24,7 @@ std::vector<unsigned> scopeOf(const check::Constraint& constraint) {
 // Gathers variables until there are enough.
 class Gathering {
  public:
-  Gathering(const std::vector<bool>& areMovable, std::size_t size)
+  Gathering(std::vector<bool> const& areMovable, std::size_t size)
       : isMovable(areMovable), isTaken(areMovable.size(), false), goal(size) {}
 
   bool isFull() const { return part.size() >= goal; }
@@ -45,21 +45,21 @@ class Gathering {
   }
 
  private:
-  const std::vector<bool>& isMovable;
+  std::vector<bool> const& isMovable;
   std::vector<bool> isTaken;
   std::size_t goal;
 };
 
 }  // namespace
 
-const char* nameOf(PartKind kind) {
-  constexpr const char* names[] = {"rows", "columns", "values", "violated",
+char const* nameOf(PartKind kind) {
+  constexpr char const* names[] = {"rows", "columns", "values", "violated",
                                    "random"};
   return names[static_cast<std::size_t>(kind)];
 }
 
-Parts::Parts(const check::Model& itsModel, const Reducer& itsReducer,
-             const check::Grids& itsGrids)
+Parts::Parts(check::Model const& itsModel, Reducer const& itsReducer,
+             check::Grids const& itsGrids)
     : model(itsModel),
       reducer(itsReducer),
       grids(itsGrids),
@@ -77,8 +77,8 @@ Parts::Parts(const check::Model& itsModel, const Reducer& itsReducer,
                    {Kind::values, Kind::violated, Kind::random});
 }
 
-Part Parts::choose(Kind kind, std::size_t size, const Assignment& assignment,
-                   const check::Evaluation& evaluation, Draw& draw) const {
+Part Parts::choose(Kind kind, std::size_t size, Assignment const& assignment,
+                   check::Evaluation const& evaluation, Draw& draw) const {
   switch (kind) {
     case Kind::rows:
     case Kind::columns:
@@ -99,10 +99,10 @@ Part Parts::choose(Kind kind, std::size_t size, const Assignment& assignment,
 
 Part Parts::linesOf(bool areRows, std::size_t size, Draw& draw) const {
   std::vector<std::uint64_t> weights;
-  for (const check::Grid& grid : grids.grids) {
+  for (check::Grid const& grid : grids.grids) {
     weights.push_back(grid.rows.size() * grid.columns.size());
   }
-  const check::Grid& grid = grids.grids[draw.weighted(weights)];
+  check::Grid const& grid = grids.grids[draw.weighted(weights)];
   const std::size_t numLines = areRows ? grid.rows.size() : grid.columns.size();
   std::vector<std::size_t> lines(numLines);
   std::iota(lines.begin(), lines.end(), std::size_t{0});
@@ -112,7 +112,7 @@ Part Parts::linesOf(bool areRows, std::size_t size, Draw& draw) const {
     // Neighbours in time or place: a window that may begin anywhere.
     const std::size_t longest =
         std::max<std::size_t>(1, std::min(numLines, size / grid.rows.size()));
-    const auto begin = draw.below(numLines - longest + 1);
+    auto const begin = draw.below(numLines - longest + 1);
     std::rotate(lines.begin(),
                 lines.begin() + static_cast<std::ptrdiff_t>(begin),
                 lines.end());
@@ -136,15 +136,15 @@ Part Parts::linesOf(bool areRows, std::size_t size, Draw& draw) const {
   return gathering.sorted();
 }
 
-Part Parts::takersOf(std::size_t size, const Assignment& assignment,
+Part Parts::takersOf(std::size_t size, Assignment const& assignment,
                      Draw& draw) const {
   std::map<unsigned, Part> takers;  // by value number
-  for (const unsigned v : movable) {
+  for (unsigned const v : movable) {
     takers[assignment[v]].push_back(v);
   }
   std::vector<unsigned> numbers;
   numbers.reserve(takers.size());
-  for (const auto& [number, variables] : takers) {
+  for (auto const& [number, variables] : takers) {
     numbers.push_back(number);
   }
   // A window of them: close numbers are close in time or place, too.
@@ -153,10 +153,10 @@ Part Parts::takersOf(std::size_t size, const Assignment& assignment,
               numbers.begin() + static_cast<std::ptrdiff_t>(begin),
               numbers.end());
   Gathering gathering(isMovable, size);
-  for (const unsigned number : numbers) {
+  for (unsigned const number : numbers) {
     Part variables = takers[number];
     draw.shuffle(variables);
-    for (const unsigned v : variables) {
+    for (unsigned const v : variables) {
       if (gathering.isFull()) {
         return gathering.sorted();
       }
@@ -167,13 +167,13 @@ Part Parts::takersOf(std::size_t size, const Assignment& assignment,
 }
 
 Part Parts::aroundViolated(std::size_t size,
-                           const check::Evaluation& evaluation,
+                           check::Evaluation const& evaluation,
                            Draw& draw) const {
   std::vector<std::size_t> violated;
   std::vector<std::uint64_t> costs;
-  const bool isHard = evaluation.hard > 0;
+  bool const isHard = evaluation.hard > 0;
   for (std::size_t c = 0; c < model.constraints.size(); ++c) {
-    const check::Constraint& constraint = model.constraints[c];
+    check::Constraint const& constraint = model.constraints[c];
     if (evaluation.violations[c] > 0 &&
         (constraint.weight == check::inf) == isHard && constraint.weight > 0) {
       violated.push_back(c);
@@ -185,7 +185,7 @@ Part Parts::aroundViolated(std::size_t size,
     return {};
   }
   Gathering gathering(isMovable, size);
-  for (const unsigned v :
+  for (unsigned const v :
        scopeOf(model.constraints[violated[draw.weighted(costs)]])) {
     gathering.add(v);
   }
@@ -197,8 +197,8 @@ Part Parts::aroundViolated(std::size_t size,
   for (std::size_t numTries = 0;
        !gathering.isFull() && !gathering.part.empty() && numTries < 4 * size;
        ++numTries) {
-    const unsigned v = gathering.part[draw.below(gathering.part.size())];
-    const auto& ids = reducer.constraintsOf(v);
+    unsigned const v = gathering.part[draw.below(gathering.part.size())];
+    auto const& ids = reducer.constraintsOf(v);
     std::vector<unsigned> scope =
         scopeOf(model.constraints[ids[draw.below(ids.size())]]);
     draw.shuffle(scope);

@@ -1,7 +1,6 @@
 // Which variables a step frees: the neighbourhoods of an assignment.
 
-#ifndef TOOLS_POLISH_PARTS_H_
-#define TOOLS_POLISH_PARTS_H_
+#pragma once
 
 #include <string>
 #include <vector>
@@ -17,7 +16,7 @@ namespace polish {
 enum class PartKind { rows, columns, values, violated, random };
 
 // "rows" and so on.
-const char* nameOf(PartKind kind);
+char const* nameOf(PartKind kind);
 
 // Free variables, ascending, each once.
 using Part = std::vector<unsigned>;
@@ -27,11 +26,11 @@ class Parts {
   using Kind = PartKind;
 
   // All outlive this.
-  Parts(const check::Model& itsModel, const Reducer& itsReducer,
-        const check::Grids& itsGrids);
+  Parts(check::Model const& itsModel, Reducer const& itsReducer,
+        check::Grids const& itsGrids);
 
   // The kinds that this model has.
-  const std::vector<Kind>& kinds() const { return available; }
+  std::vector<Kind> const& kinds() const { return available; }
 
   // How many variables can be free: those with several values.
   std::size_t numVariables() const { return movable.size(); }
@@ -39,24 +38,22 @@ class Parts {
   // About `size` variables: whole rows drawn from a grid; a window of columns;
   // the variables that take values drawn; those around violated constraints
   // drawn by cost, grown along constraints; any. Empty if there are none.
-  Part choose(Kind kind, std::size_t size, const Assignment& assignment,
-              const check::Evaluation& evaluation, Draw& draw) const;
+  Part choose(Kind kind, std::size_t size, Assignment const& assignment,
+              check::Evaluation const& evaluation, Draw& draw) const;
 
  private:
-  const check::Model& model;
-  const Reducer& reducer;
-  const check::Grids& grids;
+  check::Model const& model;
+  Reducer const& reducer;
+  check::Grids const& grids;
   std::vector<Kind> available;
   std::vector<unsigned> movable;
   std::vector<bool> isMovable;
 
   Part linesOf(bool areRows, std::size_t size, Draw& draw) const;
-  Part takersOf(std::size_t size, const Assignment& assignment,
+  Part takersOf(std::size_t size, Assignment const& assignment,
                 Draw& draw) const;
-  Part aroundViolated(std::size_t size, const check::Evaluation& evaluation,
+  Part aroundViolated(std::size_t size, check::Evaluation const& evaluation,
                       Draw& draw) const;
 };
 
 }  // namespace polish
-
-#endif  // TOOLS_POLISH_PARTS_H_

@@ -17,10 +17,10 @@ struct Sizes {
 };
 
 // An iteration over products costs much more than one over single labels.
-Sizes firstSizes(const check::Model& model) {
+Sizes firstSizes(check::Model const& model) {
   std::size_t numSingle = 0;
   std::size_t numProducts = 0;
-  for (const check::Constraint& constraint : model.constraints) {
+  for (check::Constraint const& constraint : model.constraints) {
     (constraint.kind == check::Constraint::quadratic ? numProducts
                                                      : numSingle) +=
         constraint.terms.size() + constraint.variables.size();
@@ -35,9 +35,9 @@ unsigned iterationsFor(std::size_t numVariables) {
 }
 
 // In millionths of the penalty that was there.
-std::uint64_t gainOf(const check::Evaluation& before,
-                     const check::Evaluation& after) {
-  const bool isHard = after.hard < before.hard;
+std::uint64_t gainOf(check::Evaluation const& before,
+                     check::Evaluation const& after) {
+  bool const isHard = after.hard < before.hard;
   const check::Int128 was = isHard ? before.hard : before.soft;
   const check::Int128 is = isHard ? after.hard : after.soft;
   return static_cast<std::uint64_t>((was - is) * 1000000 / was);
@@ -45,7 +45,7 @@ std::uint64_t gainOf(const check::Evaluation& before,
 
 }  // namespace
 
-Polisher::Polisher(const check::Model& itsModel, const check::Grids& grids,
+Polisher::Polisher(check::Model const& itsModel, check::Grids const& grids,
                    std::uint64_t seed)
     : model(itsModel),
       reducer(itsModel),
@@ -54,7 +54,7 @@ Polisher::Polisher(const check::Model& itsModel, const check::Grids& grids,
              firstSizes(itsModel).most, parts.numVariables()),
       draw(seed) {}
 
-std::vector<unsigned> Polisher::solve(const ReducedModel& reduced,
+std::vector<unsigned> Polisher::solve(ReducedModel const& reduced,
                                       unsigned numIterations) {
   const std::unique_ptr<Wcsp> solver = reduced.makeSolver();
   solver->setRandomSeed(static_cast<int>(1 + draw.below(2147483646)));
@@ -63,7 +63,7 @@ std::vector<unsigned> Polisher::solve(const ReducedModel& reduced,
   solver->setMaxCpuTime(std::numeric_limits<double>::infinity());
   try {
     solver->solve();
-  } catch (const std::runtime_error&) {
+  } catch (std::runtime_error const&) {
     // An overflow of weights; what has been found by then is there.
   }
   std::vector<unsigned> values;
@@ -89,20 +89,20 @@ bool Polisher::step() {
   const Part part = parts.choose(lastKind, choice[arm].size, current.assignment,
                                  current.evaluation, draw);
   lastSize = part.size();
-  const auto reduced = reducer.reduce(current.assignment, part);
+  auto const reduced = reducer.reduce(current.assignment, part);
   if (part.empty() || !reduced) {
     skipped += part.empty() ? 0U : 1U;
     choice.note(arm, 0, 1);
     return false;
   }
-  const unsigned numIterations = iterationsFor(part.size());
+  unsigned const numIterations = iterationsFor(part.size());
   const std::vector<unsigned> values = solve(*reduced, numIterations);
   Solution next{current.assignment, {}};
   for (std::size_t i = 0; i < part.size(); ++i) {
     next.assignment[part[i]] = values[i];
   }
   next.evaluation = evaluate(model, next.assignment);
-  const bool isBetter = next.isBetterThan(current);
+  bool const isBetter = next.isBetterThan(current);
   choice.note(
       arm,
       isBetter ? gainOf(current.evaluation, next.evaluation) : std::uint64_t{0},

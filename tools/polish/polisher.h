@@ -2,8 +2,7 @@
 // the reduced model by the search from a random start, and keeps what is equal
 // or better. A large neighbourhood search whose engine is the tabu search.
 
-#ifndef TOOLS_POLISH_POLISHER_H_
-#define TOOLS_POLISH_POLISHER_H_
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -23,10 +22,10 @@ struct Solution {
   Assignment assignment;
   check::Evaluation evaluation;
 
-  bool isBetterThan(const Solution& other) const {
+  bool isBetterThan(Solution const& other) const {
     return isBetter(evaluation, other.evaluation);
   }
-  static bool isBetter(const check::Evaluation& a, const check::Evaluation& b) {
+  static bool isBetter(check::Evaluation const& a, check::Evaluation const& b) {
     return a.hard < b.hard || (a.hard == b.hard && a.soft < b.soft);
   }
 };
@@ -35,7 +34,7 @@ class Polisher {
  public:
   // The model and the grids of its variables outlive this. No choice but by
   // the seed: equal seeds take equal steps from equal solutions.
-  Polisher(const check::Model& itsModel, const check::Grids& grids,
+  Polisher(check::Model const& itsModel, check::Grids const& grids,
            std::uint64_t seed);
 
   // Searches the whole model from a random start.
@@ -43,7 +42,7 @@ class Polisher {
 
   // Where the next step starts from; of this model.
   void setSolution(Solution solution) { current = std::move(solution); }
-  const Solution& solution() const { return current; }
+  Solution const& solution() const { return current; }
 
   // Whether there is anything to free.
   bool canStep() const { return parts.numVariables() > 0; }
@@ -59,7 +58,7 @@ class Polisher {
   std::uint64_t numSkipped() const { return skipped; }
 
  private:
-  const check::Model& model;
+  check::Model const& model;
   Reducer reducer;
   Parts parts;
   Choice choice;
@@ -69,10 +68,8 @@ class Polisher {
   std::size_t lastSize = 0;
   std::uint64_t skipped = 0;
 
-  std::vector<unsigned> solve(const ReducedModel& reduced,
+  std::vector<unsigned> solve(ReducedModel const& reduced,
                               unsigned numIterations);
 };
 
 }  // namespace polish
-
-#endif  // TOOLS_POLISH_POLISHER_H_

@@ -18,11 +18,11 @@ using Terms = std::vector<Term>;
 
 constexpr unsigned notFree = static_cast<unsigned>(-1);
 
-auto key(const Label& label) {
+auto key(Label const& label) {
   return std::tie(label.variable, label.value);
 }
 
-bool isBefore(const Term& a, const Term& b) {
+bool isBefore(Term const& a, Term const& b) {
   return std::tuple(key(a.label1), key(a.label2)) <
          std::tuple(key(b.label1), key(b.label2));
 }
@@ -44,25 +44,25 @@ void normalise(Terms& terms) {
   }
   std::sort(terms.begin(), terms.end(), isBefore);
   Terms merged;
-  for (const Term& term : terms) {
+  for (Term const& term : terms) {
     if (!merged.empty() && !isBefore(merged.back(), term)) {
       merged.back().coefficient += term.coefficient;
     } else {
       merged.push_back(term);
     }
   }
-  std::erase_if(merged, [](const Term& term) { return term.coefficient == 0; });
+  std::erase_if(merged, [](Term const& term) { return term.coefficient == 0; });
   terms = std::move(merged);
 }
 
 // Bounds on the sum over all assignments. One value of a variable is on, so
 // that of its single terms the least and the greatest count; every product is
 // taken to be on or off by itself.
-check::Range rangeOf(const Terms& terms,
-                     const std::vector<unsigned>& numValues) {
+check::Range rangeOf(Terms const& terms,
+                     std::vector<unsigned> const& numValues) {
   check::Range range;
   std::map<unsigned, std::pair<check::Range, unsigned>> singles;
-  for (const Term& term : terms) {
+  for (Term const& term : terms) {
     if (!term.isSingle()) {
       range.least += std::min<std::int64_t>(term.coefficient, 0);
       range.greatest += std::max<std::int64_t>(term.coefficient, 0);
@@ -77,9 +77,9 @@ check::Range rangeOf(const Terms& terms,
                           : std::max<Int128>(single.greatest, term.coefficient);
     ++count;
   }
-  for (const auto& [variable, entry] : singles) {
-    const auto& [single, count] = entry;
-    const bool canBeOff = count < numValues[variable];
+  for (auto const& [variable, entry] : singles) {
+    auto const& [single, count] = entry;
+    bool const canBeOff = count < numValues[variable];
     range.least += canBeOff ? std::min<Int128>(single.least, 0) : single.least;
     range.greatest +=
         canBeOff ? std::max<Int128>(single.greatest, 0) : single.greatest;
@@ -128,14 +128,14 @@ class Collector {
   std::map<std::vector<std::int64_t>, std::size_t> numbers;  // by content
 
   // Adds the weight to that of an equal constraint, if there is one.
-  bool mergeInto(const Constraint& constraint) {
+  bool mergeInto(Constraint const& constraint) {
     std::vector<std::int64_t> content = {constraint.lower, constraint.upper};
-    for (const Term& term : constraint.terms) {
+    for (Term const& term : constraint.terms) {
       content.insert(content.end(),
                      {term.coefficient, term.label1.variable, term.label1.value,
                       term.label2.variable, term.label2.value});
     }
-    const auto [entry, isNew] =
+    auto const [entry, isNew] =
         numbers.try_emplace(std::move(content), model.constraints.size());
     if (isNew) {
       return false;
@@ -151,17 +151,17 @@ class Collector {
 };
 
 // Puts the fixed values into a linear or quadratic constraint.
-Draft substitute(const check::Constraint& constraint,
-                 const Assignment& assignment,
-                 const std::vector<unsigned>& positions) {
+Draft substitute(check::Constraint const& constraint,
+                 Assignment const& assignment,
+                 std::vector<unsigned> const& positions) {
   Draft draft{constraint.weight, std::nullopt, std::nullopt, {}};
   Int128 fixedSum = 0;
-  for (const check::Term& term : constraint.terms) {
+  for (check::Term const& term : constraint.terms) {
     Label free[2];
     unsigned numFree = 0;
     bool canBeOn = true;
-    for (const Label& label : {term.label1, term.label2}) {
-      const unsigned position = positions[label.variable];
+    for (Label const& label : {term.label1, term.label2}) {
+      unsigned const position = positions[label.variable];
       if (position != notFree) {
         free[numFree++] = {position, label.value};
       } else {
@@ -190,13 +190,13 @@ Draft substitute(const check::Constraint& constraint,
 
 // One constraint for each value number: at most one variable takes it, and no
 // free one if a fixed one does.
-void addAlldiff(Collector& collector, const check::Model& model,
-                const check::Constraint& constraint,
-                const Assignment& assignment,
-                const std::vector<unsigned>& positions) {
+void addAlldiff(Collector& collector, check::Model const& model,
+                check::Constraint const& constraint,
+                Assignment const& assignment,
+                std::vector<unsigned> const& positions) {
   std::map<unsigned, Draft> drafts;  // by value number
   const std::vector<unsigned> variables = distinctVariables(constraint);
-  for (const unsigned v : variables) {
+  for (unsigned const v : variables) {
     for (unsigned a = 0; positions[v] != notFree && a < model.values[v].size();
          ++a) {
       const Label label{positions[v], a};
@@ -205,8 +205,8 @@ void addAlldiff(Collector& collector, const check::Model& model,
       draft.terms.push_back({1, label, label});
     }
   }
-  for (const unsigned v : variables) {
-    const auto draft = drafts.find(assignment[v]);
+  for (unsigned const v : variables) {
+    auto const draft = drafts.find(assignment[v]);
     if (positions[v] == notFree && draft != drafts.end()) {
       draft->second.upper = 0;
     }
@@ -217,7 +217,7 @@ void addAlldiff(Collector& collector, const check::Model& model,
 }
 
 template <class Kind>
-Kind* makeConstraint(Wcsp& solver, const Constraint& constraint) {
+Kind* makeConstraint(Wcsp& solver, Constraint const& constraint) {
   // The solver owns it from its construction on.
   auto* made = new Kind(&solver, constraint.weight);
   made->lower = constraint.lower;
@@ -231,16 +231,16 @@ std::unique_ptr<Wcsp> ReducedModel::makeSolver() const {
   std::unique_ptr<Wcsp> solver(Wcsp::makeWcsp());
   std::vector<unsigned> sizes = numValues;
   solver->initialize(static_cast<unsigned>(sizes.size()), sizes);
-  for (const Constraint& constraint : constraints) {
+  for (Constraint const& constraint : constraints) {
     if (std::all_of(constraint.terms.begin(), constraint.terms.end(),
-                    [](const Term& term) { return term.isSingle(); })) {
+                    [](Term const& term) { return term.isSingle(); })) {
       auto* linear = makeConstraint<WcspLinear>(*solver, constraint);
-      for (const auto& [coefficient, label, same] : constraint.terms) {
+      for (auto const& [coefficient, label, same] : constraint.terms) {
         linear->terms.push_back({coefficient, label.variable, label.value});
       }
     } else {
       auto* quadratic = makeConstraint<WcspQuadratic>(*solver, constraint);
-      for (const auto& [coefficient, label1, label2] : constraint.terms) {
+      for (auto const& [coefficient, label1, label2] : constraint.terms) {
         quadratic->terms.push_back({coefficient, label1.variable, label1.value,
                                     label2.variable, label2.value});
       }
@@ -250,31 +250,31 @@ std::unique_ptr<Wcsp> ReducedModel::makeSolver() const {
   return solver;
 }
 
-Reducer::Reducer(const check::Model& itsModel)
+Reducer::Reducer(check::Model const& itsModel)
     : model(itsModel), constraintIds(itsModel.variables.size()) {
-  const auto note = [this](unsigned variable, std::size_t id) {
+  auto const note = [this](unsigned variable, std::size_t id) {
     auto& ids = constraintIds[variable];
     if (ids.empty() || ids.back() != id) {
       ids.push_back(id);
     }
   };
   for (std::size_t c = 0; c < model.constraints.size(); ++c) {
-    for (const check::Term& term : model.constraints[c].terms) {
+    for (check::Term const& term : model.constraints[c].terms) {
       note(term.label1.variable, c);
       note(term.label2.variable, c);
     }
-    for (const unsigned variable : model.constraints[c].variables) {
+    for (unsigned const variable : model.constraints[c].variables) {
       note(variable, c);
     }
   }
 }
 
 std::optional<ReducedModel> Reducer::reduce(
-    const Assignment& assignment, const std::vector<unsigned>& free) const {
+    Assignment const& assignment, std::vector<unsigned> const& free) const {
   ReducedModel reduced;
   std::vector<unsigned> positions(assignment.size(), notFree);
   std::vector<std::size_t> ids;
-  for (const unsigned v : free) {
+  for (unsigned const v : free) {
     positions[v] = static_cast<unsigned>(reduced.numValues.size());
     reduced.numValues.push_back(model.values[v].size());
     ids.insert(ids.end(), constraintIds[v].begin(), constraintIds[v].end());
@@ -283,7 +283,7 @@ std::optional<ReducedModel> Reducer::reduce(
   ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
   Collector collector(reduced);
   for (const std::size_t c : ids) {
-    const check::Constraint& constraint = model.constraints[c];
+    check::Constraint const& constraint = model.constraints[c];
     if (constraint.weight == 0) {
       continue;
     }

@@ -5,8 +5,7 @@
 // reduced model are those of the whole assignment less a constant pair, in
 // exact arithmetic.
 
-#ifndef TOOLS_POLISH_REDUCE_H_
-#define TOOLS_POLISH_REDUCE_H_
+#pragma once
 
 #include <cstdint>
 #include <memory>
@@ -52,24 +51,22 @@ struct ReducedModel {
 class Reducer {
  public:
   // The model outlives the reducer.
-  explicit Reducer(const check::Model& itsModel);
+  explicit Reducer(check::Model const& itsModel);
 
   // The constraints that depend on a variable, ascending.
-  const std::vector<std::size_t>& constraintsOf(unsigned variable) const {
+  std::vector<std::size_t> const& constraintsOf(unsigned variable) const {
     return constraintIds[variable];
   }
 
   // `free` ascends. What no assignment of the free variables changes is left
   // out; equal soft constraints are one with their summed weight while that is
   // no mark of a hard one. Nothing if a bound leaves the range of the solver's.
-  std::optional<ReducedModel> reduce(const Assignment& assignment,
-                                     const std::vector<unsigned>& free) const;
+  std::optional<ReducedModel> reduce(Assignment const& assignment,
+                                     std::vector<unsigned> const& free) const;
 
  private:
-  const check::Model& model;
+  check::Model const& model;
   std::vector<std::vector<std::size_t>> constraintIds;  // by variable
 };
 
 }  // namespace polish
-
-#endif  // TOOLS_POLISH_REDUCE_H_

@@ -37,14 +37,14 @@ class Locked {
     }
   }
   ~Locked() { pthread_mutex_unlock(&lock); }
-  Locked(const Locked&) = delete;
-  Locked& operator=(const Locked&) = delete;
+  Locked(Locked const&) = delete;
+  Locked& operator=(Locked const&) = delete;
 
  private:
   pthread_mutex_t& lock;
 };
 
-[[noreturn]] void fail(const char* what) {
+[[noreturn]] void fail(char const* what) {
   throw std::system_error(errno, std::generic_category(), what);
 }
 
@@ -54,9 +54,9 @@ unsigned* Team::cells() const {
   return reinterpret_cast<unsigned*>(board + 1);
 }
 
-Team::Team(const check::Model& itsModel, unsigned numWorkers,
-           const Solution& start, std::uint64_t maxSteps,
-           const std::function<Polisher(unsigned)>& make)
+Team::Team(check::Model const& itsModel, unsigned numWorkers,
+           Solution const& start, std::uint64_t maxSteps,
+           std::function<Polisher(unsigned)> const& make)
     : model(itsModel),
       size(sizeof(Board) + start.assignment.size() * sizeof(unsigned)) {
   void* const memory = mmap(nullptr, size, PROT_READ | PROT_WRITE,
@@ -113,7 +113,7 @@ bool Team::take(std::uint64_t& version, Assignment& assignment) const {
   return true;
 }
 
-bool Team::share(std::uint64_t& version, const Assignment& assignment) {
+bool Team::share(std::uint64_t& version, Assignment const& assignment) {
   const Locked locked(board->lock);
   if (board->version != version) {
     return false;
@@ -125,7 +125,7 @@ bool Team::share(std::uint64_t& version, const Assignment& assignment) {
 
 // What a dying process has half written is still an assignment, so whoever
 // takes it evaluates it.
-void Team::work(Polisher polisher, const Solution& start,
+void Team::work(Polisher polisher, Solution const& start,
                 std::uint64_t maxSteps) {
   polisher.setSolution(start);
   Solution shared = start;
@@ -144,7 +144,7 @@ void Team::work(Polisher polisher, const Solution& start,
       }
       if (share(version, polisher.solution().assignment)) {
         shared = polisher.solution();
-        const char sign = 1;
+        char const sign = 1;
         // A full pipe holds news enough.
         if (write(news[1], &sign, 1) < 0 && errno != EAGAIN) {
           _exit(EXIT_FAILURE);

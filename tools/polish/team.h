@@ -1,8 +1,7 @@
 // Several processes that polish one assignment, each with a seed of its own.
 // They hand on their best through memory that their parent shares with them.
 
-#ifndef TOOLS_POLISH_TEAM_H_
-#define TOOLS_POLISH_TEAM_H_
+#pragma once
 
 #include <sys/types.h>
 
@@ -19,11 +18,11 @@ class Team {
   // Starts the processes; each makes its polisher by `make`, with a number from
   // 0 on. They stop after `maxSteps` steps in all, and end with this process,
   // however it ends. Throws std::system_error if they cannot be started.
-  Team(const check::Model& itsModel, unsigned numWorkers, const Solution& start,
-       std::uint64_t maxSteps, const std::function<Polisher(unsigned)>& make);
+  Team(check::Model const& itsModel, unsigned numWorkers, Solution const& start,
+       std::uint64_t maxSteps, std::function<Polisher(unsigned)> const& make);
   ~Team();
-  Team(const Team&) = delete;
-  Team& operator=(const Team&) = delete;
+  Team(Team const&) = delete;
+  Team& operator=(Team const&) = delete;
 
   // Waits for news, at most this long. True if there is a better assignment
   // than at the last call, which `best` then is.
@@ -40,7 +39,7 @@ class Team {
  private:
   struct Board;
 
-  const check::Model& model;
+  check::Model const& model;
   Board* board = nullptr;
   std::size_t size = 0;  // of the shared memory
   int news[2] = {-1, -1};
@@ -49,14 +48,12 @@ class Team {
   unsigned lost = 0;
 
   unsigned* cells() const;
-  [[noreturn]] void work(Polisher polisher, const Solution& start,
+  [[noreturn]] void work(Polisher polisher, Solution const& start,
                          std::uint64_t maxSteps);
   // Takes the shared assignment if it is new; false if not.
   bool take(std::uint64_t& version, Assignment& assignment) const;
   // Shares an assignment unless a newer one than `version` is there.
-  bool share(std::uint64_t& version, const Assignment& assignment);
+  bool share(std::uint64_t& version, Assignment const& assignment);
 };
 
 }  // namespace polish
-
-#endif  // TOOLS_POLISH_TEAM_H_
