@@ -21,6 +21,7 @@
 
 #include "tools/check/advice.h"
 #include "tools/check/evaluate.h"
+#include "tools/check/files.h"
 #include "tools/check/layout.h"
 #include "tools/check/layout_options.h"
 #include "tools/check/model.h"
@@ -50,27 +51,6 @@ struct Options {
   bool isJson = false;
   bool isQuiet = false;
 };
-
-// Reads with C streams: they tell a directory from an empty file.
-std::string readAll(std::FILE* file, std::string const& name) {
-  std::string text;
-  char buffer[65536];
-  std::size_t size = 0;
-  while (file != nullptr &&
-         (size = std::fread(buffer, 1, sizeof buffer, file)) > 0) {
-    text.append(buffer, size);
-  }
-  if (file == nullptr || std::ferror(file) != 0) {
-    throw std::runtime_error("cannot read '" + name + "'");
-  }
-  return text;
-}
-
-std::string readFile(std::string const& name) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
-      std::fopen(name.c_str(), "rb"), &std::fclose);
-  return readAll(file.get(), name);
-}
 
 // What an assignment is worth.
 void evaluateReport(Options const& options, check::Model const& model,
@@ -120,7 +100,7 @@ void judge(Options const& options, check::Model const& model,
 
 // What the model alone gives.
 check::Model advise(Options const& options, Result& result) {
-  const std::string text = readFile(options.model);
+  const std::string text = check::readFile(options.model);
   check::Reading reading = check::readWhole(text);
   result.errors = locate(text, reading.errors);
   result.numErrors = reading.numErrors;
@@ -141,14 +121,10 @@ void concludeAdvice(Options const& options, check::Model const& model,
   result.verdict = result.numErrors == 0 ? summary(model) : "no model";
 }
 
-std::string readReportFile(std::string const& name) {
-  return name == "-" ? readAll(stdin, "standard input") : readFile(name);
-}
-
 // Puts the names of the user into the model, where there are any.
 check::NameParts useNames(Options const& options, check::Model& model) {
   return options.names.empty() ? check::NameParts()
-                               : rename(model, readFile(options.names));
+                               : rename(model, check::readFile(options.names));
 }
 
 // What several reports tell of the hard constraints, as text.
@@ -156,7 +132,7 @@ void compareReports(Options const& options, check::Model& model,
                     Result& result) {
   std::vector<std::vector<std::size_t>> violated;
   for (std::string const& name : options.reports) {
-    const std::string text = readReportFile(name);
+    const std::string text = check::readFileOrInput(name);
     const check::Report report = readReport(model, text);
     if (report.kind != check::Report::report) {
       result.status = check::noReport;
@@ -196,7 +172,7 @@ check::Model run(Options const& options, Result& result) {
     } else if (options.isConflict) {
       compareReports(options, model, result);
     } else {
-      const std::string report = readReportFile(options.reports[0]);
+      const std::string report = check::readFileOrInput(options.reports[0]);
       judge(options, model,
             options.isStart ? check::readStart(model, report)
                             : check::readReport(model, report),

@@ -1,22 +1,20 @@
 // wcsp-polish: improves a report by solving parts of its model again.
 
-#include <sys/prctl.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdint>
-#include <ctime>
-#include <fstream>
-#include <iomanip>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
 #include <iostream>
-#include <iterator>
 #include <limits>
-#include <memory>
 #include <new>
 #include <optional>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -24,6 +22,7 @@
 #include <utility>
 
 #include "tools/check/advice.h"
+#include "tools/check/files.h"
 #include "tools/check/layout.h"
 #include "tools/check/layout_options.h"
 #include "tools/check/reader.h"
@@ -31,16 +30,20 @@
 #include "tools/check/text.h"
 #include "tools/polish/output.h"
 #include "tools/polish/polisher.h"
+#include "tools/polish/signals.h"
 #include "tools/polish/team.h"
 
 namespace {
 
 using polish::Polisher;
+using polish::Signals;
 using polish::Solution;
 
-enum Status { success = 0, wrongReport = 1, unreadable = 2, noReport = 3 };
+enum Status { success = 0, wrongReport = 1, failed = 2, noReport = 3 };
 
 constexpr unsigned firstIterations = 100000;
+constexpr double longest = 1e9;  // seconds
+constexpr unsigned mostJobs = 1024;
 
 struct Options {
   std::string model;
@@ -61,103 +64,72 @@ struct Failure : std::runtime_error {
       : std::runtime_error(message), status(itsStatus) {}
 };
 
-class Stopwatch {
- public:
-  double operator()() const {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() -
-                                         start)
-        .count();
-  }
-
- private:
-  std::chrono::steady_clock::time_point start =
-      std::chrono::steady_clock::now();
-};
-
-// The signals that end the work with the best so far. They stay blocked while
-// the solver runs: its own mark of an interrupt would last for all later steps.
-class Signals {
- public:
-  Signals() {
-    sigemptyset(&all);
-    for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
-      sigaddset(&all, signal);
-    }
-    pthread_sigmask(SIG_BLOCK, &all, nullptr);
-  }
-
-  bool hasCome() const {
-    sigset_t pending;
-    sigpending(&pending);
-    return sigismember(&pending, SIGINT) == 1 ||
-           sigismember(&pending, SIGTERM) == 1 ||
-           sigismember(&pending, SIGHUP) == 1;
-  }
-
- private:
-  sigset_t all;
-};
-
-// "90", "90s", "10m", "1.5h"; in seconds.
-double secondsOf(std::string const& text) {
-  std::istringstream in(text);
-  double number = 0.0;
-  std::string unit;
-  if (!(in >> number) || !(number > 0.0)) {
-    throw CLI::ValidationError("--time", "not a duration: " + text);
-  }
-  in >> unit;
-  double const factor = unit.empty() || unit == "s" ? 1.0
-                        : unit == "m"               ? 60.0
-                        : unit == "h"               ? 3600.0
-                                                    : 0.0;
-  if (factor == 0.0 || !(in >> std::ws).eof()) {
-    throw CLI::ValidationError("--time", "not a duration: " + text);
-  }
-  return number * factor;
+void complain(std::string const& message) {
+  std::cerr << "wcsp-polish: " << check::printable(message) << std::endl;
 }
 
-std::string readFile(std::string const& name) {
-  std::ifstream file;
-  if (name != "-") {
-    file.open(name, std::ios::binary);
+// "90", "10m", "1h30m"; in seconds.
+double secondsOf(std::string const& text) {
+  static const std::regex form(
+      "(?:([0-9]+)d)?(?:([0-9]+)h)?(?:([0-9]+)m(?:in)?)?"
+      "(?:([0-9]+(?:\\.[0-9]+)?)s?)?");
+  std::smatch found;
+  if (text.size() > 100 || text.empty() ||
+      !std::regex_match(text, found, form)) {
+    throw CLI::ValidationError(
+        "--time", "'" + text + "' is not a time; write 90, 10m or 1h30m");
   }
-  std::istream& in = name == "-" ? std::cin : file;
-  std::string text{std::istreambuf_iterator<char>(in), {}};
-  if (!in || (name != "-" && !file.is_open())) {
-    throw Failure(unreadable, "cannot read '" + name + "'");
+  double sum = 0.0;
+  constexpr double units[] = {86400.0, 3600.0, 60.0, 1.0};
+  for (std::size_t i = 0; i < 4; ++i) {
+    sum += units[i] * (found[i + 1].matched ? std::stod(found[i + 1]) : 0.0);
   }
-  return text;
+  if (sum <= 0.0) {
+    throw CLI::ValidationError("--time", "a time must be above 0");
+  }
+  return std::min(sum, longest);
 }
 
 check::Model readModel(std::string const& name) {
-  const std::string text = readFile(name);
+  const std::string text = check::readFile(name);
   check::Reading reading = check::readWhole(text);
   if (reading.numErrors > 0) {
     writeErrors(std::cerr, name, locate(text, reading.errors), {});
-    throw Failure(unreadable, "no model");
+    throw Failure(failed, "no model: " + std::to_string(reading.numErrors) +
+                              (reading.numErrors == 1 ? " error" : " errors"));
   }
   return std::move(reading.model);
 }
 
-Solution readStart(Options const& options, check::Model const& model) {
-  const std::string text = readFile(options.report);
-  check::Report report = check::readReport(model, text);
-  if (report.kind == check::Report::missing) {
+// A report that differs from what it has to be is refused, as are texts that
+// are neither a report nor a start file.
+Solution readStart(std::string const& name, check::Model const& model) {
+  using check::Report;
+  const std::string text = check::readFileOrInput(name);
+  Report report = check::readReport(model, text);
+  if (report.kind == Report::missing) {
     report = check::readStart(model, text);
+    if (report.kind == Report::start && report.numSet == 0) {
+      report.kind = Report::missing;
+    }
   }
-  if (report.kind != check::Report::report &&
-      report.kind != check::Report::start) {
-    throw Failure(noReport, options.report + ": no report: " + report.error);
+  if (report.kind == Report::broken) {
+    throw Failure(wrongReport, name + ": " + report.error);
   }
-  if (report.kind == check::Report::start && report.numSet == 0) {
-    throw Failure(noReport, options.report + ": sets no variable of the model");
+  if (report.kind == Report::unrecorded) {
+    throw Failure(noReport, name + ": no assignment recorded");
+  }
+  if (report.kind == Report::missing) {
+    throw Failure(noReport,
+                  name + ": neither a report nor a start file of this model");
   }
   Solution start{report.assignment, evaluate(model, report.assignment)};
-  if (report.kind == check::Report::report &&
-      !findDifferences(model, start.evaluation, report).empty()) {
-    throw Failure(wrongReport,
-                  options.report + ": the report is not of this model");
+  if (report.kind == Report::report) {
+    auto const differences = findDifferences(model, start.evaluation, report);
+    if (!differences.empty()) {
+      throw Failure(wrongReport,
+                    name + ": the report is wrong: " + differences.front());
+    }
   }
   return start;
 }
@@ -172,41 +144,72 @@ class Display {
     }
   }
 
+  // The file comes first, so that what is shown is kept. What cannot be
+  // written now may be so at the end.
   void improved(Solution const& solution, std::uint64_t step) {
+    try {
+      if (file) {
+        file->replace(textOf(solution));
+      }
+    } catch (std::runtime_error const&) {
+      // finish() reports it.
+    }
     clearLine();
     writeProgress(std::cout, solution, clock(), step);
-    if (file) {
-      file->replace(textOf(solution));
-    }
   }
 
   // "0/912, step 210, rows of 168, 31 s left"
   void stepped(Solution const& solution, std::uint64_t step,
-               std::string const& part) {
+               polish::PartKind kind, std::size_t size) {
     if (!isTerminal || clock() < shownAt + 0.1) {
       return;
     }
     shownAt = clock();
-    std::ostringstream line;
-    line << check::penaltyText(solution.evaluation) << ", step " << step << part
-         << ", " << static_cast<long>(std::max(options.seconds - clock(), 0.0))
-         << " s left";
-    std::cerr << "\r\033[K" << line.str() << std::flush;
+    std::cerr << "\r\033[K" << check::penaltyText(solution.evaluation)
+              << ", step " << step << ", " << nameOf(kind) << " of " << size;
+    if (options.seconds < longest) {
+      std::cerr << ", " << static_cast<long>(secondsLeft()) << " s left";
+    }
+    std::cerr << std::flush;
     isLineShown = true;
   }
 
+  // A report that has no place in the file goes to standard output.
   void finish(Solution const& solution) {
     clearLine();
+    std::string error;
     if (file) {
-      file->finish(textOf(solution));
-    } else {
-      std::cout << "\n" << textOf(solution) << std::flush;
+      try {
+        file->finish(textOf(solution));
+        return;
+      } catch (std::runtime_error const& failure) {
+        error = failure.what();
+      }
+    }
+    std::cout << "\n" << textOf(solution) << std::flush;
+    if (file) {
+      throw Failure(failed, error);
     }
   }
 
-  bool isTimeOver() const { return clock() >= options.seconds; }
+  double secondsLeft() const {
+    return std::max(options.seconds - clock(), 0.0);
+  }
 
  private:
+  class Stopwatch {
+   public:
+    double operator()() const {
+      return std::chrono::duration<double>(std::chrono::steady_clock::now() -
+                                           start)
+          .count();
+    }
+
+   private:
+    std::chrono::steady_clock::time_point start =
+        std::chrono::steady_clock::now();
+  };
+
   Options const& options;
   check::Model const& model;
   Stopwatch clock;
@@ -229,144 +232,193 @@ class Display {
   }
 };
 
+// No step improves on 0/0, whatever the target.
 bool isDone(check::Model const& model, Solution const& solution) {
   return solution.evaluation.hard == 0 &&
-         solution.evaluation.soft <= model.target;
+         solution.evaluation.soft <= std::max(model.target, 0);
+}
+
+void tellSkipped(std::uint64_t numSkipped) {
+  if (numSkipped > 0) {
+    complain("skipped " + std::to_string(numSkipped) +
+             " steps whose bounds leave the range of a model");
+  }
 }
 
 void polishAlone(Options const& options, check::Model const& model,
-                 Signals const& signals, Display& display, Polisher& polisher) {
+                 Display& display, Polisher& polisher) {
   for (std::uint64_t step = 1;
        step <= options.maxSteps && !isDone(model, polisher.solution()) &&
-       !display.isTimeOver() && !signals.hasCome();
+       !Signals::hasCome() && !polisher.isInterrupted();
        ++step) {
     bool const isBetter = polisher.step();
     if (isBetter) {
       display.improved(polisher.solution(), step);
     }
-    display.stepped(polisher.solution(), step,
-                    std::string(", ") + nameOf(polisher.kind()) + " of " +
-                        std::to_string(polisher.size()));
+    display.stepped(polisher.solution(), step, polisher.kind(),
+                    polisher.size());
   }
-  if (polisher.numSkipped() > 0) {
-    std::cerr << "wcsp-polish: skipped " << polisher.numSkipped()
-              << " steps whose bounds leave the range of a model\n";
-  }
+  tellSkipped(polisher.numSkipped());
 }
 
 void polishTogether(Options const& options, check::Model const& model,
-                    Signals const& signals, Display& display,
-                    check::Grids const& grids, Solution& best) {
+                    Display& display, check::Grids const& grids,
+                    Solution& best) {
   polish::Team team(model, options.numJobs, best, options.maxSteps,
                     [&](unsigned worker) {
                       return Polisher(model, grids, options.seed + worker);
                     });
   constexpr double pause = 0.05;  // seconds
-  while (team.isAtWork() && !isDone(model, best) && !display.isTimeOver() &&
-         !signals.hasCome()) {
+  bool isAtWork = true;
+  while (isAtWork && !isDone(model, best) && !Signals::hasCome()) {
+    // What the last of them has left is still taken.
+    isAtWork = team.isAtWork();
     Solution next = best;
-    if (team.wait(pause, next.assignment)) {
+    if (team.wait(isAtWork ? pause : 0.0, next.assignment)) {
       next.evaluation = evaluate(model, next.assignment);
       if (next.isBetterThan(best)) {
         best = std::move(next);
         display.improved(best, team.numSteps());
       }
     }
-    display.stepped(best, team.numSteps(), "");
+    display.stepped(best, team.numSteps(), team.kind(), team.partSize());
   }
+  tellSkipped(team.numSkipped());
   if (team.numLost() > 0) {
-    std::cerr << "wcsp-polish: " << team.numLost() << " of " << options.numJobs
-              << " processes ended early\n";
+    complain(std::to_string(team.numLost()) + " of " +
+             std::to_string(options.numJobs) + " processes ended early");
   }
 }
 
 void run(Options const& options) {
-  const Signals signals;
   const check::Model model = readModel(options.model);
   std::optional<Solution> best;
   if (!options.report.empty()) {
-    best = readStart(options, model);
+    best = readStart(options.report, model);
+  }
+  std::error_code error;
+  if (std::filesystem::equivalent(options.output, options.model, error)) {
+    throw Failure(failed, "--output names the model");
   }
   const check::Grids grids = layOut(model, {}, options.layout).variables;
   Display display(options, model);
+  // Until here a signal ends the program: there is nothing to lose.
+  const Signals signals;
   Polisher polisher(model, grids, options.seed);
   if (!best) {
     best = polisher.search(firstIterations);
   }
   display.improved(*best, 0);
-  if (polisher.canStep()) {
-    if (options.numJobs > 1) {
-      polishTogether(options, model, signals, display, grids, *best);
-    } else {
-      polisher.setSolution(*best);
-      polishAlone(options, model, signals, display, polisher);
+  std::string failure;
+  if (polisher.canStep() && !polisher.isInterrupted()) {
+    Signals::startTimer(display.secondsLeft());
+    try {
+      if (options.numJobs > 1) {
+        polishTogether(options, model, display, grids, *best);
+      } else {
+        polisher.setSolution(*best);
+        polishAlone(options, model, display, polisher);
+      }
+    } catch (std::bad_alloc const&) {
+      failure = "out of memory";
+    } catch (std::system_error const& reason) {
+      failure = reason.what();
+    }
+    if (options.numJobs == 1) {
       best = polisher.solution();
     }
   }
   display.finish(*best);
+  if (!failure.empty()) {
+    throw Failure(failed, failure);
+  }
 }
 
-int parse(int argc, char** argv, Options& options) {
+Options parse(int argc, char** argv) {
+  Options options;
   CLI::App app(
       "Improves a report of wcsp: frees parts of its variables, solves these "
       "small models\nby the search, and keeps what is equal or better. Without "
       "a report it searches first.\n"
-      "Status: 0; 1 the report differs from the model; 2 unreadable or "
-      "unwritable;\n3 no report.",
+      "Status: 0 a report is written; 1 REPORT differs from the model; 2 "
+      "something cannot\nbe read, written or understood; 3 REPORT is none.",
       "wcsp-polish");
   std::string time = "60s";
   app.add_option("MODEL", options.model, "The model")->required();
   app.add_option("REPORT", options.report,
                  "A report or a start file; - for standard input");
-  app.add_option("--time", time, "Wall-clock time: 90s, 10m, 1h")
-      ->capture_default_str();
+  CLI::Option* const limit =
+      app.add_option("--time", time,
+                     "Wall-clock limit: 90, 10m, 1h30m; none if --steps "
+                     "is given alone")
+          ->type_name("TIME")
+          ->capture_default_str();
   CLI::Option* const steps =
       app.add_option("--steps", options.maxSteps, "Stop after this many steps")
-          ->check(CLI::PositiveNumber);
+          ->type_name("N")
+          ->check(CLI::Range(std::uint64_t{1},
+                             std::numeric_limits<std::uint64_t>::max())
+                      .description(""));
   app.add_option("--seed", options.seed, "Seed of all random choices")
+      ->type_name("N")
+      ->check(
+          CLI::Range(0U, std::numeric_limits<unsigned>::max()).description(""))
       ->capture_default_str();
   app.add_option("--jobs", options.numJobs,
-                 "Processes; runs with more than one do not repeat")
-      ->check(CLI::Range(1, 1024))
+                 "Processes; a run with more than one does not repeat")
+      ->type_name("N")
+      ->check(CLI::Range(1U, mostJobs).description(""))
       ->capture_default_str();
   app.add_option("-o,--output", options.output,
                  "Write the report to this file, anew at each improvement")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check([](std::string const& name) {
+        return std::string(name.empty() ? "names no file" : "");
+      });
   check::addLayoutOptions(app, options.layout);
   app.set_version_flag("--version", "wcsp-polish " WCSP_VERSION);
   try {
     app.parse(argc, argv);
-    options.seconds = secondsOf(time);
-    if (steps->count() > 0 && app.count("--time") == 0) {
-      options.seconds = std::numeric_limits<double>::infinity();
-    }
+    bool const hasLimit = steps->count() == 0 || limit->count() > 0;
+    options.seconds = hasLimit ? secondsOf(time) : longest;
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) {
-      std::exit(app.exit(error));
+      app.exit(error);
+      std::exit(std::cout.flush() ? success : failed);
     }
-    throw Failure(unreadable, check::printable(error.what()));
+    throw Failure(failed, error.what());
   }
-  return 0;
+  return options;
+}
+
+// No file that is opened may take the place of a closed standard descriptor.
+void fillDescriptors() {
+  for (int descriptor = 0; descriptor <= 2; ++descriptor) {
+    if (fcntl(descriptor, F_GETFD) == -1 && open("/", O_RDONLY) != descriptor) {
+      std::_Exit(failed);
+    }
+  }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  Options options;
+  fillDescriptors();
+  Status status = failed;
   try {
-    parse(argc, argv, options);
-    run(options);
-    if (std::cout.flush()) {
-      return success;
-    }
-    std::cerr << "wcsp-polish: cannot write\n";
+    run(parse(argc, argv));
+    status = success;
   } catch (Failure const& failure) {
-    std::cerr << "wcsp-polish: " << check::printable(failure.what()) << "\n";
-    return failure.status;
+    complain(failure.what());
+    status = failure.status;
   } catch (std::bad_alloc const&) {
-    std::cerr << "wcsp-polish: out of memory\n";
-  } catch (std::runtime_error const& error) {
-    std::cerr << "wcsp-polish: " << check::printable(error.what()) << "\n";
+    complain("out of memory");
+  } catch (std::exception const& error) {
+    complain(error.what());
   }
-  return unreadable;
+  if (!std::cout.flush()) {
+    complain("cannot write to standard output");
+    status = failed;
+  }
+  return status;
 }

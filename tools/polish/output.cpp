@@ -47,7 +47,8 @@ unsigned usualMode() {
 // Links followed; the last part may not be there yet.
 std::string targetOf(std::string const& path) {
   std::error_code error;
-  auto const target = std::filesystem::weakly_canonical(path, error);
+  auto const target = std::filesystem::weakly_canonical(
+      std::filesystem::absolute(path, error), error);
   if (error) {
     errno = error.value();
     fail(path);

@@ -1,6 +1,7 @@
 #include "tools/polish/polisher.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <numeric>
 #include <stdexcept>
@@ -63,8 +64,9 @@ std::vector<unsigned> Polisher::solve(ReducedModel const& reduced,
   solver->setMaxCpuTime(std::numeric_limits<double>::infinity());
   try {
     solver->solve();
-  } catch (std::runtime_error const&) {
-    // An overflow of weights; what has been found by then is there.
+  } catch (std::runtime_error const& error) {
+    // Otherwise weights overflow. What has been found by then is there.
+    interrupted = std::strcmp(error.what(), "Interrupted.") == 0;
   }
   std::vector<unsigned> values;
   for (unsigned v = 0; v < reduced.numValues.size(); ++v) {
@@ -78,7 +80,7 @@ Solution Polisher::search(unsigned numIterations) {
   Part all(model.variables.size());
   std::iota(all.begin(), all.end(), 0U);
   // Nothing is fixed, so every bound fits as it did in the model.
-  Assignment found = solve(*reducer.reduce(zeros, all), numIterations);
+  Assignment found = solve(reducer.reduce(zeros, all).value(), numIterations);
   check::Evaluation evaluation = evaluate(model, found);
   return {std::move(found), std::move(evaluation)};
 }
@@ -97,6 +99,9 @@ bool Polisher::step() {
   }
   unsigned const numIterations = iterationsFor(part.size());
   const std::vector<unsigned> values = solve(*reduced, numIterations);
+  if (interrupted) {
+    return false;
+  }
   Solution next{current.assignment, {}};
   for (std::size_t i = 0; i < part.size(); ++i) {
     next.assignment[part[i]] = values[i];

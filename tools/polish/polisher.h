@@ -37,7 +37,7 @@ class Polisher {
   Polisher(check::Model const& itsModel, check::Grids const& grids,
            std::uint64_t seed);
 
-  // Searches the whole model from a random start.
+  // Searches the whole model from a random start. SIGINT ends it early.
   Solution search(unsigned numIterations);
 
   // Where the next step starts from; of this model.
@@ -48,7 +48,11 @@ class Polisher {
   bool canStep() const { return parts.numVariables() > 0; }
 
   // One step. The solution is never worse afterwards. True if it is better.
+  // A step that SIGINT ends changes nothing.
   bool step();
+
+  // Whether SIGINT has ended a search: then it ends every later one, too.
+  bool isInterrupted() const { return interrupted; }
 
   // Of the last step: its kind of part and the number of free variables.
   PartKind kind() const { return lastKind; }
@@ -67,6 +71,7 @@ class Polisher {
   PartKind lastKind = PartKind::random;
   std::size_t lastSize = 0;
   std::uint64_t skipped = 0;
+  bool interrupted = false;
 
   std::vector<unsigned> solve(ReducedModel const& reduced,
                               unsigned numIterations);

@@ -87,8 +87,13 @@ check::Range rangeOf(Terms const& terms,
   return range;
 }
 
-bool isBound(Int128 number) {
-  return number > -check::inf && number < check::inf;
+// Whether the solver takes the bounds for what they are: in its range, and not
+// its mark of no bound.
+bool areBounds(std::optional<Int128> const& lower,
+               std::optional<Int128> const& upper) {
+  constexpr Int128 inf = check::inf;
+  return (!lower || (*lower > -inf && *lower <= inf)) &&
+         (!upper || (*upper >= -inf && *upper < inf));
 }
 
 // Collects the constraints of one reduced model.
@@ -111,8 +116,7 @@ class Collector {
     if (draft.terms.empty() || (!draft.lower && !draft.upper)) {
       return;
     }
-    isExact = isExact && isBound(draft.lower.value_or(0)) &&
-              isBound(draft.upper.value_or(0));
+    isExact = isExact && areBounds(draft.lower, draft.upper);
     Constraint constraint;
     constraint.weight = draft.weight;
     constraint.lower = static_cast<int>(draft.lower.value_or(-check::inf));

@@ -17,13 +17,19 @@
 #include <system_error>
 #include <utility>
 
+#include "tools/polish/signals.h"
+
 namespace polish {
 
 // What the processes share; the best assignment stands behind it. The lock
 // outlives a process that dies with it in its hand.
 struct Team::Board {
   pthread_mutex_t lock;
-  std::atomic<std::uint64_t> steps;
+  std::atomic<std::uint64_t> begun;  // steps
+  std::atomic<std::uint64_t> finished;
+  std::atomic<std::uint64_t> skipped;
+  std::atomic<PartKind> kind;
+  std::atomic<std::size_t> partSize;
   std::uint64_t version;  // of the assignment, from 0
 };
 
@@ -73,6 +79,7 @@ Team::Team(check::Model const& itsModel, unsigned numWorkers,
   pthread_mutexattr_destroy(&attributes);
   std::copy(start.assignment.begin(), start.assignment.end(), cells());
   const pid_t parent = getpid();
+  const SignalsHeld held;
   for (unsigned i = 0; i < numWorkers; ++i) {
     const pid_t child = fork();
     if (child < 0) {
@@ -130,8 +137,13 @@ void Team::work(Polisher polisher, Solution const& start,
   polisher.setSolution(start);
   Solution shared = start;
   std::uint64_t version = 0;
-  while (board->steps.fetch_add(1) < maxSteps) {
+  while (board->begun.fetch_add(1) < maxSteps) {
+    std::uint64_t const skipped = polisher.numSkipped();
     polisher.step();
+    board->skipped += polisher.numSkipped() - skipped;
+    board->kind = polisher.kind();
+    board->partSize = polisher.size();
+    ++board->finished;
     for (;;) {
       if (take(version, shared.assignment)) {
         shared.evaluation = evaluate(model, shared.assignment);
@@ -166,7 +178,19 @@ bool Team::wait(double seconds, Assignment& best) {
 }
 
 std::uint64_t Team::numSteps() const {
-  return board->steps.load();
+  return board->finished.load();
+}
+
+std::uint64_t Team::numSkipped() const {
+  return board->skipped.load();
+}
+
+PartKind Team::kind() const {
+  return board->kind.load();
+}
+
+std::size_t Team::partSize() const {
+  return board->partSize.load();
 }
 
 bool Team::isAtWork() {

@@ -29,6 +29,11 @@ class Team {
   bool wait(double seconds, Assignment& best);
 
   std::uint64_t numSteps() const;
+  std::uint64_t numSkipped() const;
+
+  // What some process worked on last: "rows of 168".
+  PartKind kind() const;
+  std::size_t partSize() const;
 
   // Whether some process is still at work.
   bool isAtWork();
