@@ -38,6 +38,41 @@ struct Bounds {
     greatest = isSet ? std::max(greatest, sum) : sum;
     isSet = true;
   }
+  Bounds& operator+=(Bounds const& more) {
+    least += more.least;
+    greatest += more.greatest;
+    return *this;
+  }
+};
+
+// The sums of a pair of variables by the values of one of them.
+class Side {
+ public:
+  Side(unsigned itsVariable, unsigned numValues)
+      : variable(itsVariable), bounds(numValues), numMet(numValues) {}
+
+  void add(unsigned value, std::int64_t sum) {
+    bounds[value].add(sum);
+    ++numMet[value];
+  }
+  // The same for 0, where not all values of the other variable have met it.
+  void complete(unsigned value, unsigned numOthers) {
+    if (numMet[value] < numOthers) {
+      bounds[value].add(0);
+    }
+  }
+
+  unsigned variable;
+  std::vector<Bounds> bounds;  // of each value
+
+ private:
+  std::vector<unsigned> numMet;
+};
+
+// What the pairs that a variable is in add to a sum.
+struct Share {
+  Bounds whole;
+  std::vector<Bounds> ofValues;
 };
 
 class Striker {
@@ -67,6 +102,8 @@ class Striker {
   bool isBarred(Constraint const& constraint, std::int64_t least,
                 std::int64_t greatest) const;
   void revise(Index c);
+  std::vector<Side> sidesOf(std::vector<LabelSum> const& pair) const;
+  Bounds complete(std::vector<Side>& sides) const;
   void reviseSum(Index c);
   void reviseAlldiff(Index c);
   void comparePairs(std::vector<Index> const& constraints);
@@ -88,17 +125,6 @@ class Striker {
   bool hasFailed = false;
   std::int64_t budget = 0;  // steps left
 };
-
-std::vector<unsigned> scopeOf(Constraint const& constraint) {
-  std::vector<unsigned> scope = constraint.variables;
-  for (Term const& term : constraint.terms) {
-    scope.push_back(term.label1.variable);
-    scope.push_back(term.label2.variable);
-  }
-  std::sort(scope.begin(), scope.end());
-  scope.erase(std::unique(scope.begin(), scope.end()), scope.end());
-  return scope;
-}
 
 Striker::Striker(Model const& subject)
     : model(subject),
@@ -165,90 +191,72 @@ bool Striker::isBarred(Constraint const& constraint, std::int64_t least,
          (hasLower(constraint) && greatest < constraint.lower);
 }
 
-// What each pair of variables adds, and what is left of that for each label: a
-// linear term stands for the pair of its variable with itself.
-void Striker::reviseSum(Index c) {
-  Constraint const& constraint = model.constraints[c];
-  const std::vector<Term> terms = sortedTerms(constraint);
-  std::map<unsigned, std::vector<Bounds>> ofLabels;  // sums over pairs
-  std::map<unsigned, Bounds> ofVariables;
-  Bounds total;
-  auto const rangeOf = [this](unsigned variable) {
-    return std::pair(variable,
-                     std::vector<Bounds>(model.values[variable].size()));
-  };
-  for (std::size_t i = 0; i < terms.size();) {
-    unsigned const x = terms[i].label1.variable;
-    unsigned const y = terms[i].label2.variable;
-    std::vector<Bounds> ofX(model.values[x].size());
-    std::vector<Bounds> ofY(x == y ? 0 : model.values[y].size());
-    std::vector<unsigned> metX(ofX.size());
-    std::vector<unsigned> metY(ofY.size());
-    budget -= static_cast<std::int64_t>(ofX.size() + ofY.size());
-    while (i < terms.size() && terms[i].label1.variable == x &&
-           terms[i].label2.variable == y) {
-      Term const& term = terms[i];
-      std::int64_t sum = 0;
-      for (; i < terms.size() && hasSameLabels(term, terms[i]); ++i) {
-        sum += terms[i].coefficient;
-      }
-      unsigned const a = term.label1.value;
-      unsigned const b = term.label2.value;
-      if (!isAlive(term.label1) || !isAlive(term.label2) ||
-          (x == y && a != b)) {
-        continue;
-      }
-      ofX[a].add(sum);
-      ++metX[a];
+// One for each variable of the pair; only labels that are alive count.
+std::vector<Side> Striker::sidesOf(std::vector<LabelSum> const& pair) const {
+  unsigned const x = pair[0].label1.variable;
+  unsigned const y = pair[0].label2.variable;
+  std::vector<Side> sides;
+  sides.emplace_back(x, model.values[x].size());
+  if (x != y) {
+    sides.emplace_back(y, model.values[y].size());
+  }
+  for (auto const& [label1, label2, sum] : pair) {
+    if (isAlive(label1) && isAlive(label2)) {
+      sides.front().add(label1.value, sum);
       if (x != y) {
-        ofY[b].add(sum);
-        ++metY[b];
+        sides.back().add(label2.value, sum);
       }
-    }
-    Bounds pair;
-    auto const finish = [&](unsigned v, std::vector<Bounds>& bounds,
-                            std::vector<unsigned> const& met,
-                            unsigned numOthers) {
-      for (unsigned a = 0; a < bounds.size(); ++a) {
-        if (isAlive({v, a})) {
-          if (met[a] < numOthers) {
-            bounds[a].add(0);
-          }
-          pair.add(bounds[a].least);
-          pair.add(bounds[a].greatest);
-        }
-      }
-    };
-    finish(x, ofX, metX, x == y ? 1 : numAlive[y]);
-    if (x != y) {
-      finish(y, ofY, metY, numAlive[x]);
-    }
-    total.least += pair.least;
-    total.greatest += pair.greatest;
-    auto const collect = [&](unsigned v, std::vector<Bounds> const& bounds) {
-      std::vector<Bounds>& sums = ofLabels.insert(rangeOf(v)).first->second;
-      for (unsigned a = 0; a < bounds.size(); ++a) {
-        sums[a].least += bounds[a].least;
-        sums[a].greatest += bounds[a].greatest;
-      }
-      ofVariables[v].least += pair.least;
-      ofVariables[v].greatest += pair.greatest;
-    };
-    collect(x, ofX);
-    if (x != y) {
-      collect(y, ofY);
     }
   }
+  return sides;
+}
+
+// Takes in that no term may be on; the bounds of the whole pair.
+Bounds Striker::complete(std::vector<Side>& sides) const {
+  Bounds whole;
+  for (Side& side : sides) {
+    Side const& other = &side == &sides.front() ? sides.back() : sides.front();
+    unsigned const numOthers = sides.size() == 1 ? 1 : numAlive[other.variable];
+    for (unsigned a = 0; a < side.bounds.size(); ++a) {
+      if (isAlive({side.variable, a})) {
+        side.complete(a, numOthers);
+        whole.add(side.bounds[a].least);
+        whole.add(side.bounds[a].greatest);
+      }
+    }
+  }
+  return whole;
+}
+
+// Bars the values that leave the sum no way between its bounds.
+void Striker::reviseSum(Index c) {
+  Constraint const& constraint = model.constraints[c];
+  std::map<unsigned, Share> shares;  // of variables
+  Bounds total;
+  forPairs(constraint, [&](std::vector<LabelSum> const& pair) {
+    std::vector<Side> sides = sidesOf(pair);
+    const Bounds whole = complete(sides);
+    total += whole;
+    for (Side const& side : sides) {
+      budget -= static_cast<std::int64_t>(side.bounds.size());
+      Share& share = shares[side.variable];
+      share.whole += whole;
+      share.ofValues.resize(side.bounds.size());
+      for (std::size_t a = 0; a < side.bounds.size(); ++a) {
+        share.ofValues[a] += side.bounds[a];
+      }
+    }
+  });
   if (isBarred(constraint, total.least, total.greatest)) {
     fail(c);
     return;
   }
-  for (auto const& [v, sums] : ofLabels) {
-    Bounds const& all = ofVariables[v];
-    for (unsigned a = 0; a < sums.size(); ++a) {
+  for (auto const& [v, share] : shares) {
+    auto const& [whole, ofValues] = share;
+    for (unsigned a = 0; a < ofValues.size(); ++a) {
       if (isAlive({v, a}) &&
-          isBarred(constraint, total.least - all.least + sums[a].least,
-                   total.greatest - all.greatest + sums[a].greatest) &&
+          isBarred(constraint, total.least - whole.least + ofValues[a].least,
+                   total.greatest - whole.greatest + ofValues[a].greatest) &&
           !strike({v, a}, c)) {
         return;
       }

@@ -71,14 +71,6 @@ bool isInfinity(std::string_view word) {
   });
 }
 
-// Cuts the text at its first separator, which goes.
-std::string_view takeUpTo(char separator, std::string_view& text) {
-  const std::size_t size = std::min(text.find(separator), text.size());
-  const std::string_view part = text.substr(0, size);
-  text.remove_prefix(std::min(size + 1, text.size()));
-  return part;
-}
-
 bool takePrefix(std::string_view prefix, std::string_view& text) {
   bool const isThere = text.substr(0, prefix.size()) == prefix;
   text.remove_prefix(isThere ? prefix.size() : 0);
@@ -259,16 +251,10 @@ bool Reader::diagnose(Spot spot, std::string_view wanted) {
       continue;
     }
     auto const [begin, past] = bytesOf(known.extent);
-    std::string message;
-    for (std::string_view rest = known.message; !rest.empty();) {
-      message += takeUpTo('%', rest);
-      if (!rest.empty()) {
-        message +=
-            placeholder(rest[0], text.substr(begin, past - begin), wanted);
-        rest.remove_prefix(1);
-      }
-    }
-    note(begin, past, std::move(message));
+    const std::string_view marked = text.substr(begin, past - begin);
+    note(begin, past, filledIn(known.message, [&](char name) {
+           return placeholder(name, marked, wanted);
+         }));
     goOn(known.next);
     if (known.next != Next::lookOn) {
       return true;
@@ -305,10 +291,9 @@ void Reader::checkListEnd(bool isAlldiff) {
     return;
   }
   if (at().kind == Token::end || atSign(':', 1) || (!isAlldiff && isDeclared)) {
-    reading.warnings.add(
-        "closing-sign", sign.line,
-        "'" + sign.text + "' closes the list of " +
-            (isAlldiff ? "an alldiff: write ';'" : "values: write '}'"));
+    reading.warnings.add(WarningKind::closingSign, sign.line,
+                         {sign.text, isAlldiff ? "an alldiff" : "values",
+                          isAlldiff ? ";" : "}"});
   } else if (!isDeclared || !isAlldiff) {
     diagnose(isAlldiff ? Spot::alldiffEnd : Spot::valuesEnd);
   }

@@ -23,13 +23,6 @@ auto sortKey(Term const& term) {
                     term.label1.value, term.label2.value);
 }
 
-Int128 numCombinations(Model const& model, Term const& term) {
-  const Int128 size = model.values[term.label1.variable].size();
-  return term.label1.variable == term.label2.variable
-             ? size
-             : size * model.values[term.label2.variable].size();
-}
-
 bool isNever(Term const& term) {
   return term.label1.variable == term.label2.variable &&
          term.label1.value != term.label2.value;
@@ -45,7 +38,7 @@ bool hasSameVariables(Term const& a, Term const& b) {
 // keeps most variables apart.
 Range alldiffRange(Model const& model, Constraint const& constraint) {
   std::vector<unsigned> sizes;
-  for (unsigned const variable : distinctVariables(constraint)) {
+  for (unsigned const variable : scopeOf(constraint)) {
     sizes.push_back(model.values[variable].size());
   }
   std::sort(sizes.begin(), sizes.end());
@@ -104,7 +97,7 @@ bool hasUpper(Constraint const& constraint) {
 
 std::vector<std::vector<unsigned>> sharedValues(Constraint const& constraint,
                                                 Assignment const& assignment) {
-  std::vector<unsigned> variables = distinctVariables(constraint);
+  std::vector<unsigned> variables = scopeOf(constraint);
   std::stable_sort(
       variables.begin(), variables.end(),
       [&](unsigned x, unsigned y) { return assignment[x] < assignment[y]; });
@@ -122,12 +115,20 @@ std::vector<std::vector<unsigned>> sharedValues(Constraint const& constraint,
   return shared;
 }
 
-std::vector<unsigned> distinctVariables(Constraint const& constraint) {
+std::vector<unsigned> namedVariables(Constraint const& constraint) {
   std::vector<unsigned> variables = constraint.variables;
-  std::sort(variables.begin(), variables.end());
-  variables.erase(std::unique(variables.begin(), variables.end()),
-                  variables.end());
+  for (Term const& term : constraint.terms) {
+    variables.push_back(term.label1.variable);
+    variables.push_back(term.label2.variable);
+  }
   return variables;
+}
+
+std::vector<unsigned> scopeOf(Constraint const& constraint) {
+  std::vector<unsigned> scope = namedVariables(constraint);
+  std::sort(scope.begin(), scope.end());
+  scope.erase(std::unique(scope.begin(), scope.end()), scope.end());
+  return scope;
 }
 
 std::vector<Term> sortedTerms(Constraint const& constraint) {
@@ -149,29 +150,39 @@ bool hasSameLabels(Term const& a, Term const& b) {
   return isSame(a.label1, b.label1) && isSame(a.label2, b.label2);
 }
 
-Range sumRange(Model const& model, Constraint const& constraint) {
+void forPairs(Constraint const& constraint,
+              std::function<void(std::vector<LabelSum> const&)> const& act) {
   std::vector<Term> terms = sortedTerms(constraint);
   terms.erase(std::remove_if(terms.begin(), terms.end(), isNever), terms.end());
-  Range total;
-  for (std::size_t i = 0; i < terms.size();) {
-    Term const& first = terms[i];
-    Range group;
-    Int128 numSums = 0;
-    while (i < terms.size() && hasSameVariables(first, terms[i])) {
-      Term const& term = terms[i];
-      Int128 sum = 0;
-      for (; i < terms.size() && hasSameLabels(term, terms[i]); ++i) {
-        sum += terms[i].coefficient;
-      }
-      group.least = numSums == 0 ? sum : std::min(group.least, sum);
-      group.greatest = numSums == 0 ? sum : std::max(group.greatest, sum);
-      ++numSums;
+  std::vector<LabelSum> pair;
+  for (std::size_t i = 0; i < terms.size(); ++i) {
+    auto const& [coefficient, label1, label2] = terms[i];
+    if (pair.empty() || !hasSameLabels(terms[i - 1], terms[i])) {
+      pair.push_back({label1, label2});
     }
-    bool const canBeOff = numSums < numCombinations(model, first);
-    total.least += canBeOff ? std::min<Int128>(group.least, 0) : group.least;
-    total.greatest +=
-        canBeOff ? std::max<Int128>(group.greatest, 0) : group.greatest;
+    pair.back().sum += coefficient;
+    if (i + 1 == terms.size() || !hasSameVariables(terms[i], terms[i + 1])) {
+      act(pair);
+      pair.clear();
+    }
   }
+}
+
+Range sumRange(Model const& model, Constraint const& constraint) {
+  Range total;
+  forPairs(constraint, [&](std::vector<LabelSum> const& pair) {
+    auto const [least, greatest] = std::minmax_element(
+        pair.begin(), pair.end(),
+        [](LabelSum const& a, LabelSum const& b) { return a.sum < b.sum; });
+    unsigned const x = pair[0].label1.variable;
+    unsigned const y = pair[0].label2.variable;
+    const std::size_t numLabels = std::size_t{model.values[x].size()} *
+                                  (x == y ? 1 : model.values[y].size());
+    bool const canBeOff = pair.size() < numLabels;
+    total.least += canBeOff ? std::min<Int128>(least->sum, 0) : least->sum;
+    total.greatest +=
+        canBeOff ? std::max<Int128>(greatest->sum, 0) : greatest->sum;
+  });
   return total;
 }
 

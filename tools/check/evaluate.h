@@ -6,6 +6,8 @@
 
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "tools/check/model.h"
@@ -42,15 +44,31 @@ bool hasUpper(Constraint const& constraint);
 std::vector<std::vector<unsigned>> sharedValues(Constraint const& constraint,
                                                 Assignment const& assignment);
 
-// The variables of an all-different constraint, sorted, each once: a repeat
-// counts once.
-std::vector<unsigned> distinctVariables(Constraint const& constraint);
+// The variables that a constraint names, as often as it does.
+std::vector<unsigned> namedVariables(Constraint const& constraint);
 
-// The terms with the smaller label first, sorted by their labels.
+// The same sorted, each once: in an all-different a repeat counts once.
+std::vector<unsigned> scopeOf(Constraint const& constraint);
+
+// The terms with the smaller label first, sorted by their variables, then by
+// their values.
 std::vector<Term> sortedTerms(Constraint const& constraint);
 
 // Whether two terms of `sortedTerms` have the same labels.
 bool hasSameLabels(Term const& a, Term const& b);
+
+// What terms with these labels add to a sum. Both variables are the same where
+// the terms are about one.
+struct LabelSum {
+  Label label1;
+  Label label2;
+  std::int64_t sum = 0;
+};
+
+// Calls act for each pair of variables of a linear or quadratic constraint with
+// its labels in terms that can count, each pair of labels once.
+void forPairs(Constraint const& constraint,
+              std::function<void(std::vector<LabelSum> const&)> const& act);
 
 struct Range {
   Int128 least = 0;

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <map>
 
+#include "tools/check/evaluate.h"
+
 namespace check {
 
 namespace {
@@ -68,30 +70,22 @@ bool Chooser::choose(std::size_t size) {
   return false;
 }
 
-// Calls act for each variable of the constraint, for some more than once.
-void forVariables(Constraint const& constraint, auto act) {
-  std::for_each(constraint.variables.begin(), constraint.variables.end(), act);
-  for (Term const& term : constraint.terms) {
-    act(term.label1.variable);
-    act(term.label2.variable);
-  }
-}
-
 }  // namespace
 
 std::vector<std::size_t> hardNeighbours(Model const& model,
                                         std::vector<std::size_t> const& set) {
   std::vector<bool> isShared(model.variables.size());
   for (const std::size_t c : set) {
-    forVariables(model.constraints[c],
-                 [&isShared](unsigned v) { isShared[v] = true; });
+    for (unsigned const v : namedVariables(model.constraints[c])) {
+      isShared[v] = true;
+    }
   }
   std::vector<std::size_t> neighbours;
   for (std::size_t c = 0; c < model.constraints.size(); ++c) {
-    bool isNeighbour = false;
-    forVariables(model.constraints[c],
-                 [&](unsigned v) { isNeighbour = isNeighbour || isShared[v]; });
-    if (isNeighbour && model.constraints[c].weight == inf &&
+    const std::vector<unsigned> named = namedVariables(model.constraints[c]);
+    if (model.constraints[c].weight == inf &&
+        std::any_of(named.begin(), named.end(),
+                    [&](unsigned v) { return isShared[v]; }) &&
         !std::binary_search(set.begin(), set.end(), c)) {
       neighbours.push_back(c);
     }

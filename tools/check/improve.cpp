@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <tuple>
 #include <utility>
 
@@ -52,9 +53,14 @@ class Finder {
 
  private:
   int turn(std::size_t c, unsigned from, unsigned to);
+  Int128 alldiffRise(std::size_t c, std::span<Label const> labels);
+  Int128 addedBy(Constraint const& constraint, Use const& ofX, Use const& ofY,
+                 unsigned x) const;
+  Int128 sumRise(std::size_t c, Use const& ofX, Use const& ofY, Label const& x,
+                 Label const& y);
   void consider(std::vector<Label> labels, Penalty const& penalty,
                 std::optional<Move>& best) const;
-  Penalty swapped(unsigned x, unsigned y, unsigned xValue, unsigned yValue);
+  Penalty swapped(Label const& x, Label const& y);
 
   Model const& model;
   Assignment assignment;  // moved for a while and set back
@@ -88,11 +94,13 @@ Finder::Finder(Model const& subject, Assignment const& current,
         useOf(term.label2.variable, c).terms.push_back(i);
       }
     }
-    for (unsigned const v : distinctVariables(constraint)) {
-      useOf(v, c);
-      counts[c].resize(
-          std::max<std::size_t>(counts[c].size(), model.values[v].size()));
-      ++counts[c][assignment[v]];
+    for (unsigned const v : scopeOf(constraint)) {
+      if (constraint.kind == Constraint::alldiff) {
+        useOf(v, c);
+        counts[c].resize(
+            std::max<std::size_t>(counts[c].size(), model.values[v].size()));
+        ++counts[c][assignment[v]];
+      }
     }
     sums.push_back(sumOf(constraint, assignment));
   }
@@ -154,64 +162,69 @@ int Finder::turn(std::size_t c, unsigned from, unsigned to) {
   return gained - lost;
 }
 
-// The penalties after the swap; a term of both variables counts once.
-Penalty Finder::swapped(unsigned x, unsigned y, unsigned xValue,
-                        unsigned yValue) {
+// What these labels add to its violation.
+Int128 Finder::alldiffRise(std::size_t c, std::span<Label const> labels) {
+  Int128 rise = 0;
+  for (auto const& [v, value] : labels) {
+    rise += turn(c, assignment[v], value);
+  }
+  for (auto const& [v, value] : labels) {
+    turn(c, value, assignment[v]);
+  }
+  return rise;
+}
+
+// What the terms of x and another variable add; one of both counts once.
+Int128 Finder::addedBy(Constraint const& constraint, Use const& ofX,
+                       Use const& ofY, unsigned x) const {
+  Int128 sum = 0;
+  for (const std::uint32_t i : ofX.terms) {
+    Term const& term = constraint.terms[i];
+    sum += isOn(term, assignment) ? term.coefficient : 0;
+  }
+  for (const std::uint32_t i : ofY.terms) {
+    Term const& term = constraint.terms[i];
+    bool const isOfX = term.label1.variable == x || term.label2.variable == x;
+    sum += !isOfX && isOn(term, assignment) ? term.coefficient : 0;
+  }
+  return sum;
+}
+
+// What both labels add to the violation of a linear or quadratic constraint.
+Int128 Finder::sumRise(std::size_t c, Use const& ofX, Use const& ofY,
+                       Label const& x, Label const& y) {
+  Constraint const& constraint = model.constraints[c];
+  unsigned const xNow = std::exchange(assignment[x.variable], x.value);
+  unsigned const yNow = std::exchange(assignment[y.variable], y.value);
+  Int128 sum = sums[c] + addedBy(constraint, ofX, ofY, x.variable);
+  assignment[x.variable] = xNow;
+  assignment[y.variable] = yNow;
+  sum -= addedBy(constraint, ofX, ofY, x.variable);
+  return capped(violationOf(constraint, sum)) - evaluation.violations[c];
+}
+
+// The penalties with both labels, constraint by constraint of either variable.
+Penalty Finder::swapped(Label const& x, Label const& y) {
   Penalty penalty{evaluation.hard, evaluation.soft};
-  unsigned const xNow = assignment[x];
-  unsigned const yNow = assignment[y];
-  auto const sumOn = [&](Constraint const& constraint, Use const& ofX,
-                         Use const& ofY) {
-    Int128 sum = 0;
-    for (const std::uint32_t i : ofX.terms) {
-      const Term& term = constraint.terms[i];
-      sum += isOn(term, assignment) ? term.coefficient : 0;
-    }
-    for (const std::uint32_t i : ofY.terms) {
-      const Term& term = constraint.terms[i];
-      const bool isOfX = term.label1.variable == x || term.label2.variable == x;
-      sum += !isOfX && isOn(term, assignment) ? term.coefficient : 0;
-    }
-    return sum;
-  };
-  auto const change = [&](std::size_t c, Use const* ofX, Use const* ofY) {
-    const Constraint& constraint = model.constraints[c];
-    if (constraint.kind == Constraint::alldiff) {
-      Int128 rise = ofX != nullptr ? turn(c, xNow, xValue) : 0;
-      rise += ofY != nullptr ? turn(c, yNow, yValue) : 0;
-      penalty.add(constraint, rise);
-      if (ofX != nullptr) {
-        turn(c, xValue, xNow);
-      }
-      if (ofY != nullptr) {
-        turn(c, yValue, yNow);
-      }
-      ++steps;
-      return;
-    }
-    const Use nothing;
-    const Use& first = ofX != nullptr ? *ofX : nothing;
-    const Use& second = ofY != nullptr ? *ofY : nothing;
-    Int128 sum = sums[c] - sumOn(constraint, first, second);
-    std::tie(assignment[x], assignment[y]) = std::pair(xValue, yValue);
-    sum += sumOn(constraint, first, second);
-    std::tie(assignment[x], assignment[y]) = std::pair(xNow, yNow);
-    steps +=
-        static_cast<std::int64_t>(1 + first.terms.size() + second.terms.size());
-    penalty.add(constraint, capped(violationOf(constraint, sum)) -
-                                evaluation.violations[c]);
-  };
-  auto i = uses[x].begin();
-  auto k = uses[y].begin();
-  while (i != uses[x].end() || k != uses[y].end()) {
-    bool const isX = i != uses[x].end() &&
-                     (k == uses[y].end() || i->constraint <= k->constraint);
-    bool const isY = k != uses[y].end() &&
-                     (i == uses[x].end() || k->constraint <= i->constraint);
-    change(isX ? i->constraint : k->constraint, isX ? &*i : nullptr,
-           isY ? &*k : nullptr);
-    i += isX ? 1 : 0;
-    k += isY ? 1 : 0;
+  Label const labels[] = {x, y};
+  Use const nothing;
+  auto i = uses[x.variable].begin();
+  auto k = uses[y.variable].begin();
+  auto const iEnd = uses[x.variable].end();
+  auto const kEnd = uses[y.variable].end();
+  while (i != iEnd || k != kEnd) {
+    bool const isX = i != iEnd && (k == kEnd || i->constraint <= k->constraint);
+    bool const isY = k != kEnd && (i == iEnd || k->constraint <= i->constraint);
+    const std::size_t c = isX ? i->constraint : k->constraint;
+    Use const& ofX = isX ? *i++ : nothing;
+    Use const& ofY = isY ? *k++ : nothing;
+    Constraint const& constraint = model.constraints[c];
+    penalty.add(constraint,
+                constraint.kind == Constraint::alldiff
+                    ? alldiffRise(c, std::span(labels).subspan(
+                                         isX ? 0 : 1, isX && isY ? 2 : 1))
+                    : sumRise(c, ofX, ofY, x, y));
+    steps += static_cast<std::int64_t>(1 + ofX.terms.size() + ofY.terms.size());
   }
   return penalty;
 }
@@ -228,7 +241,7 @@ bool Finder::trySwaps(std::optional<Move>& best) {
       }
       if (ofX != ofY && xValue < model.values[x].size() &&
           yValue < model.values[y].size()) {
-        consider({{x, xValue}, {y, yValue}}, swapped(x, y, xValue, yValue),
+        consider({{x, xValue}, {y, yValue}}, swapped({x, xValue}, {y, yValue}),
                  best);
       }
     }

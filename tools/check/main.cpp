@@ -13,6 +13,7 @@
 #include <iostream>
 #include <memory>
 #include <new>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -39,8 +40,7 @@ using check::Result;
 struct Options {
   std::string model;
   std::vector<std::string> reports;
-  std::string grouping;
-  bool isGrouped = false;
+  std::optional<std::string> grouping;  // an expression
   bool isImproving = false;
   bool isConflict = false;
   bool isStart = false;
@@ -58,10 +58,9 @@ void evaluateReport(Options const& options, check::Model const& model,
   result.isEvaluated = true;
   result.assignment = report.assignment;
   result.evaluation = evaluate(model, report.assignment);
-  auto const grouping =
-      options.isGrouped ? std::make_unique<check::Grouping>(options.grouping)
-                        : std::make_unique<check::Grouping>();
-  result.groups = sumGroups(model, result.evaluation, *grouping);
+  const check::Grouping grouping =
+      options.grouping ? check::Grouping(*options.grouping) : check::Grouping();
+  result.groups = sumGroups(model, result.evaluation, grouping);
   if (options.isImproving) {
     result.neighbours = findBest(model, result.assignment, result.evaluation);
   }
@@ -229,8 +228,58 @@ void write(Options const& options, check::Model const& model,
   }
 }
 
+CLI::Option* addFlag(CLI::App& app, char const* name, bool& isSet,
+                     char const* help) {
+  return app.add_flag(name, isSet, help)->disable_flag_override();
+}
+
+void addReportOptions(CLI::App& app, Options& options) {
+  CLI::Option* const report = app.add_option(
+      "REPORT", options.reports, "The report; - for standard input");
+  report->type_name("TEXT");
+  addFlag(app, "--start", options.isStart,
+          "REPORT is a start file: show what it sets")
+      ->needs(report);
+  app.add_option_function<std::string>(
+         "--by",
+         [&options](std::string const& text) { options.grouping = text; },
+         "Group constraints by the match of this expression")
+      ->type_name("REGEX")
+      ->needs(report);
+  addFlag(app, "--improve", options.isImproving,
+          "Show the best change of a variable and the best swap of two")
+      ->needs(report);
+  addFlag(app, "--conflict", options.isConflict,
+          "Compare the REPORTs of several seeds: which hard constraints fail")
+      ->needs(report);
+  addFlag(app, "--strict", options.isStrict,
+          "Without REPORT: exit with status 1 on warnings as well")
+      ->excludes(report);
+}
+
+void addOutputOptions(CLI::App& app, Options& options) {
+  app.add_option("--no-warn", options.unwanted,
+                 "Suppress warnings of this kind")
+      ->check(CLI::IsMember(check::warningNames()).description(""))
+      ->type_name("KIND")
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->take_all();
+  CLI::Option* const json =
+      addFlag(app, "--json", options.isJson, "Print one JSON object");
+  addFlag(app, "--quiet", options.isQuiet, "Print errors only")->excludes(json);
+  app.get_option("--conflict")->excludes(json);
+  app.add_option("--names", options.names,
+                 "JSON file of names to show instead of those of the model")
+      ->type_name("FILE")
+      ->needs(app.get_option("REPORT"));
+  for (CLI::Option* const option :
+       check::addLayoutOptions(app, options.layout)) {
+    option->needs(json);
+  }
+}
+
 int main2(int argc, char** argv) {
-  Options options;
   CLI::App app(
       "Checks a model: reports every error with a remedy, warns about what is "
       "rarely\nmeant, and prints a summary. With a report of wcsp, or the "
@@ -240,55 +289,10 @@ int main2(int argc, char** argv) {
       "the report differs;\n2 unreadable input or a wrong argument; 3 not a "
       "report.",
       "wcsp-check");
+  Options options;
   app.add_option("MODEL", options.model, "The model")->required();
-  CLI::Option* const report = app.add_option(
-      "REPORT", options.reports, "The report; - for standard input");
-  report->type_name("TEXT");
-  app.add_flag("--start", options.isStart,
-               "REPORT is a start file: show what it sets")
-      ->needs(report)
-      ->disable_flag_override();
-  CLI::Option* const by =
-      app.add_option("--by", options.grouping,
-                     "Group constraints by the match of this expression")
-          ->type_name("REGEX")
-          ->needs(report);
-  app.add_flag("--improve", options.isImproving,
-               "Show the best change of a variable and the best swap of two")
-      ->needs(report)
-      ->disable_flag_override();
-  CLI::Option* const conflict =
-      app.add_flag("--conflict", options.isConflict,
-                   "Compare the REPORTs of several seeds: which hard "
-                   "constraints fail")
-          ->needs(report)
-          ->disable_flag_override();
-  app.add_flag("--strict", options.isStrict,
-               "Without REPORT: exit with status 1 on warnings as well")
-      ->excludes(report)
-      ->disable_flag_override();
-  app.add_option("--no-warn", options.unwanted,
-                 "Suppress warnings of this kind")
-      ->check(CLI::IsMember(check::warningKinds()).description(""))
-      ->type_name("KIND")
-      ->expected(1)
-      ->allow_extra_args(false)
-      ->take_all();
-  CLI::Option* const json =
-      app.add_flag("--json", options.isJson, "Print one JSON object")
-          ->disable_flag_override();
-  app.add_flag("--quiet", options.isQuiet, "Print errors only")
-      ->excludes(json)
-      ->disable_flag_override();
-  conflict->excludes(json);
-  app.add_option("--names", options.names,
-                 "JSON file of names to show instead of those of the model")
-      ->type_name("FILE")
-      ->needs(report);
-  for (CLI::Option* const option :
-       check::addLayoutOptions(app, options.layout)) {
-    option->needs(json);
-  }
+  addReportOptions(app, options);
+  addOutputOptions(app, options);
   app.set_version_flag("--version", "wcsp-check " WCSP_VERSION);
   try {
     app.parse(argc, argv);
@@ -299,7 +303,6 @@ int main2(int argc, char** argv) {
     std::cerr << "wcsp-check: " << check::printable(error.what()) << "\n";
     return check::unreadable;
   }
-  options.isGrouped = by->count() > 0;
   if (options.reports.size() > 1 && !options.isConflict) {
     std::cerr << "wcsp-check: several reports need --conflict\n";
     return check::unreadable;

@@ -266,7 +266,7 @@ void writeJson(std::ostream& out, Model const& model, Result const& result) {
   out << R"(,"warnings":)";
   writeList(out, result.warnings.size(), [&](std::size_t i) {
     const Warning& warning = result.warnings[i];
-    out << R"({"kind":)" << jsonText(warning.kind) << R"(,"line":)"
+    out << R"({"kind":)" << jsonText(warning.name) << R"(,"line":)"
         << warning.line << R"(,"message":)"
         << jsonText(printable(warning.message)) << '}';
   });

@@ -217,7 +217,7 @@ void writeWarnings(std::ostream& out, std::string const& fileName,
     if (warning.line > 0) {
       out << warning.line << ":";
     }
-    out << " warning: " << printable(warning.message) << " [" << warning.kind
+    out << " warning: " << printable(warning.message) << " [" << warning.name
         << "]\n";
   }
 }

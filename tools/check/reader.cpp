@@ -153,12 +153,10 @@ void Reader::readTarget() {
   readEquals("target", Spot::targetEquals);
   int const target = readNumber("a target");
   if (targetLine > 0) {
-    reading.warnings.add("target", line,
-                         "a second target is ignored: the first is on line " +
-                             std::to_string(targetLine));
+    reading.warnings.add(WarningKind::secondTarget, line,
+                         {std::to_string(targetLine)});
   } else if (target < 0) {
-    reading.warnings.add("target", line,
-                         "a negative target counts as 0: remove it");
+    reading.warnings.add(WarningKind::negativeTarget, line);
   }
   if (targetLine == 0 && target != -1) {  // which stands for none
     targetLine = line;
@@ -180,9 +178,8 @@ void Reader::readValues(Names& values, unsigned variable) {
            model.variables[variable] + "'");
     }
     if (atSymbol()) {
-      reading.warnings.add("symbol-value", at().line,
-                           "the symbol '" + at().text + "' is a value of '" +
-                               model.variables[variable] + "'");
+      reading.warnings.add(WarningKind::symbolValue, at().line,
+                           {at().text, model.variables[variable]});
     }
     advance();
     if (atSign(',')) {
@@ -370,14 +367,11 @@ void Reader::readHeader(Constraint& constraint) {
   int const weight = readNumber("a weight");
   constraint.weight = std::max(0, weight);
   if (weight <= 0) {
-    reading.warnings.add("weight-zero", constraint.line,
-                         "constraint '" + constraint.name +
-                             "' costs nothing: its weight is " +
-                             std::to_string(weight));
+    reading.warnings.add(WarningKind::weightZero, constraint.line,
+                         {constraint.name, std::to_string(weight)});
   } else if (weight == inf && isDigits) {
-    reading.warnings.add("hard-number", constraint.line,
-                         "constraint '" + constraint.name +
-                             "' is hard: a weight of 2147483647 means inf");
+    reading.warnings.add(WarningKind::hardNumber, constraint.line,
+                         {constraint.name});
   }
   readWord("type", Spot::typeWord);
   readEquals("type", Spot::typeEquals);

@@ -95,6 +95,13 @@ bool isUtf16(std::string_view text) {
                                              '\0')) >= start.size() / 2 - 1;
 }
 
+std::string_view takeUpTo(char separator, std::string_view& text) {
+  const std::size_t size = std::min(text.find(separator), text.size());
+  const std::string_view part = text.substr(0, size);
+  text.remove_prefix(std::min(size + 1, text.size()));
+  return part;
+}
+
 Place PlaceFinder::find(std::size_t position) {
   for (std::size_t newline = text.find('\n', place.lineStart);
        newline < position; newline = text.find('\n', newline + 1)) {

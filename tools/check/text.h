@@ -26,6 +26,22 @@ bool isUtf8(std::string_view text);
 // in UTF-16 would have.
 bool isUtf16(std::string_view text);
 
+// Cuts the text at its first separator, which goes.
+std::string_view takeUpTo(char separator, std::string_view& text);
+
+// The pattern with valueOf(c) in place of each "%c".
+std::string filledIn(std::string_view pattern, auto const& valueOf) {
+  std::string result;
+  while (!pattern.empty()) {
+    result += takeUpTo('%', pattern);
+    if (!pattern.empty()) {
+      result += valueOf(pattern[0]);
+      pattern.remove_prefix(1);
+    }
+  }
+  return result;
+}
+
 struct Place {
   std::size_t line = 1;
   std::size_t column = 1;     // counted in bytes

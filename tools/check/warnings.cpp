@@ -16,12 +16,65 @@ namespace check {
 
 namespace {
 
+using enum WarningKind;
+
+// Kinds with the same name are suppressed together.
+struct KindCase {
+  WarningKind kind;
+  char const* name;
+  char const* text;
+};
+
+constexpr KindCase kindCases[] = {
+    {carriageReturn, "carriage-return",
+     "a carriage return without a newline does not end a line: a comment may "
+     "swallow the text after it"},
+    {conflict, "conflict", "cannot be satisfied together: %0: %1"},
+    {hardNumber, "hard-number",
+     "constraint '%0' is hard: a weight of 2147483647 means inf"},
+    {noConstraint, "no-constraint",
+     "the model has no constraints: all assignments are equally good"},
+    {noVariable, "no-variable", "the model has no variables"},
+    {secondTarget, "target",
+     "a second target is ignored: the first is on line %0"},
+    {negativeTarget, "target", "a negative target counts as 0: remove it"},
+    {weightZero, "weight-zero",
+     "constraint '%0' costs nothing: its weight is %1"},
+    {closingSign, "closing-sign", "'%0' closes the list of %1: write '%2'"},
+    {differentValues, "different-values",
+     "constraint '%0' compares value numbers, but '%1' and '%2' have different "
+     "lists of values"},
+    {duplicateName, "duplicate-name",
+     "%0 constraints are named '%1', the first on line %2"},
+    {neverSatisfied, "never-satisfied",
+     "no assignment satisfies constraint '%0'%1"},
+    {neverViolated, "never-violated",
+     "no assignment violates constraint '%0'%1"},
+    {repeatedTerm, "repeated-term",
+     "constraint '%0' repeats %1; the coefficients add up"},
+    {repeatedVariable, "repeated-variable",
+     "constraint '%0' repeats '%1', which counts once"},
+    {softTotal, "soft-total",
+     "the largest soft penalties add up to %0: totals above 2147483647 are "
+     "printed as that%1"},
+    {startLost, "start-lost",
+     "variable 'solution]' is also a word of a report's heading: read as a "
+     "start, the report loses the value of '%0'"},
+    {startOverwritten, "start-overwritten",
+     "constraint '%0': its line in a report, read as a start, can overwrite "
+     "the variable of that name"},
+    {penaltyOverwritten, "start-overwritten",
+     "variable 'penalty' can be overwritten by the penalty line of a report "
+     "that is read as a start"},
+    {symbolValue, "symbol-value", "the symbol '%0' is a value of '%1'"},
+    {unusedVariable, "unused-variable", "%0 in no constraint:%1"},
+    {utf8, "utf-8",
+     "the text is UTF-8, but its bytes are read as Shift_JIS double-byte "
+     "characters"},
+};
+
 std::string quoted(std::string const& name) {
   return "'" + name + "'";
-}
-
-std::string title(Constraint const& constraint) {
-  return "constraint " + quoted(constraint.name);
 }
 
 // The line of the first token with a byte beyond ASCII: comments are free.
@@ -53,9 +106,6 @@ class Warner {
   Warnings run();
 
  private:
-  void warn(char const* kind, std::size_t line, std::string message) {
-    warnings.add(kind, line, std::move(message));
-  }
   std::string show(Label const& label) const;
   void findLists();
   void checkLists(Constraint const& constraint);
@@ -102,11 +152,9 @@ void Warner::checkLists(Constraint const& constraint) {
   for (unsigned const variable : constraint.variables) {
     unsigned const first = constraint.variables[0];
     if (lists[variable] != lists[first]) {
-      warn("different-values", constraint.line,
-           title(constraint) + " compares value numbers, but " +
-               quoted(model.variables[first]) + " and " +
-               quoted(model.variables[variable]) +
-               " have different lists of values");
+      warnings.add(
+          differentValues, constraint.line,
+          {constraint.name, model.variables[first], model.variables[variable]});
       return;
     }
   }
@@ -118,10 +166,9 @@ void Warner::checkRepeatedTerms(Constraint const& constraint) {
       std::adjacent_find(terms.begin(), terms.end(), hasSameLabels);
   if (repeat != terms.end()) {
     bool const isLinear = constraint.kind == Constraint::linear;
-    warn("repeated-term", constraint.line,
-         title(constraint) + " repeats " + show(repeat->label1) +
-             (isLinear ? "" : show(repeat->label2)) +
-             "; the coefficients add up");
+    warnings.add(repeatedTerm, constraint.line,
+                 {constraint.name, show(repeat->label1) +
+                                       (isLinear ? "" : show(repeat->label2))});
   }
 }
 
@@ -130,9 +177,8 @@ void Warner::checkRepeatedVariables(Constraint const& constraint) {
   std::sort(variables.begin(), variables.end());
   auto const repeat = std::adjacent_find(variables.begin(), variables.end());
   if (repeat != variables.end()) {
-    warn("repeated-variable", constraint.line,
-         title(constraint) + " repeats " + quoted(model.variables[*repeat]) +
-             ", which counts once");
+    warnings.add(repeatedVariable, constraint.line,
+                 {constraint.name, model.variables[*repeat]});
   }
 }
 
@@ -149,28 +195,27 @@ std::string Warner::showSum(Constraint const& constraint) const {
 
 void Warner::checkRange(Constraint const& constraint, Range const& range) {
   if (range.least > 0) {
-    warn("never-satisfied", constraint.line,
-         "no assignment satisfies " + title(constraint) + showSum(constraint));
+    warnings.add(neverSatisfied, constraint.line,
+                 {constraint.name, showSum(constraint)});
   } else if (range.greatest == 0) {
-    warn("never-violated", constraint.line,
-         "no assignment violates " + title(constraint) + showSum(constraint));
+    warnings.add(neverViolated, constraint.line,
+                 {constraint.name, showSum(constraint)});
   }
 }
 
 void Warner::checkConflicts() {
   constexpr std::size_t maxNamed = 10;
-  for (Conflict const& conflict : findConflicts(model)) {
-    Constraint const& last = model.constraints[conflict.last];
-    if (conflict.constraints.size() == 1) {
+  for (Conflict const& found : findConflicts(model)) {
+    Constraint const& last = model.constraints[found.last];
+    if (found.constraints.size() == 1) {
       if (violationRange(model, last).least == 0) {
-        warn("never-satisfied", last.line,
-             "no assignment satisfies " + title(last));
+        warnings.add(neverSatisfied, last.line, {last.name, ""});
       }
       continue;
     }
     std::string names;
     std::size_t count = 0;
-    for (const std::size_t c : conflict.constraints) {
+    for (const std::size_t c : found.constraints) {
       if (++count <= maxNamed) {
         names += count > 1 ? ", " : "";
         names += quoted(model.constraints[c].name) + " (line " +
@@ -180,18 +225,16 @@ void Warner::checkConflicts() {
     if (count > maxNamed) {
       names += " and " + std::to_string(count - maxNamed) + " more";
     }
-    warn("conflict", last.line,
-         "cannot be satisfied together: " + names + ": " + conflict.chain);
+    warnings.add(conflict, last.line, {names, found.chain});
   }
 }
 
 void Warner::checkSize() {
   if (model.variables.size() == 0) {
-    warn("no-variable", 0, "the model has no variables");
+    warnings.add(noVariable, 0);
   }
   if (model.constraints.empty()) {
-    warn("no-constraint", 0,
-         "the model has no constraints: all assignments are equally good");
+    warnings.add(noConstraint, 0);
   }
 }
 
@@ -216,10 +259,7 @@ bool hasPrintable(Names const& values, int least) {
 void Warner::checkFeedback(std::string_view name, std::size_t line) {
   unsigned const v = model.variables.find(name);
   if (v < model.variables.size() && hasPrintable(model.values[v], 1)) {
-    warn("start-overwritten", line,
-         "constraint " + quoted(model.variables[v]) +
-             ": its line in a report, read as a start, can overwrite the "
-             "variable of that name");
+    warnings.add(startOverwritten, line, {name});
   }
 }
 
@@ -229,26 +269,20 @@ void Warner::checkFeedbackWords() {
   unsigned const size = model.variables.size();
   unsigned const penalty = model.variables.find("penalty");
   if (penalty < size && hasPrintable(model.values[penalty], 0)) {
-    warn("start-overwritten", 0,
-         "variable 'penalty' can be overwritten by the penalty line of a "
-         "report that is read as a start");
+    warnings.add(penaltyOverwritten, 0);
   }
   if (model.variables.find("solution]") < size) {
-    warn("start-lost", 0,
-         "variable 'solution]' is also a word of a report's heading: read as a "
-         "start, the report loses the value of " +
-             quoted(model.variables[0]));
+    warnings.add(startLost, 0, {model.variables[0]});
   }
 }
 
 void Warner::checkSoftTotal(Int128 total, bool hasHard) {
   if (total > inf) {
-    warn("soft-total", 0,
-         "the largest soft penalties add up to " + decimal(total) +
-             ": totals above 2147483647 are printed as that" +
-             (hasHard ? ", and soft penalties can outweigh a hard constraint's "
-                        "weight in the search"
-                      : ""));
+    warnings.add(
+        softTotal, 0,
+        {decimal(total), hasHard ? ", and soft penalties can outweigh a hard "
+                                   "constraint's weight in the search"
+                                 : ""});
   }
 }
 
@@ -260,10 +294,9 @@ void Warner::checkNames() {
   for (auto const& [name, uses] : lines) {
     checkFeedback(name, uses[0]);
     if (uses.size() > 1) {
-      warn("duplicate-name", uses[1],
-           std::to_string(uses.size()) + " constraints are named " +
-               quoted(std::string(name)) + ", the first on line " +
-               std::to_string(uses[0]));
+      warnings.add(
+          duplicateName, uses[1],
+          {std::to_string(uses.size()), name, std::to_string(uses[0])});
     }
   }
 }
@@ -271,11 +304,8 @@ void Warner::checkNames() {
 void Warner::checkUnused() {
   std::vector<bool> isUsed(model.variables.size());
   for (Constraint const& constraint : model.constraints) {
-    for (unsigned const variable : constraint.variables) {
+    for (unsigned const variable : namedVariables(constraint)) {
       isUsed[variable] = true;
-    }
-    for (Term const& term : constraint.terms) {
-      isUsed[term.label1.variable] = isUsed[term.label2.variable] = true;
     }
   }
   std::string names;
@@ -286,9 +316,8 @@ void Warner::checkUnused() {
     }
   }
   if (count > 0 && !model.constraints.empty()) {
-    warn("unused-variable", 0,
-         std::to_string(count) + " in no constraint:" + names +
-             (count > 10 ? ", ..." : ""));
+    warnings.add(unusedVariable, 0,
+                 {std::to_string(count), names + (count > 10 ? ", ..." : "")});
   }
 }
 
@@ -319,68 +348,64 @@ Warnings Warner::run() {
 
 }  // namespace
 
-void Warnings::add(char const* kind, std::size_t line, std::string message) {
-  constexpr std::size_t maxOfKind = 20;
-  if (++counts[kind] <= maxOfKind) {
-    list.push_back({kind, line, std::move(message)});
+void Warnings::add(WarningKind kind, std::size_t line,
+                   std::initializer_list<std::string_view> details) {
+  constexpr std::size_t maxOfName = 20;
+  auto const& [_, name, text] = *std::find_if(
+      std::begin(kindCases), std::end(kindCases),
+      [kind](KindCase const& known) { return known.kind == kind; });
+  if (++counts[name] <= maxOfName) {
+    list.push_back({name, line, filledIn(text, [&](char digit) {
+                      return std::string(details.begin()[digit - '0']);
+                    })});
   }
 }
 
 void Warnings::append(Warnings const& more) {
   list.insert(list.end(), more.list.begin(), more.list.end());
-  for (auto const& [kind, count] : more.counts) {
-    counts[kind] += count;
+  for (auto const& [name, count] : more.counts) {
+    counts[name] += count;
   }
 }
 
 std::vector<Warning> Warnings::take(std::vector<std::string> const& unwanted) {
   auto const isUnwanted = [&](Warning const& warning) {
-    return std::find(unwanted.begin(), unwanted.end(), warning.kind) !=
+    return std::find(unwanted.begin(), unwanted.end(), warning.name) !=
            unwanted.end();
   };
   for (Warning const& warning : list) {
-    --counts[warning.kind];
+    --counts[warning.name];
   }
   std::stable_sort(
       list.begin(), list.end(),
       [](Warning const& a, Warning const& b) { return a.line < b.line; });
-  for (auto const& [kind, count] : counts) {
+  for (auto const& [name, count] : counts) {
     if (count > 0) {
-      list.push_back({kind, 0, std::to_string(count) + " more like these"});
+      list.push_back({name, 0, std::to_string(count) + " more like these"});
     }
   }
   list.erase(std::remove_if(list.begin(), list.end(), isUnwanted), list.end());
   return std::move(list);
 }
 
-std::vector<std::string> const& warningKinds() {
-  static const std::vector<std::string> kinds = {
-      "carriage-return",   "conflict",
-      "hard-number",       "no-constraint",
-      "no-variable",       "target",
-      "weight-zero",       "closing-sign",
-      "different-values",  "duplicate-name",
-      "never-satisfied",   "never-violated",
-      "repeated-term",     "repeated-variable",
-      "soft-total",        "start-lost",
-      "start-overwritten", "symbol-value",
-      "unused-variable",   "utf-8"};
-  return kinds;
+std::vector<std::string> warningNames() {
+  std::vector<std::string> names;
+  for (KindCase const& known : kindCases) {
+    names.emplace_back(known.name);
+  }
+  names.erase(std::unique(names.begin(), names.end()), names.end());
+  return names;
 }
 
 Warnings textWarnings(std::string_view text) {
   Warnings warnings;
   if (hasHighByte(text) && isUtf8(text)) {
     if (auto const line = firstHighLine(text)) {
-      warnings.add("utf-8", *line,
-                   "the text is UTF-8, but its bytes are read as Shift_JIS "
-                   "double-byte characters");
+      warnings.add(utf8, *line);
     }
   }
   if (auto const line = firstBareReturn(text)) {
-    warnings.add("carriage-return", *line,
-                 "a carriage return without a newline does not end a line: a "
-                 "comment may swallow the text after it");
+    warnings.add(carriageReturn, *line);
   }
   return warnings;
 }

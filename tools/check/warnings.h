@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 #include <map>
 #include <string>
 #include <string_view>
@@ -14,27 +15,54 @@
 
 namespace check {
 
+enum class WarningKind {
+  carriageReturn,
+  conflict,
+  hardNumber,
+  noConstraint,
+  noVariable,
+  secondTarget,
+  negativeTarget,
+  weightZero,
+  closingSign,
+  differentValues,
+  duplicateName,
+  neverSatisfied,
+  neverViolated,
+  repeatedTerm,
+  repeatedVariable,
+  softTotal,
+  startLost,
+  startOverwritten,
+  penaltyOverwritten,
+  symbolValue,
+  unusedVariable,
+  utf8
+};
+
 struct Warning {
-  std::string kind;      // one of a few fixed words
-  std::size_t line = 0;  // in the model; 0 for the model as a whole
+  std::string_view name;  // of its kind
+  std::size_t line = 0;   // in the model; 0 for the model as a whole
   std::string message;
 };
 
-// Warnings in the order in which they come, of each kind the first ones.
+// Warnings in the order in which they come, of each name the first ones.
 class Warnings {
  public:
-  void add(char const* kind, std::size_t line, std::string message);
+  // What the kind's text needs goes in place of its %0, %1 and so on.
+  void add(WarningKind kind, std::size_t line,
+           std::initializer_list<std::string_view> details = {});
   void append(Warnings const& more);
   // All of them by their lines, those that were not kept counted.
   std::vector<Warning> take(std::vector<std::string> const& unwanted);
 
  private:
   std::vector<Warning> list;
-  std::map<std::string, std::size_t> counts;  // of all kinds
+  std::map<std::string_view, std::size_t> counts;  // of all, by name
 };
 
-// The words that `Warning::kind` can be.
-std::vector<std::string> const& warningKinds();
+// The names of all kinds, each once.
+std::vector<std::string> warningNames();
 
 // What the bytes of a text tell before it is read as a model.
 Warnings textWarnings(std::string_view text);

@@ -11,16 +11,6 @@ namespace polish {
 
 namespace {
 
-// The variables that one constraint is about, in order of its terms.
-std::vector<unsigned> scopeOf(check::Constraint const& constraint) {
-  std::vector<unsigned> scope = constraint.variables;
-  for (check::Term const& term : constraint.terms) {
-    scope.push_back(term.label1.variable);
-    scope.push_back(term.label2.variable);
-  }
-  return scope;
-}
-
 // Gathers variables until there are enough.
 class Gathering {
  public:
@@ -186,7 +176,7 @@ Part Parts::aroundViolated(std::size_t size,
   }
   Gathering gathering(isMovable, size);
   for (unsigned const v :
-       scopeOf(model.constraints[violated[draw.weighted(costs)]])) {
+       namedVariables(model.constraints[violated[draw.weighted(costs)]])) {
     gathering.add(v);
   }
   if (gathering.part.size() > size) {
@@ -200,7 +190,7 @@ Part Parts::aroundViolated(std::size_t size,
     unsigned const v = gathering.part[draw.below(gathering.part.size())];
     auto const& ids = reducer.constraintsOf(v);
     std::vector<unsigned> scope =
-        scopeOf(model.constraints[ids[draw.below(ids.size())]]);
+        namedVariables(model.constraints[ids[draw.below(ids.size())]]);
     draw.shuffle(scope);
     constexpr std::size_t maxTaken = 8;  // from one constraint
     for (std::size_t i = 0; i < std::min(scope.size(), maxTaken); ++i) {

@@ -199,7 +199,7 @@ void addAlldiff(Collector& collector, check::Model const& model,
                 Assignment const& assignment,
                 std::vector<unsigned> const& positions) {
   std::map<unsigned, Draft> drafts;  // by value number
-  const std::vector<unsigned> variables = distinctVariables(constraint);
+  const std::vector<unsigned> variables = scopeOf(constraint);
   for (unsigned const v : variables) {
     for (unsigned a = 0; positions[v] != notFree && a < model.values[v].size();
          ++a) {
@@ -256,19 +256,9 @@ std::unique_ptr<Wcsp> ReducedModel::makeSolver() const {
 
 Reducer::Reducer(check::Model const& itsModel)
     : model(itsModel), constraintIds(itsModel.variables.size()) {
-  auto const note = [this](unsigned variable, std::size_t id) {
-    auto& ids = constraintIds[variable];
-    if (ids.empty() || ids.back() != id) {
-      ids.push_back(id);
-    }
-  };
   for (std::size_t c = 0; c < model.constraints.size(); ++c) {
-    for (check::Term const& term : model.constraints[c].terms) {
-      note(term.label1.variable, c);
-      note(term.label2.variable, c);
-    }
-    for (unsigned const variable : model.constraints[c].variables) {
-      note(variable, c);
+    for (unsigned const variable : scopeOf(model.constraints[c])) {
+      constraintIds[variable].push_back(c);
     }
   }
 }
