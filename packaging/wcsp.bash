@@ -38,10 +38,12 @@ _wcsp_tool() {
       --help --json --long --names --output --rows --safe --split --title --transpose
       --version --wrong' ;;
     wcsp-many) options='--array-limit --check --compress --dir --each --from-best
-      --help --hosts --jobs --no-logs --partition --restart --results --retries
-      --seeds --slurm --status --stop --submit --target --time --version --wcsp' ;;
+      --help --hosts --jobs --no-logs --partition --polish --restart --results
+      --retries --seeds --slurm --status --stop --submit --target --time --version --wcsp' ;;
     wcsp-plot) options='--csv --follow --group --help --iterations --output
       --safe --target --title --version' ;;
+    wcsp-polish) options='--columns --help --jobs --output --rows --seed --split
+      --steps --time --version' ;;
   esac
   if [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
@@ -52,5 +54,5 @@ _wcsp_tool() {
 }
 
 complete -F _wcsp wcsp
-complete -F _wcsp_tool wcsp-many wcsp-show wcsp-plot
+complete -F _wcsp_tool wcsp-many wcsp-show wcsp-plot wcsp-polish
 complete -F _wcsp_check wcsp-check

@@ -44,7 +44,7 @@ def equal(got, expected, what):
 def installed(prefix, version):
     equal(run(prefix / 'bin/wcsp-check', '--version').split()[-1], version,
           'version')
-    for tool in ('wcsp-show', 'wcsp-plot', 'wcsp-many'):
+    for tool in ('wcsp-show', 'wcsp-plot', 'wcsp-many', 'wcsp-polish'):
         equal(run(prefix / 'bin' / tool, '--version').split()[-1], version, tool)
     completion = prefix / 'share/bash-completion/completions/wcsp'
     words = run('bash', '-c', f'. {completion}; COMP_WORDS=(wcsp -); '
@@ -181,7 +181,7 @@ def main():
             documents += ['manual.html', 'manual/index.html', '../../man/man1/wcsp.1.gz',
                           '../../man/man1/wcsp-check.1.gz',
                           '../../man/man1/wcsp-show.1.gz', '../../man/man1/wcsp-plot.1.gz',
-                          '../../man/man1/wcsp-many.1.gz',
+                          '../../man/man1/wcsp-many.1.gz', '../../man/man1/wcsp-polish.1.gz',
                           '../../man/man5/wcsp-model.5.gz']
         doc = unpacked / 'usr/share/doc/wcsp'
         equal([d for d in documents if not (doc / d).exists()], [], 'missing')

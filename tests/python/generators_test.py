@@ -22,4 +22,4 @@ def test_the_example_is_what_its_generator_writes(generator):
 
 
 def test_all_generators_are_there():
-    assert len(GENERATORS) == 12
+    assert len(GENERATORS) == 13
