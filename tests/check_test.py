@@ -50,8 +50,8 @@ def right(model, found, warnings="", report="x: a", end=None):
     return model, report, [] if end == RIGHT else ["--start"], 0, found + end, warnings
 
 
-def no_report(text, problem, options=()):
-    return LINEAR, text, list(options), 3, "", "wcsp-check: not a report: %s\n" % problem
+def no_report(text, reason, options=()):
+    return LINEAR, text, list(options), 3, "", "wcsp-check: not a report: %s\n" % reason
 
 
 # Model, report, options, status, whole output, whole error output.

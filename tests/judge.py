@@ -1,9 +1,9 @@
-"""Runs the examples, the models of mended faults and the workloads, and has
+"""Runs the examples, the models of fixed bugs and the workloads, and has
 wcsp-check recompute each report.
 
 An example must reach the best known penalty that its comment states and end by
-itself, but for one that is left to wcsp-polish; a model of a fault runs a few iterations, or with the options in its
-comment; a workload runs a few iterations.
+itself, but for one that is left to wcsp-polish; a model of a bug runs a few
+iterations, or with the options in its comment; a workload runs a few iterations.
 """
 
 import argparse

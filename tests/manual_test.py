@@ -28,25 +28,25 @@ def imported(css):
 
 
 class Page(html.parser.HTMLParser):
-    """The identifiers, the links and the faults of a page."""
+    """The identifiers, the links and the errors of a page."""
 
     def __init__(self, path):
         super().__init__()
-        self.ids, self.links, self.faults, self.open = set(), [], [], []
+        self.ids, self.links, self.errors, self.open = set(), [], [], []
         self.styles = []
         self.feed(path.read_text("utf-8"))
-        self.faults += ["<%s> is not closed" % tag for tag in self.open]
-        self.faults += imported("".join(self.styles))
+        self.errors += ["<%s> is not closed" % tag for tag in self.open]
+        self.errors += imported("".join(self.styles))
 
     def handle_starttag(self, tag, attrs):
         found = dict(attrs)
         if found.get("id") in self.ids:
-            self.faults.append("id %s is used twice" % found["id"])
+            self.errors.append("id %s is used twice" % found["id"])
         self.ids |= {found["id"]} if "id" in found else set()
         links = [found[key] for key in ("href", "src") if found.get(key)]
         self.links += links
         if tag != "a":
-            self.faults += ["<%s> loads %s" % (tag, link) for link in links
+            self.errors += ["<%s> loads %s" % (tag, link) for link in links
                             if OUTSIDE.match(link)]
         if tag not in VOID:
             self.open.append(tag)
@@ -59,14 +59,14 @@ class Page(html.parser.HTMLParser):
         if tag in VOID:
             return
         if not self.open or self.open.pop() != tag:
-            self.faults.append("</%s> is unmatched" % tag)
+            self.errors.append("</%s> is unmatched" % tag)
 
 
 def main():
     paths = [FOLDER / "manual.html", *sorted((FOLDER / "manual").glob("*.html"))]
     pages = {path: Page(path) for path in paths}
-    faults = ["%s: %s" % (path.name, fault) for path, page in pages.items()
-              for fault in page.faults]
+    errors = ["%s: %s" % (path.name, error) for path, page in pages.items()
+              for error in page.errors]
     links = [(path, link) for path, page in pages.items() for link in page.links]
     index = (FOLDER / "manual/search.js").read_text("utf-8")
     links += [(FOLDER / "manual/index.html", entry["u"])
@@ -77,14 +77,14 @@ def main():
         if not link.startswith("https://") and (
                 not target.is_file() or
                 (found and found not in pages.get(target, pages[paths[0]]).ids)):
-            faults.append("%s: %s leads nowhere" % (path.name, link))
-    faults += imported((FOLDER / "manual/manual.css").read_text("utf-8"))
+            errors.append("%s: %s leads nowhere" % (path.name, link))
+    errors += imported((FOLDER / "manual/manual.css").read_text("utf-8"))
     reached = {link for _, link in links}
-    faults += ["%s: no link leads here" % path.name for path in paths[1:]
+    errors += ["%s: no link leads here" % path.name for path in paths[1:]
                if path.name not in reached]
-    print("\n".join(faults + ["%d pages, %d links, %d faults" % (
-        len(pages), len(links), len(faults))]))
-    sys.exit(1 if faults or len(pages) < 3 else 0)
+    print("\n".join(errors + ["%d pages, %d links, %d errors" % (
+        len(pages), len(links), len(errors))]))
+    sys.exit(1 if errors or len(pages) < 3 else 0)
 
 
 if __name__ == "__main__":

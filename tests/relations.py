@@ -181,10 +181,10 @@ def main():
     with tempfile.NamedTemporaryFile() as report:
         for k in range(choice.count):
             rng = random.Random(f"{choice.seed}/{k}")
-            fault = (check_same(choice.wcsp, rng, report)
+            error = (check_same(choice.wcsp, rng, report)
                      or check_optimum(choice.wcsp, rng, tally))
-            if fault:
-                sys.exit(f"model {k} of seed {choice.seed}: {fault}")
+            if error:
+                sys.exit(f"model {k} of seed {choice.seed}: {error}")
     share = sum(tally) / len(tally)
     print(f"{choice.count} models; {share:.1%} of {len(tally)} runs reach the optimum")
     return 0 if share >= LEAST_SHARE else 1

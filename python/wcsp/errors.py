@@ -13,7 +13,7 @@ _PACKAGE = os.path.dirname(os.path.abspath(__file__)) + os.sep
 
 
 class ModelError(ValueError):
-    """A mistake in a model, found where it is made."""
+    """An error in a model, found where it is made."""
 
     def __init__(self, message: str) -> None:
         super().__init__(f"{message} ({here()})")

@@ -1,8 +1,8 @@
 """Models: variables, constraints and an objective, kept in compact arrays.
 
 A constraint is a slice of the model's arrays of terms and one entry in each
-list of its properties; it is checked when it is added, so that a mistake is
-told with its line, and becomes text only when the model is written.
+list of its properties; it is checked when it is added, so that an error is
+reported with its line, and becomes text only when the model is written.
 """
 
 from __future__ import annotations

@@ -1,4 +1,4 @@
-"""Models as text, the words of names, and mistakes told with their line."""
+"""Models as text, the words of names, and errors with their line."""
 
 import datetime
 import enum
@@ -239,7 +239,7 @@ def add_to_another(m, x, y):
     Model().add((x == "a") + (y == "a") <= 1)
 
 
-MISTAKES = [
+ERRORS = [
     (lambda m, x, y: x == "d", "'x' has no value 'd'; it has 'a', 'b', 'c'"),
     (lambda m, x, y: x == ["d"], "has no value"),
     (lambda m, x, y: m.variable("z", []), "has no values"),
@@ -287,11 +287,11 @@ MISTAKES = [
 ]
 
 
-@pytest.mark.parametrize("mistake, message", MISTAKES)
-def test_mistake_is_told_with_its_line(mistake, message):
-    line = mistake.__code__.co_firstlineno
+@pytest.mark.parametrize("statement, message", ERRORS)
+def test_error_has_its_line(statement, message):
+    line = statement.__code__.co_firstlineno
     with pytest.raises(ModelError) as raised:
-        mistake(*two())
+        statement(*two())
     text = str(raised.value)
     assert message in text
     shown = int(text.rsplit("line ", 1)[1].rstrip(")"))

@@ -352,7 +352,7 @@ def test_runs_of_many(tmp_path):
         m.with_runs(tmp_path)
 
 
-def test_mistakes(monkeypatch, tmp_path):
+def test_errors(monkeypatch, tmp_path):
     m = colouring()
     for options, message in (
             ({"seeds": 0}, "at least one seed"), ({"seeds": [1, 1]}, "seed 1 is given twice"),

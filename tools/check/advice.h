@@ -14,7 +14,7 @@
 
 namespace check {
 
-// A error with what is needed to show it when the text is gone.
+// An error with what is needed to show it when the text is gone.
 struct LocatedError {
   std::size_t line = 0;
   std::size_t column = 0;  // in bytes, from 1

@@ -26,7 +26,7 @@ std::string digitsOf(std::string_view word) {
   return digits;
 }
 
-// How many slips a word of this length can bear.
+// How many wrong letters a word of this length can have.
 std::size_t tolerance(std::size_t length) {
   constexpr std::size_t shortest = 3;
   constexpr std::size_t longer = 6;

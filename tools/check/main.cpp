@@ -1,7 +1,7 @@
 // wcsp-check: reports what is wrong with a model, and, with a report,
 // recomputes its penalties and explains them.
 //
-// It shares no code with the solver, so that a error there cannot hide itself
+// It shares no code with the solver, so that an error there cannot hide itself
 // here. The exit status tells the outcome; standard output explains it, and
 // standard error holds warnings and what keeps a check from being made.
 

@@ -1,7 +1,7 @@
 // Reads a whole model and notes every error that it can tell apart, each with
 // what to write instead.
 //
-// A error is noted exactly where the solver refuses the model. What was meant
+// An error is noted exactly where the solver refuses the model. What was meant
 // is read where that is plain, so that one error is noted once; else the
 // rest of the statement is passed over.
 
