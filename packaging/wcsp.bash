@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Completes the options of wcsp and of its tools, and file names where one stands.
+# Completes the options of wcsp and of its tools, and file names as their arguments.
 
 _wcsp() {
   local word=${COMP_WORDS[COMP_CWORD]}

@@ -12,8 +12,8 @@ test_packages=("${tool_packages[@]}" libgtest-dev libbenchmark-dev python3-pytes
 # shellcheck disable=SC2034  # as above
 engine_packages=(chromium openssh-server openssh-client procps slurmctld slurmd slurm-client munge)
 
-# require_folder: the shell ends with status 1 and the reason where CMake or
-# Ninja cannot build in this folder because of its name.
+# require_folder: exits with status 1 and a message if CMake or Ninja cannot build
+# in a folder with this name.
 require_folder() {
   if [[ $PWD == *[][\"\#\;\\*?\|\<\>[:cntrl:]]* ]]; then
     printf 'cannot build in %q: its name holds a character that CMake or Ninja does not take (one of " # ; [ ] \\ * ? | < > or a control character)\n' \
@@ -22,8 +22,8 @@ require_folder() {
   fi
 }
 
-# require_packages NAME...: all of them are installed afterwards, or the shell
-# has ended with status 1 after saying what to do.
+# require_packages NAME...: installs missing packages, or exits with status 1 and
+# prints the command to run.
 require_packages() {
   local name missing=()
   for name in "$@"; do
@@ -44,8 +44,8 @@ require_packages() {
 }
 
 # build PRESET TARGET CMAKE_OPTION...: configures and builds in build/PRESET.
-# A build folder that was moved together with its project is set up anew, for
-# it still names the old place.
+# A build folder that was moved with its project is configured again, because it
+# contains the old path.
 build() {
   local preset=$1 target=$2 fresh=()
   shift 2

@@ -1,4 +1,4 @@
-"""What Model.solve is given, checked before a search starts."""
+"""Checks the arguments of Model.solve before a search starts."""
 
 from __future__ import annotations
 
@@ -20,7 +20,7 @@ if TYPE_CHECKING:
 
 Start = Union[Result, Mapping[Any, Any]]
 
-# What solve() itself sets, and by which argument.
+# Options that solve() sets itself, and the argument for each.
 _OWN_OPTIONS = {
     "-inputfile": "the model",
     "-seed": "seeds=",
@@ -102,7 +102,7 @@ def options_of(options: Iterable[str]) -> list[str]:
 
 
 def start_places(model: Model, start: Start) -> dict[int, int]:
-    """The number of the value of each variable that is named."""
+    """The value number of each variable in the mapping."""
     values = start.values() if isinstance(start, Result) else start
     places = {}
     for key, value in values.items():
@@ -124,9 +124,9 @@ def start_places(model: Model, start: Start) -> dict[int, int]:
 
 
 def completed(model: Model, places: dict[int, int], seed: int) -> str:
-    """The text of a start file. Each variable that is not named gets value
-    number floor(u * n) of its n, u being the next of Random(seed).random():
-    that sequence is the same in every version of Python."""
+    """The text of a start file. Each missing variable gets value number
+    floor(u * n) of its n values, where u is the next Random(seed).random().
+    That sequence is the same in every version of Python."""
     draw = Random(seed).random
     model.words.update()
     words = {}

@@ -27,8 +27,8 @@ def best_of(
     reports: Path,
     wcsp: str | os.PathLike[str] | None = None,
 ) -> Result:
-    """The best run as a result that wcsp-check finds right. The reports are
-    also files of the folder `reports`."""
+    """The best run whose report wcsp-check confirms. The reports are also
+    files in the folder `reports`."""
     weights = weights_of(model)
     ranked = []
     refusal = ""

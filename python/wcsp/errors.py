@@ -13,34 +13,34 @@ _PACKAGE = os.path.dirname(os.path.abspath(__file__)) + os.sep
 
 
 class ModelError(ValueError):
-    """An error in a model, found where it is made."""
+    """An error in a model, raised at the line that caused it."""
 
     def __init__(self, message: str) -> None:
         super().__init__(f"{message} ({here()})")
 
     def __reduce__(self) -> tuple[Any, ...]:
-        # A copy is of the same line.
+        # A copy refers to the same line.
         return __newobj__, (type(self), str(self))
 
 
 class ModelWarning(UserWarning):
-    """Something in a model that is allowed and rarely meant."""
+    """Something in a model that is legal but rarely meant."""
 
 
 class SolverWarning(UserWarning):
-    """Searches have not done all that was asked for."""
+    """The searches did not do everything that was requested."""
 
 
 class SolverError(RuntimeError):
-    """A program ended without what was asked of it."""
+    """A program ended without the requested result."""
 
 
 class ProgramMissing(SolverError):
-    """A program that is needed is not installed."""
+    """A required program is not installed."""
 
 
 def caller() -> tuple[FrameType | None, int]:
-    """The frame outside this package, and how many calls away it is."""
+    """The first frame outside this package, and its distance in calls."""
     frame: FrameType | None = sys._getframe(1)
     depth = 1
     while frame and frame.f_code.co_filename.startswith(_PACKAGE):
@@ -59,15 +59,15 @@ def here() -> str:
 
 
 class Remarks:
-    """What is rarely meant, by the line that said it. A loop says it often,
-    so it is told once, with the number of times, when the model is used."""
+    """Warnings by source line. A loop repeats a warning, so each is issued
+    once, with its count, when the model is used."""
 
     def __init__(self) -> None:
         self._found: dict[tuple[str, int, str], tuple[str, int]] = {}
 
     def add(self, what: str, name: object, text: str) -> None:
-        """what: "always holds", for example, of the constraint of that
-        name."""
+        """Adds a warning about a constraint; `what` is, for example,
+        "always holds"."""
         frame, _ = caller()
         file = frame.f_code.co_filename if frame else "unknown"
         key = file, frame.f_lineno if frame else 0, what

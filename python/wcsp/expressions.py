@@ -1,10 +1,10 @@
 """Labels, their sums and products, and comparisons of them.
 
-A label is a variable with one of its values; it counts 1 when the variable
-has the value and 0 otherwise. `x == "night"` is a label, labels add up and can
-be multiplied, and a comparison of a sum with another or with a number is a
-constraint. Labels are numbered through the model, so that a term is two or
-three integers and a sum is arrays of them: 16 or 24 bytes a term.
+A label is a variable with one of its values; it counts 1 if the variable has
+the value and 0 otherwise. `x == "night"` is a label. Labels can be added and
+multiplied, and comparing a sum with another sum or a number gives a
+constraint. Labels are numbered across the model, so a term is two or three
+integers and a sum is a few arrays: 16 or 24 bytes per term.
 """
 
 from __future__ import annotations
@@ -37,7 +37,7 @@ _TRUTH = (
 
 
 class Expression:
-    """A sum of whole multiples of labels and of products of two labels.
+    """A sum of integer multiples of labels and of products of two labels.
 
     >>> from wcsp import Model
     >>> m = Model()
@@ -49,11 +49,11 @@ class Expression:
     """
 
     __slots__ = ()
-    # Comparisons make constraints, so there is nothing to look up by.
+    # `==` makes a constraint, so a hash would be useless.
     __hash__ = None  # type: ignore[assignment]
 
     def sum(self) -> Sum:
-        """This expression as a sum; never changed afterwards."""
+        """This expression as a sum that is never changed afterwards."""
         raise NotImplementedError
 
     def scaled(self, factor: int) -> Expression:
@@ -225,7 +225,7 @@ class Sum(Expression):
         return result
 
     def append(self, other: Sum) -> None:
-        """Adds the other's terms; only while the sum is being made."""
+        """Adds the terms of another; only while the sum is being built."""
         self.constant += other.constant
         self.coefficients.extend(other.coefficients)
         self.labels.extend(other.labels)
@@ -239,7 +239,7 @@ class Sum(Expression):
 
 
 class Constraint:
-    """A sum that is compared with a number: what add() takes."""
+    """A sum compared with a number: the argument of add()."""
 
     __slots__ = ("left", "relation", "bound")
 
@@ -269,7 +269,7 @@ class AllDifferent:
 
 
 class Variable:
-    """A choice of one of its values; made by Model.variable()."""
+    """A variable that takes one of its values; see Model.variable()."""
 
     __slots__ = ("model", "name", "number", "first", "places")
 
@@ -301,7 +301,7 @@ class Variable:
         return deepcopy(self.model, memo).variables[self.number]
 
     def __eq__(self, value: object) -> Expression:  # type: ignore[override]
-        """The label of the value, or of every value shared with a variable."""
+        """The label of the value; for a variable, of every shared value."""
         try:
             return Term(self.model, 1, self.first + self.places[value])
         except (KeyError, TypeError):
@@ -333,7 +333,7 @@ class Variable:
         >>> x.isin([2, 3])
         (x = 2) + (x = 3)
         """
-        # A value that is named twice counts once.
+        # A repeated value counts once.
         return total(self == value for value in dict.fromkeys(values))
 
     def where(self, predicate: Callable[[Any], object]) -> Expression:
@@ -422,7 +422,7 @@ def all_different(variables: Iterable[Variable]) -> AllDifferent:
 
 
 def implies(condition: Expression, consequence: Expression) -> Constraint:
-    """If the condition counts 1, so does the consequence.
+    """A constraint: if the condition counts 1, so does the consequence.
 
     >>> from wcsp import Model
     >>> m = Model()
@@ -442,28 +442,28 @@ def implies(condition: Expression, consequence: Expression) -> Constraint:
 
 
 def exactly(count: int, items: Iterable[Operand]) -> Constraint:
-    """So many of the items count: total(items) == count."""
+    """Exactly `count` of the items count: total(items) == count."""
     return total(items) == count
 
 
 def at_most(count: int, items: Iterable[Operand]) -> Constraint:
-    """At most so many of the items count: total(items) <= count."""
+    """At most `count` of the items count: total(items) <= count."""
     return total(items) <= count
 
 
 def at_least(count: int, items: Iterable[Operand]) -> Constraint:
-    """At least so many of the items count: total(items) >= count."""
+    """At least `count` of the items count: total(items) >= count."""
     return total(items) >= count
 
 
 def table(
     variables: Iterable[Variable], costs: Mapping[Any, int]
 ) -> Expression:
-    """The cost of the values that one or two variables have together.
+    """The cost of the combination of values of one or two variables.
 
-    Keys are values, or pairs of values for two variables; what the mapping
-    does not hold costs 0. Three variables and more need a variable of your
-    own whose values are the combinations.
+    Keys are values, or pairs of values for two variables; missing keys cost
+    0. For three or more variables, add a variable whose values are the
+    combinations.
 
     >>> from wcsp import Model
     >>> m = Model()
@@ -489,7 +489,7 @@ def table(
 
 
 def describe(whole: Sum, limit: int = 6) -> str:
-    """The sum in the user's names, its first terms at least."""
+    """The first terms of the sum in the user's names."""
     parts: list[str] = []
     if whole.constant or not len(whole):
         parts.append(f" + {whole.constant}")
@@ -525,7 +525,7 @@ def shortened(values: Iterable[Any], limit: int = 8) -> str:
 
 
 def _product(left: Sum, right: Sum) -> Sum:
-    """Terms of degree two at most; same-variable pairs are left to add()."""
+    """Terms of degree at most two; add() handles same-variable pairs."""
     if (len(left.lefts) and len(right)) or (len(right.lefts) and len(left)):
         raise ModelError(
             "a product of three labels: the language has products of two; "

@@ -17,19 +17,19 @@ Products = dict[tuple[int, int], int]
 
 
 class Group(NamedTuple):
-    """The part of an objective over one variable or two."""
+    """The part of an objective over one or two variables."""
 
     of: tuple[Hashable, ...]
     sum: Sum
-    # The best value that the sum could have.
+    # The best possible value of the sum.
     bound: int
 
 
 def normal(whole: Sum, variable_of: array[int]) -> Sum:
     """The sum without constant, repeated terms and zeros, in its order.
 
-    It has labels or products, not both: where there are products, a label is
-    one with itself.
+    It has either labels or products. If there are products, a label is the
+    product with itself.
     """
     if whole.lefts:
         return _with_products(whole, variable_of)
@@ -52,7 +52,7 @@ def _with_products(whole: Sum, variable_of: array[int]) -> Sum:
 
 
 def _is_normal(whole: Sum, variable_of: array[int]) -> bool:
-    """Whether products are all there is, each once and of two variables."""
+    """Whether all terms are distinct products of two variables."""
     variable = variable_of.__getitem__
     lefts, rights = whole.lefts, whole.rights
     return (
@@ -76,8 +76,8 @@ def _shared(whole: Sum) -> Sum:
 
 
 def _products(whole: Sum, variable_of: array[int]) -> Products:
-    """Coefficients by labels; a product of other values of one variable is
-    never 1."""
+    """Coefficients by labels. The product of two different values of one
+    variable is always 0 and is left out."""
     products: Products = {}
     for c, i, k in zip(whole.multiples, whole.lefts, whole.rights):
         if variable_of[i] != variable_of[k] or i == k:
@@ -107,8 +107,8 @@ def _quadratic(whole: Sum, products: Products) -> Sum:
 def groups(whole: Sum, model: Model, sign: int) -> list[Group]:
     """The sum in parts: one for each variable and each pair of variables.
 
-    A group's bound is the least (sign 1) or greatest (sign -1) that it can
-    be, so that its violation is what it costs beyond what it must.
+    The bound of a group is its minimum (sign 1) or maximum (sign -1), so
+    that its violation is the cost beyond the optimum.
     """
     parts: dict[tuple[int, ...], Products] = {}
     variable_of = model.labels_of
@@ -135,7 +135,7 @@ def groups(whole: Sum, model: Model, sign: int) -> list[Group]:
 
 
 def _best(costs: Iterable[int], size: int, sign: int) -> int:
-    """The best of the costs, where what is not listed costs 0."""
+    """The best of the costs; unlisted combinations cost 0."""
     listed = list(costs)
     if len(listed) < size:
         listed.append(0)

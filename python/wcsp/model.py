@@ -1,8 +1,8 @@
 """Models: variables, constraints and an objective, kept in compact arrays.
 
 A constraint is a slice of the model's arrays of terms and one entry in each
-list of its properties; it is checked when it is added, so that an error is
-reported with its line, and becomes text only when the model is written.
+list of properties. It is checked when it is added, so that an error has its
+line, and it becomes text only when the model is written.
 """
 
 from __future__ import annotations
@@ -69,12 +69,12 @@ class Model:
         self.variables: list[Variable] = []
         #: Comment lines at the head of the text.
         self.comment = comment
-        #: The text's target, in units of the scaled weights; None for none.
+        #: The target in the text, in units of the scaled weights, or None.
         self.target = target
         self.objectives: list[Objective] = []
         self._by_name: dict[Hashable, Variable] = {}
         self._domains: dict[Any, dict[Any, int]] = {}
-        #: The variable's number of each label.
+        #: The number of the variable of each label.
         self.labels_of = array("q")
         self._has_fixed = False
         # One entry a constraint.
@@ -96,10 +96,10 @@ class Model:
         self._remarks = Remarks()
 
     def variable(self, name: Hashable, values: Iterable[Hashable]) -> Variable:
-        """A variable of that name, which takes one of the values.
+        """Adds a variable that takes one of the values.
 
-        Names and values may be any hashable objects. Neither a name nor a
-        value of a variable may come twice.
+        Names and values may be any hashable objects. Names must be unique,
+        and so must the values of a variable.
 
         >>> Model().variable(("Anna", 3), ["early", "late"])
         variable ('Anna', 3)
@@ -147,7 +147,7 @@ class Model:
         self._pending = comment
 
     def __getitem__(self, name: Hashable) -> Variable:
-        """The variable of that name."""
+        """The variable with that name."""
         return self._by_name[name]
 
     def add(
@@ -158,9 +158,9 @@ class Model:
     ) -> None:
         """Adds a constraint: hard, or with a weight greater than 0.
 
-        A broken soft constraint costs its weight for each unit by which it
-        is broken. A label alone, or an expression that is 0 or 1, is to hold.
-        A constraint without a name is called after its line.
+        A violated soft constraint costs its weight for each unit of its
+        violation. A label alone, or an expression that is 0 or 1, must hold.
+        A constraint without a name is named after its line.
         """
         checked = checked_weight(weight)
         if name is None:
@@ -227,7 +227,7 @@ class Model:
             raise ModelError(f"constraint {name!r} is of another model")
 
     def range_of(self, whole: Sum) -> tuple[int, int]:
-        """Bounds of the sum: exact for labels, safe for products."""
+        """Bounds of the sum: exact for labels, conservative for products."""
         coefficients, labels = whole.coefficients, whole.labels
         variables = [self.labels_of[i] for i in labels]
         if len(set(variables)) == len(labels) and not self._has_fixed:
@@ -338,11 +338,11 @@ class Model:
         name: Hashable = "cost",
         bound: int | None = None,
     ) -> None:
-        """Makes the cost a part of what is minimised.
+        """Adds the cost to the objective, which is minimised.
 
-        By default it becomes one soft constraint for each variable and each
-        pair of variables in it, which lets the search see what hurts. With a
-        bound it is one constraint, and nothing is gained below the bound.
+        By default, the cost becomes one soft constraint for each variable
+        and each pair of variables in it, which guides the search. With a
+        bound, it is one constraint, and costs below the bound count as equal.
         Several calls add up, each times its weight.
 
         >>> m = Model()
@@ -361,7 +361,7 @@ class Model:
         name: Hashable = "gain",
         bound: int | None = None,
     ) -> None:
-        """The same for a gain, of which there is to be much."""
+        """Adds a gain to the objective, which is maximised."""
         self._add_objective(gain, -1, weight, name, bound)
 
     def _add_objective(
@@ -403,7 +403,7 @@ class Model:
 
     @property
     def scale(self) -> Fraction:
-        """What the weights are multiplied by to be whole numbers."""
+        """The factor that makes all weights integers."""
         return scale_of(self.weights)
 
     def text(self) -> str:
@@ -412,10 +412,10 @@ class Model:
         return "".join(lines(self))
 
     def write(self, path: str | os.PathLike[str]) -> None:
-        """Writes the model to a file, beside it first.
+        """Writes the model to a file atomically.
 
-        Decimal weights are multiplied by `scale`; a warning tells what is
-        rounded then.
+        Decimal weights are multiplied by `scale`; a warning reports the
+        weights that are rounded.
         """
         self._remarks.tell()
         warn_of_rounding(self)
@@ -433,15 +433,15 @@ class Model:
         wcsp: str | os.PathLike[str] | None = None,
         options: Iterable[str] = (),
     ) -> Result:
-        """Searches with several seeds and gives back the best result.
+        """Searches with several seeds and returns the best result.
 
-        Needs the programs wcsp and wcsp-check. `time` is in seconds, for the
-        whole and on the clock; as many searches run at once as there are
-        cores, or `jobs`. The first that reaches the soft penalty `target`
-        ends all. They start from the result or the mapping `start`, if it is
-        given. `on_improve` is told of each better penalty, `log` is a file
-        for the log of the best search, `options` go to the program as they
-        are. An interrupt (Ctrl-C) ends with the best so far, a second one
+        Needs the programs wcsp and wcsp-check. `time` is the wall-clock time
+        of the call in seconds. `jobs` searches run at once, by default one
+        per core. The first search that reaches the soft penalty `target`
+        ends all. `start` is a result or a mapping to start from.
+        `on_improve` is called for each better penalty, `log` is a file for
+        the log of the best search, and `options` are passed to the program.
+        An interrupt (Ctrl-C) returns the best result so far; a second one
         raises KeyboardInterrupt.
 
         >>> m = Model()
@@ -467,16 +467,16 @@ class Model:
         )
 
     def check(self, result: Result) -> list[str]:
-        """What wcsp-check finds wrong in a result, judged against the model
-        as it is now; nothing if it is right."""
+        """Checks a result against the current model with wcsp-check and
+        returns the differences; empty if it is correct."""
         from .programs import judged
 
         told = judged(self.text(), result.run.text)
         return [str(difference) for difference in told["differences"]]
 
     def with_runs(self, folder: str | os.PathLike[str]) -> Result:
-        """The best of the runs that wcsp-many has left in a folder for the
-        text of this model."""
+        """The best of the runs in a folder of wcsp-many for the text of this
+        model."""
         from .best import with_runs
 
         return with_runs(self, folder)
@@ -485,7 +485,7 @@ class Model:
         return deepcopy(self)
 
     def __deepcopy__(self, memo: dict[int, Any]) -> Model:
-        """A model of its own with the same names and values."""
+        """An independent model with the same names and values."""
         model = Model.__new__(Model)
         memo[id(self)] = model
         model.__dict__.update(
@@ -518,7 +518,7 @@ KINDS = ("l<=", "l>=", "l=", "q<=", "q>=", "q=", "a")
 
 
 def checked_weight(weight: Weight) -> Fraction | int | None:
-    """A hard constraint's None, or the weight without rounding."""
+    """None for a hard constraint, otherwise the weight without rounding."""
     if weight is None or type(weight) is int and 0 < weight < LARGEST:
         return weight
     exact = exact_number(weight)
@@ -566,7 +566,7 @@ def _check_size(
 
 
 def _numbers_agree(chosen: list[Variable]) -> bool:
-    """Whether equal values have equal places and others have others."""
+    """Whether equal values have equal numbers, and only those."""
     longest = max((x.places for x in chosen), key=len)
     order = list(longest)
     return all(

@@ -1,9 +1,9 @@
 """The user's names as words of the language, and back.
 
-A word of letters, digits and underscores is kept, the parts of a tuple are
-joined by underscores, letters lose their accents, and whatever remains
-becomes an underscore or, if nothing else is left, the numbers of its
-characters. A word that is taken or means something gets a number behind it.
+A word of letters, digits and underscores stays as it is. The parts of a tuple
+are joined by underscores, letters lose their accents, and other characters
+become underscores, or their code points if nothing else is left. A number is
+appended to a reserved word or one already in use.
 """
 
 from __future__ import annotations
@@ -33,7 +33,7 @@ class Words:
         self._numbers: dict[str, int] = {}
 
     def word(self, name: object, number: bool = False) -> str:
-        """A word of its own; a number as it is where `number` allows it."""
+        """A unique word; if `number` is set, a number stays as it is."""
         text = _text(name)
         if number and _NUMBER.fullmatch(text) and text not in self._taken:
             self._taken.add(text)

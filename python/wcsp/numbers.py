@@ -1,4 +1,4 @@
-"""Numbers as the user writes them and as the language takes them."""
+"""Converts numbers of the user to numbers of the language."""
 
 from __future__ import annotations
 
@@ -7,13 +7,13 @@ from fractions import Fraction
 
 #: The largest number of the language, where it means "hard" or "no bound".
 LARGEST = 2**31 - 1
-# Floats end at 10**308. A larger power of a text would only fill the memory.
+# Floats end at 10**308. A larger exponent in a text would only fill memory.
 _LARGEST_POWER = 400
 
 
 def exact_number(value: object) -> Fraction | None:
-    """The number as it is written, 0.1 being a tenth and not the nearest
-    double; None for what is no finite number."""
+    """The number as written, so that 0.1 is a tenth and not the nearest
+    double; None if it is not a finite number."""
     try:
         text = str(value)
         power = re.search(r"[eE]([-+]?[0-9_]+)", text)
@@ -25,7 +25,7 @@ def exact_number(value: object) -> Fraction | None:
 
 
 def whole_number(value: object) -> int | None:
-    """The integer that the value is, also as numpy or 3.0 has it."""
+    """The value as an integer, also from numpy or 3.0."""
     if isinstance(value, int):
         return int(value)
     try:
@@ -38,5 +38,5 @@ def whole_number(value: object) -> int | None:
 
 
 def shortest(exact: Fraction) -> int | float:
-    """The number as an int where it is one."""
+    """The number as an int if it is integral."""
     return exact.numerator if exact.denominator == 1 else float(exact)

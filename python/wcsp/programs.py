@@ -1,4 +1,4 @@
-"""The installed programs that the package runs."""
+"""Finds and runs the installed programs."""
 
 from __future__ import annotations
 
@@ -13,14 +13,14 @@ from ._shared.scratch import scratch
 from ._shared.search import child_command
 from .errors import ProgramMissing, SolverError
 
-#: Of the folders for the files of one call.
+#: Prefix of the temporary folder of a call.
 PREFIX = "wcsp-python-"
 _CHECKOUT = Path(__file__).resolve().parents[2] / "build" / "release"
 
 
 def find_program(name: str, wcsp: str | os.PathLike[str] | None = None) -> str:
-    """The path of a program: beside the solver that an argument or the
-    variable WCSP of the environment names, on PATH, or in a checkout."""
+    """The path of a program: in the folder of the solver that an argument or
+    the environment variable WCSP names, on PATH, or in a checkout."""
     given = wcsp or os.environ.get("WCSP")
     solver = programs.find_program("wcsp", given) if given else None
     if given and name == "wcsp":
@@ -50,7 +50,7 @@ def run(command: list[str], folder: Path | None = None) -> bytes:
 def judged_file(
     model: Path, report: Path, wcsp: str | os.PathLike[str] | None = None
 ) -> dict[str, Any]:
-    """What wcsp-check says of a report, right or wrong."""
+    """The output of wcsp-check for a report, right or wrong."""
     checker = find_program("wcsp-check", wcsp)
     done = _done([checker, "--json", "--", str(model), str(report)])
     try:

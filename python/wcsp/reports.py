@@ -19,7 +19,7 @@ class Report(NamedTuple):
 
 
 def read_report(text: str) -> Report | None:
-    """The last report in the text, or None if there is no whole one."""
+    """The last report in the text, or None if there is no complete one."""
     heads = list(_BEST.finditer(text))
     if not heads:
         return None

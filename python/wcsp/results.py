@@ -1,4 +1,4 @@
-"""What a search has found, in the names and values of the model."""
+"""Results of searches, in the names and values of the model."""
 
 from __future__ import annotations
 
@@ -36,7 +36,7 @@ class Run(NamedTuple):
 
 
 class Violation(NamedTuple):
-    """A constraint that is broken, by how much, and what that costs."""
+    """A violated constraint, its violation and its cost."""
 
     name: Hashable
     weight: int | float | None
@@ -46,8 +46,8 @@ class Violation(NamedTuple):
 
 
 class Improvement(NamedTuple):
-    """An assignment that is better than all before it, in one search; the
-    soft penalty is in the units of the weights."""
+    """A new best assignment in one search. The soft penalty is in the units
+    of the weights."""
 
     time: float
     iteration: int
@@ -79,7 +79,7 @@ class Picture:
 
 
 class Result:
-    """The best of several searches, judged by wcsp-check."""
+    """The best of several searches, checked by wcsp-check."""
 
     def __init__(
         self,
@@ -91,14 +91,14 @@ class Result:
     ) -> None:
         assert best.report is not None
         self.model = model
-        #: The run that the result is of.
+        #: The run of this result.
         self.run = best
         self.runs = sorted(runs, key=lambda one: one.seed)
         #: Penalty of the hard constraints; 0 if all hold.
         self.hard: int
         self.hard, self._soft = penalty_of(best.report, weights_of(model))
-        #: What has ended the searches before their time: "SIGINT", "SIGTERM",
-        #: "SIGHUP", "target", or "" for nothing.
+        #: What ended the searches early: "SIGINT", "SIGTERM", "SIGHUP",
+        #: "target", or "".
         self.ended_by = ""
         self._checked = checked
         self._wcsp = wcsp
@@ -115,14 +115,14 @@ class Result:
         return deepcopy(self)
 
     def __deepcopy__(self, memo: dict[int, Any]) -> Result:
-        """A result of a copy of the model, with the same names and values."""
+        """The same result for a copy of the model."""
         result = Result.__new__(Result)
         result.__dict__.update(self.__dict__)
         result.model = deepcopy(self.model, memo)
         return result
 
     def __getitem__(self, x: Variable | Hashable) -> Any:
-        """The value of a variable, given itself or its name."""
+        """The value of a variable, given the variable or its name."""
         return self._values[x.name if isinstance(x, Variable) else x]
 
     def values(self) -> dict[Hashable, Any]:
@@ -131,9 +131,9 @@ class Result:
 
     @property
     def soft(self) -> int | float:
-        """Penalty of the soft constraints, in the units of the weights: the
-        sum of the costs in `violated`, also where the solver's output stops
-        at 2147483647."""
+        """Penalty of the soft constraints, in the units of the weights. It is
+        the sum of the costs in `violated` and not limited to 2147483647, as
+        the output of the solver is."""
         return shortest(self._soft)
 
     @property
@@ -148,8 +148,8 @@ class Result:
 
     @property
     def objective(self) -> int | float | None:
-        """What minimize or maximize have been given, each times its weight;
-        None for a model without."""
+        """The sum of the arguments of minimize or maximize, each times its
+        weight; None if the model has no objective."""
         if not self.model.objectives:
             return None
         return shortest(
@@ -175,7 +175,7 @@ class Result:
 
     @property
     def violated(self) -> list[Violation]:
-        """The broken constraints, the hard ones first, then by cost."""
+        """The violated constraints, hard ones first, then by cost."""
         numbers = {w: i for i, w in enumerate(self.model.words.constraints)}
         found = []
         for told in self._checked["violated"]:
@@ -224,8 +224,8 @@ class Result:
 
     @property
     def failing(self) -> list[tuple[Hashable, int]]:
-        """The hard constraints that searches have left broken, with the
-        number of searches, the most frequent first."""
+        """The hard constraints that searches left violated, with the number
+        of searches, most frequent first."""
         names = dict(zip(self.model.words.constraints, self.model.names))
         hard = {
             word
@@ -244,7 +244,7 @@ class Result:
 
     @property
     def log(self) -> list[Improvement]:
-        """How the search of this result went on, in the units of the
+        """The log of the search of this result, in the units of the
         weights."""
         scale = self.model.scale
         return [
@@ -255,14 +255,14 @@ class Result:
     def grid(
         self, rows: Iterable[Hashable], columns: Iterable[Hashable]
     ) -> list[list[Any]]:
-        """The values of the variables (row, column), None where there is
-        none."""
+        """The values of the variables (row, column); None for missing
+        ones."""
         across = list(columns)
         return [[self._values.get((r, c)) for c in across] for r in rows]
 
     def to_frame(self) -> Any:
-        """A pandas data frame of all variables: the parts of a name that is a
-        tuple are columns, and the value is the last."""
+        """A pandas data frame of all variables. The parts of a tuple name
+        are columns, and the value is the last column."""
         try:
             import pandas  # type: ignore[import]
         except ImportError:
@@ -280,7 +280,7 @@ class Result:
         return pandas.DataFrame(rows, columns=[*columns, "value"])
 
     def show(self, path: str | os.PathLike[str] | None = None) -> Page:
-        """The page of wcsp-show; also written to a file if there is a path."""
+        """The page of wcsp-show; also written to `path` if it is given."""
         with scratch(PREFIX) as folder:
             self._write(folder)
             (folder / "names").write_text(json.dumps(self._names()), "utf-8")
@@ -296,8 +296,8 @@ class Result:
         return self.show()._repr_html_()
 
     def plot(self, path: str | os.PathLike[str] | None = None) -> Picture:
-        """The picture of wcsp-plot of all searches, as SVG; also written to a
-        file if there is a path, whose suffix says the form."""
+        """The picture of all searches by wcsp-plot, as SVG; also written to
+        `path` if it is given, in the format of its suffix."""
         with scratch(PREFIX) as folder:
             logs = [
                 f"{one.seed}.log" for one in self.runs if self._has_log(one)
@@ -315,7 +315,7 @@ class Result:
         return bool(read_improvements(one.log))
 
     def _names(self) -> dict[str, Any]:
-        """What wcsp-show shows in place of the words of the text."""
+        """The names that wcsp-show shows instead of the words of the text."""
         domains: dict[int, int] = {}
         listed: list[list[str]] = []
         variables = {}
@@ -375,7 +375,7 @@ def weights_of(model: Model) -> dict[str, Fraction | int | None]:
 def penalty_of(
     report: Report, weights: dict[str, Fraction | int | None]
 ) -> tuple[int, Fraction]:
-    """The hard and the soft penalty, which the report itself caps."""
+    """The hard and the soft penalty, without the cap of the report."""
     hard, soft = 0, Fraction(0)
     for word, violation in report.violated.items():
         weight = weights[word]

@@ -1,10 +1,10 @@
-"""What SIGINT, SIGTERM and SIGHUP do while searches run.
+"""Handles SIGINT, SIGTERM and SIGHUP while searches run.
 
-The first of them ends the searches, and their best is the result. The next
-has its default effect, once processes and folders are put away. Handlers only
-take note, except in windows, where an exception does no harm: so nothing is
-lost between two steps. In other threads than the main one, and where the
-caller has a handler, nothing is changed.
+The first signal ends the searches, and the best result is returned. The next
+one has its default effect after processes and folders are cleaned up. Handlers
+only record the signal, except in windows where an exception is harmless, so
+that nothing is lost between two steps. Outside the main thread, and if the
+caller has a handler, nothing changes.
 """
 
 from __future__ import annotations
@@ -23,7 +23,7 @@ _DEFAULTS = (signal.SIG_DFL, signal.default_int_handler)
 
 
 class _Signalled(BaseException):
-    """A signal that is to have its default effect."""
+    """A signal that must have its default effect."""
 
     def __init__(self, number: int) -> None:
         super().__init__(number)
@@ -31,7 +31,7 @@ class _Signalled(BaseException):
 
 
 class Signals:
-    """Takes note of signals between `with` and its end."""
+    """Records signals inside `with`."""
 
     def __init__(self) -> None:
         #: The signal that asks for the end of the searches.
@@ -42,7 +42,7 @@ class Signals:
 
     @property
     def name(self) -> str:
-        """Of the signal that has ended the searches, or ""."""
+        """Name of the signal that ended the searches, or ""."""
         return signal.Signals(self.first).name if self.first else ""
 
     def __enter__(self) -> Signals:
@@ -77,7 +77,8 @@ class Signals:
         self.check()
 
     def check(self) -> None:
-        """Ends the call where that is asked for and does no harm."""
+        """Ends the call if a signal requires it and an exception is
+        harmless."""
         number = self._next
         if number is None and self._is_first_enough:
             number = self.first
@@ -88,8 +89,8 @@ class Signals:
     def window(
         self, action: Callable[[], T], is_first_enough: bool = False
     ) -> T:
-        """Calls what may be left at any moment; as long as there is nothing
-        to lose, the first signal is enough."""
+        """Calls a function that may be interrupted at any moment. As long as
+        there is no result to lose, the first signal interrupts it."""
         self._is_first_enough, self._is_open = is_first_enough, True
         try:
             self.check()
@@ -98,7 +99,7 @@ class Signals:
             self._is_open = False
 
     def take_effect(self) -> None:
-        """Ends the call by the first signal, if there was one."""
+        """Ends the call with the first signal, if there was one."""
         if self.first is not None:
             raise _Signalled(self.first)
 
@@ -106,5 +107,5 @@ class Signals:
         if self._usual[number] is signal.default_int_handler:
             raise KeyboardInterrupt from None
         os.kill(os.getpid(), number)
-        # It is blocked, or the process is the first of its container.
+        # The signal is blocked, or this is process 1 of a container.
         raise SystemExit(128 + number) from None

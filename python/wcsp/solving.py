@@ -1,7 +1,7 @@
-"""Runs the solver, a process for each seed, and picks the best report.
+"""Runs the solver, one process per seed, and picks the best report.
 
-No thread is started, so that searches run in any thread. A search is killed
-when the thread that started it ends, whatever ends that.
+It starts no thread, so searches can run in any thread. A search is killed when
+the thread that started it ends for any reason.
 """
 
 from __future__ import annotations
@@ -44,8 +44,8 @@ _POLL = 0.02
 
 
 class Progress(NamedTuple):
-    """What on_improve gets: the best of all searches is better. The soft
-    penalty is in the units of the weights."""
+    """The argument of on_improve: a new best penalty of all searches. The
+    soft penalty is in the units of the weights."""
 
     seed: int
     hard: int
@@ -54,7 +54,7 @@ class Progress(NamedTuple):
 
 
 class _Asked(NamedTuple):
-    """What a call has asked for."""
+    """The settings of a call."""
 
     model: Model
     program: str
@@ -68,7 +68,7 @@ class _Asked(NamedTuple):
 
 
 class _Search(Search):
-    """The search of one seed, for its share of the clock."""
+    """The search with one seed, for its share of the time."""
 
     def __init__(self, asked: _Asked, folder: Path, seed: int, share: float):
         command = [asked.program, "-inputfile", str(folder / "model")]
@@ -86,7 +86,7 @@ class _Search(Search):
         self.end = clock.monotonic() + share
 
     def run(self, must_end: Callable[[], bool]) -> Run:
-        """What the search has left."""
+        """The outcome of the search."""
         status = self.process.returncode
         text = self.report(must_end).decode("utf-8", "replace")
         log = (
@@ -108,7 +108,7 @@ class _Race:
         self.failure = ""  # why no more searches can be started
 
     def run(self) -> list[Run]:
-        """What all have left when they have ended."""
+        """Waits for all searches and returns their outcomes."""
         try:
             while self.running or self._may_start():
                 while self._may_start():
@@ -122,7 +122,7 @@ class _Race:
                 search.kill()
 
     def _must_not_end(self) -> bool:
-        """Lets a signal that ends all do so."""
+        """Lets a pending signal end the call."""
         return self.signals.window(lambda: False)
 
     def _may_start(self) -> bool:
@@ -147,7 +147,7 @@ class _Race:
             self.running.append(search)
 
     def _look(self) -> None:
-        """Takes what the searches have found, and ends those that must."""
+        """Collects improvements, and ends searches that must stop."""
         for search in list(self.running):
             has_ended = search.process.poll() is not None
             self._take(search)
@@ -175,14 +175,13 @@ class _Race:
                 self.signals.window(partial(self.asked.on_improve, news))
 
     def explain(self) -> None:
-        """Says why no search was started, if none was."""
+        """Raises an error with the reason if no search was started."""
         if not self.finished:
             reason = self.failure or "the time was over before"
             raise SolverError(f"no search was started: {reason}")
 
     def warn(self) -> None:
-        """Warns of seeds that never started, though nobody has asked for the
-        end."""
+        """Warns about seeds that never started without an interrupt."""
         if self.has_target or self.signals.first is not None:
             return
         if self.waiting:
@@ -205,7 +204,7 @@ def solve(
     wcsp: str | os.PathLike[str] | None,
     options: Iterable[str],
 ) -> Result:
-    """See Model.solve, which has the usual values."""
+    """See Model.solve, which sets the defaults."""
     if not model.variables:
         raise ModelError("the model has no variable")
     if on_improve is not None and not callable(on_improve):
@@ -258,5 +257,5 @@ def solve(
 def _opened(log: str | os.PathLike[str], signals: Signals) -> WholeFile:
     if os.path.isfile(log) or not os.path.exists(log):
         return WholeFile(log)
-    # A pipe is opened when somebody reads it, which may be never.
+    # Opening a pipe blocks until somebody reads it, perhaps forever.
     return signals.window(lambda: WholeFile(log), True)

@@ -15,7 +15,7 @@ if TYPE_CHECKING:
     from .model import Model
 
 _WIDTH = 100
-# Decimal weights are scaled to at most this, and so are rounded beyond it.
+# Decimal weights are scaled to at most this and rounded beyond it.
 _FINEST = 10**6
 _RELATIONS = ("<=", ">=", "=", "<=", ">=", "=")
 _TYPES = ("linear",) * 3 + ("quadratic",) * 3 + ("alldiff",)
@@ -23,9 +23,9 @@ _ALLDIFF = 6
 
 
 class ModelWords:
-    """Which word of the text is which name of the user.
+    """Maps words of the text to names of the user.
 
-    A variable has its word for good, whatever is added after it.
+    A variable keeps its word when others are added.
     """
 
     def __init__(self, model: Model) -> None:
@@ -36,11 +36,11 @@ class ModelWords:
         self._values: dict[int, list[str]] = {}
 
     def __getstate__(self) -> dict[str, Any]:
-        # The identities of lists do not outlive the process.
+        # The identities of lists are valid only in this process.
         return self.__dict__ | {"_values": {}}
 
     def update(self) -> None:
-        """Gives words to what is new in the model."""
+        """Assigns words to new names in the model."""
         for x in self._model.variables[len(self.variables) :]:
             self.variables.append(self._words.word(x.name))
         for name in self._model.names[len(self.constraints) :]:
@@ -56,7 +56,7 @@ class ModelWords:
 
 
 def lines(model: Model) -> Iterator[str]:
-    """The text in pieces that end with whole lines."""
+    """The text in pieces of whole lines."""
     model.words.update()
     if model.comment:
         yield _comment(model.comment)
@@ -73,7 +73,7 @@ def lines(model: Model) -> Iterator[str]:
 
 
 def _comment(text: str) -> str:
-    # A lone surrogate, as a file name that is not UTF-8 has it, is no text.
+    # A lone surrogate, as in a file name that is not UTF-8, cannot be encoded.
     plain = text.strip().encode("utf-8", "backslashreplace").decode()
     split = plain.split("\n")
     return "".join(("# " + line).rstrip() + "\n" for line in split)
@@ -120,7 +120,7 @@ def _constraints(model: Model) -> Iterator[str]:
 
 
 def _label_texts(model: Model) -> list[str]:
-    """What stands for each label."""
+    """The text of each label."""
     texts: list[str] = []
     for x in model.variables:
         word = model.words.variables[x.number]
@@ -131,7 +131,7 @@ def _label_texts(model: Model) -> list[str]:
 
 
 def _wrapped(head: str, pieces: list[str]) -> str:
-    """The pieces behind the head, in lines that are not too long."""
+    """The head and the pieces after it, in lines of limited length."""
     line = f"{head} {' '.join(pieces)}"
     if len(line) <= _WIDTH or not pieces:
         return line.rstrip() + "\n"
@@ -147,7 +147,8 @@ def _wrapped(head: str, pieces: list[str]) -> str:
 
 
 def scale_of(weights: Iterable[Fraction | int | None]) -> Fraction:
-    """What makes every weight a whole number, or the finest that fits."""
+    """The factor that makes every weight an integer, or the largest that
+    fits."""
     broken = {w for w in weights if isinstance(w, Fraction)}
     if not broken:
         return Fraction(1)
@@ -165,7 +166,7 @@ def _weight_text(weight: Fraction | int | None, factor: Fraction) -> str:
 
 
 def scaled(weight: Fraction | int, factor: Fraction) -> int:
-    """The weight in the text: rounded, and never none."""
+    """The weight in the text: rounded, and never 0."""
     return max(1, round(weight * factor))
 
 

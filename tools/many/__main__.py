@@ -1,11 +1,12 @@
 """Runs wcsp with many seeds: on all cores, on hosts or on a cluster.
 
-The best report, judged by wcsp-check, goes to standard output, a table to
-standard error; the runs stay in a folder, and a second call does what is
-missing. Status: 0 a report is printed; 1 there is none; 2 something cannot be
-read, written or understood; 3 an engine or every host is missing; 4 the folder
-was made for another model or other settings; 5 a report is printed, but seeds
-that were asked for never started.
+Prints the best report, checked by wcsp-check, to standard output, and a table to
+standard error. The runs stay in a folder, and the next call runs only missing
+seeds. Status: 0 a report was printed; 1 there is no report; 2 a file cannot be
+read or written, an argument is wrong, or the solver refuses the model; 3 GNU
+parallel, Slurm or every host is missing; 4 the folder belongs to a different
+model or to different settings; 5 a report was printed, but some of the requested
+seeds never started.
 """
 
 import _shared.begin  # first of all
@@ -29,7 +30,7 @@ from _shared.files import write_whole
 from _shared.text import escaped
 from _shared.tool import Failure, Parser, find_program, run_tool, write_error
 
-FRESH = 100000  # seeds that --restart may add
+FRESH = 100000  # limit of the seeds that --restart adds
 NEVER_STARTED = 5
 OWN = {"-inputfile": "MODEL", "-seed": "--seeds", "-time": "--each", "-target": "--target",
        "-logfile": "--no-logs", "-initsolfile": "--from-best"}
@@ -131,8 +132,8 @@ def options():
 
 
 def finish(folder, checker, most, target):
-    """Prints the best report and the table; the status. What fails on the way
-    costs neither of them."""
+    """Prints the best report and the table, and returns the status. A failure of
+    one does not lose the other."""
     failure = None
     try:
         folder.judge(checker)
@@ -188,8 +189,7 @@ def name_damage(folder, consequence):
 
 
 def missing_seeds(folder, chosen):
-    """[(seed, "best" or "-", whether it is fresh)] of the runs that are to be
-    done."""
+    """The pending runs: [(seed, "best" or "-", whether it is a new seed)]."""
     seeds = [(seed, "-", False) for seed in chosen.seeds if not folder.is_done(seed)]
     if chosen.restart:
         first = max([*chosen.seeds, *folder.records]) + 1

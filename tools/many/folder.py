@@ -1,9 +1,9 @@
-"""The folder of runs, which is the truth about them.
+"""The folder of runs, which holds their whole state.
 
-settings.json says what was asked for, .work/model is the model as it was then;
-SEED.run is the record of a run, with SEED.report and SEED.log (or SEED.log.gz)
-beside it. Each is written beside its place and renamed, the record last, so that
-a record stands for a whole run. What was lost or changed since is run again.
+settings.json holds the settings, and .work/model a copy of the model. SEED.run is
+the record of a run, next to SEED.report and SEED.log (or SEED.log.gz). Files are
+renamed into place when complete, and the record comes last, so that a record
+means a complete run. Runs with lost or changed files are repeated.
 """
 
 import contextlib
@@ -41,7 +41,7 @@ def seeds_of(text):
 
 
 def host_name():
-    """The host's name as the engine calls it, or its own."""
+    """The name that the engine uses for the host, or else the host's own name."""
     name = os.environ.get("SLURMD_NODENAME") or os.environ.get("PARALLEL_SSHHOST")
     return name if name and name != ":" else socket.gethostname()
 
@@ -54,18 +54,18 @@ class Folder:
         self.records = {}
         self.asked = []         # seeds, of all calls
         self.made_for = ""      # digest of the settings, in each record
-        self.damaged = {}       # seed: why its run is done again
-        self.restored = []      # files of the folder itself that are written anew
+        self.damaged = {}       # seed: why its run is repeated
+        self.restored = []      # files of the folder itself that are rewritten
         self.refused = {}       # seed: why wcsp-check refuses its report
-        self.best = None        # the seed of the best report judged right
+        self.best = None        # the seed of the best correct report
         self.best_report = b""
         self.unsaved = {}       # seed: a report that could not be written
         self.lock_file = None
 
-    # The lock is held by the call that runs the folder, and by no child of it.
+    # The call that runs the folder holds the lock; its children do not.
 
     def lock(self):
-        """Makes this process the only one that runs the folder."""
+        """Locks the folder, so that no other process runs it."""
         self.work.mkdir(parents=True, exist_ok=True)
         self.lock_file = open(self.work / "lock", "a+b")
         try:
@@ -79,7 +79,7 @@ class Folder:
         return True
 
     def owner(self):
-        """Who runs the folder, or None."""
+        """The process that runs the folder, or None."""
         with contextlib.suppress(FileNotFoundError), open(self.work / "lock", "rb") as file:
             try:
                 fcntl.flock(file, fcntl.LOCK_SH | fcntl.LOCK_NB)
@@ -87,16 +87,16 @@ class Folder:
                 return file.read(300).decode("utf-8", "replace") or "another call"
         return None
 
-    # What the runs are of.
+    # The model and the settings.
 
     def open(self, model, settings, with_logs):
-        """Makes the folder one for this model and these settings, or makes sure
-        that it is. The caller has the lock."""
+        """Sets the folder up for this model and these settings, or checks that it
+        belongs to them. The caller holds the lock."""
         for old in [*self.path.glob(BESIDE + "*"), *self.work.glob(BESIDE + "*")]:
             old.unlink()
         handle, copy = tempfile.mkstemp(prefix=BESIDE, dir=self.path)
         try:
-            # The copy is what runs read, whoever edits the model meanwhile.
+            # Runs read the copy, so edits to the model do not affect them.
             with os.fdopen(handle, "wb") as file, open(model, "rb") as source:
                 shutil.copyfileobj(source, file, 1 << 20)
             settings["model hash"] = hash_of(copy)
@@ -114,7 +114,7 @@ class Folder:
         self.load(settings, with_logs)
 
     def compared(self, settings):
-        """The settings that are there, which agree with these; None where there
+        """The stored settings, which must agree with the given ones; None if there
         are none."""
         try:
             there = self.settings()
@@ -155,10 +155,10 @@ class Folder:
                 self.damaged[seed] = f"{seed}.run is of another model or of other settings"
                 del self.records[seed]
             elif with_logs and (reason := damage(self.path, record)):
-                self.damaged[seed] = reason  # the report stands until a better one comes
+                self.damaged[seed] = reason  # the report stays until there is a better one
 
     def find_model(self, settings):
-        """The model as it was when the runs were made."""
+        """The copy of the model."""
         for path in (self.model, pathlib.Path(settings["model"])):
             with contextlib.suppress(FileNotFoundError):
                 if hash_of(path) == settings["model hash"]:
@@ -172,8 +172,8 @@ class Folder:
         return self.path / f"{seed}.{kind}"
 
     def is_done(self, seed):
-        """Whether a run is there that came to its own end, or to the end of its
-        time; one that was stopped, damaged or refused is run again."""
+        """Whether the run of a seed ended by itself or at its time limit. Runs that
+        were stopped, damaged or refused are repeated."""
         record = self.records.get(seed)
         return (record is not None and "hard" in record and record["ended by"] in ("", "time")
                 and seed not in self.damaged and seed not in self.refused)
@@ -183,11 +183,11 @@ class Folder:
                 if seed not in self.records and seed not in self.damaged]
 
     def accept(self, record, report, log, is_compressed):
-        """Keeps a run, if it is not worse than one of the same seed."""
+        """Saves a run, unless a better one with the same seed exists."""
         seed = record["seed"]
         before = self.records.get(seed)
         if before and all(before.get(key) == record.get(key) for key in ("session", "begin")):
-            return  # it was kept before the call that ran it was killed
+            return  # it was saved before its call was killed
         if before and "hard" in before and seed not in self.refused and (
                 "hard" not in record or rank(before) < rank(record)):
             if seed not in self.damaged:
@@ -216,15 +216,15 @@ class Folder:
             self.damaged.pop(seed, None)
             self.refused.pop(seed, None)
             if self.best == seed:
-                self.best = None  # judged anew
+                self.best = None  # checked again
 
     def reports(self):
         """The records that have a report, the best first."""
         return sorted((r for r in self.records.values() if "hard" in r), key=rank)
 
     def judge(self, checker):
-        """Finds the best report that wcsp-check finds right. Only what would
-        win is judged, so that large models are read a few times only."""
+        """Finds the best report that wcsp-check confirms. Only reports that would
+        win are checked, so that large models are read only a few times."""
         for record in self.reports():
             seed = record["seed"]
             if seed in self.refused:
@@ -248,7 +248,7 @@ class Folder:
         self.best, self.best_report = None, b""
 
     def save_best(self):
-        """Writes best.report where it is not what it should be."""
+        """Writes best.report if it is out of date."""
         if self.best is None:
             return
         path = self.path / "best.report"

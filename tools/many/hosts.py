@@ -1,4 +1,4 @@
-"""Hosts that are reached by ssh: the lines of GNU parallel's sshlogin files."""
+"""Hosts reached by ssh, in the format of GNU parallel's sshlogin files."""
 
 import concurrent.futures
 import hashlib
@@ -12,11 +12,11 @@ from _shared.tool import Failure
 
 KEEP_ALIVE = ("-o BatchMode=yes -o ConnectTimeout=5 -o ServerAliveInterval=3 "
               "-o ServerAliveCountMax=3")
-PLACE = ".cache/wcsp-many"  # below the home folder of each host
+PLACE = ".cache/wcsp-many"  # in the home folder of each host
 
 
 def ssh_command():
-    """The ssh of the user, with what notices a host that is gone."""
+    """The ssh command of the user, with options that detect lost hosts."""
     return f"{os.environ.get('PARALLEL_SSH', 'ssh')} {KEEP_ALIVE}"
 
 
@@ -24,7 +24,7 @@ class Host:
     def __init__(self, line):
         self.line = line
         slots = re.match(r"(?:@[^/]*/)?(\d+)/", line)
-        self.slots = int(slots[1]) if slots else None  # runs at once; its cores otherwise
+        self.slots = int(slots[1]) if slots else None  # parallel runs, or None
         login = re.sub(r"^(?:@[^/]*/)?(?:\d+%?/)?", "", line)
         self.name = login.split()[-1]
         if login == ":":
@@ -35,7 +35,7 @@ class Host:
             self.command = [*shlex.split(ssh_command()), login]
 
     def run(self, script, data=b"", timeout=20):
-        """Runs a script of the shell there; the output, or None if it failed."""
+        """Runs a shell script on the host; its output, or None if it failed."""
         try:
             done = subprocess.run([*self.command, script], input=data, capture_output=True,
                                   timeout=timeout)
@@ -44,14 +44,14 @@ class Host:
         return done.stdout if done.returncode == 0 else None
 
     def count_slots(self):
-        """How many runs it takes at once."""
+        """The number of parallel runs on the host."""
         if self.slots is None:
             self.slots = int((self.run("getconf _NPROCESSORS_ONLN") or b"").strip() or 1)
         return self.slots
 
     def send(self, files):
-        """Copies files {name: content or path} into the place there, unless one
-        of the same name is there: names hold hashes. False if it failed."""
+        """Copies files {name: content or path} to the host. Names contain hashes,
+        so existing names are skipped. False if it failed."""
         there = self.run(f'mkdir -p "$HOME/{PLACE}" && cd "$HOME/{PLACE}" && ls')
         if there is None:
             return False

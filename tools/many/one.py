@@ -1,8 +1,7 @@
-"""Runs the solver once, on the host where it is called, and turns whatever ends
-the run into one interrupt of the solver, so that its incumbent is kept.
-
-A stop file, the run's share of the clock, SIGINT, SIGTERM, SIGHUP, a lost
-connection and the death of the caller all mean the same.
+"""Runs the solver once on this host. Everything that ends the run early becomes one
+interrupt of the solver, so that the incumbent is kept: a stop file, the end of the
+run's share of the time, SIGINT, SIGTERM, SIGHUP, a lost connection, or the death of
+the caller.
 """
 
 import base64
@@ -29,14 +28,14 @@ from _shared.search import Search, penalty_of
 from _shared.tool import Failure
 
 SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
-AGAIN = 60  # seconds to find a lost report once the run is to end
+AGAIN = 60  # seconds to reproduce a lost report at the end of the run
 BETWEEN = 0.3, 2.0  # seconds between two runs on an idle machine, here and by ssh
 
 
 @dataclasses.dataclass
 class Job:
-    """What all runs of a call share, as a file that each host gets. Paths are
-    relative to that file's folder, or absolute."""
+    """Settings shared by all runs of a call, in a file that is copied to each host.
+    Paths are relative to the folder of that file, or absolute."""
 
     wcsp: str
     model: str
@@ -45,13 +44,13 @@ class Job:
     target: int = None
     logs: bool = True
     compress: bool = False
-    stop: str = ""           # ends the run when it exists; holds why
-    best: str = ""           # a report to start from, where the run is to
+    stop: str = ""           # a file that ends the run and contains the reason
+    best: str = ""           # a report to start from, if any
     owner: int = 0           # a process of this host whose death ends the run
     session: str = ""
-    jobs: int = 1            # runs at once
-    runs: int = 0            # that share the clock
-    deadline: float = None   # on the clock of this host; None on others
+    jobs: int = 1            # parallel runs
+    runs: int = 0            # that share the time
+    deadline: float = None   # by the clock of this host; None on others
 
     def save(self, path):
         write_whole(path, json.dumps(dataclasses.asdict(self)))
@@ -75,7 +74,7 @@ def is_alive(process):
 
 
 def command_of(job, seed, start, wall):
-    """The command line of the solver, but for its log."""
+    """The command line of the solver, except for its log."""
     command = [job.wcsp, "-inputfile", job.model, "-seed", str(seed), *job.options]
     limit = job.each if job.each is not None else wall
     if limit is not None:
@@ -86,7 +85,7 @@ def command_of(job, seed, start, wall):
 
 
 class Watch:
-    """Whether something asks for the end of the run."""
+    """Whether the run must end."""
 
     def __init__(self, job, wall, is_connected):
         self.job = job
@@ -116,14 +115,14 @@ class Watch:
 
 
 def run_prefix():
-    """How the folders of runs on this host begin: on a file system that hosts
-    share, a lock may hold on one host alone."""
+    """The prefix of temporary folders on this host. It contains the host, because
+    locks on a shared file system may apply to one host only."""
     return f"run-{re.sub(r'[^A-Za-z0-9.-]', '_', host_name())}-"
 
 
 def run_one(job, seed, wall=None, is_connected=False, start=None):
-    """The record, the output and the log of one run. wall: seconds that are
-    left for it on the clock."""
+    """The record, the output and the log of one run. wall: its wall-clock time in
+    seconds."""
     begin = time.time()
     record = {"seed": seed, "host": host_name(), "session": job.session, "begin": begin,
               "from": "best" if start else ""}
@@ -155,14 +154,14 @@ def run_one(job, seed, wall=None, is_connected=False, start=None):
 
 
 def packed(record, report=b"", log=b""):
-    """One line that holds a run."""
+    """A run as one line of text."""
     parts = [json.dumps(record).encode(), report, log]
     return base64.b64encode(zlib.compress(b"".join(
         len(part).to_bytes(8, "big") + part for part in parts), 1)) + b"\n"
 
 
 def unpacked(line):
-    """The record, report and log of a line; ValueError for another line."""
+    """The record, report and log in a line; ValueError for other lines."""
     try:
         data = zlib.decompress(base64.b64decode(line, validate=True))
     except zlib.error as error:
@@ -177,8 +176,8 @@ def unpacked(line):
 
 
 def share_of(job, left, number):
-    """The seconds of this run. On a busy machine the next one starts later: as
-    this one did."""
+    """The seconds of this run. On a busy machine, the next run is assumed to start
+    as late as this one did."""
     here, by_ssh = BETWEEN
     between = by_ssh
     if job.deadline is not None:
@@ -189,14 +188,14 @@ def share_of(job, left, number):
 
 
 def run_for_engine(arguments):
-    """What an engine starts: JOB SEED LEFT NUMBER START. LEFT are the seconds
-    that are left on the clock, NUMBER counts the runs of the call. Prints the
-    run as one line and ends with 0 whenever the solver ran."""
+    """The command that an engine starts: JOB SEED LEFT NUMBER START. LEFT is the
+    remaining wall-clock time in seconds; NUMBER counts the runs of the call. Prints
+    the run as one line and returns 0 if the solver ran."""
     path, seed, left, number, start = arguments
     job = Job.load(path)
     wall = None if left == "-" else share_of(job, float(left), int(number))
     if wall is not None and wall <= 0 or job.stop and os.path.exists(job.stop):
-        return 0  # its time was over before it began
+        return 0  # its time was over before it started
     from_best = job.best if start == "best" and os.path.exists(job.best) else None
     try:
         line, status = packed(*run_one(job, int(seed), wall, True, from_best)), 0

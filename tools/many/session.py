@@ -1,5 +1,4 @@
-"""One call: hands the seeds that are missing to GNU parallel and collects what
-comes back."""
+"""One call: passes the missing seeds to GNU parallel and collects the runs."""
 
 import contextlib
 import json
@@ -23,9 +22,9 @@ from _shared.scratch import sweep
 from _shared.search import child_command
 from _shared.tool import Failure, write_error
 
-GRACE = 90          # seconds for runs to end once they are told to
-REFUSED = 0, 2, 3, 4, 5, 126, 127  # of the solver: the next run would fare the same
-MARK = "WCSP_MANY_FOLDER"  # in the environment of what works for a folder, here
+GRACE = 90          # seconds for runs to end after the request
+REFUSED = 0, 2, 3, 4, 5, 126, 127  # of the solver: the next run would fail the same way
+MARK = "WCSP_MANY_FOLDER"  # in the environment of all processes of a folder on this host
 
 
 class Session:
@@ -46,7 +45,7 @@ class Session:
         self.shown = 0.0
         self.pushed = None
 
-    # What the runs need, here or on each host.
+    # Files that the runs need, here or on each host.
 
     def job(self, count):
         c = self.chosen
@@ -55,8 +54,8 @@ class Session:
                    runs=count, stop=f"stop-{self.identity}")
 
     def prepare_here(self, job):
-        """The runs work in the folder itself; the command names relative paths,
-        so that nothing in a path meets the shell."""
+        """The runs work in the folder itself. The command contains relative paths
+        only, so that the shell never sees special characters."""
         job.best, job.owner = "../best.report", os.getpid()
         job.deadline = self.deadline
         job.save(self.work / "job.json")
@@ -103,7 +102,7 @@ class Session:
         job = self.job(sum(not is_fresh for _, _, is_fresh in seeds))
         prepare = self.prepare_hosts if self.chosen.hosts else self.prepare_here
         engine, command = prepare(job)
-        # Taken here, when a run starts: the clocks of hosts differ.
+        # Computed here when a run starts, because the clocks of hosts differ.
         left = ("-" if self.deadline is None
                 else "{=1 $_ = sprintf('%.1f', " + f"{self.deadline:.1f}" + " - time()) =}")
         (self.work / "incoming").write_bytes(b"")
@@ -112,8 +111,8 @@ class Session:
                 open(self.work / "seeds", "w+", encoding="ascii") as given:
             given.write("".join(f"{seed} {start}\n" for seed, start, _ in seeds))
             given.seek(0)
-            # A session of its own: an interrupt at the terminal is for this tool
-            # alone. HUP lets the engine start nothing new once this tool is dead.
+            # A separate session, so that an interrupt at the terminal reaches only this
+            # tool. If this tool dies, SIGHUP stops the engine from starting new runs.
             self.parallel = subprocess.Popen(
                 child_command([program, "--will-cite", "--plain", "--retries",
                                str(self.chosen.retries), "--colsep", " ", *engine,
@@ -122,8 +121,8 @@ class Session:
                 start_new_session=True, env=os.environ | {MARK: mark_of(self.work)})
 
     def collect(self):
-        """Takes the whole lines that have come. What cannot be kept ends the
-        call, but what is there counts."""
+        """Saves the runs in complete lines. A run that cannot be saved ends the
+        call, but its result still counts."""
         try:
             with open(self.work / "incoming", "rb") as file:
                 file.seek(self.read)
@@ -179,7 +178,7 @@ class Session:
                 self.folder.best_report))
 
     def stop(self, why):
-        """Nothing new starts, and what runs is interrupted."""
+        """Starts no more runs and interrupts the running ones."""
         if self.stopping:
             return
         self.stopping, self.stop_time = why, time.monotonic()
@@ -209,8 +208,8 @@ class Session:
             write_error("\r\033[K" + state_line(self.folder, state))
 
     def run(self, seeds):
-        """Until the engine has ended; signals, the deadline, the target and a
-        failure end it early. seeds: (seed, "best" or "-", whether it is fresh)."""
+        """Waits for the engine to end. Signals, the deadline, the target and a failure
+        end it early. seeds: (seed, "best" or "-", whether it is a new seed)."""
         asked = []
         for number in SIGNALS:
             if signal.getsignal(number) != signal.SIG_IGN:
@@ -234,8 +233,8 @@ class Session:
         self.clean()
 
     def clean(self):
-        # An engine that ends while it counts the processes it may start leaves
-        # them; until it is waited for, no other group can have its number.
+        # An engine that dies while it counts the possible processes leaves them
+        # behind. Until it is waited for, no other group can have its number.
         with contextlib.suppress(ProcessLookupError):
             os.killpg(self.parallel.pid, signal.SIGKILL)
         status = self.parallel.wait()
@@ -254,7 +253,7 @@ class Session:
 
 
 def has_ended(process):
-    """Whether a child has ended; it is still to be waited for."""
+    """Whether a child has ended, without reaping it."""
     return os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOHANG | os.WNOWAIT) is not None
 
 
@@ -270,7 +269,7 @@ def tell(line):
 
 
 def state_line(folder, state):
-    """What is going on, in one line."""
+    """The current state in one line."""
     parts = [f"{state['finished']} runs done"]
     if state["running"] is not None:
         parts.append(f"{state['running']} running")
@@ -283,7 +282,7 @@ def state_line(folder, state):
 
 
 def read_state(folder):
-    """The last state that a call has left, or that of none."""
+    """The last state saved by a call, or an empty one."""
     with contextlib.suppress(OSError, ValueError):
         state = read_json(folder.work / "state.json")
         if isinstance(state.get("finished"), int) and "running" in state and isinstance(
@@ -292,8 +291,8 @@ def read_state(folder):
     return {"finished": 0, "running": 0, "deadline": None}
 
 
-# What works for a folder on this host: engines, runs, solvers. All have the mark
-# of the folder in their environment.
+# The processes of a folder on this host: engines, runs and solvers. All have the
+# mark of the folder in their environment.
 
 def mark_of(work):
     there = os.stat(work)
@@ -301,7 +300,7 @@ def mark_of(work):
 
 
 def workers(work):
-    """Their processes."""
+    """The process ids."""
     try:
         wanted = f"{MARK}={mark_of(work)}".encode()
     except OSError:
@@ -313,8 +312,8 @@ def workers(work):
 
 
 def end_workers(work, patience):
-    """Waits for them, and kills those that are left. One whose group has lost
-    its leader is a remainder of an engine and is killed at once."""
+    """Waits for the processes, and kills those that remain. A process whose group has
+    lost its leader is left over from an engine and is killed at once."""
     end = time.monotonic() + patience
     while processes := list(workers(work)):
         for process in processes:
@@ -326,7 +325,7 @@ def end_workers(work, patience):
 
 
 def put_away(work):
-    """Removes what a call needs only while it runs."""
+    """Removes the files that a call needs only while it runs."""
     for old in [*work.glob("stop*"), work / "state.json", work / "incoming"]:
         with contextlib.suppress(OSError):
             old.unlink()
@@ -334,9 +333,9 @@ def put_away(work):
 
 
 def take_over(folder):
-    """The lock of the folder; refuses where a call has it, and waits for the
-    runs of one that was killed to end."""
-    for _ in range(10):  # a look at the state holds it for a moment
+    """Locks the folder. Fails if another call holds the lock, and waits for the runs of
+    a killed call to end."""
+    for _ in range(10):  # --status holds it for a moment
         if folder.lock():
             break
         time.sleep(0.05)
@@ -349,7 +348,7 @@ def take_over(folder):
 
 
 def drain(folder, is_compressed):
-    """What the runs of a killed call have left."""
+    """Collects the results that the runs of a killed call left behind."""
     with contextlib.suppress(FileNotFoundError):
         for line in (folder.work / "incoming").read_bytes().split(b"\n")[:-1]:
             try:

@@ -1,4 +1,4 @@
-"""The same runs as a job array of Slurm, on a file system that all nodes share."""
+"""Runs as a job array of Slurm, on a file system shared by all nodes."""
 
 import os
 import pathlib
@@ -30,7 +30,7 @@ SCRIPT = """#!/bin/sh
 
 
 def write_job(folder, job, seeds, chosen):
-    """Writes the script of the job array and prints or runs its command."""
+    """Writes the script of the job array, and prints or runs the command to submit it."""
     if chosen.time is None:
         raise Failure("--slurm needs --time, the limit of each task")
     if chosen.time < LEAST:
@@ -64,15 +64,15 @@ def write_job(folder, job, seeds, chosen):
 
 
 def run_task(arguments):
-    """A task of the array: goes on from the incumbent that an earlier try of
-    the same seed has left, and leaves its own, whatever ends it."""
+    """A task of the array. It continues from the incumbent of an earlier attempt with
+    the same seed, and saves its own incumbent however it ends."""
     path, seed = arguments
     job, seed = Job.load(path), int(seed)
     work = pathlib.Path(path).parent
     os.chdir(work)
     folder = Folder(work.parent)
     folder.load(folder.settings(), job.logs, f"{seed}.run")
-    # A task that Slurm has lost may have ended all the same.
+    # A task that Slurm lost may still have ended normally.
     if folder.is_done(seed) and not folder.records[seed]["ended by"]:
         return 0
     before = folder.records.get(seed)

@@ -1,4 +1,4 @@
-"""What the runs of a folder tell together."""
+"""The table that summarises the runs of a folder."""
 
 import random
 
@@ -12,8 +12,8 @@ def penalty(record):
 
 
 def estimates(records, best, most):
-    """[(runs at once, seconds)]: the mean time until one of them meets the best
-    penalty, by drawing runs from those seen, each followed by another."""
+    """[(parallel runs, seconds)]: the mean time until one of them reaches the best
+    penalty, estimated by resampling sequences of the recorded runs."""
     drawn = [(r["time to best"] if (r["hard"], r["soft"]) == best else None,
               max(r.get("cpu", 0), 0.01)) for r in records]
     if all(met is None for met, _ in drawn):
@@ -40,7 +40,7 @@ def estimates(records, best, most):
 
 
 def table(folder, most):
-    """The lines of the table. most: the greatest number of runs at once."""
+    """The lines of the table. most: the greatest number of parallel runs."""
     records = [r for r in folder.reports() if r["seed"] not in folder.refused]
     failed = [r for r in folder.records.values() if "hard" not in r]
     lines = [f"{len(folder.records)} runs: {len(records)} with a report, {len(failed)} failed"]

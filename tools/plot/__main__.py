@@ -97,15 +97,15 @@ def cells(numbers, target):
 
 
 def points_of(named):
-    """The rows of the CSV. Every log is begun before the first row is written, so
-    that a file without a log leaves no half of a table."""
+    """The rows of the CSV. The start of every log is read before the first row is
+    written, so that a file without a log does not leave half a table."""
     begun = []
     for name, path in ((name, path) for name, paths in named for path in paths):
         points = read_points(path)
         first = next(points, None)
         if first is None:
             raise no_log(path)
-        # What can be read only once stays open; of files there may be many.
+        # Pipes stay open, because they can be read only once; there may be too many files.
         begun.append((name, path, read_points(path) if os.path.isfile(path)
                       else itertools.chain([first], points)))
     yield "group", "log", "kind", "time", "iteration", "hard", "soft"

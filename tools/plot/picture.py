@@ -11,7 +11,7 @@ MAX_DRAWN = 1500  # points of one line; more are not seen
 
 
 def quoted(text):
-    """A text for gnuplot, which fails at two quotes side by side in a string."""
+    """A quoted text for gnuplot, which fails on two adjacent quotes in a string."""
     return "'" + escaped(text).replace("'", """'."'".'""") + "'"
 
 
@@ -20,8 +20,8 @@ def number(value):
 
 
 class Axis:
-    """A scale for values from 0: linear, or logarithmic where they span two
-    decades, with a place of its own for 0 below the least."""
+    """A scale for values from 0: linear, or logarithmic if they span two orders of
+    magnitude, with a separate position for 0 below the minimum."""
 
     def __init__(self, values, always_linear=False):
         values = [v for v in values if v is not None and v < INFINITY]
@@ -98,8 +98,8 @@ class Picture:
         return plots + self.marks(log)
 
     def marks(self, log):
-        """Run ends as ticks at the foot, the ends of phases longer, dead ends
-        and kicks as two forms above them."""
+        """Ticks at the bottom for the ends of runs, longer ones for the ends of phases,
+        and two symbols above them for dead ends and kicks."""
         kinds = [("run ends", log.runs, "pt 2 ps 0.5", 0.03),
                  ("phase ends", log.phases, "pt 9 ps 0.9", 0.03),
                  ("dead ends", log.dead_ends, "pt 6 ps 0.7", 0.07),
@@ -147,12 +147,12 @@ class Picture:
                        "set y2range [0:1]", "plot " + ", \\\n  ".join(plots)]
 
     def run_ends(self):
-        """Of runs and phases, in order of their iterations."""
+        """The ends of runs and phases, ordered by iteration."""
         log = self.logs[0]
         return sorted(log.runs.points + log.phases.points, key=lambda end: end[1])
 
     def length_panel(self):
-        """How long runs were, by the lines of their ends."""
+        """The lengths of the runs."""
         runs = self.run_ends()
         values = Axis([run[2] for run in runs])
         data = self.block([[self.places.at(run[self.axis]), values.at(run[2])] for run in runs])
@@ -179,8 +179,7 @@ class Picture:
         self.lines.append("plot " + ", \\\n  ".join(plots))
 
     def commands(self, terminal, output):
-        """All commands; the picture goes to a file, or as text to standard
-        output where there is none."""
+        """All commands. The picture goes to a file, or as text to standard output."""
         is_feasible = any(log.best[0] == 0 for log in self.logs)
         was_hard = any(value > 0 for log in self.logs
                        for _, value in steps_of(log, self.axis, "hard")[1:])

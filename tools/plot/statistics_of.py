@@ -23,8 +23,8 @@ def steps_of(log, axis, penalty):
 
 
 def bands(curves):
-    """[(place, first quartile, median, third quartile)] of step curves, at each
-    place where one of them steps and all have begun."""
+    """[(place, first quartile, median, third quartile)] of step curves, at each step
+    of one of them after all have begun."""
     begin = max(curve[0][0] for curve in curves)
     events = sorted((place, i, value) for i, curve in enumerate(curves)
                     for place, value in curve)

@@ -39,10 +39,10 @@ def encodable(text):
 
 
 def judged(checker, model, report, is_wrong_shown):
-    """What wcsp-check says of a report, which holds a whole assignment."""
+    """The output of wcsp-check for a report with a complete assignment."""
     done = subprocess.run([checker, "--json", "--", model, report], capture_output=True,
                           stdin=sys.stdin,
-                          close_fds=False)  # the shell's <(...) is a descriptor
+                          close_fds=False)  # <(...) of the shell
     try:
         result = with_texts(readable, json.loads(done.stdout))
     except ValueError:
@@ -64,8 +64,8 @@ def judged(checker, model, report, is_wrong_shown):
 
 
 def read_names(path):
-    """What is shown in place of the words of a model, as the Python package
-    writes it: {"variables": {word: [text or parts, domain]}, "domains": [texts],
+    """The names to show instead of the words of a model, as the Python package writes
+    them: {"variables": {word: [text or parts, domain]}, "domains": [texts],
     "constraints": {word: text}}."""
     try:
         names = with_texts(encodable, json.loads(pathlib.Path(path).read_text("utf-8")))
@@ -116,7 +116,7 @@ def with_values(result):
 
 
 def by_value(grid, values):
-    """Lines for each value: who has it in which column."""
+    """Rows by value: the variables with that value in each column."""
     taken = {}
     for row in grid.rows:
         for column, name in grid.names[row].items():
@@ -150,7 +150,7 @@ def csv_rows(result, grids, rest, chosen):
 
 
 def changes(result, other):
-    """What is new since another report: variables, and constraints."""
+    """The changes since another report, in variables and constraints."""
     now = {c["name"]: c["violation"] for c in result["violated"]}
     before = {c["name"]: c["violation"] for c in other["violated"]}
     return {
@@ -222,7 +222,7 @@ def options():
 
 
 def chosen_grids(chosen, result, parts):
-    """The grids as the options want them, and the names in none."""
+    """The grids that the options select, and the names outside them."""
     try:
         pattern = re.compile(chosen.split) if chosen.split else None
     except re.error as error:

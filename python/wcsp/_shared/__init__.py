@@ -1,2 +1,2 @@
-"""What the package and the tools in Python both do. Imports nothing of the
-package: the build packs this folder into each tool."""
+"""Code shared by the package and the tools in Python. It imports nothing from
+the package, because the build packs this folder into each tool."""

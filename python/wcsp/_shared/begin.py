@@ -1,6 +1,5 @@
-"""Imported before all else by a tool. Its first line blocks SIGINT; an
-interrupt that comes until run_tool() catches it ends the tool without a
-traceback."""
+"""Each tool imports this module first. Its first line blocks SIGINT. An
+interrupt before run_tool() then ends the tool without a traceback."""
 
 import signal
 

@@ -1,4 +1,4 @@
-"""Writes files so that nobody meets half of one."""
+"""Writes files atomically."""
 
 from __future__ import annotations
 
@@ -14,27 +14,27 @@ from typing import BinaryIO
 Content = bytes | str | Iterable[str]
 Place = str | os.PathLike[str]
 
-#: How the name of a file begins that is not yet at its place.
+#: Prefix of temporary file names.
 BESIDE = ".wcsp-"
 
-# Files beside their places. A signal can end a block before it has begun, so
-# whoever ends the process for one removes what is left.
+# Temporary files. A signal can end a `with` block before its body runs, so the
+# code that ends the process removes what is left.
 _unfinished: set[str] = set()
 
 
 def remove_unfinished() -> None:
-    """Removes the files that have not come to their places."""
+    """Removes the temporary files that have not been renamed."""
     while _unfinished:
         with contextlib.suppress(OSError):
             os.unlink(_unfinished.pop())
 
 
 class WholeFile:
-    """A file that is written beside its place, under a name that nobody can
-    guess, and renamed at the end of `with`; opened at once, so that what
-    cannot be written shows before there is anything to lose. Links are
-    followed, owner and mode are kept, and what is no plain file (a device, a
-    pipe) is written as it is. An OSError names the path."""
+    """A temporary file with an unpredictable name in the folder of `path`,
+    renamed to it at the end of `with`. It is opened at once, so that errors
+    show before there is anything to lose. Links are followed; owner and mode
+    are kept; devices and pipes are written directly. An OSError names the
+    path."""
 
     def __init__(self, path: Place) -> None:
         self._name = os.fspath(path)
@@ -101,7 +101,7 @@ class WholeFile:
 
 
 def write_whole(path: Place | None, content: Content) -> None:
-    """Writes a file as WholeFile does; standard output where the path is
+    """Writes a file as WholeFile does, or standard output if the path is
     None."""
     if path is None:
         _write(sys.stdout.buffer, content)

@@ -1,6 +1,6 @@
-"""Reads search logs of the solver, as they stand in a log file or before a
-report. A log is read as a stream, and of its many lines a sample is kept, so
-that a log of any size takes seconds and little memory."""
+"""Reads search logs of the solver, from a log file or before a report. A log
+is read as a stream and only a sample of its lines is kept, so that a log of
+any size takes seconds and little memory."""
 
 from __future__ import annotations
 
@@ -48,13 +48,12 @@ _ITERATIONS = re.compile(r"# iteration = (\d+)/(\d+)")
 
 # More points of one kind than a picture can show.
 _SAMPLE = 4096
-# A line of a log is shorter. What is longer is read in pieces.
+# Longer than any line of a log. Longer lines are read in pieces.
 _LONGEST = 4096
 
 
 class Improvement(NamedTuple):
-    """An assignment that is better than all before it, in one search. Times
-    are CPU seconds."""
+    """A new best assignment in one search. Times are CPU seconds."""
 
     time: float
     iteration: int
@@ -63,8 +62,8 @@ class Improvement(NamedTuple):
 
 
 class Sample(Generic[T]):
-    """The first of the points that come and others at even distances. Where
-    they get too many, every second one is dropped."""
+    """The first of the points and others at even distances. If there are too
+    many, every second one is dropped."""
 
     def __init__(self) -> None:
         self.points: list[T] = []
@@ -88,8 +87,8 @@ class Sample(Generic[T]):
 
 @dataclasses.dataclass
 class Log:
-    """What a log says, each list in the order of its lines. is_complete means
-    that the three lines of the end are there."""
+    """The content of a log, each list in the order of its lines. is_complete
+    means that the log has its three closing lines."""
 
     name: str
     improved: list[Improvement] = dataclasses.field(default_factory=list)
@@ -119,8 +118,8 @@ class Log:
         return last.hard, last.soft
 
     def reached(self, target: int, axis: int = 0) -> float | None:
-        """The time, or the iteration where axis is 1, at which a soft penalty
-        was met without a hard one, or None."""
+        """The time (axis 0) or iteration (axis 1) at which the penalty
+        0/`soft` was reached, or None."""
         return next(
             (
                 point[axis]
@@ -131,9 +130,9 @@ class Log:
         )
 
     def add_lines(self, lines: Iterable[str]) -> None:
-        """Takes the lines of a log; those of other kinds say nothing."""
-        # Nearly all lines are progress, of which most are only looked at; the
-        # last one before another line says how far the search is.
+        """Parses the lines of a log; other lines are ignored."""
+        # Nearly all lines are progress lines, and most are skipped. The last
+        # one before another line gives the state of the search.
         last = None
         for line in lines:
             if found := _PROGRESS.match(line):
@@ -185,7 +184,7 @@ def _progress(found: re.Match[str]) -> Improvement:
 
 
 def improvement(line: str) -> Improvement | None:
-    """What a line says of a better assignment."""
+    """The better assignment that a line reports."""
     found = _IMPROVED.fullmatch(line)
     if not found:
         return None
@@ -194,7 +193,7 @@ def improvement(line: str) -> Improvement | None:
 
 
 def read_improvements(log: str) -> list[Improvement]:
-    """The better and better assignments of a log."""
+    """The improvements of a log."""
     return [point for point in map(improvement, log.split("\n")) if point]
 
 
@@ -218,9 +217,9 @@ def read_points(
 
 
 def log_lines(path: str | os.PathLike[str]) -> Iterator[str]:
-    """The lines of a file, of a file packed by gzip, or of standard input
-    ("-"), without their ends. What follows the log, as the report does on
-    standard output, is left out."""
+    """The lines of a plain or gzipped file, or of standard input ("-"),
+    without line ends. Text after the log, such as the report on standard
+    output, is left out."""
     if path == "-":
         yield from _lines_of(sys.stdin.buffer)
         return

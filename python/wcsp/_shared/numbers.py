@@ -17,9 +17,9 @@ def quantile(ordered: Sequence[T], share: float) -> T:
 def share_of_clock(
     left: float, jobs: int, runs_left: int, between: float = 0.0
 ) -> float:
-    """Seconds for a run that starts now, so that each of the runs that have
-    not started, itself included, gets a turn in the time that is left. Some
-    seconds may pass between two, which come off up to half of a share."""
+    """Seconds for a run that starts now, so that every run that has not
+    started, this one included, gets a share of the remaining time. The time
+    between two runs is subtracted, up to half of a share."""
     if runs_left <= jobs:
         return left
     share = left * jobs / runs_left

@@ -12,8 +12,8 @@ Place = str | os.PathLike[str]
 def find_program(
     name: str, given: Place | None = None, beside: Iterable[Place] = ()
 ) -> str | None:
-    """The absolute path of a program: the one given, as a path or a name on
-    PATH; else one in the folders `beside`; else one on PATH."""
+    """The absolute path of a program: the given one, as a path or a name on
+    PATH; otherwise one in the folders `beside`; otherwise one on PATH."""
     if given:
         places = [os.path.abspath(given), os.fspath(given)]
     else:

@@ -32,7 +32,7 @@ def digest(data: bytes) -> str:
 
 
 def read_json(path: Path) -> dict[str, Any]:
-    """The object in a file; ValueError for anything else that is there."""
+    """The JSON object in a file; ValueError for any other content."""
     try:
         found = json.loads(path.read_bytes())
     except (ValueError, RecursionError):
@@ -43,7 +43,7 @@ def read_json(path: Path) -> dict[str, Any]:
 
 
 def read_record(path: Path) -> Record:
-    """The record in a file; ValueError with a reason where there is none."""
+    """The record in a file; ValueError with a reason if it is not valid."""
     record = read_json(path)
     for name, kind in (_NEEDED | _OTHERS).items():
         if name not in record:
@@ -61,7 +61,7 @@ def read_record(path: Path) -> Record:
 
 
 def damage(folder: Path, record: Record, with_logs: bool = True) -> str:
-    """What has happened to the files of a run since it was kept, or ""."""
+    """What has changed in the files of a run since it was saved, or ""."""
     name = f"{record['seed']}.report"
     try:
         for name, kept in record.get("files", {}).items():
@@ -83,7 +83,7 @@ def damage(folder: Path, record: Record, with_logs: bool = True) -> str:
 def read_runs(
     folder: Path, with_logs: bool = True, names: str = "*.run"
 ) -> tuple[dict[int, Record], dict[int, str]]:
-    """The whole runs, and the reasons why others are not whole, by seed."""
+    """The intact runs, and the reasons why others are damaged, by seed."""
     records: dict[int, Record] = {}
     others: dict[int, str] = {}
     for path in sorted(folder.glob(names)):

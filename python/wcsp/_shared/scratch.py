@@ -1,5 +1,5 @@
-"""Folders for the time of a call, which a later call removes where the one
-that made them was killed."""
+"""Temporary folders of a call. If the call is killed, a later call removes
+them."""
 
 from __future__ import annotations
 
@@ -16,16 +16,16 @@ from pathlib import Path
 def scratch(
     prefix: str, place: str | os.PathLike[str] | None = None
 ) -> Iterator[Path]:
-    """A new folder with a lock, removed at the end; first those with this
-    prefix are removed whose lock nobody holds."""
+    """A new locked folder, removed at the end. Unlocked folders with this
+    prefix are removed first."""
     parent = Path(place if place is not None else tempfile.gettempdir())
     sweep(parent, prefix)
     while True:
         path = Path(tempfile.mkdtemp(prefix=prefix, dir=parent))
-        # Another call may take it for a dead one until it has its lock.
+        # Another call may remove the folder until it is locked.
         with contextlib.suppress(FileNotFoundError):
             lock = os.open(path, os.O_RDONLY)
-            with contextlib.suppress(OSError):  # some have no locks of folders
+            with contextlib.suppress(OSError):  # not every file system can
                 fcntl.flock(lock, fcntl.LOCK_EX)
             if path.exists():
                 break
@@ -38,7 +38,7 @@ def scratch(
 
 
 def sweep(parent: Path, prefix: str) -> None:
-    """Removes folders of this user that belong to nobody any more."""
+    """Removes folders of this user that no process holds any more."""
     with contextlib.suppress(OSError):
         for path in parent.glob(f"{prefix}*"):
             with contextlib.suppress(OSError):

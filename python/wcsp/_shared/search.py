@@ -1,8 +1,8 @@
 """Runs the solver on one seed, as a child that ends with its parent.
 
-An interrupt costs no result: it is sent when the search has started and is
-not over, since only then a report follows it. A search that has lost its
-report all the same is run again to its best: equal seeds go the same way.
+An interrupt loses no result: it is sent only while the search runs, because
+only then a report follows. If the report is lost all the same, the search is
+repeated up to its best assignment, which the same seed reaches again.
 """
 
 from __future__ import annotations
@@ -20,19 +20,19 @@ from .log import Improvement, improvement
 
 _START = b"# start tabu search\n"
 _END = b"\n# penalty = "
-_TAIL = 200  # bytes that hold the lines of the end
+_TAIL = 200  # bytes that contain the closing lines
 _PENALTY = re.compile(rb"^penalty: (\d+)/(\d+) \(hard/soft\)$", re.M)
 _POLL = 0.05
-# Signals that reach a whole group are for the parent, which sends its own
-# interrupt. A parent may have died before the child is bound to it.
+# The child ignores signals to the whole group, because the parent sends its
+# own interrupt. The parent may have died before the child is bound to it.
 _DEAF = 'trap "" TERM HUP; '
 _GUARD = '[ "$PPID" = "$0" ] && exec "$@"'
 
 
 def child_command(command: list[str], at_death: str = "KILL") -> list[str]:
-    """The command as a child that gets a signal when the thread that starts
-    it ends, whatever ends that. Nothing runs between fork and exec. One that
-    is to be killed then is deaf to TERM and HUP."""
+    """The command as a child that gets a signal when the thread that started
+    it ends for any reason. No Python code runs between fork and exec. If the
+    signal is SIGKILL, the child ignores SIGTERM and SIGHUP."""
     guard = (_DEAF if at_death == "KILL" else "") + _GUARD
     guarded = ["sh", "-c", guard, str(os.getpid()), *command]
     setpriv = shutil.which("setpriv")
@@ -46,7 +46,7 @@ def penalty_of(report: bytes) -> tuple[int, int] | None:
 
 
 class Search:
-    """The solver on its way with one seed."""
+    """A running solver with one seed."""
 
     def __init__(self, command: list[str], output: Path, log: Path) -> None:
         self.output, self.log = output, log
@@ -65,7 +65,8 @@ class Search:
             )
 
     def improvements(self) -> list[Improvement]:
-        """Those since the last call, from whole lines of the log."""
+        """The improvements since the last call, from whole lines of the
+        log."""
         with contextlib.suppress(FileNotFoundError), open(
             self.log, "rb"
         ) as file:
@@ -80,7 +81,7 @@ class Search:
         return []
 
     def is_searching(self) -> bool:
-        """Whether the search has started and is not over."""
+        """Whether the search has started and has not ended."""
         with contextlib.suppress(OSError), open(self.log, "rb") as file:
             if _START not in file.read(1 << 16):
                 return False
@@ -89,15 +90,15 @@ class Search:
         return False
 
     def interrupt(self) -> None:
-        """Asks for the report; before the search there is none yet, and after
-        its end it is about to come."""
+        """Requests the report. Does nothing before the search, when there is
+        no report, and after it, when the report follows anyway."""
         if not self.is_interrupted and self.is_searching():
             self.is_interrupted = True
             self.process.send_signal(signal.SIGINT)
 
     def wait(self, must_end: Callable[[], bool]) -> int:
-        """Until the solver has ended, interrupted where it must. Its status
-        as a shell shows it."""
+        """Waits until the solver has ended and interrupts it if necessary.
+        Returns its status as a shell shows it."""
         while True:
             with contextlib.suppress(subprocess.TimeoutExpired):
                 status = self.process.wait(_POLL)

@@ -1,5 +1,4 @@
-"""Texts as they are shown, and lists of numbers and tables as they are
-written."""
+"""Formats texts, lists of numbers and tables for output."""
 
 from __future__ import annotations
 
@@ -12,8 +11,8 @@ _ESCAPES = re.compile(r"(?:\\x[0-9a-f]{2})+|\\\\")
 
 
 def escaped(text: object) -> str:
-    """A text without control characters, which would act on a terminal: these
-    and bytes that are not UTF-8 become \\xHH, as in wcsp-check."""
+    """A text that is safe on a terminal: control characters and bytes that
+    are not UTF-8 become \\xHH, as in wcsp-check."""
     return "".join(
         (
             c
@@ -32,7 +31,7 @@ def _surrogates(code: int) -> str:
 
 
 def readable(text: str) -> str:
-    """A text of wcsp-check without its escapes, where its bytes are UTF-8."""
+    """A text of wcsp-check without its escapes, if its bytes are UTF-8."""
 
     def unescaped(found: re.Match[str]) -> str:
         if found[0] == "\\\\":
@@ -60,8 +59,8 @@ def spans(numbers: Iterable[int], between: str = ",") -> str:
 def csv_text(
     rows: Iterable[Iterable[object]], is_safe: bool = False
 ) -> Iterator[str]:
-    """Rows as CSV, in pieces. Where it is to be safe, an apostrophe stands
-    before each text that a spreadsheet would take for a formula."""
+    """Rows as CSV, in pieces. If `safe`, an apostrophe precedes each text
+    that a spreadsheet would read as a formula."""
 
     def safe(cell: object) -> object:
         is_formula = isinstance(cell, str) and cell.startswith(tuple("=+-@"))

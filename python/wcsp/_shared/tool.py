@@ -1,4 +1,4 @@
-"""What a tool does with messages, and with whatever goes wrong outside it."""
+"""How a tool prints messages and handles failures of its environment."""
 
 from __future__ import annotations
 
@@ -16,7 +16,7 @@ from . import files, programs
 from .text import escaped
 
 _SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
-# What fills a descriptor that is closed.
+# Flags that open a placeholder for a closed descriptor.
 _STANDARD = (
     ("stdin", "r", os.O_WRONLY),
     ("stdout", "w", os.O_RDONLY),
@@ -33,7 +33,7 @@ class Failure(Exception):
 
 
 class Signalled(KeyboardInterrupt):
-    """A signal that is to end the tool once its files are put away."""
+    """A signal that ends the tool after its files are cleaned up."""
 
     def __init__(self, number: int) -> None:
         super().__init__()
@@ -41,8 +41,8 @@ class Signalled(KeyboardInterrupt):
 
 
 class Parser(argparse.ArgumentParser):
-    """A parser whose messages show arguments without control characters, and
-    whose help is not lost in silence."""
+    """A parser that escapes control characters in its messages and reports
+    an error if its help cannot be written."""
 
     def error(self, message: str) -> NoReturn:
         super().error(escaped(message))
@@ -60,15 +60,15 @@ def tell(name: str, message: object) -> None:
 
 
 def write_error(text: str) -> None:
-    """Writes to standard error; a reader that is gone costs the text alone."""
+    """Writes to standard error; if nobody reads it, only the text is lost."""
     with contextlib.suppress(OSError):
         sys.stderr.write(text)
         sys.stderr.flush()
 
 
 def find_program(name: str, given: str | None = None) -> str:
-    """The path of a program: the one given, one beside the tool, or one on
-    PATH."""
+    """The path of a program: the given one, one in the tool's folder, or one
+    on PATH."""
     beside = os.path.dirname(os.path.realpath(sys.argv[0]))
     found = programs.find_program(name, given, [beside])
     if found is None:
@@ -80,8 +80,8 @@ def find_program(name: str, given: str | None = None) -> str:
 
 
 def run_tool(name: str, main: Callable[[], int | None]) -> NoReturn:
-    """Calls main() and ends the process: with its status, by the signal that
-    has come, or with a message and status 2 for what went wrong outside."""
+    """Calls main() and ends the process: with its status, by the received
+    signal, or with a message and status 2 if the environment failed."""
     status = 0
     try:
         _fill_descriptors()
@@ -91,7 +91,7 @@ def run_tool(name: str, main: Callable[[], int | None]) -> NoReturn:
         status = _status_of(name, main) or _status_of(name, _flush)
     except Signalled as signalled:
         _end_by(signalled.number)
-    # Nothing is left to do, and buffers that cannot be written stay so.
+    # Nothing is left to do, and flushing the buffers could only fail again.
     os._exit(status)
 
 
@@ -126,7 +126,7 @@ def _flush() -> None:
 
 
 def _take(number: int, _: FrameType | None) -> NoReturn:
-    for each in _SIGNALS:  # the next one must not disturb the end
+    for each in _SIGNALS:  # another signal must not disturb the clean-up
         signal.signal(each, signal.SIG_IGN)
     raise Signalled(number)
 
@@ -139,8 +139,8 @@ def _end_by(number: int) -> NoReturn:
 
 
 def _fill_descriptors() -> None:
-    """Closed standard descriptors are filled, so that no file takes their
-    place. Reading and writing fail there; messages are lost."""
+    """Fills closed standard descriptors, so that no file takes their place.
+    Reading and writing them fail; messages are lost."""
     for number, (name, mode, flags) in enumerate(_STANDARD):
         try:
             os.fstat(number)
