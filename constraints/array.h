@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <vector>
 
+namespace detail {
+
 /// A std::vector that can sort itself. `Cmp(a, b)` says whether a sorts at or
 /// before b; two elements are equal when it holds both ways.
 template <class T, class Cmp>
@@ -45,3 +47,5 @@ class Array : public std::vector<T> {
  private:
   [[no_unique_address]] Cmp cmp;
 };
+
+}  // namespace detail

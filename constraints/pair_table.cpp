@@ -1,5 +1,7 @@
 #include "constraints/pair_table.h"
 
+namespace detail {
+
 namespace {
 
 /// A table with an entry for each pair of values may take this many entries for
@@ -94,3 +96,5 @@ void PairTable::fillSparse(std::span<Term const> terms, Bounds const& bounds) {
     }
   }
 }
+
+}  // namespace detail

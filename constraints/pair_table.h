@@ -18,6 +18,8 @@
 
 #include "constraints/bounds.h"
 
+namespace detail {
+
 class PairTable {
  public:
   /// A term: the coefficient of a value of the first and one of the second
@@ -160,3 +162,5 @@ inline int PairTable::violation(unsigned value1, unsigned value2) const {
   }
   return outside;
 }
+
+}  // namespace detail

@@ -106,7 +106,7 @@ std::vector<LabelPair> numberLabels(
 
 /// One of the two widths of sums.
 template <class Sum>
-class GainedSum : public QuadraticSum {
+class GainedSum : public detail::QuadraticSum {
  public:
   GainedSum(WcspQuadratic const& itsConstraint,
             std::vector<LabelKey> const& keys);
@@ -467,7 +467,7 @@ void GainedSum<Sum>::report(WcspChanges& changes, SumStep const& sumStep,
 
 }  // namespace
 
-std::unique_ptr<QuadraticSum> QuadraticSum::make(
+std::unique_ptr<detail::QuadraticSum> detail::QuadraticSum::make(
     WcspQuadratic const& constraint) {
   std::vector<LabelKey> const keys = labelKeys(constraint.terms);
   if (largestMagnitude(constraint.terms) >

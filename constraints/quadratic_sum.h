@@ -10,6 +10,8 @@
 
 #include "constraints/wcsp_quadratic.h"
 
+namespace detail {
+
 class QuadraticSum {
  public:
   /// Lays out the terms of a constraint, which ascend and hold their lesser
@@ -27,3 +29,5 @@ class QuadraticSum {
   virtual int update(std::vector<unsigned> const& now, unsigned moved,
                      unsigned left, WcspChanges& changes) = 0;
 };
+
+}  // namespace detail

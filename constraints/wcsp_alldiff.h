@@ -15,7 +15,7 @@ class WCSP_EXPORT WcspAlldiff : public WcspConstraint {
  public:
   /// Filled by the caller in any order; sorted and freed of repeats by
   /// preprocess().
-  Array<unsigned, std::less_equal<unsigned>> variables;
+  detail::Array<unsigned, std::less_equal<unsigned>> variables;
 
   /// At most the largest value number that any of the variables can take, to
   /// which preprocess() raises it.

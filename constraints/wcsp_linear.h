@@ -36,7 +36,7 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
 
   /// Filled by the caller in any order before the search starts; sorted and
   /// freed of repeats by preprocess().
-  Array<Term, Lt> terms;
+  detail::Array<Term, Lt> terms;
 
   using WcspConstraint::WcspConstraint;
 

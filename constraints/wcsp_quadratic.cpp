@@ -60,13 +60,14 @@ void WcspQuadratic::preprocess() {
                   static_cast<unsigned>(key));
   }
   if (!makePair()) {
-    form = std::shared_ptr<QuadraticSum>(QuadraticSum::make(*this));
+    form = std::shared_ptr<detail::QuadraticSum>(
+        detail::QuadraticSum::make(*this));
   }
   terms = {};
 }
 
 bool WcspQuadratic::makePair() {
-  std::vector<PairTable::Term> pairTerms;
+  std::vector<detail::PairTable::Term> pairTerms;
   pairTerms.reserve(terms.size());
   for (Term const& term : terms) {
     if (term.variable1 != terms.front().variable1 ||
@@ -76,20 +77,21 @@ bool WcspQuadratic::makePair() {
     }
     pairTerms.push_back({term.value1, term.value2, term.coefficient});
   }
-  if (!PairTable::suits(pairTerms)) {
+  if (!detail::PairTable::suits(pairTerms)) {
     return false;
   }
-  form =
-      Pair{std::make_shared<PairTable const>(pairTerms, Bounds(lower, upper)),
-           {terms.front().variable1, terms.front().variable2}};
+  form = Pair{std::make_shared<detail::PairTable const>(pairTerms,
+                                                        Bounds(lower, upper)),
+              {terms.front().variable1, terms.front().variable2}};
   return true;
 }
 
 void WcspQuadratic::prepare(WcspChanges& changes) {
   if (auto* const pair = std::get_if<Pair>(&form)) {
-    pair->table = *changes.shared<PairTables>().insert(pair->table).first;
+    pair->table =
+        *changes.shared<detail::PairTables>().insert(pair->table).first;
   } else if (auto const* const sum =
-                 std::get_if<std::shared_ptr<QuadraticSum>>(&form)) {
+                 std::get_if<std::shared_ptr<detail::QuadraticSum>>(&form)) {
     (*sum)->prepare(changes);
   }
 }
@@ -98,7 +100,8 @@ int WcspQuadratic::calculate(std::vector<unsigned> const& assignment) {
   if (auto const* const pair = std::get_if<Pair>(&form)) {
     return calculatePair(*pair, assignment);
   }
-  auto const* const sum = std::get_if<std::shared_ptr<QuadraticSum>>(&form);
+  auto const* const sum =
+      std::get_if<std::shared_ptr<detail::QuadraticSum>>(&form);
   return sum == nullptr ? Bounds(lower, upper).violation(0)
                         : (*sum)->calculate(assignment);
 }
@@ -126,8 +129,8 @@ int WcspQuadratic::update(std::vector<unsigned> const& now, unsigned moved,
                           unsigned left, WcspChanges& changes) {
   auto const* const pair = std::get_if<Pair>(&form);
   if (pair == nullptr) {
-    return std::get<std::shared_ptr<QuadraticSum>>(form)->update(now, moved,
-                                                                 left, changes);
+    return std::get<std::shared_ptr<detail::QuadraticSum>>(form)->update(
+        now, moved, left, changes);
   }
   auto const& [table, variables] = *pair;
   const std::array taken = {now[variables[0]], now[variables[1]]};

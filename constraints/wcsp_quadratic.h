@@ -12,8 +12,10 @@
 #include "constraints/array.h"
 #include "solver/wcsp.h"
 
+namespace detail {
 class PairTable;
 class QuadraticSum;
+}  // namespace detail
 
 /// lower <= sum of the coefficients of the terms whose labels are both on
 /// <= upper. The violation is the distance of the sum from that interval, at
@@ -39,7 +41,7 @@ class WCSP_EXPORT WcspQuadratic : public WcspConstraint {
   /// Filled by the caller before the search starts, in any order and with the
   /// two labels of a term in any order; taken over, and emptied, by
   /// preprocess(), which adds repeats into one.
-  Array<Term, Lt> terms;
+  detail::Array<Term, Lt> terms;
 
   using WcspConstraint::WcspConstraint;
 
@@ -52,12 +54,13 @@ class WCSP_EXPORT WcspQuadratic : public WcspConstraint {
  private:
   /// Terms of two variables.
   struct Pair {
-    std::shared_ptr<PairTable const> table;
+    std::shared_ptr<detail::PairTable const> table;
     std::array<unsigned, 2> variables;
   };
 
   /// Nothing: there are no terms.
-  std::variant<std::monostate, Pair, std::shared_ptr<QuadraticSum>> form;
+  std::variant<std::monostate, Pair, std::shared_ptr<detail::QuadraticSum>>
+      form;
 
   /// Returns whether a table suits the terms.
   bool makePair();

@@ -335,7 +335,7 @@ TEST(Sort, OrdersEveryPatternInNLogN) {
       [&](unsigned) { return below(random, n); }};
   for (auto const& pattern : patterns) {
     for (unsigned const size : {2U, 3U, 10U, n}) {
-      Array<unsigned, CountingLessEqual> array;
+      detail::Array<unsigned, CountingLessEqual> array;
       for (unsigned i = 0; i < size; ++i) {
         array.push_back(pattern(i));
       }
@@ -347,9 +347,10 @@ TEST(Sort, OrdersEveryPatternInNLogN) {
       EXPECT_LT(numComparisons, std::size_t{n} * 17 * 10);
     }
   }
-  Array<unsigned, CountingLessEqual> part{9, 5, 8, 7, 6, 1};
+  detail::Array<unsigned, CountingLessEqual> part{9, 5, 8, 7, 6, 1};
   part.quicksort(1, 4);
-  EXPECT_EQ(part, (Array<unsigned, CountingLessEqual>{9, 5, 6, 7, 8, 1}));
+  EXPECT_EQ(part,
+            (detail::Array<unsigned, CountingLessEqual>{9, 5, 6, 7, 8, 1}));
 }
 
 }  // namespace
