@@ -1,7 +1,7 @@
 // The benchmarks of the parts that a whole run is made of: calculate() per kind
 // and size, the plain forms of the same loops, preparing a million terms, and
-// reading. What the solver does is set against its plain form in the same run,
-// since a ratio says more than a time on an unknown machine.
+// reading. The solver and the plain form are compared in the same run, because
+// a ratio says more than a time on an unknown machine.
 //
 //   calculate/CASE/solver|plain    one evaluation of one constraint
 //   calculate/CASE/limit           only its loads and additions, flat arrays
@@ -63,9 +63,9 @@ void calculateInPlainStore(benchmark::State& state, Case const& c) {
             [&] { store.records.front().next.clear(); });
 }
 
-/// The least that an evaluation of the quadratic assignment can do with flat
-/// data: per on label one row of coefficients added to one row of sums, then
-/// one look at each sum.
+/// The minimal work of an evaluation of the quadratic assignment with flat
+/// data: for each label that is on, one row of coefficients is added to a row
+/// of sums; then each sum is read once.
 void limitOfAssignment(benchmark::State& state, std::size_t n) {
   const std::size_t rowLength = n * n;
   const std::vector<int> coefficients(n * n * rowLength, 3);
@@ -85,7 +85,7 @@ void limitOfAssignment(benchmark::State& state, std::size_t n) {
   }
 }
 
-/// Reports a prepared list, one of two by turns, for the merge alone.
+/// Reports two prepared lists in alternation, to measure the merge alone.
 class ListReporter : public WcspConstraint {
  public:
   std::vector<int> diffs[2];  ///< by variable, of its value 0

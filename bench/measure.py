@@ -1,5 +1,5 @@
-"""What the scripts of this folder share: building the program, generating the
-workloads, and running one of them under a stopwatch.
+"""Shared by the scripts of this folder: builds the program, generates the workloads,
+and measures a run.
 
 A measured run has a fixed seed and a fixed iteration limit, never a time limit,
 so that it does the same work on every machine. Reading, preparing and the first
@@ -20,8 +20,8 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 Workload = collections.namedtuple("Workload", "iterations runs")
 
-# At least two seconds each in the program's first form. A workload of several
-# runs, with one seed after the other, is one whose search ends by itself soon.
+# Each took at least two seconds in the first version of the program. A workload
+# whose search soon ends by itself has several runs with consecutive seeds.
 WORKLOADS = {
     "colouring": Workload(100000, 1),
     "colouring31": Workload(40000, 1),
@@ -41,7 +41,7 @@ Run = collections.namedtuple("Run", "cpu memory status output")
 
 @contextlib.contextmanager
 def plain_failures():
-    """Ends the script with one line when a command that it needs fails."""
+    """Ends the script with one line if a required command fails."""
     try:
         yield
     except subprocess.CalledProcessError as error:
@@ -89,11 +89,11 @@ adopt_orphans()
 
 def run(program, arguments, standard_input=os.devnull):
     """Runs the program to its end: user and system seconds, peak memory in KB,
-    status, and whole output.
+    status, and complete output.
 
-    The kernel counts towards a process's peak the memory of the program that
-    it was forked from. So a small shell forks the program and ends; the orphan
-    comes to this process, which waits for it.
+    The kernel includes the memory of the forking process in the peak of its child.
+    So a small shell forks the program and ends, and this process adopts the orphan
+    and waits for it.
     """
     script = '"$@" <"$INPUT" >"$OUTPUT" & echo $!'
     with tempfile.NamedTemporaryFile() as output:
@@ -109,9 +109,9 @@ def run(program, arguments, standard_input=os.devnull):
 
 
 def solve(program, model, iterations, runs=1, seed=1):
-    """Runs of the program on `model`, which must end normally, with `seed` and
-    the seeds after it, taken as one: times added, the greatest memory, and one
-    output after the other."""
+    """Combined runs of the program on `model` with `seed` and the seeds after it:
+    the sum of times, the maximum of memory, and all outputs. Every run must end
+    normally."""
     results = [run(program, ["-inputfile", model, "-iteration", iterations,
                              "-seed", seed + i, "-time", 1000000])
                for i in range(runs)]

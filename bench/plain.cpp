@@ -1,6 +1,6 @@
-// The straightforward forms of calculate() and of the diff-list merge. Clarity
-// decides here; nothing in this file is to be made faster, or the yardstick
-// changes its length.
+// The straightforward forms of calculate() and of the diff-list merge. They are
+// written for clarity. Do not optimise them: they are the baseline of
+// benchmarks.
 
 #include "bench/plain.h"
 

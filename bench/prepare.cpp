@@ -1,6 +1,6 @@
 // Benchmarks of preprocess() with a million terms, in orders that are easy and
-// in orders that are hard for a quicksort, on a stack of 256 KB. Neither a
-// quadratic time nor a deep recursion could hide here.
+// hard for a quicksort, on a stack of 256 KB. They reveal quadratic time and
+// deep recursion.
 
 #include <benchmark/benchmark.h>
 #include <pthread.h>
@@ -73,8 +73,8 @@ std::vector<unsigned> risingFallingKeys() {
   return keys;
 }
 
-/// Neighbours changed over: never in order, and the larger of the first two
-/// keys splits off no more than two.
+/// Swapped neighbours: never in order, and a pivot from the first two keys
+/// splits off at most two.
 std::vector<unsigned> crossedKeys() {
   std::vector<unsigned> keys = sortedKeys();
   for (unsigned i = 0; i < numTerms; i += 2) {

@@ -46,7 +46,7 @@ unsigned Dictionary::add(std::string const& name) {
   return id;
 }
 
-// The slot that holds the name's number, or the empty one where it belongs.
+// The slot of the name, or the empty slot where it belongs.
 std::size_t Dictionary::findSlot(std::string const& name) const {
   const std::size_t mask = slots.size() - 1;
   std::size_t slot = std::hash<std::string>()(name) & mask;

@@ -1,5 +1,5 @@
-// The names behind the numbers: the solver knows variables and values only by
-// number, a dictionary maps the names of one kind to these numbers and back.
+// The solver uses numbers for variables and values. A dictionary maps the names
+// of one kind to these numbers and back.
 
 #pragma once
 
@@ -20,13 +20,12 @@ class Dictionary {
   /// The number of names.
   std::size_t size() const { return names.size(); }
 
-  /// The number of `name`. Of an unknown name: size(), a number that no name
-  /// has, when `lenient`, else throws std::runtime_error. Allocates nothing but
-  /// the message.
+  /// The number of `name`. For an unknown name, returns size() if `lenient`,
+  /// otherwise throws std::runtime_error. Allocates only the message.
   unsigned getId(std::string const& name, bool lenient) const;
 
-  /// Adds `name` and returns its number. Throws std::runtime_error, changing
-  /// nothing, when it is already there.
+  /// Adds `name` and returns its number. Throws std::runtime_error and changes
+  /// nothing if it already exists.
   unsigned add(std::string const& name);
 
  private:
@@ -40,6 +39,6 @@ class Dictionary {
   void grow();
 };
 
-/// Deletes each dictionary once and empties the list. Those in a row may be
-/// one.
+/// Deletes each dictionary once and clears the list. Consecutive entries may be
+/// the same dictionary.
 void deleteAll(std::vector<Dictionary*>& dictionaries);

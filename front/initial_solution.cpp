@@ -1,5 +1,5 @@
-// One pass over the tokens. The token behind a variable's name is consumed also
-// when it is no ':', and so never starts a pair itself.
+// One pass over the tokens. The token after a variable's name is consumed even
+// if it is not ':', so it never starts a pair itself.
 
 #include "front/initial_solution.h"
 

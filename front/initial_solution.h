@@ -9,9 +9,8 @@
 #include "front/lexer.h"
 
 /// The assignment, one value number per variable, after reading `lexer` to its
-/// end. A variable without a pair keeps value 0; among several pairs for a
-/// variable the last one holds. Whatever is no pair is passed over without a
-/// message.
+/// end. A variable without a pair keeps value 0; if a variable has several
+/// pairs, the last one applies. Other text is skipped without a message.
 std::vector<unsigned> readInitialSolution(
     Lexer& lexer, Dictionary const& variables,
     std::vector<Dictionary*> const& values);

@@ -1,7 +1,7 @@
-// The lexer goes through the buffer of its stream: `peek` looks at the next
-// character, `take` consumes it and is, with the end of a comment, the only
-// place where lines are counted. So a character that ends a token is never
-// consumed with it, and a newline counts when the token after it is read.
+// The lexer reads from the buffer of its stream: `peek` looks at the next
+// character and `take` consumes it. Lines are counted only in `take` and at the
+// end of a comment. So a character that ends a token is not consumed with it,
+// and a newline counts when the token after it is read.
 
 #include "front/lexer.h"
 
@@ -48,8 +48,8 @@ bool is(unsigned char wanted, int c) {
   return c != endOfInput && (classes[static_cast<unsigned>(c)] & wanted) != 0;
 }
 
-/// The characters that the buffer of a stream holds ready: whole words are
-/// taken from there at once, and a character at a time where the buffer ends.
+/// The characters available in the buffer of a stream. Whole words are taken
+/// from there at once; at the end of the buffer, words are read by character.
 struct Window : std::streambuf {
   static char const* begin(std::streambuf const& buffer) {
     return (buffer.*(&Window::gptr))();
@@ -72,7 +72,8 @@ Lexer::Lexer(std::istream& input, int firstLine, int infinity)
       inf(infinity),
       buffer(input.rdbuf()),
       state(input) {
-  // Beyond what a string holds in itself: then a swap moves no characters.
+  // Larger than a string's internal storage, so that a swap moves no
+  // characters.
   constexpr std::size_t usualLength = 64;
   text.reserve(usualLength);
   previousText.reserve(usualLength);
@@ -184,7 +185,7 @@ void Lexer::skipBlanks() {
   }
 }
 
-// A comment ends a line also where the input ends with it.
+// A comment ends a line even at the end of the input.
 void Lexer::skipComment() {
   while (peek() != endOfInput) {
     if (take() == '\n') {

@@ -1,9 +1,9 @@
 // Cuts a character stream into the tokens of the modelling language, which the
 // model file and the initial solution file share.
 //
-// A token is looked at one character ahead and never further, so a model can be
-// typed at a terminal. Every byte belongs to a token, to white space or to a
-// comment: no text makes the lexer itself fail.
+// The lexer looks ahead by one character only, so a model can be typed at a
+// terminal. Every byte belongs to a token, to white space or to a comment, so
+// no text makes the lexer fail.
 
 #pragma once
 
@@ -13,7 +13,7 @@
 /// The current token, the one before it, and one that was pushed back.
 ///
 /// Words consist of ASCII letters and digits, '_', '[', ']', '@' and Shift_JIS
-/// double-byte characters, whose lead byte takes any byte along. Comments run
+/// double-byte characters: a lead byte and any following byte. Comments extend
 /// from '#' to the end of the line.
 class Lexer {
  public:
@@ -41,14 +41,14 @@ class Lexer {
   /// Starts before the first token of `input`, at line `firstLine`.
   Lexer(std::istream& input, int firstLine, int infinity);
 
-  /// Makes the next token current. Where the input cannot be read, what its
-  /// buffer throws passes through: std::ios_base::failure from a file.
+  /// Makes the next token current. If the input cannot be read, passes on the
+  /// exception of its buffer, which is std::ios_base::failure for a file.
   void getnext();
 
-  /// Reads the next token, which must be the symbol `c`, else error(message).
+  /// Reads the next token; calls error(message) unless it is the symbol `c`.
   token next(char c, std::string const& message);
 
-  /// Reads the next token, which must be of kind `k`, else error(message).
+  /// Reads the next token; calls error(message) unless it is of kind `k`.
   /// `eof` accepts any token. Returns the token's kind.
   token next(token k, std::string const& message);
 
@@ -61,12 +61,13 @@ class Lexer {
   /// Whether the current number token is "inf" or, with its sign, fits an int.
   bool fitsInt() const;
 
-  /// Gives the current token back to the next getnext() and makes the previous
-  /// one current. Throws std::runtime_error when a token already waits.
+  /// Pushes the current token back for the next getnext() and makes the
+  /// previous one current. Throws std::runtime_error if a token is already
+  /// pushed back.
   void unget();
 
  private:
-  // Found once: a stream holds them behind several pointers.
+  // Looked up once, because a stream reaches them through several pointers.
   std::streambuf* buffer;
   std::ios& state;
 

@@ -1,6 +1,6 @@
-// Reading by recursive descent: one function per statement and per body of a
-// constraint. A function that reads the rest of a statement starts behind the
-// token that selected it.
+// A recursive-descent reader: one function per statement and per constraint
+// body. A function that reads the rest of a statement starts after the token
+// that selected it.
 
 #include "front/model_reader.h"
 
@@ -14,7 +14,7 @@
 
 namespace {
 
-/// A string made anew for each of millions of tokens would cost time.
+/// Creating a string for each of millions of tokens would cost time.
 const std::string noMessage;
 
 struct ModelReader {
@@ -85,7 +85,7 @@ void ModelReader::readVariable() {
   numValues.push_back(static_cast<unsigned>(values.back()->size()));
 }
 
-// Variables in a row often have equal domains: these share a dictionary, and
+// Consecutive variables often have equal domains. These share a dictionary, and
 // each name is compared instead of looked up.
 void ModelReader::readDomain() {
   const std::size_t lastSize = values.empty() ? 0 : values.back()->size();

@@ -1,6 +1,6 @@
 // One table row per option: its name, whether a value follows, and the setting
-// that it changes. Values are converted as far as they can be and never
-// refused: numbers are cut to 32 bits, a limit below 0 is 0.
+// that it changes. Values are never refused: as much of a value as possible is
+// converted, numbers are cut to 32 bits, and a limit below 0 becomes 0.
 
 #include "front/options.h"
 

@@ -21,9 +21,9 @@ struct Options {
   double maxCpuTime = 600.0;               ///< seconds, not negative
 };
 
-/// The settings that the arguments ask for; the later of two equal options
-/// holds. Nothing when an argument is no option or an option lacks its value.
+/// The settings given by the arguments; the last of several equal options
+/// applies. Empty if an argument is not an option or a value is missing.
 std::optional<Options> readOptions(int argc, char** argv);
 
-/// What is printed when the arguments are not understood.
+/// The usage text, printed if the arguments are wrong.
 std::string usageText(char const* program);

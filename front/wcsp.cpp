@@ -1,7 +1,7 @@
-// The program: reads the options, the model and a start, runs the solver and
-// prints its report. Every failure becomes one message on standard output and
-// one exit status; nothing is ever written to standard error. Exceptions are
-// caught here and nowhere else.
+// The program: reads the options, the model and a start file, runs the solver
+// and prints its report. Every failure gives one message on standard output and
+// one exit status; nothing is ever written to standard error. All exceptions
+// are caught here.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -31,8 +31,8 @@
 
 namespace {
 
-// The runtime would name an exception that nobody catches on standard error;
-// the solver, made next, can already throw one.
+// The runtime would print an uncaught exception to standard error, and creating
+// the solver can already throw one.
 const std::terminate_handler previousTerminate = std::set_terminate(std::abort);
 
 Wcsp* wcsp = Wcsp::makeWcsp();
@@ -51,9 +51,9 @@ enum Status {
   failure = -1
 };
 
-// A standard descriptor that is closed would be given to the next file opened,
-// which would then be read or written in its place. A directory can be neither
-// read nor written: such input and output fail as they ought to.
+// The next opened file would take the place of a closed standard descriptor and
+// be read or written by mistake. A directory can be neither read nor written,
+// so input and output fail as they should.
 void occupyClosedDescriptors() {
   for (int descriptor = 0; descriptor <= 2; ++descriptor) {
     if (fcntl(descriptor, F_GETFD) == -1 && open("/", O_RDONLY) != descriptor) {
@@ -62,7 +62,7 @@ void occupyClosedDescriptors() {
   }
 }
 
-// A directory opens like a file and only fails when it is read.
+// A directory opens like a file and fails only when it is read.
 bool openFile(std::ifstream& stream, std::string const& name) {
   std::error_code unknown;
   if (!std::filesystem::is_directory(name, unknown)) {
@@ -108,8 +108,9 @@ void printAssignment(std::vector<unsigned> const& assignment) {
   }
 }
 
-// The report on the best assignment. Allocates nothing, memory may be out; the
-// heading comes by value because its caller may have had to set it aside.
+// The report on the best assignment. It must not allocate, because memory may
+// be exhausted. The caller may have had to set the heading aside, so it is
+// passed by value.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 void printsol(std::string heading) {  // cppcheck-suppress passedByValue
   std::cout << std::endl << heading << std::endl;
@@ -141,7 +142,7 @@ void configure(Options const& options) {
   wcsp->setMaxCpuTime(options.maxCpuTime);
 }
 
-// Whether the model could be read; what is wrong with it is printed.
+// Whether the model could be read; prints the error if not.
 bool loadModel(Lexer& lexer, int& target) {
   try {
     readModel(lexer, *wcsp, variables, values, constraintName, target);
@@ -155,7 +156,7 @@ bool loadModel(Lexer& lexer, int& target) {
   return true;
 }
 
-// Nothing when the file cannot be opened or fails while it is read.
+// Empty if the file cannot be opened or read.
 std::optional<std::vector<unsigned>> loadStart(std::string const& name) {
   std::ifstream file;
   if (!openFile(file, name)) {
@@ -195,9 +196,9 @@ Status solve(std::vector<unsigned> const& initial) {
   return success;
 }
 
-// What `main` returns. A run whose output was lost must not pass for one that
-// came to its end. A solver that was stopped is left to the end of the process:
-// deleting it would write what its log file still holds back.
+// The exit status. A run whose output was lost must not look successful. A
+// stopped solver is not deleted, because its destructor would flush the log
+// file.
 int endRun(Status status) {
   deleteAll(values);
   if (status == success) {

@@ -1,14 +1,13 @@
 #!/usr/bin/env python3
-"""Runs what the manual shows and looks for what it leaves out.
+"""Runs the commands in the manual and checks that the manual is complete.
 
-In the AsciiDoc sources under --docs, a block marked [source,KIND,file=NAME]
-is a file, and one marked [source,console] holds commands, each after "$ ",
-with what they print. Each source gets a folder of its own with its files, in
-which its commands run in order; outputs are compared with CPU times masked,
-and a line "..." stands for any lines. Every text, option and status in the
-code of the program, and every example, must stand in the manual. --update
-writes what the commands print into the sources. README.md's two blocks of text
-are a model and what it prints.
+In the AsciiDoc sources under --docs, a block marked [source,KIND,file=NAME] is a
+file. A block marked [source,console] contains commands, each after "$ ", and their
+output. The commands of a source run in order in a folder with its files. Outputs
+are compared with CPU times masked, and a line "..." matches any lines. Every text,
+option and status in the code of the program, and every example, must appear in the
+manual. --update writes the outputs into the sources. The two blocks of text in
+README.md are a model and its report.
 """
 
 import argparse

@@ -2,9 +2,8 @@
 """Tests wcsp-many with real engines: many_test.py ENGINE PROGRAMS EXAMPLES [COUNT [SEED]].
 
 ENGINE is parallel, ssh, slurm, or signals, which sends COUNT signals at random
-moments; PROGRAMS the folder of wcsp, wcsp-check and wcsp-many. The searches
-never meet their target unless a test wants it, so that only what is tested ends
-them.
+moments. PROGRAMS is the folder of wcsp, wcsp-check and wcsp-many. Searches reach
+their target only in tests of the target, so that nothing else ends them.
 """
 
 import contextlib
@@ -59,7 +58,7 @@ def wait_for(what, condition, seconds=60):
 
 
 def searching(*folders):
-    """How many searches have started below some folders and are under way."""
+    """The number of running searches in some folders."""
     return sum(b"# start tabu search" in p.read_bytes() for folder in folders
                for p in pathlib.Path(folder).rglob("run-*/log"))
 
@@ -82,8 +81,8 @@ def masked(report):
 
 
 def check_right(folder, seeds, out, expected_best=True):
-    """Every seed is there once, each report is what wcsp-check finds right, and
-    the best one stands on standard output."""
+    """Every seed exists once, wcsp-check confirms each report, and standard output
+    has the best one."""
     folder = pathlib.Path(folder)
     found = records(folder)
     expect("seeds", sorted(found), sorted(seeds))
@@ -296,8 +295,8 @@ def edited():
 
 
 def damage():
-    """Whatever happens to a file of the folder is named, and what can be done
-    again is."""
+    """Any damage to a file of the folder is reported, and the run is repeated if
+    possible."""
     arguments = ["m.model", "--dir", "d", "--target", "0", "--seeds", "1-3", "--compress", "--",
                  "-iteration", "3000"]
     expect("whole", many(*arguments)[0], 0)

@@ -2,8 +2,8 @@
 """Tests the pages of wcsp-show in a browser without a screen:
 show_browser_test.py CHROMIUM WCSP SHOW EXAMPLES.
 
-A script added to a page acts as its reader would and leaves what it met in the
-title of the document, which the browser then prints.
+A script added to a page acts like a reader and writes its findings to the title of
+the document, which the browser then prints.
 """
 
 import html
@@ -18,8 +18,8 @@ import time
 
 CHROMIUM, WCSP, SHOW, EXAMPLES = map(os.path.abspath, sys.argv[1:5])
 
-# Acts on a page: every row of a violated constraint is pointed at, then every
-# button pressed; tells what is marked, shown and said.
+# Points at every violated constraint and presses every button; returns what is
+# marked, shown and described.
 ACT = """<script>
 "use strict";
 const found = {hover: {}, focus: {}, views: [], loaded: performance.now()};

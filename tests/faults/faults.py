@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Injects faults into the program and looks at how it takes them.
+"""Injects failures into the program and checks how it handles them.
 
-Memory that runs out, interrupts, outputs that can't be written and inputs that can't be read.
-Whatever happens, the status, the output and an empty standard error must be among the outcomes
-stated with each case, and wcsp-check judges every report. Ends at the first outcome that is not.
+The failures are lack of memory, interrupts, outputs that cannot be written and inputs that cannot
+be read. The status, the output and an empty standard error must match one of the outcomes listed
+with each case, and wcsp-check checks every report. Stops at the first other outcome.
 """
 
 import argparse
@@ -91,7 +91,7 @@ def judge(model, result):
 
 
 def random_model(rng):
-    """Crowded enough that the search goes on, and with a long report."""
+    """A model that keeps the search busy and has a long report."""
     names = ["v%d_%s" % (v, "x" * 80) for v in range(60)]
     lines = ["variable %s in {a, b, c, d, e}" % name for name in names]
     for weight in range(60):
@@ -103,7 +103,7 @@ def random_model(rng):
 
 
 def preloaded(model, log, stdout=subprocess.PIPE, **environment):
-    """The options of a model stand in its first line."""
+    """The options in the first line of a model."""
     words = {"LOG": log, "MODEL": model}
     args = [words.get(word, word) for word in model.read_text().split("\n")[0][2:].split()]
     return run("-inputfile", model, *args, stdout=stdout,
@@ -159,7 +159,7 @@ def memory():
 
 
 def checker():
-    """Every allocation of wcsp-check fails: a status, a line, never an abort once it has begun."""
+    """Every allocation of wcsp-check fails in turn: it must give a status and a line, not abort."""
     model = HERE / "kinds.model"
     report = run("-inputfile", model, "-iteration", 3).out
     for flags in ["--json"], []:
@@ -187,7 +187,7 @@ def interrupt(way, args, length, rng):
                     pipesize=4096 if way == "text" else 1 << 20,
                     preexec_fn=lambda: signal.signal(signal.SIGINT, handler))
     texts = b"reading", START, b"\n%d, " % rng.randrange(10, 3500, 10), b"# penalty", b"[best"
-    # When a text has appeared, the writer soon waits for its reader.
+    # Once the text has appeared, the writer soon blocks until it is read.
     out = read_until(process, rng.choice(texts)) if way == "text" else b""
     if way != "text":
         time.sleep(rng.uniform(0, 1.05 * length))

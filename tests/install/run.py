@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """Installs the project and its Debian package and uses both as a user would.
 
-Builds the preset `package` in a temporary folder and checks: the installed
-programs and the completion; the worked example, built against the installed
-library by CMake and by pkg-config; what the library shows; and the package,
-unpacked into an empty folder, by the manual's first page. --root DIR installs
-it there instead, in a Debian root that debootstrap made, and removes it again.
+Builds the preset `package` in a temporary folder. Checks the installed programs and
+the completion, the worked example built against the installed library by CMake and
+by pkg-config, the exported symbols of the library, and the package unpacked into an
+empty folder, with the commands of the manual's first page. --root DIR installs the
+package in a Debian root made by debootstrap instead, and removes it again.
 """
 
 import argparse
@@ -59,7 +59,7 @@ def installed(prefix, version):
 
 
 def library(prefix, folder, version):
-    """The worked example by both roads; its output stands in the manual."""
+    """The worked example, built both ways; its output must be that in the manual."""
     example = prefix / 'share/doc/wcsp/examples/library'
     manual = (SOURCE / 'docs/manual/library.adoc').read_text('utf-8')
     expected = re.search(r'^----\n(opening: .*?)----$', manual, re.M | re.S)[1]

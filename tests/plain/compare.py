@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """Runs the solver and the plain program on random models and options.
 
-Both get the same input and arguments; exit status, whole standard output and
-log file must be the same, times masked. The first differing case is left in
-a folder with its files and its command. The generator is seeded, limits every
-search by iterations only, and counts how often each event of a search was
-seen, so that a change of the generator cannot quietly lose one.
+Both get the same input and arguments. Exit status, standard output and log file
+must be the same with times masked. The first differing case is saved in a folder
+with its files and its command. The generator is seeded, limits searches by
+iterations only, and counts each kind of search event, so that a change of the
+generator cannot silently lose one.
 """
 
 import argparse
@@ -116,7 +116,7 @@ def tight_model(rng):
 
 
 def dead_end_model(rng):
-    """Enough variables for kicks, hardly a move that lowers a penalty."""
+    """Enough variables for kicks, but few moves that lower a penalty."""
     model = Model(rng, size(rng, 18, 60), 3, 0)
     model.lines.append(b"never: weight = %d type = linear >= 2" % rng.randint(1, 9))
     for c in range(rng.randint(0, 4)):

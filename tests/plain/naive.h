@@ -1,7 +1,6 @@
-// The meaning of a model, evaluated naively: what each kind of constraint asks, by its definition,
-// over a whole assignment. Nothing is kept between two evaluations and nothing is shared with the
-// solver, so this header can judge reports, totals and printed penalties. Terms count as often as
-// they are listed; sums are 64 bits wide.
+// Evaluates a model naively: each kind of constraint by its definition, over a whole assignment.
+// It keeps nothing between evaluations and shares no code with the solver, so it can check reports,
+// totals and printed penalties. Terms count as often as they are listed; sums have 64 bits.
 
 #pragma once
 

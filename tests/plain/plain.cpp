@@ -1,7 +1,7 @@
-// A second, plain program with the solver's command line, reading, search, log and report, written
-// apart from its code. Penalties and diffs come from naive.h; every move evaluates everything anew,
-// which leaves what is unaffected as it was. Kept exactly is what decides the path: the order of
-// candidates, draws and additions to each double. Signals and lack of memory are not handled.
+// A second, plain program with the same command line, language, search, log and report, written
+// independently of the solver. Penalties and diffs come from naive.h, and every move reevaluates
+// everything. It reproduces what decides the search path: the order of candidates, of random draws
+// and of additions to each double. It does not handle signals or lack of memory.
 
 #include <cerrno>
 #include <cfloat>

@@ -1,7 +1,7 @@
-"""Finds grids in names, and groups the variables that fit none.
+"""Finds grids in names, and groups the remaining variables.
 
-A name splits into the head of a row and the head of a column. Of the ways to
-split, the one that brings most names into grids is taken.
+A name splits into a row heading and a column heading. The split that puts the most
+names into grids is used.
 """
 
 import dataclasses
@@ -19,8 +19,8 @@ SPLITS = [re.compile(pattern) for pattern in (
 
 @dataclasses.dataclass
 class Grid:
-    """Rows and columns in order of declaration; names[row][column] is the
-    text written in that way, which some cells lack."""
+    """Rows and columns in order of declaration; names[row][column] is the name in
+    that cell, if any."""
 
     rows: list
     columns: list

@@ -1,9 +1,9 @@
 "use strict";
-// Marks the cells of a violated constraint while it is pointed at or has the
-// focus, tells about a cell, and switches between the views of a grid.
+// Marks the cells of a violated constraint while the pointer or the focus is on it,
+// describes a cell, and switches between the views of a grid.
 const names = JSON.parse(document.getElementById("names").textContent);
 const shown = new Map();   // the elements that show a variable
-const broken = new Map();  // the heads of the violated constraints about it
+const broken = new Map();  // the headings of the violated constraints on that variable
 const about = document.getElementById("about");
 
 function put(map, key, element) {

@@ -21,7 +21,7 @@ def escape(text):
 
 
 def json_text(value):
-    """JSON that cannot end the element of the page that holds it."""
+    """JSON that cannot close the element that contains it."""
     return json.dumps(value, separators=(",", ":")).replace("<", "\\u003c")
 
 
@@ -35,8 +35,8 @@ def listed(texts):
 
 
 class Colours:
-    """A colour by value, by the family of values where there are many, or
-    none; the text of a value always stands beside its colour."""
+    """A colour by value, or by family of values if there are many, or none. The text
+    of a value is always shown with its colour."""
 
     def __init__(self, values):
         keys = {value: value for value in values}
@@ -50,7 +50,7 @@ class Colours:
                         if self.number else {})
 
     def style(self):
-        # Neighbours differ in hue and in lightness, so that grey tells them apart.
+        # Neighbours differ in hue and lightness, so they are distinct in grey too.
         return "".join(f".c{i}{{background:hsl({round(45 + i * 137.5) % 360} 65% "
                        f"{(92, 78, 85, 72)[i % 4]}%)}}" for i in range(self.number))
 
@@ -73,7 +73,7 @@ class Page:
         self.parts.append(text)
 
     def marks(self, name, classes=()):
-        """The attributes of what shows a variable."""
+        """The attributes of an element that shows a variable."""
         classes = list(classes) + (["changed"] if name in self.before else [])
         was = f' data-was="{escape(self.before[name])}"' if name in self.before else ""
         kind = f' class="{" ".join(classes)}"' if classes else ""
@@ -105,7 +105,7 @@ class Page:
         self.write("</tbody></table></div>")
 
     def views(self, title, names, value_first, write_names, write_values):
-        """Two views of the same variables, one of them to be seen."""
+        """Two views of the same variables, one of them visible."""
         value_first = self.view == "value" if self.view else value_first
         self.num_views += 1
         self.write(f"<section><h2>{escape(title)}</h2>"
@@ -124,7 +124,7 @@ class Page:
         self.write("</section>")
 
     def by_split_value(self, names, values):
-        """Values that split as rows and columns, with the variables in them."""
+        """A grid of values, with the variables that take them."""
         grid = values[0]
         taken = collections.defaultdict(list)
         for name in names:
@@ -139,7 +139,7 @@ class Page:
                        ([self.value_head(v), self.who_cell(taken[v])] for v in outside))
 
     def split_values(self, names):
-        """The grid that the one domain of these variables makes, if any."""
+        """The grid formed by the single domain of these variables, if any."""
         domain = self.domains[names[0]]
         if any(self.domains[name] != domain for name in names):
             return []
@@ -259,8 +259,8 @@ def cost_of(constraint):
 
 
 def explained(constraint):
-    """What a violated constraint counts, what it wants, and its cells: those
-    that count in a sum above its bound, those that could in one below it."""
+    """The terms and the bound of a violated constraint, and its cells: those that
+    count if the sum is above its bound, or that could count if it is below."""
     if constraint["kind"] == "alldiff":
         groups = [group["labels"] for group in constraint["shared"]]
         return ("; ".join(listed([f"{x} = {a}" for x, a in group]) for group in groups),
@@ -280,8 +280,8 @@ def explained(constraint):
 
 
 def page_of(title, result, changed, grids, rest, view):
-    """The text of the page. view is "name", "value" or None, which chooses for
-    each grid; changed is what is new since another report, or None."""
+    """The text of the page. view is "name", "value" or None for automatic; changed
+    holds the changes since another report, or None."""
     page = Page(result, changed, view)
     penalty = result["penalty"]
     page.write('<!DOCTYPE html>\n<html lang="en"><head><meta charset="utf-8">'
