@@ -1,5 +1,5 @@
-// The errors of a model in the manner of compilers, and what the model is in
-// one line.
+// The errors of a model in the style of compilers, and a one-line summary of
+// the model.
 
 #pragma once
 
@@ -14,7 +14,7 @@
 
 namespace check {
 
-// An error with what is needed to show it when the text is gone.
+// An error with the data to show it when the text no longer exists.
 struct LocatedError {
   std::size_t line = 0;
   std::size_t column = 0;  // in bytes, from 1
@@ -33,7 +33,7 @@ struct Manner {
   bool isColoured = false;
 };
 
-// "model:3:7: error: ...", with the line and a caret where wanted.
+// "model:3:7: error: ...", optionally with the line and a caret.
 void writeErrors(std::ostream& out, std::string const& fileName,
                  std::vector<LocatedError> const& errors, Manner const& manner);
 

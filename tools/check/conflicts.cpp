@@ -1,7 +1,6 @@
-// Values are struck out with the constraint that bars them, in the order of a
-// trail. Walking the trail back from the constraint that cannot be met gives
-// the constraints that took part; those that are not needed are then left out
-// one by one.
+// A trail records each removed value with the constraint that excludes it.
+// Walking the trail back from the constraint that cannot be satisfied gives the
+// constraints involved. Unnecessary ones are then removed one by one.
 
 #include "tools/check/conflicts.h"
 
@@ -27,7 +26,7 @@ struct Strike {
   std::size_t constraint = 0;
 };
 
-// The least and the greatest that something adds to a sum.
+// The minimum and the maximum of a contribution to a sum.
 struct Bounds {
   std::int64_t least = 0;
   std::int64_t greatest = 0;
@@ -69,7 +68,7 @@ class Side {
   std::vector<unsigned> numMet;
 };
 
-// What the pairs that a variable is in add to a sum.
+// The contribution to a sum of the pairs that contain a variable.
 struct Share {
   Bounds whole;
   std::vector<Bounds> ofValues;
@@ -79,10 +78,10 @@ class Striker {
  public:
   explicit Striker(Model const& subject);
 
-  // Whether these constraints are seen to be in conflict. Nothing is once the
-  // work has been cut off.
+  // Whether propagation finds a conflict between these constraints; false once
+  // the work limit is reached.
   bool isConflict(std::vector<std::size_t> const& constraints);
-  // Those of them that took part in it, ascending.
+  // The constraints involved in the conflict, ascending.
   std::vector<std::size_t> involved() const;
   std::size_t lastConstraint() const { return last; }
   std::string chain() const;
@@ -228,7 +227,7 @@ Bounds Striker::complete(std::vector<Side>& sides) const {
   return whole;
 }
 
-// Bars the values that leave the sum no way between its bounds.
+// Excludes the values for which the sum cannot lie between its bounds.
 void Striker::reviseSum(Index c) {
   Constraint const& constraint = model.constraints[c];
   std::map<unsigned, Share> shares;  // of variables
@@ -264,8 +263,8 @@ void Striker::reviseSum(Index c) {
   }
 }
 
-// A variable with one value left takes it from the others; together they need
-// as many value numbers as they are.
+// A variable with one value left excludes it for the others. Together, the
+// variables need as many value numbers as there are variables.
 void Striker::reviseAlldiff(Index c) {
   std::map<unsigned, unsigned> owners;  // of value numbers
   std::vector<bool> isMet;
@@ -391,7 +390,8 @@ bool Striker::isConflict(std::vector<Index> const& constraints) {
   return hasFailed;
 }
 
-// Backwards, a strike took part if its variable is one of what came after.
+// Going backwards, a removal is involved if a later step depends on its
+// variable.
 std::vector<bool> Striker::markInvolved(std::vector<bool>& isStep) const {
   std::vector<bool> isInvolved(model.constraints.size());
   std::vector<bool> isNeeded(model.variables.size());
@@ -457,7 +457,7 @@ std::string Striker::chain() const {
          model.constraints[last].name + "'";
 }
 
-// Leaves out each constraint without which there is a conflict still.
+// Removes each constraint that the conflict does not need.
 void reduce(Striker& striker, std::vector<std::size_t>& constraints) {
   for (std::size_t i = constraints.size(); i > 0; --i) {
     std::vector<std::size_t> rest = constraints;

@@ -1,8 +1,8 @@
 // Hard constraints that no assignment satisfies together.
 //
-// Values that a constraint bars are struck out of the lists of its variables
-// until nothing moves, and constraints over the same two variables are held
-// against each other. So not every conflict is found, but what is found is one.
+// Values that a constraint excludes are removed from the lists of its variables
+// until nothing changes, and constraints on the same two variables are checked
+// together. So some conflicts are missed, but every reported one is real.
 
 #pragma once
 
@@ -20,8 +20,8 @@ struct Conflict {
   std::string chain;                     // how one leads to the next
 };
 
-// Some conflicts that share no constraint, each as small as deleting shows.
-// The work grows with the size of the model and is cut off beyond that.
+// Some conflicts that share no constraint, each minimal under deletion. The
+// work is limited in proportion to the size of the model.
 std::vector<Conflict> findConflicts(Model const& model);
 
 }  // namespace check

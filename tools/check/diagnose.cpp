@@ -1,5 +1,5 @@
-// What a text that is no model was meant to be: the cases of errors.h, and
-// those that take more than the tokens here. A guess decides the message and
+// Guesses what a wrong text was meant to be: the cases of errors.h, and those
+// that need more than the tokens at one place. A guess decides the message and
 // where reading goes on, never whether there is an error.
 
 #include <algorithm>
@@ -41,7 +41,7 @@ std::size_t wordStart(std::string_view text, std::size_t position) {
   return start;
 }
 
-// The bytes from `begin` on up to a blank or a sign of the language.
+// The bytes from `begin` up to a blank or a sign of the language.
 std::string_view wordAt(std::string_view text, std::size_t begin) {
   const std::size_t past = text.find_first_of(" \t\r\n\v\f,(){};#=<>", begin);
   std::string_view word = text.substr(begin, std::min(past - begin, maxShown));
@@ -97,7 +97,7 @@ bool isOfClass(char name, Token const& token) {
   }
 }
 
-// Whether the token is what an alternative of a pattern describes.
+// Whether the token matches an alternative of a pattern.
 bool isLike(std::string_view alternative, Token const& token) {
   char const first = alternative[0];
   if (first >= 'a' && first <= 'z') {
@@ -271,7 +271,7 @@ void Reader::checkMark() {
   }
 }
 
-// Nothing else is worth telling of a text that no byte of is as it should be.
+// If every byte is wrong, no other error is worth reporting.
 void Reader::checkEncoding() {
   if (reading.numErrors > 0 && isUtf16(text)) {
     reading.errors = {
@@ -282,7 +282,7 @@ void Reader::checkEncoding() {
   }
 }
 
-// Behind the sign that closed a list. The text is no model unless a statement
+// After the sign that closed a list. The text is a model only if a statement
 // follows.
 void Reader::checkListEnd(bool isAlldiff) {
   Token const& sign = tokens.previous();
@@ -299,7 +299,7 @@ void Reader::checkListEnd(bool isAlldiff) {
   }
 }
 
-// Where UTF-8 writes a relation in one character.
+// For a relation that is a single UTF-8 character.
 void Reader::checkRelationCharacter() {
   const std::string_view sign = text.substr(at().begin, 3);
   if (sign == "\xE2\x89\xA4" || sign == "\xE2\x89\xA5") {
@@ -309,7 +309,7 @@ void Reader::checkRelationCharacter() {
   }
 }
 
-// Whether an unknown name is still to be noted; each is once.
+// Whether an unknown name must be reported; each is reported once.
 bool Reader::isNews(std::string const& name) {
   if (reading.errors.size() >= Reading::maxErrors) {
     ++reading.numErrors;
@@ -377,7 +377,7 @@ Constraint::Kind Reader::guessKind() {
   return static_cast<Constraint::Kind>(kind);
 }
 
-// In the list of an alldiff, at what is no sign.
+// In the list of an alldiff, at a token that is not a sign.
 void Reader::checkAlldiffGoesOn() {
   bool const isKnown = model.variables.find(at().text) < model.variables.size();
   bool const isName =

@@ -1,4 +1,4 @@
-// The errors of a model that the tokens at one place show, as a table.
+// A table of the errors that can be recognised from the tokens at one place.
 
 #pragma once
 
@@ -7,7 +7,7 @@
 
 namespace check {
 
-// Where in a statement reading stands.
+// The position of the reader in a statement.
 enum class Spot {
   declaration,  // at a statement that is no constraint
   variableName,
@@ -60,8 +60,8 @@ constexpr Spots operator|(Spot a, Spot b) {
   return Spots(a) | Spots(b);
 }
 
-// The bytes that an error marks. A word is what stands there up to the next
-// blank or sign of the language.
+// The bytes that an error marks. A word extends to the next blank or sign of
+// the language.
 enum class Extent {
   token,
   twoTokens,
@@ -73,7 +73,7 @@ enum class Extent {
   wordAround     // from the word that the token before touches
 };
 
-// How reading goes on.
+// How reading continues.
 enum class Next {
   abandon,  // with the next statement
   skipAndAbandon,
@@ -88,26 +88,26 @@ enum class Next {
 
 struct ErrorCase {
   Spots spots;
-  // Elements for the tokens from here on, with blanks between them. An element
-  // is a list of alternatives with '/' between them: W a word, N a number, S a
-  // sign, D a word that opens with a digit, I a word for infinity, J what
-  // continues the token before as in night-shift, K what touches a word before
-  // it, ^ where a statement begins, $ the end, ? anything, ~word a word like
-  // it, a word itself, or any of some signs. Prefixes: "not:", "touching:" the
-  // token before, and, for that token in place of the next, "after:" or, on the
-  // same line, "beside:".
+  // Elements for the next tokens, separated by blanks. An element is a list of
+  // alternatives separated by '/': W a word, N a number, S a sign, D a word
+  // that begins with a digit, I a word for infinity, J a continuation of the
+  // previous token as in night-shift, K a token that touches the word before
+  // it, ^ the beginning of a statement, $ the end, ? anything, ~word a similar
+  // word, a word itself, or any of some signs. Prefixes: "not:"; "touching:" if
+  // it must touch the previous token; "after:" to match the previous token
+  // instead of the next; "beside:" for the same on the same line.
   std::string_view pattern;
-  // %0 and %1 the texts of these tokens, %p that of the token before, %f and %g
-  // what was found for %0 and %1, %n the first bytes of a long %0, %j the text
-  // %0 as a part of a name, %m the word marked, %r its remedy, %l the line of
-  // the first constraint, %b the bound that replaces a strict one, %w what is
-  // wanted here.
+  // %0 and %1 are the texts of these tokens, %p that of the previous token, %f
+  // and %g the similar names found for %0 and %1, %n the first bytes of a long
+  // %0, %j the text %0 as a part of a name, %m the marked word, %r its remedy,
+  // %l the line of the first constraint, %b the bound that replaces a strict
+  // one, %w the expected text.
   std::string_view message;
   Next next = Next::abandon;
   Extent extent = Extent::token;
 };
 
-// The first case that matches counts.
+// The first matching case applies.
 std::span<const ErrorCase> errorCases();
 
 }  // namespace check

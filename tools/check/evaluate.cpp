@@ -1,6 +1,7 @@
-// The bounds of a sum add up the least and the greatest contribution of each
-// pair of variables: one value pair of each is on, so at most one of its terms
-// counts. A variable paired with itself stands for its single labels.
+// The bounds of a sum are the sums of the minimal and maximal contributions of
+// all pairs of variables. Exactly one value pair of each is on, so at most one
+// of its terms counts. A variable paired with itself represents its single
+// labels.
 
 #include "tools/check/evaluate.h"
 
@@ -33,9 +34,9 @@ bool hasSameVariables(Term const& a, Term const& b) {
          a.label2.variable == b.label2.variable;
 }
 
-// Every variable can take value 0, and the value numbers that it can take are
-// a prefix of those of any larger variable: serving the smaller ones first
-// keeps most variables apart.
+// The value numbers of a variable are a prefix of those of any variable with
+// more values. So assigning the smaller ones first separates the most
+// variables.
 Range alldiffRange(Model const& model, Constraint const& constraint) {
   std::vector<unsigned> sizes;
   for (unsigned const variable : scopeOf(constraint)) {
@@ -193,7 +194,7 @@ Range violationRange(Model const& model, Constraint const& constraint) {
   const Range sum = sumRange(model, constraint);
   const Int128 atLeast = violationOf(constraint, sum.least);
   const Int128 atGreatest = violationOf(constraint, sum.greatest);
-  // Only sums that all lie beyond the same bound leave no way to satisfy it.
+  // The constraint is unsatisfiable only if all sums lie beyond the same bound.
   bool const isAbove = hasUpper(constraint) && sum.least > constraint.upper;
   bool const isBelow = hasLower(constraint) && sum.greatest < constraint.lower;
   return {isAbove || isBelow ? std::min(atLeast, atGreatest) : 0,

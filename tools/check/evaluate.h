@@ -1,8 +1,8 @@
-// What a constraint's violation is under an assignment, and what it can be
-// under any.
+// The violation of a constraint under an assignment, and its range over all
+// assignments.
 //
-// Everything is summed again from the model's own terms in exact arithmetic.
-// A violation is capped at `inf`; totals are exact.
+// Everything is summed from the terms of the model in exact arithmetic. A
+// violation is capped at `inf`; totals are exact.
 
 #pragma once
 
@@ -35,7 +35,7 @@ Int128 sumOf(Constraint const& constraint, Assignment const& assignment);
 // The distance of a sum from the bounds, before its cap.
 Int128 violationOf(Constraint const& constraint, Int128 sum);
 
-// Whether the bound is one at all: its default value means none.
+// Whether the bound applies: its default value means no bound.
 bool hasLower(Constraint const& constraint);
 bool hasUpper(Constraint const& constraint);
 
@@ -44,7 +44,7 @@ bool hasUpper(Constraint const& constraint);
 std::vector<std::vector<unsigned>> sharedValues(Constraint const& constraint,
                                                 Assignment const& assignment);
 
-// The variables that a constraint names, as often as it does.
+// The variables in a constraint, with repeats.
 std::vector<unsigned> namedVariables(Constraint const& constraint);
 
 // The same sorted, each once: in an all-different a repeat counts once.
@@ -57,8 +57,8 @@ std::vector<Term> sortedTerms(Constraint const& constraint);
 // Whether two terms of `sortedTerms` have the same labels.
 bool hasSameLabels(Term const& a, Term const& b);
 
-// What terms with these labels add to a sum. Both variables are the same where
-// the terms are about one.
+// The contribution of terms with these labels to a sum. For linear terms, both
+// variables are the same.
 struct LabelSum {
   Label label1;
   Label label2;

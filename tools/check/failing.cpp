@@ -1,5 +1,5 @@
-// Sets are tried by their size: one of the constraints of the first report that
-// no chosen constraint is in has to be in the set.
+// Tries sets by size. The set must contain one of the constraints of the first
+// report that no chosen constraint covers.
 
 #include "tools/check/failing.h"
 
@@ -18,7 +18,7 @@ class Chooser {
           std::map<std::size_t, std::size_t> const& reportCounts)
       : reports(reportLists), counts(reportCounts) {}
 
-  // Whether a set of at most this size does; `chosen` holds it then.
+  // Whether there is a set of at most this size; `chosen` then holds it.
   bool choose(std::size_t size);
   bool isCutOff() const { return steps >= maxSteps; }
 

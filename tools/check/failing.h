@@ -1,5 +1,5 @@
-// What the reports of several runs tell of hard constraints that no search
-// satisfies.
+// Finds hard constraints that no search satisfies, from the reports of several
+// runs.
 
 #pragma once
 

@@ -1,6 +1,6 @@
-// Finds grids in names. A name splits into the head of a row and the head of a
-// column ("Ann_Mon" into "Ann" and "Mon"). Of several ways to split, the one
-// that brings most names into grids is taken.
+// Finds grids in names. A name splits into a row heading and a column heading
+// ("Ann_Mon" into "Ann" and "Mon"). The split that puts the most names into
+// grids is used.
 
 #pragma once
 
@@ -20,7 +20,7 @@ struct Grid {
 
   std::vector<std::string> rows;     // heads, in the order of the names
   std::vector<std::string> columns;  // heads, in an order that suits each row
-  // By row and column: the index of the name that splits so, or none.
+  // By row and column: the index of the name, or none.
   std::vector<std::vector<std::size_t>> cells;
 };
 
@@ -29,7 +29,7 @@ struct Grids {
   std::vector<std::size_t> rest;  // indices of the names in no grid, ascending
 };
 
-// The heads of row and column of the name with this index, if it has any.
+// The row and column headings of the name with this index, if it splits.
 using Split = std::function<std::optional<std::pair<std::string, std::string>>(
     std::size_t)>;
 
@@ -38,8 +38,9 @@ using Split = std::function<std::optional<std::pair<std::string, std::string>>(
 // digits at the end.
 std::vector<Split> usualSplits(std::vector<std::string> const& names);
 
-// By the two groups of an extended regular expression that matches a whole
-// name. Throws std::runtime_error if it is not one or has not two groups.
+// Splits by the two groups of an extended regular expression that matches a
+// whole name. Throws std::runtime_error if it is invalid or does not have two
+// groups.
 Split splitBy(std::vector<std::string> const& names,
               std::string const& expression);
 

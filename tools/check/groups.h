@@ -1,4 +1,4 @@
-// Penalties summed by groups of constraints, which the names give.
+// Sums penalties by groups of constraints, which are derived from their names.
 
 #pragma once
 
@@ -18,10 +18,11 @@ struct Group {
   Int128 soft = 0;
 };
 
-// A rule that gives the name of a constraint the name of its group: what an
-// extended regular expression matches, or its first part in parentheses; what
-// it does not match is its own group. Without one, the text before the first
-// digit, '_', '[' or '@'.
+// Maps the name of a constraint to its group: the match of an extended regular
+// expression, or its first part in parentheses. A name without a match is its
+// own group. Without an expression, the group is the text before the first
+// digit, '_',
+// '[' or '@'.
 class Grouping {
  public:
   Grouping() = default;
@@ -40,7 +41,7 @@ class Grouping {
 std::vector<Group> sumGroups(Model const& model, Evaluation const& evaluation,
                              Grouping const& grouping);
 
-// The constraints that are violated: hard ones first, then by what they cost.
+// The violated constraints: hard ones first, then by cost.
 std::vector<std::size_t> violatedByCost(Model const& model,
                                         Evaluation const& evaluation);
 

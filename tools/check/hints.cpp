@@ -1,5 +1,5 @@
-// The distance is counted row by row over the shorter word; longer words than
-// anybody types are never compared.
+// The distance is computed row by row over the shorter word. Words that are too
+// long to be typed are never compared.
 
 #include "tools/check/hints.h"
 
@@ -26,7 +26,7 @@ std::string digitsOf(std::string_view word) {
   return digits;
 }
 
-// How many wrong letters a word of this length can have.
+// The number of wrong letters allowed in a word of this length.
 std::size_t tolerance(std::size_t length) {
   constexpr std::size_t shortest = 3;
   constexpr std::size_t longer = 6;

@@ -1,4 +1,4 @@
-// What a misspelt word was probably meant to be.
+// Guesses the meaning of misspelt words.
 
 #pragma once
 
@@ -16,8 +16,8 @@ namespace check {
 std::size_t editDistance(std::string_view a, std::string_view b,
                          std::size_t limit);
 
-// Whether one word can be a misspelling of the other: near in spelling and with
-// the same digits, for x11 is not meant by x12.
+// Whether one word can be a misspelling of the other: similar, and with the
+// same digits, because x12 is not a typo for x11.
 bool isNear(std::string_view a, std::string_view b);
 
 // ", did you mean 'name'?" with the nearest of the names, or nothing.

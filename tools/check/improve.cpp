@@ -1,5 +1,5 @@
-// What a move changes is summed over the terms of the variables that it sets:
-// all values of one variable together, each swap on its own.
+// The change by a move is summed over the terms of the variables that it sets.
+// All values of a variable are computed together, each swap separately.
 
 #include "tools/check/improve.h"
 
@@ -16,7 +16,7 @@ namespace check {
 
 namespace {
 
-// That a move costs at most, so that swaps take seconds.
+// Limit of the cost of a move, so that swaps take seconds.
 constexpr std::int64_t maxSteps = 300000000;
 
 // A constraint of a variable and its terms that name the variable.
@@ -48,7 +48,7 @@ class Finder {
          Evaluation const& currentEvaluation);
 
   void tryChanges(unsigned v, std::optional<Move>& best) const;
-  // Whether there was time for all.
+  // Whether all swaps were tried.
   bool trySwaps(std::optional<Move>& best);
 
  private:
@@ -155,7 +155,7 @@ void Finder::tryChanges(unsigned v, std::optional<Move>& best) const {
   }
 }
 
-// Moves one variable of an all-different; what that adds to its violation.
+// Moves one variable of an all-different; returns the change of its violation.
 int Finder::turn(std::size_t c, unsigned from, unsigned to) {
   int const lost = --counts[c][from] > 0 ? 1 : 0;
   int const gained = counts[c][to]++ > 0 ? 1 : 0;
@@ -258,7 +258,7 @@ Neighbours findBest(Model const& model, Assignment const& assignment,
   for (unsigned v = 0; v < model.variables.size(); ++v) {
     finder.tryChanges(v, neighbours.change);
   }
-  // Two variables that may be exchanged without effect are never a best swap.
+  // A swap without effect is never the best one.
   neighbours.areSwapsAll = finder.trySwaps(neighbours.swap);
   if (neighbours.swap && !isBetter(*neighbours.swap, evaluation)) {
     neighbours.swap.reset();

@@ -1,5 +1,5 @@
-// Whether a neighbour of an assignment is better: one variable with another
-// value, or two that swap theirs. Fewer hard violations come first.
+// Looks for better neighbours of an assignment: one variable with another
+// value, or two that swap their values. The hard penalty is compared first.
 
 #pragma once
 
@@ -29,7 +29,8 @@ Neighbours findBest(Model const& model, Assignment const& assignment,
 
 bool isBetter(Move const& move, Evaluation const& now);
 
-// The constraint whose penalty the move raises most: a hard one if there is.
+// The constraint whose penalty the move raises most: a hard one if there is
+// one.
 std::optional<std::size_t> heldBy(Model const& model,
                                   Assignment const& assignment,
                                   Evaluation const& evaluation,

@@ -19,7 +19,7 @@ Grids gridsOf(std::vector<std::string> const& texts) {
   return findGrids(texts.size(), usualSplits(texts));
 }
 
-// The heads are all parts but the last, and the last.
+// The headings are all parts but the last, and the last part.
 Split splitByParts(NameParts const& parts) {
   return
       [&parts](

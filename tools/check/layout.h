@@ -1,4 +1,4 @@
-// How the names of a model lie in grids, of variables and of values.
+// The grids formed by the names of variables and values of a model.
 
 #pragma once
 
@@ -17,7 +17,7 @@ struct Layout {
   std::vector<std::vector<std::string>> families;  // values that share a row
 };
 
-// What users may wish for in a layout.
+// The options for a layout.
 struct LayoutWishes {
   std::string split;                 // as splitBy() takes it; empty for none
   std::vector<std::string> rows;     // as limitGrids() takes them

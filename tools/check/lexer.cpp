@@ -1,5 +1,5 @@
-// One function for each class of bytes. Newlines are counted in one place,
-// `take`, also those that are the second byte of a double-byte character.
+// One function for each class of bytes. Newlines are counted only in `take`,
+// including those that are the second byte of a double-byte character.
 
 #include "tools/check/lexer.h"
 
@@ -99,9 +99,8 @@ bool Lexer::takeWord(std::string& into) {
   return position != start;
 }
 
-// A sign belongs to the digits that it touches and to nothing else. A number
-// without a sign that runs into word bytes is a word; leading zeros are lost
-// then, too.
+// A sign belongs only to digits that it touches. A number without a sign
+// followed by word bytes is a word, which also loses leading zeros.
 Token Lexer::next() {
   skipBlanks();
   Token token;

@@ -1,7 +1,7 @@
 // The tokens of the modelling language, read from a text held in memory.
 //
-// Bytes are classed as in the C locale; a lead byte of a Shift_JIS double-byte
-// character takes the byte after it along, whatever that byte is. Every byte
+// Bytes are classified as in the C locale. A lead byte of Shift_JIS forms a
+// double-byte character with the next byte, whatever that is. Every byte
 // belongs to a token, to white space or to a comment, so the lexer never fails.
 
 #pragma once
@@ -25,8 +25,8 @@ struct Token {
   std::size_t begin = 0;  // the position of its first byte
   std::size_t past = 0;   // one past its last byte
 
-  // The value of a number token; nothing for other tokens and for digits that,
-  // with their sign, do not fit an int.
+  // The value of a number token; empty for other tokens and for numbers that do
+  // not fit an int.
   std::optional<int> value() const;
 };
 
@@ -36,7 +36,7 @@ class Lexer {
   explicit Lexer(std::string_view source, std::size_t start = 0)
       : text(source), position(start) {}
 
-  // The next token; the end token again and again once it is reached.
+  // The next token; at the end of the text, always the end token.
   Token next();
 
  private:

@@ -1,9 +1,9 @@
-// wcsp-check: reports what is wrong with a model, and, with a report,
-// recomputes its penalties and explains them.
+// wcsp-check: reports the errors in a model. With a report, it recomputes the
+// penalties and explains them.
 //
-// It shares no code with the solver, so that an error there cannot hide itself
-// here. The exit status tells the outcome; standard output explains it, and
-// standard error holds warnings and what keeps a check from being made.
+// It shares no code with the solver, so that a bug there is not repeated here.
+// The exit status gives the outcome; standard output explains it; standard
+// error has warnings, and errors that prevent a check.
 
 #include <unistd.h>
 
@@ -52,7 +52,7 @@ struct Options {
   bool isQuiet = false;
 };
 
-// What an assignment is worth.
+// The evaluation of an assignment.
 void evaluateReport(Options const& options, check::Model const& model,
                     check::Report const& report, Result& result) {
   result.isEvaluated = true;
@@ -97,7 +97,7 @@ void judge(Options const& options, check::Model const& model,
                                               : "differs: the report is wrong";
 }
 
-// What the model alone gives.
+// Checks a model alone.
 check::Model advise(Options const& options, Result& result) {
   const std::string text = check::readFile(options.model);
   check::Reading reading = check::readWhole(text);
@@ -120,13 +120,13 @@ void concludeAdvice(Options const& options, check::Model const& model,
   result.verdict = result.numErrors == 0 ? summary(model) : "no model";
 }
 
-// Puts the names of the user into the model, where there are any.
+// Replaces the names in the model by those of the user, if any.
 check::NameParts useNames(Options const& options, check::Model& model) {
   return options.names.empty() ? check::NameParts()
                                : rename(model, check::readFile(options.names));
 }
 
-// What several reports tell of the hard constraints, as text.
+// Compares several reports and prints the result as text.
 void compareReports(Options const& options, check::Model& model,
                     Result& result) {
   std::vector<std::vector<std::size_t>> violated;

@@ -1,5 +1,5 @@
-// A model as it stands in its file: variables with their named values, and
-// constraints with their lines.
+// A model as in its file: variables with named values, and constraints with
+// their lines.
 //
 // Variables, values and constraints are numbered from 0 in the order of the
 // file. Nothing is sorted, merged or dropped here.
@@ -21,8 +21,8 @@ inline constexpr int inf = 2147483647;
 // Wide enough for the totals of any model that fits in memory.
 __extension__ typedef __int128 Int128;
 
-// Names and their numbers. Names stand in the nodes of the map, whose addresses
-// last: moving keeps them, copying would not.
+// Names and their numbers. The names are stored in the nodes of the map, whose
+// addresses survive a move but not a copy.
 class Names {
  public:
   Names() = default;
@@ -52,8 +52,8 @@ struct Label {
   unsigned value = 0;
 };
 
-// Contributes its coefficient when both labels are on. A linear term names its
-// one label twice, so that one rule serves both kinds.
+// Contributes its coefficient if both labels are on. A linear term has the same
+// label twice, so that one rule applies to both kinds.
 struct Term {
   int coefficient = 0;
   Label label1;

@@ -1,4 +1,4 @@
-// How the outputs name what stands in a model.
+// Names of variables, values and constraints for output.
 
 #pragma once
 

@@ -1,6 +1,6 @@
-// What the checker says, as text and as JSON.
+// The output of the checker, as text and as JSON.
 //
-// Names come from files and are untrusted: all are made printable.
+// Names come from files and are untrusted, so all are escaped.
 
 #pragma once
 
@@ -31,7 +31,7 @@ enum Status {
   noReport = 3
 };
 
-// All that is known when a check is over.
+// The complete result of a check.
 struct Result {
   Status status = agrees;
   std::string verdict;               // one line
@@ -50,11 +50,12 @@ struct Result {
 // The violated constraints explained, the differences and the verdict.
 void writeText(std::ostream& out, Model const& model, Result const& result);
 
-// The same and the warnings, as one JSON object, written piece by piece: it
-// takes no memory that grows with the model.
+// The same and the warnings as one JSON object. It is written in pieces, so
+// that its memory does not grow with the model.
 void writeJson(std::ostream& out, Model const& model, Result const& result);
 
-// What the reports of several runs tell; some satisfy all hard constraints.
+// The comparison of several reports, some of which satisfy all hard
+// constraints.
 void writeFailing(std::ostream& out, Model const& model, Failing const& failing,
                   std::size_t numReports, std::size_t numSatisfying);
 

@@ -67,9 +67,9 @@ void writeJsonShared(std::ostream& out, Namer const& namer,
   });
 }
 
-// What a constraint is about: [variable, [values]], each variable once and in
-// the order of the model. The values are those in its terms with a coefficient
-// other than 0; an all-different is about all of them and names none.
+// The scope of a constraint: [variable, [values]], each variable once and in
+// the order of the model. The values are those in terms with a coefficient
+// other than 0; for an all-different, all values count and none are listed.
 void writeJsonScope(std::ostream& out, Namer const& namer,
                     Constraint const& constraint) {
   std::vector<Label> labels;
@@ -112,7 +112,7 @@ void writeJsonScope(std::ostream& out, Namer const& namer,
   out << ']';
 }
 
-// Exact numbers that may pass 64 bits are strings.
+// Exact numbers that may exceed 64 bits are strings.
 void writeJsonViolated(std::ostream& out, Namer const& namer,
                        Constraint const& constraint, int violation,
                        Assignment const& assignment) {

@@ -1,6 +1,5 @@
-// Each violated constraint is explained by what is on under the assignment, in
-// the order of the model: the terms that make up its sum, or the variables
-// that share a value.
+// A violated constraint is explained by the terms that make up its sum, in the
+// order of the model, or by the variables that share a value.
 
 #include "tools/check/output.h"
 #include "tools/check/text.h"
@@ -29,7 +28,8 @@ void writeTerm(std::ostream& out, Namer const& namer,
   }
 }
 
-// Below its bound a sum lacks terms that would raise it: the first of them.
+// If a sum is below its bound, prints the first missing terms that would raise
+// it.
 void writeLacking(std::ostream& out, Namer const& namer,
                   Constraint const& constraint, Assignment const& assignment) {
   constexpr std::size_t maxShown = 5;

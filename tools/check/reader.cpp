@@ -74,7 +74,7 @@ void Reader::add(std::size_t begin, std::size_t past, std::string message) {
   }
 }
 
-// Where names in UTF-8 stand, they and nothing else are what is wrong.
+// If there are names in UTF-8, they are the only error to report.
 void Reader::note(std::size_t begin, std::size_t past, std::string message) {
   const std::size_t first = std::min(begin, tokens.previous().begin);
   const std::size_t last = std::max(past, at().past);
@@ -146,7 +146,7 @@ void Reader::readEquals(std::string_view word, Spot spot) {
   }
 }
 
-// The value is checked also where the statement has no further effect.
+// The value is checked even if the statement has no other effect.
 void Reader::readTarget() {
   const std::size_t line = at().line;
   advance();
@@ -325,7 +325,8 @@ void Reader::readRelation(Constraint& constraint) {
   }
 }
 
-// Stops at the end of the text even where a variable bears the end's name.
+// Stops at the end of the text even if a variable has the name of the end
+// token.
 void Reader::readAlldiff(Constraint& constraint) {
   while (!atSymbol()) {
     checkAlldiffGoesOn();

@@ -1,9 +1,8 @@
-// Reads a whole model and notes every error that it can tell apart, each with
-// what to write instead.
+// Reads a whole model and records every error, with what to write instead.
 //
-// An error is noted exactly where the solver refuses the model. What was meant
-// is read where that is plain, so that one error is noted once; else the
-// rest of the statement is passed over.
+// An error is recorded exactly where the solver refuses the model. If the
+// meaning is clear, reading goes on with it, so that one error is recorded
+// once. Otherwise the rest of the statement is skipped.
 
 #pragma once
 
@@ -29,7 +28,7 @@ struct Error {
 };
 
 struct Reading {
-  // That are kept with their messages; the others are counted.
+  // The number of errors kept with their messages; others are only counted.
   static constexpr std::size_t maxErrors = 100;
 
   Model model;                // whole if there is no error
@@ -38,10 +37,10 @@ struct Reading {
   Warnings warnings;
 };
 
-// The text must outlive the call only.
+// The text must exist only during the call.
 Reading readWhole(std::string_view text);
 
-// The tokens of a text with as much look-ahead as is asked for.
+// The tokens of a text with arbitrary look-ahead.
 class Tokens {
  public:
   explicit Tokens(std::string_view source, std::size_t start)
@@ -57,8 +56,8 @@ class Tokens {
   Token last;  // the token before peek(0)
 };
 
-// One function for each statement in reader.cpp; what was meant where one goes
-// wrong is found in diagnose.cpp.
+// reader.cpp has one function per statement; diagnose.cpp guesses the meaning
+// of wrong statements.
 class Reader {
  public:
   explicit Reader(std::string_view source);
@@ -66,7 +65,7 @@ class Reader {
   Reading read();
 
  private:
-  // Thrown when the rest of a statement is to be passed over.
+  // Thrown to skip the rest of a statement.
   struct Abandoned {};
 
   // Tokens.
@@ -114,8 +113,8 @@ class Reader {
   std::string placeholder(char name, std::string_view word,
                           std::string_view wanted);
   void goOn(Next next);
-  // Notes the error of the first case that matches here and goes on after it;
-  // false if there is none.
+  // Records the error of the first matching case and continues after it; false
+  // if no case matches.
   bool diagnose(Spot spot, std::string_view wanted = "");
   void checkMark();
   void checkEncoding();

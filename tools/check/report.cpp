@@ -1,6 +1,6 @@
-// A report's lines are compared as whole texts with the lines that they must
-// be. Names may hold newlines as second bytes of double-byte characters, so
-// lines are cut with an eye to those.
+// The lines of a report are compared as whole texts with the expected lines.
+// Names may contain newlines as second bytes of double-byte characters, which
+// do not end a line.
 
 #include "tools/check/report.h"
 
@@ -15,8 +15,8 @@ namespace {
 
 constexpr std::size_t none = std::string_view::npos;
 
-// The position of the last whole line that is this heading. No name can hold
-// such a line, since its blank follows a byte that is no lead byte.
+// The position of the last line that equals this heading. No name can contain
+// such a line, because its blank does not follow a lead byte.
 std::size_t findHeading(std::string_view text, std::string_view heading) {
   std::size_t at = text.rfind(heading);
   while (at != none) {
@@ -72,8 +72,8 @@ std::vector<std::string> linesAfterAssignment(Model const& model,
   return lines;
 }
 
-// A run out of memory before its first assignment shows both penalties at
-// their ceiling and no violated constraint; its variables have no meaning.
+// A run that ran out of memory before its first assignment shows both penalties
+// at their maximum and no violated constraint; its variables have no meaning.
 bool isUnrecorded(Model const& model,
                   std::vector<std::string_view> const& lines) {
   Evaluation nothing;
@@ -123,7 +123,7 @@ bool hasLine(std::string_view text, std::string_view beginning) {
   return at != none;
 }
 
-// What keeps a text without heading from being anything that can be judged.
+// The reason why a text without a heading cannot be checked.
 std::string errorWithoutHeading(std::string_view text) {
   if (text.empty()) {
     return "it is empty";
@@ -170,8 +170,8 @@ Report readReport(Model const& model, std::string_view text) {
                    countNewlines(text.substr(0, heading)) + 2);
 }
 
-// As the solver reads its start: a later pair wins, the rest is passed over,
-// and a variable that is not mentioned takes its first value.
+// Reads a start file like the solver: a later pair wins, other text is skipped,
+// and a missing variable takes its first value.
 Report readStart(Model const& model, std::string_view text) {
   bool const hasHeading = findHeading(text, "[best solution]") != none ||
                           findHeading(text, "[incumbent solution]") != none;

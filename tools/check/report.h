@@ -1,7 +1,7 @@
-// The two kinds of text that give an assignment: a report, alone or at the end
-// of a whole run's output, whose every line after its heading is fixed by the
-// model and the assignment; and a start file, out of which pairs of a variable,
-// ':' and a value are picked.
+// Two kinds of text contain an assignment. In a report, alone or at the end of
+// the output of a run, the model and the assignment determine every line after
+// the heading. From a start file, only pairs of a variable, ':' and a value are
+// read.
 
 #pragma once
 
@@ -32,17 +32,17 @@ struct Report {
   std::string error;  // what is wrong with a `broken` or `missing` one
 };
 
-// Reads a report; no text fails. The result refers to the text.
+// Reads a report from any text. The result refers to the text.
 Report readReport(Model const& model, std::string_view text);
 
-// The same for a start file, as which the solver would take a report, too.
+// The same for a start file. The solver accepts a report as a start file, too.
 Report readStart(Model const& model, std::string_view text);
 
 // The two penalties as a report prints them, capped: "0/7".
 std::string penaltyText(Evaluation const& evaluation);
 
-// Where the lines after the assignment differ from what the evaluation has to
-// give, one text each; of the list of violated constraints the first only.
+// The differences between the lines after the assignment and the evaluation,
+// one text each; for the list of violated constraints, only the first.
 std::vector<std::string> findDifferences(Model const& model,
                                          Evaluation const& evaluation,
                                          Report const& report);

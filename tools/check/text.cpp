@@ -10,7 +10,7 @@ unsigned byteAt(std::string_view text, std::size_t at) {
   return at < text.size() ? static_cast<unsigned char>(text[at]) : 0;
 }
 
-// The bytes of the character that begins here; 0 if there is none in UTF-8.
+// The number of bytes of the character that begins here; 0 if it is not UTF-8.
 std::size_t characterSize(std::string_view text, std::size_t at) {
   unsigned const first = byteAt(text, at);
   if (first < 0x80) {

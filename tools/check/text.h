@@ -1,5 +1,5 @@
-// Texts as output shows them, what the bytes of a text tell of its encoding,
-// and where in it a byte stands.
+// Escapes texts for output, detects the encoding of a text, and finds the line
+// and column of a byte.
 
 #pragma once
 
@@ -22,11 +22,11 @@ bool hasHighByte(std::string_view text);
 // Whether the text is ASCII or UTF-8.
 bool isUtf8(std::string_view text);
 
-// Whether the text opens with the mark of UTF-16 or has zero bytes as ASCII
-// in UTF-16 would have.
+// Whether the text begins with the UTF-16 mark or has the zero bytes of ASCII
+// in UTF-16.
 bool isUtf16(std::string_view text);
 
-// Cuts the text at its first separator, which goes.
+// Splits the text at its first separator, which is dropped.
 std::string_view takeUpTo(char separator, std::string_view& text);
 
 // The pattern with valueOf(c) in place of each "%c".
@@ -48,7 +48,7 @@ struct Place {
   std::size_t lineStart = 0;  // the position of the line's first byte
 };
 
-// Finds places of ascending positions, going through the text once.
+// Finds the places of ascending positions in one pass over the text.
 class PlaceFinder {
  public:
   explicit PlaceFinder(std::string_view source) : text(source) {}

@@ -1,5 +1,5 @@
 // One function for each kind of warning. Lists of values are compared once for
-// the whole model, so that a long list in many constraints costs nothing.
+// the whole model, so that a long list in many constraints is cheap.
 
 #include "tools/check/warnings.h"
 
@@ -77,7 +77,7 @@ std::string quoted(std::string const& name) {
   return "'" + name + "'";
 }
 
-// The line of the first token with a byte beyond ASCII: comments are free.
+// The line of the first token with a byte beyond ASCII; comments do not matter.
 std::optional<std::size_t> firstHighLine(std::string_view text) {
   Lexer lexer(text);
   for (Token token = lexer.next(); token.kind != Token::end;
@@ -238,7 +238,7 @@ void Warner::checkSize() {
   }
 }
 
-// A count that a report can print behind a name.
+// A number that a report can print after a name.
 bool isPrintable(std::string const& text, int least) {
   const Token token{Token::number, text, 0};
   return std::all_of(text.begin(), text.end(),
@@ -255,7 +255,8 @@ bool hasPrintable(Names const& values, int least) {
   return false;
 }
 
-// The line of a violated constraint reads as one of the variable of its name.
+// The line of a violated constraint is read as a pair of the variable with the
+// same name.
 void Warner::checkFeedback(std::string_view name, std::size_t line) {
   unsigned const v = model.variables.find(name);
   if (v < model.variables.size() && hasPrintable(model.values[v], 1)) {
@@ -263,8 +264,8 @@ void Warner::checkFeedback(std::string_view name, std::size_t line) {
   }
 }
 
-// A variable's name drops the token after it unless that is a colon, and the
-// last word of a report's heading stands before the first variable.
+// The name of a variable consumes the next token unless that is a colon, and
+// the last word of a report's heading precedes the first variable.
 void Warner::checkFeedbackWords() {
   unsigned const size = model.variables.size();
   unsigned const penalty = model.variables.find("penalty");

@@ -1,6 +1,6 @@
-// What is legal in a model but rarely meant.
+// Warnings about what is legal in a model but rarely meant.
 //
-// Each warning states what is certain; none rests on a guess about the search.
+// Each warning states a certain fact; none is a guess about the search.
 
 #pragma once
 
@@ -46,14 +46,15 @@ struct Warning {
   std::string message;
 };
 
-// Warnings in the order in which they come, of each name the first ones.
+// Warnings in the order of their detection; only the first ones of each name
+// are kept.
 class Warnings {
  public:
-  // What the kind's text needs goes in place of its %0, %1 and so on.
+  // The arguments replace %0, %1 and so on in the text of the kind.
   void add(WarningKind kind, std::size_t line,
            std::initializer_list<std::string_view> details = {});
   void append(Warnings const& more);
-  // All of them by their lines, those that were not kept counted.
+  // All kept warnings by line, and the number of others.
   std::vector<Warning> take(std::vector<std::string> const& unwanted);
 
  private:
@@ -64,10 +65,10 @@ class Warnings {
 // The names of all kinds, each once.
 std::vector<std::string> warningNames();
 
-// What the bytes of a text tell before it is read as a model.
+// Warnings from the bytes of a text, before it is read as a model.
 Warnings textWarnings(std::string_view text);
 
-// What the model tells. Takes n log n steps in the size of the model.
+// Warnings from the model. Takes n log n steps in the size of the model.
 Warnings modelWarnings(Model const& model);
 
 }  // namespace check
