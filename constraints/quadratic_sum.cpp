@@ -115,6 +115,9 @@ class GainedSum : public detail::QuadraticSum {
   void prepare(WcspChanges& changes) override;
   int update(std::vector<unsigned> const& now, unsigned moved, unsigned left,
              WcspChanges& changes) override;
+  int updateSeveral(std::vector<unsigned> const& before,
+                    std::vector<unsigned> const& now,
+                    WcspChanges& changes) override;
 
  private:
   using Block = LabelIndex::Block;
@@ -147,6 +150,10 @@ class GainedSum : public detail::QuadraticSum {
   unsigned onIn(Block const& block,
                 std::vector<unsigned> const& assignment) const {
     return index.find(block, assignment[block.variable]);
+  }
+  /// 0 for no label.
+  std::int64_t gainAt(Block const& block, unsigned label) const {
+    return label == block.end ? 0 : std::int64_t{gains[label]};
   }
   void addRun(unsigned label, Sum sign);
   template <class Act>
@@ -350,10 +357,7 @@ int GainedSum<Sum>::update(std::vector<unsigned> const& now, unsigned moved,
       std::ranges::lower_bound(blocks, moved, {}, &Block::variable);
   unsigned const from = index.find(*block, left);
   unsigned const to = index.find(*block, now[moved]);
-  auto const gainOf = [&](unsigned label) {
-    return label == block->end ? 0 : std::int64_t{gains[label]};
-  };
-  const std::int64_t sumAfter = sum + gainOf(to) - gainOf(from);
+  std::int64_t const sumAfter = sum + gainAt(*block, to) - gainAt(*block, from);
   int const straight = slope(sumAfter);
   const SumStep sumStep(bounds, sum, sumAfter);
   sum = sumAfter;
@@ -387,6 +391,33 @@ int GainedSum<Sum>::update(std::vector<unsigned> const& now, unsigned moved,
   applyMove(*block, from, to);
   for (unsigned const b : touched) {
     reportBlock(blocks[b]);
+  }
+  return sumStep.violation();
+}
+
+template <class Sum>
+int GainedSum<Sum>::updateSeveral(std::vector<unsigned> const& before,
+                                  std::vector<unsigned> const& now,
+                                  WcspChanges& changes) {
+  std::ranges::copy(gains, scratch->gains.begin());
+  std::int64_t sumAfter = sum;
+  for (Block const& block : index.blocks) {
+    unsigned const from = onIn(block, before);
+    unsigned const to = onIn(block, now);
+    if (from != to) {
+      sumAfter += gainAt(block, to) - gainAt(block, from);
+      applyMove(block, from, to);
+    }
+  }
+  int const straight = slope(sumAfter);
+  SumStep const sumStep(bounds, sum, sumAfter);
+  sum = sumAfter;
+  if (straight == 0) {
+    return 0;
+  }
+  for (Block const& block : index.blocks) {
+    report(changes, sumStep, straight, block, onIn(block, before),
+           onIn(block, now));
   }
   return sumStep.violation();
 }

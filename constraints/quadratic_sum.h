@@ -28,6 +28,9 @@ class QuadraticSum {
   virtual void prepare(WcspChanges& changes) = 0;
   virtual int update(std::vector<unsigned> const& now, unsigned moved,
                      unsigned left, WcspChanges& changes) = 0;
+  virtual int updateSeveral(std::vector<unsigned> const& before,
+                            std::vector<unsigned> const& now,
+                            WcspChanges& changes) = 0;
 };
 
 }  // namespace detail

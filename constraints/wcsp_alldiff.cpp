@@ -45,8 +45,10 @@ int WcspAlldiff::calculate(std::vector<unsigned> const& assignment) {
     unsigned const own = assignment[variable];
     unsigned const numValues = wcsp->getNumValues(variable);
     auto const report = [&](auto begin, auto end, int diff) {
-      wcsp->setDiffPenalties(
-          id, variable, {begin, std::lower_bound(begin, end, numValues)}, diff);
+      if (numValues <= maxValue) {
+        end = std::lower_bound(begin, end, numValues);
+      }
+      wcsp->setDiffPenalties(id, variable, {begin, end}, diff);
     };
     if (counts[own] > 1) {
       report(free.begin(), free.end(), -1);
@@ -59,54 +61,87 @@ int WcspAlldiff::calculate(std::vector<unsigned> const& assignment) {
   return numRepeats;
 }
 
-int WcspAlldiff::update(std::vector<unsigned> const& now, unsigned moved,
-                        unsigned left, WcspChanges& changes) {
-  unsigned const taken = now[moved];
+void WcspAlldiff::replace(unsigned left, unsigned taken) {
   numRepeats -= counts[left]-- > 1 ? 1 : 0;
   numRepeats += counts[taken]++ > 0 ? 1 : 0;
-  report(now, moved, left, changes);
-  countsBefore[left] = counts[left];
-  countsBefore[taken] = counts[taken];
-  return numRepeats;
 }
+
+/// The diffs of one variable's labels, before a move and after it.
+struct WcspAlldiff::Row {
+  unsigned const* countsBefore;
+  unsigned const* counts;
+  unsigned first;  ///< the number of its first label
+  unsigned ownBefore;
+  unsigned own;
+  int sharedBefore;
+  int shared;
+
+  Row(WcspAlldiff const& all, unsigned firstLabel, unsigned valueBefore,
+      unsigned value)
+      : countsBefore(all.countsBefore.data()),
+        counts(all.counts.data()),
+        first(firstLabel),
+        ownBefore(valueBefore),
+        own(value),
+        sharedBefore(countsBefore[ownBefore] > 1 ? 1 : 0),
+        shared(counts[own] > 1 ? 1 : 0) {}
+
+  WcspChanges::Diffs operator()(unsigned label) const {
+    unsigned const value = label - first;
+    int const usedBefore = countsBefore[value] > 0 ? 1 : 0;
+    int const used = counts[value] > 0 ? 1 : 0;
+    return {value == ownBefore ? 0 : usedBefore - sharedBefore,
+            value == own ? 0 : used - shared};
+  }
+};
 
 // The row of a variable that has come to share its value, or shares it no more,
 // changes as a whole. In any other row a value changes if it has come into use
 // or out of it, or if the variable has left or taken it.
-void WcspAlldiff::report(std::vector<unsigned> const& now, unsigned moved,
-                         unsigned left, WcspChanges& changes) const {
-  const std::array concerned = {std::min(left, now[moved]),
-                                std::max(left, now[moved])};
+int WcspAlldiff::update(std::vector<unsigned> const& now, unsigned moved,
+                        unsigned left, WcspChanges& changes) {
+  unsigned const taken = now[moved];
+  replace(left, taken);
+  std::array const concerned = {std::min(left, taken), std::max(left, taken)};
   std::array<unsigned, 2> switched = {};
   auto const switchedEnd =
       std::ranges::copy_if(concerned, switched.begin(), [this](unsigned value) {
         return (counts[value] > 0) != (countsBefore[value] > 0);
       }).out;
-  const std::span switchedValues(switched.begin(), switchedEnd);
+  std::span const switchedValues(switched.begin(), switchedEnd);
   for (unsigned const variable : variables) {
-    unsigned const own = now[variable];
-    unsigned const ownBefore = variable == moved ? left : own;
-    int const sharedBefore = countsBefore[ownBefore] > 1 ? 1 : 0;
-    int const shared = counts[own] > 1 ? 1 : 0;
     unsigned const first = changes.label(variable);
     unsigned const end = changes.label(variable + 1);
-    auto const diffs = [&](unsigned label) -> WcspChanges::Diffs {
-      const unsigned value = label - first;
-      const int usedBefore = countsBefore[value] > 0 ? 1 : 0;
-      const int used = counts[value] > 0 ? 1 : 0;
-      return {value == ownBefore ? 0 : usedBefore - sharedBefore,
-              value == own ? 0 : used - shared};
-    };
-    if (sharedBefore != shared) {
-      changes.addRange(first, end, diffs);
+    unsigned const own = now[variable];
+    Row const row(*this, first, variable == moved ? left : own, own);
+    if (row.sharedBefore != row.shared) {
+      changes.addRange(first, end, row);
       continue;
     }
     for (unsigned const value :
          variable == moved ? std::span<unsigned const>(concerned)
                            : std::span<unsigned const>(switchedValues)) {
       if (unsigned const label = first + value; label < end) {
-        changes.add(label, diffs(label));
+        changes.add(label, row(label));
       }
     }
   }
+  countsBefore[left] = counts[left];
+  countsBefore[taken] = counts[taken];
+  return numRepeats;
+}
+
+int WcspAlldiff::updateSeveral(std::vector<unsigned> const& before,
+                               std::vector<unsigned> const& now,
+                               WcspChanges& changes) {
+  for (unsigned const variable : variables) {
+    replace(before[variable], now[variable]);
+  }
+  for (unsigned const variable : variables) {
+    unsigned const first = changes.label(variable);
+    changes.addRange(first, changes.label(variable + 1),
+                     Row(*this, first, before[variable], now[variable]));
+  }
+  countsBefore = counts;
+  return numRepeats;
 }

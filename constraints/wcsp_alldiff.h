@@ -27,13 +27,18 @@ class WCSP_EXPORT WcspAlldiff : public WcspConstraint {
   int calculate(std::vector<unsigned> const& assignment) override;
   int update(std::vector<unsigned> const& now, unsigned moved, unsigned left,
              WcspChanges& changes) override;
+  int updateSeveral(std::vector<unsigned> const& before,
+                    std::vector<unsigned> const& now,
+                    WcspChanges& changes) override;
 
  private:
+  struct Row;
+
   int numRepeats = 0;                  ///< the violation at the last call
   std::vector<unsigned> counts;        ///< how often it was taken, by value
   std::vector<unsigned> countsBefore;  ///< the same but during an update
   std::vector<unsigned> values;        ///< scratch of calculate()
 
-  void report(std::vector<unsigned> const& now, unsigned moved, unsigned left,
-              WcspChanges& changes) const;
+  /// Counts a variable's change of value.
+  void replace(unsigned left, unsigned taken);
 };

@@ -56,14 +56,12 @@ struct WcspLinear::Move {
 
 /// A step of the sum where all coefficients are the same.
 struct WcspLinear::CountStep {
-  SumStep step;
-  Diffs taking;   ///< of a term that is off: its label
-  Diffs leaving;  ///< of one that is on: the other values of its variable
+  Diffs taking;
+  Diffs leaving;
 
-  CountStep(SumStep const& sumStep, std::int64_t coefficient)
-      : step(sumStep),
-        taking(step.diffs(coefficient, coefficient)),
-        leaving(step.diffs(-coefficient, -coefficient)) {}
+  CountStep(CountState const& before, CountState const& after)
+      : taking{before.taking, after.taking},
+        leaving{before.leaving, after.leaving} {}
 
   /// Of a term: of its label, where it is off, or of the other values.
   Diffs diffs(bool wasOn, bool isOn) const {
@@ -79,7 +77,7 @@ struct WcspLinear::CountStep {
   /// Adds the labels of a term.
   void add(WcspChanges& changes, Term const& term, bool wasOn,
            bool isOn) const {
-    const Diffs own = diffs(wasOn, isOn);
+    Diffs const own = diffs(wasOn, isOn);
     addValues(changes, term, {wasOn ? 0 : own.before, isOn ? 0 : own.after},
               {wasOn ? own.before : 0, isOn ? own.after : 0});
   }
@@ -157,33 +155,19 @@ void WcspLinear::forEachGroup(Act act) const {
 }
 
 int WcspLinear::calculate(Assignment const& assignment) {
-  sum = 0;
-  for (Term const& term : terms) {
-    // A mask and not a choice, which would be a branch and hard to predict.
-    auto const isOn = std::int64_t{assignment[term.variable] == term.value};
-    sum += term.coefficient & -isOn;
-  }
-  if (auto* const many = std::get_if<std::unique_ptr<Many>>(&form)) {
-    auto& areOn = (*many)->areOn;
-    std::ranges::fill(areOn, 0);
-    for (std::size_t k = 0; k < terms.size(); ++k) {
-      auto const isOn =
-          std::uint64_t{assignment[terms[k].variable] == terms[k].value};
-      areOn[k / numBits] |= isOn << (k % numBits);
-    }
-  }
-  const Bounds bounds(lower, upper);
+  setSum(sumOf(assignment), assignment);
+  Bounds const bounds(lower, upper);
   int const violation = bounds.violation(sum);
   if (bounds.slope(sum - maxChange, sum + maxChange) == 0) {
     return violation;
   }
   forEachGroup([&](Terms group) {
-    const unsigned variable = group.front().variable;
-    const std::int64_t loss = gainOf(group, assignment[variable]);
-    const auto diff = [&](std::int64_t gain) {
+    unsigned const variable = group.front().variable;
+    std::int64_t const loss = gainOf(group, assignment[variable]);
+    auto const diff = [&](std::int64_t gain) {
       return bounds.violation(sum + gain - loss) - violation;
     };
-    const int leaving = diff(0);
+    int const leaving = diff(0);
     forEachValue(
         group.begin(), group.end(), wcsp->getNumValues(variable), leaving != 0,
         [](auto term) { return term->value; },
@@ -194,6 +178,40 @@ int WcspLinear::calculate(Assignment const& assignment) {
         });
   });
   return violation;
+}
+
+std::int64_t WcspLinear::sumOf(Assignment const& assignment) const {
+  std::int64_t result = 0;
+  for (Term const& term : terms) {
+    // A mask and not a choice, which would be a branch and hard to predict.
+    auto const isOn = std::int64_t{assignment[term.variable] == term.value};
+    result += term.coefficient & -isOn;
+  }
+  return result;
+}
+
+void WcspLinear::setSum(std::int64_t newSum, Assignment const& assignment) {
+  sum = newSum;
+  if (!std::holds_alternative<Mixed>(form)) {
+    state = stateOf(sum);
+  }
+  if (auto* const many = std::get_if<std::unique_ptr<Many>>(&form)) {
+    auto& areOn = (*many)->areOn;
+    std::ranges::fill(areOn, 0);
+    for (std::size_t k = 0; k < terms.size(); ++k) {
+      auto const isOn =
+          std::uint64_t{assignment[terms[k].variable] == terms[k].value};
+      areOn[k / numBits] |= isOn << (k % numBits);
+    }
+  }
+}
+
+inline WcspLinear::CountState WcspLinear::stateOf(std::int64_t count) const {
+  Bounds const bounds(lower, upper);
+  std::int64_t const coefficient = terms.front().coefficient;
+  int const violation = bounds.violation(count);
+  return {violation, bounds.violation(count + coefficient) - violation,
+          bounds.violation(count - coefficient) - violation};
 }
 
 inline std::int64_t WcspLinear::countedSum(Assignment const& assignment) const {
@@ -223,69 +241,99 @@ int WcspLinear::update(Assignment const& now, unsigned moved, unsigned left,
   return updateMixed(move, changes);
 }
 
+// What changes in many variables is mostly flat, before and after.
+int WcspLinear::updateSeveral(Assignment const& before, Assignment const& now,
+                              WcspChanges& changes) {
+  std::int64_t const after = sumOf(now);
+  SumStep const sumStep(Bounds(lower, upper), sum, after);
+  CountState const stateBefore = state;
+  setSum(after, now);
+  if (sumStep.slope(maxChange) == 0) {
+    return sumStep.violation();
+  }
+  if (std::holds_alternative<Mixed>(form)) {
+    forEachGroup([&](Terms group) {
+      unsigned const variable = group.front().variable;
+      reportGroup(sumStep, group, gainOf(group, before[variable]),
+                  gainOf(group, now[variable]), changes);
+    });
+    return sumStep.violation();
+  }
+  CountStep const step(stateBefore, state);
+  for (Term const& term : terms) {
+    step.add(changes, term, before[term.variable] == term.value,
+             now[term.variable] == term.value);
+  }
+  return sumStep.violation();
+}
+
 int WcspLinear::updateMixed(Move const& move, WcspChanges& changes) {
-  const Terms moved = groupOf(move.variable);
-  const std::int64_t left = gainOf(moved, move.left);
-  const std::int64_t taken = gainOf(moved, move.now[move.variable]);
-  const SumStep step(Bounds(lower, upper), sum, sum - left + taken);
+  Terms const moved = groupOf(move.variable);
+  std::int64_t const left = gainOf(moved, move.left);
+  std::int64_t const taken = gainOf(moved, move.now[move.variable]);
+  SumStep const step(Bounds(lower, upper), sum, sum - left + taken);
   sum += taken - left;
   int const slope = step.slope(maxChange);
   if (slope == 0) {
     return 0;
   }
-  auto const report = [&](Terms group, std::int64_t lossBefore,
-                          std::int64_t lossAfter) {
-    const unsigned variable = group.front().variable;
-    const unsigned first = changes.label(variable);
-    const Diffs leaving = step.diffs(-lossBefore, -lossAfter);
-    forEachValue(
-        group.begin(), group.end(), changes.label(variable + 1) - first,
-        leaving.differ(), [](auto term) { return term->value; },
-        [&](unsigned value, auto term) {
-          changes.add(first + value,
-                      term == group.end()
-                          ? leaving
-                          : step.diffs(term->coefficient - lossBefore,
-                                       term->coefficient - lossAfter));
-        });
-  };
   if (!step.reachesAll(slope)) {
-    report(moved, left, taken);
+    reportGroup(step, moved, left, taken, changes);
     return step.violation();
   }
   forEachGroup([&](Terms group) {
-    const unsigned variable = group.front().variable;
-    const std::int64_t loss = gainOf(group, move.now[variable]);
-    report(group, variable == move.variable ? left : loss, loss);
+    unsigned const variable = group.front().variable;
+    std::int64_t const loss = gainOf(group, move.now[variable]);
+    reportGroup(step, group, variable == move.variable ? left : loss, loss,
+                changes);
   });
   return step.violation();
 }
 
+void WcspLinear::reportGroup(SumStep const& step, Terms group,
+                             std::int64_t lossBefore, std::int64_t lossAfter,
+                             WcspChanges& changes) {
+  unsigned const variable = group.front().variable;
+  unsigned const first = changes.label(variable);
+  Diffs const leaving = step.diffs(-lossBefore, -lossAfter);
+  forEachValue(
+      group.begin(), group.end(), changes.label(variable + 1) - first,
+      leaving.differ(), [](auto term) { return term->value; },
+      [&](unsigned value, auto term) {
+        changes.add(first + value,
+                    term == group.end()
+                        ? leaving
+                        : step.diffs(term->coefficient - lossBefore,
+                                     term->coefficient - lossAfter));
+      });
+}
+
 template <class Report>
 int WcspLinear::updateCount(std::int64_t after, Report report) {
-  const CountStep step(SumStep(Bounds(lower, upper), sum, after),
-                       terms.front().coefficient);
+  CountState const before = std::exchange(state, stateOf(after));
   sum = after;
-  if (!step.isFlat()) {
+  if (CountStep const step(before, state); !step.isFlat()) {
     report(step);
   }
-  return step.step.violation();
+  return state.violation;
 }
 
 // Without a branch that depends on the assignment. Values are 0 and 1, and so
 // serve as masks: the diff of a label that is on is 0.
 inline void WcspLinear::reportClause(CountStep const& step, Move const& move,
                                      WcspChanges& changes) const {
-  for (Term const& term : terms) {
-    unsigned const before = move.before(term.variable);
-    unsigned const after = move.now[term.variable];
-    const Diffs diffs = step.diffs(before == term.value, after == term.value);
-    int const was = static_cast<int>(before);
-    int const is = static_cast<int>(after);
-    unsigned const first = changes.label(term.variable);
-    changes.add(first, {diffs.before & -was, diffs.after & -is});
-    changes.add(first + 1, {diffs.before & (was - 1), diffs.after & (is - 1)});
-  }
+  changes.addUpTo(2 * fewTerms, [&](auto append) {
+    for (Term const& term : terms) {
+      unsigned const before = move.before(term.variable);
+      unsigned const after = move.now[term.variable];
+      Diffs const diffs = step.diffs(before == term.value, after == term.value);
+      int const was = static_cast<int>(before);
+      int const is = static_cast<int>(after);
+      unsigned const first = changes.label(term.variable);
+      append(first, {diffs.before & -was, diffs.after & -is});
+      append(first + 1, {diffs.before & (was - 1), diffs.after & (is - 1)});
+    }
+  });
 }
 
 void WcspLinear::reportFew(CountStep const& step, Move const& move,

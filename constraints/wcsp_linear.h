@@ -13,6 +13,8 @@
 #include "constraints/array.h"
 #include "solver/wcsp.h"
 
+class SumStep;
+
 /// lower <= sum of the coefficients of the terms that are on <= upper. The
 /// violation is the distance of the sum from that interval, at most Wcsp::inf.
 class WCSP_EXPORT WcspLinear : public WcspConstraint {
@@ -45,6 +47,9 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
   int calculate(std::vector<unsigned> const& assignment) override;
   int update(std::vector<unsigned> const& now, unsigned moved, unsigned left,
              WcspChanges& changes) override;
+  int updateSeveral(std::vector<unsigned> const& before,
+                    std::vector<unsigned> const& now,
+                    WcspChanges& changes) override;
 
  private:
   /// Any terms.
@@ -68,7 +73,15 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
   struct CountStep;
   struct Move;
 
+  /// What follows from the sum where all coefficients are the same.
+  struct CountState {
+    int violation = 0;
+    int taking = 0;   ///< the diff of a term that is off: of its label
+    int leaving = 0;  ///< of one that is on: of its variable's other values
+  };
+
   std::int64_t sum = 0;        ///< at the last calculate() or update()
+  CountState state;            ///< there, unless terms are mixed
   std::int64_t maxChange = 0;  ///< by which one move can change the sum
   /// What is large stands elsewhere, so that most constraints stay small.
   std::variant<Mixed, Few, Clause, std::unique_ptr<Many>> form;
@@ -77,9 +90,15 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
   template <class Act>
   void forEachGroup(Act act) const;
   void chooseForm();
+  std::int64_t sumOf(Assignment const& assignment) const;
+  void setSum(std::int64_t newSum, Assignment const& assignment);
+  CountState stateOf(std::int64_t count) const;
   /// The sum where all coefficients are the same.
   std::int64_t countedSum(Assignment const& assignment) const;
   int updateMixed(Move const& move, WcspChanges& changes);
+  static void reportGroup(SumStep const& step, Terms group,
+                          std::int64_t lossBefore, std::int64_t lossAfter,
+                          WcspChanges& changes);
   template <class Report>
   int updateCount(std::int64_t after, Report report);
   void reportClause(CountStep const& step, Move const& move,

@@ -11,6 +11,10 @@
 #include "constraints/quadratic_sum.h"
 #include "constraints/quadratic_terms.h"
 
+using detail::PairTable;
+using detail::PairTables;
+using detail::QuadraticSum;
+
 namespace {
 
 void orient(WcspQuadratic::Term& term) {
@@ -60,14 +64,13 @@ void WcspQuadratic::preprocess() {
                   static_cast<unsigned>(key));
   }
   if (!makePair()) {
-    form = std::shared_ptr<detail::QuadraticSum>(
-        detail::QuadraticSum::make(*this));
+    form = std::shared_ptr<QuadraticSum>(QuadraticSum::make(*this));
   }
   terms = {};
 }
 
 bool WcspQuadratic::makePair() {
-  std::vector<detail::PairTable::Term> pairTerms;
+  std::vector<PairTable::Term> pairTerms;
   pairTerms.reserve(terms.size());
   for (Term const& term : terms) {
     if (term.variable1 != terms.front().variable1 ||
@@ -77,21 +80,20 @@ bool WcspQuadratic::makePair() {
     }
     pairTerms.push_back({term.value1, term.value2, term.coefficient});
   }
-  if (!detail::PairTable::suits(pairTerms)) {
+  if (!PairTable::suits(pairTerms)) {
     return false;
   }
-  form = Pair{std::make_shared<detail::PairTable const>(pairTerms,
-                                                        Bounds(lower, upper)),
-              {terms.front().variable1, terms.front().variable2}};
+  form =
+      Pair{std::make_shared<PairTable const>(pairTerms, Bounds(lower, upper)),
+           {terms.front().variable1, terms.front().variable2}};
   return true;
 }
 
 void WcspQuadratic::prepare(WcspChanges& changes) {
   if (auto* const pair = std::get_if<Pair>(&form)) {
-    pair->table =
-        *changes.shared<detail::PairTables>().insert(pair->table).first;
+    pair->table = *changes.shared<PairTables>().insert(pair->table).first;
   } else if (auto const* const sum =
-                 std::get_if<std::shared_ptr<detail::QuadraticSum>>(&form)) {
+                 std::get_if<std::shared_ptr<QuadraticSum>>(&form)) {
     (*sum)->prepare(changes);
   }
 }
@@ -100,8 +102,7 @@ int WcspQuadratic::calculate(std::vector<unsigned> const& assignment) {
   if (auto const* const pair = std::get_if<Pair>(&form)) {
     return calculatePair(*pair, assignment);
   }
-  auto const* const sum =
-      std::get_if<std::shared_ptr<detail::QuadraticSum>>(&form);
+  auto const* const sum = std::get_if<std::shared_ptr<QuadraticSum>>(&form);
   return sum == nullptr ? Bounds(lower, upper).violation(0)
                         : (*sum)->calculate(assignment);
 }
@@ -123,31 +124,48 @@ int WcspQuadratic::calculatePair(
   return violation;
 }
 
-// The diffs of one variable are its violations while the other one stays, less
-// the violation now.
 int WcspQuadratic::update(std::vector<unsigned> const& now, unsigned moved,
                           unsigned left, WcspChanges& changes) {
-  auto const* const pair = std::get_if<Pair>(&form);
-  if (pair == nullptr) {
-    return std::get<std::shared_ptr<detail::QuadraticSum>>(form)->update(
-        now, moved, left, changes);
+  if (auto const* const pair = std::get_if<Pair>(&form)) {
+    auto const [one, two] = pair->variables;
+    return updatePair(
+        *pair, {one == moved ? left : now[one], two == moved ? left : now[two]},
+        {now[one], now[two]}, changes);
   }
-  auto const& [table, variables] = *pair;
-  const std::array taken = {now[variables[0]], now[variables[1]]};
-  std::array before = taken;
-  before[variables[0] == moved ? 0 : 1] = left;
+  return std::get<std::shared_ptr<QuadraticSum>>(form)->update(now, moved, left,
+                                                               changes);
+}
+
+int WcspQuadratic::updateSeveral(std::vector<unsigned> const& before,
+                                 std::vector<unsigned> const& now,
+                                 WcspChanges& changes) {
+  if (auto const* const pair = std::get_if<Pair>(&form)) {
+    auto const [one, two] = pair->variables;
+    return updatePair(*pair, {before[one], before[two]}, {now[one], now[two]},
+                      changes);
+  }
+  return std::get<std::shared_ptr<QuadraticSum>>(form)->updateSeveral(
+      before, now, changes);
+}
+
+// The diffs of one variable are its violations while the other one stays, less
+// the violation now.
+inline int WcspQuadratic::updatePair(Pair const& pair, ValuePair const& before,
+                                     ValuePair const& now,
+                                     WcspChanges& changes) {
+  auto const& [table, variables] = pair;
   int const violationBefore = table->violation(before[0], before[1]);
-  int const violation = table->violation(taken[0], taken[1]);
+  int const violation = table->violation(now[0], now[1]);
   bool const isShifted = violation != violationBefore;
   for (unsigned const side : {0U, 1U}) {
     unsigned const other = 1 - side;
-    if (!isShifted && variables[other] != moved) {
+    if (!isShifted && before[other] == now[other]) {
       continue;
     }
     unsigned const variable = variables[side];
     unsigned const first = changes.label(variable);
     table->forEachValue(
-        side, changes.label(variable + 1) - first, before[other], taken[other],
+        side, changes.label(variable + 1) - first, before[other], now[other],
         isShifted, [&](unsigned value, int there, int thereAfter) {
           changes.add(first + value,
                       {there - violationBefore, thereAfter - violation});

@@ -50,8 +50,13 @@ class WCSP_EXPORT WcspQuadratic : public WcspConstraint {
   int calculate(std::vector<unsigned> const& assignment) override;
   int update(std::vector<unsigned> const& now, unsigned moved, unsigned left,
              WcspChanges& changes) override;
+  int updateSeveral(std::vector<unsigned> const& before,
+                    std::vector<unsigned> const& now,
+                    WcspChanges& changes) override;
 
  private:
+  using ValuePair = std::array<unsigned, 2>;
+
   /// Terms of two variables.
   struct Pair {
     std::shared_ptr<detail::PairTable const> table;
@@ -66,4 +71,6 @@ class WCSP_EXPORT WcspQuadratic : public WcspConstraint {
   bool makePair();
   int calculatePair(Pair const& pair,
                     std::vector<unsigned> const& assignment) const;
+  static int updatePair(Pair const& pair, ValuePair const& before,
+                        ValuePair const& now, WcspChanges& changes);
 };

@@ -194,6 +194,12 @@ class WCSP_EXPORT WcspConstraint {
   /// calculate() is called for both assignments.
   virtual int update(std::vector<unsigned> const& now, unsigned moved,
                      unsigned left, WcspChanges& changes);
+
+  /// The same after several variables have moved at once, which is much rarer:
+  /// `before` is the assignment of the last calculate() or update().
+  virtual int updateSeveral(std::vector<unsigned> const& before,
+                            std::vector<unsigned> const& now,
+                            WcspChanges& changes);
 };
 
 /// What a solver hands to its constraints for their updates.
@@ -257,17 +263,29 @@ class WCSP_EXPORT WcspChanges {
     }
   }
 
+  /// The same for up to `count` labels, 128 at most: write(append) calls
+  /// append(label, diffs) for each.
+  template <class Write>
+  [[gnu::always_inline]] void addUpTo(std::size_t count, Write write) {
+    if (added.size() - numAdded < count) {
+      flush();
+    }
+    Change* end = added.data() + numAdded;
+    write([&end](unsigned label, Diffs diffs) {
+      *end = {label, diffs};
+      end += diffs.differ() ? 1 : 0;
+    });
+    numAdded = static_cast<std::size_t>(end - added.data());
+  }
+
   /// Adds those of 64 ascending labels whose bit is set, all of them with the
   /// same diffs, which differ.
   void addEach(unsigned const* labels, std::uint64_t bits, Diffs diffs) {
-    if (added.size() - numAdded < 64) {
-      flush();
-    }
-    Change* change = added.data() + numAdded;
-    for (; bits != 0; bits &= bits - 1) {
-      *change++ = {labels[std::countr_zero(bits)], diffs};
-    }
-    numAdded = static_cast<std::size_t>(change - added.data());
+    addUpTo(64, [&](auto append) {
+      for (; bits != 0; bits &= bits - 1) {
+        append(labels[std::countr_zero(bits)], diffs);
+      }
+    });
   }
 
   /// Calls calculate() for the assignments before and now, enters all
@@ -307,5 +325,11 @@ class WCSP_EXPORT WcspChanges {
 
 inline int WcspConstraint::update(std::vector<unsigned> const&, unsigned,
                                   unsigned, WcspChanges& changes) {
+  return changes.compare(*this);
+}
+
+inline int WcspConstraint::updateSeveral(std::vector<unsigned> const&,
+                                         std::vector<unsigned> const&,
+                                         WcspChanges& changes) {
   return changes.compare(*this);
 }

@@ -172,7 +172,10 @@ void RealWcsp::setDiffPenalties(unsigned, unsigned variable,
     return;
   }
   unsigned const first = labels.number(variable, 0);
-  for (unsigned const value : values) {
-    reports.push_back({first + value, diff});
-  }
+  const std::size_t numReports = reports.size();
+  reports.resize(numReports + values.size());  // one test of the room for all
+  std::ranges::transform(values, reports.data() + numReports,
+                         [&](unsigned value) -> DiffPenalty {
+                           return {first + value, diff};
+                         });
 }

@@ -337,6 +337,7 @@ class RealWcsp : public Wcsp, public WcspChanges {
   template <class ScoreOf>
   void scanCandidates(Search& search, std::size_t first, std::size_t last,
                       ScoreOf scoreOf) const;
+  void consider(Search& search, unsigned label, double score) const;
   double findLeastScore(std::size_t first, std::size_t last);
 
   /// Answers a scan that found no admissible move. Returns false when the

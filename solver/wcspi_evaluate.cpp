@@ -130,10 +130,11 @@ void RealWcsp::evaluate(Constraint& record, unsigned variable) {
   const EvaluationScope scope(isCalculating);
   WcspConstraint& constraint = *record.constraint;
   changeWeight = record.weight;
-  int const penalty = variable == several
-                          ? compare(constraint)
-                          : constraint.update(current.value, variable,
-                                              previous[variable], *this);
+  int const penalty =
+      variable == several
+          ? constraint.updateSeveral(previous, current.value, *this)
+          : constraint.update(current.value, variable, previous[variable],
+                              *this);
   flush();
   setPenalty(record, penalty);
 }

@@ -269,8 +269,8 @@ void RealWcsp::scan(Search& search) {
   bool const hadBlocks = std::exchange(hasBlocks, size >= minNumBlocked);
   if (!hasBlocks) {
     scanCandidates(search, 0, size,
-                   [scores = labels.scores.data()](
-                       std::size_t, unsigned label) { return scores[label]; });
+                   [scores = labels.scores.data(), numbers = candidates.data()](
+                       std::size_t i) { return scores[numbers[i]]; });
     return;
   }
   if (!hadBlocks) {
@@ -286,10 +286,9 @@ void RealWcsp::scan(Search& search) {
       least = findLeastScore(first, last);
     }
     if (least <= search.bestScore) {
-      scanCandidates(search, first, last,
-                     [scores = blockScores.data()](std::size_t i, unsigned) {
-                       return scores[i];
-                     });
+      scanCandidates(
+          search, first, last,
+          [scores = blockScores.data()](std::size_t i) { return scores[i]; });
     }
   }
 }
@@ -308,26 +307,43 @@ double RealWcsp::findLeastScore(std::size_t first, std::size_t last) {
 template <class ScoreOf>
 void RealWcsp::scanCandidates(Search& search, std::size_t first,
                               std::size_t last, ScoreOf scoreOf) const {
-  for (std::size_t i = first; i < last; ++i) {
-    unsigned const label = candidates[i];
-    double const score = scoreOf(i, label);
-    // The cheap test first: the order of the tests decides nothing.
-    if (score > search.bestScore) {
-      continue;
+  // Mostly no score of a group is as good as the best so far, and one test
+  // rejects all of them.
+  constexpr std::size_t groupSize = 8;
+  for (; first + groupSize <= last; first += groupSize) {
+    double least = scoreOf(first);
+    for (std::size_t i = 1; i < groupSize; ++i) {
+      least = std::min(least, scoreOf(first + i));
     }
-    unsigned const variable = labels.variable(label);
-    if (labels.number(variable, current.value[variable]) == label ||
-        search.tabulist(static_cast<int>(variable),
-                        current.weightedPenalty + score, score)) {
-      continue;
+    if (least <= search.bestScore) {
+      for (std::size_t i = 0; i < groupSize; ++i) {
+        consider(search, candidates[first + i], scoreOf(first + i));
+      }
     }
-    if (score < search.bestScore) {
-      search.bestScore = score;
-      search.ties.clear();
-    }
-    if (score == search.bestScore) {
-      search.ties.push_back(label);
-    }
+  }
+  for (; first < last; ++first) {
+    consider(search, candidates[first], scoreOf(first));
+  }
+}
+
+inline void RealWcsp::consider(Search& search, unsigned label,
+                               double score) const {
+  // The cheap test first: the order of the tests decides nothing.
+  if (score > search.bestScore) {
+    return;
+  }
+  unsigned const variable = labels.variable(label);
+  if (labels.number(variable, current.value[variable]) == label ||
+      search.tabulist(static_cast<int>(variable),
+                      current.weightedPenalty + score, score)) {
+    return;
+  }
+  if (score < search.bestScore) {
+    search.bestScore = score;
+    search.ties.clear();
+  }
+  if (score == search.bestScore) {
+    search.ties.push_back(label);
   }
 }
 

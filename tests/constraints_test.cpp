@@ -208,17 +208,18 @@ struct Follower : RealWcsp {
     return listed;
   }
 
-  int update(WcspConstraint& made, Assignment const& now, unsigned variable,
-             unsigned left) {
+  /// What call(*this) returns, an update of a constraint.
+  template <class Call>
+  int update(Call call) {
     nextLabel = 0;
-    int const violation = made.update(now, variable, left, *this);
+    int const violation = call(*this);
     flush();
     return violation;
   }
 };
 
-/// Moves of one variable; in between, moves of several, after which, as after
-/// an update that an exception has left, the constraint is evaluated anew.
+/// Moves of one variable and of several; after an update that an exception has
+/// left, the constraint is evaluated anew.
 void updateAtRandom(std::mt19937& random, Kind kind, Shape const& shape) {
   Follower follower(shape.sizes);
   auto const c = randomOfShape(random, kind, shape);
@@ -226,7 +227,7 @@ void updateAtRandom(std::mt19937& random, Kind kind, Shape const& shape) {
   WcspConstraint& twin = follower.make(c);
   WcspConstraint& other = follower.make(randomOfShape(random, kind, shape));
   auto const involved = labelsOf(c, follower);
-  const std::set<LabelKey> labels(involved.begin(), involved.end());
+  std::set<LabelKey> const labels(involved.begin(), involved.end());
   Assignment at(shape.sizes.size(), 0);
   auto const evaluateAnew = [&] {
     follower.diffsAt(other, at);
@@ -234,27 +235,37 @@ void updateAtRandom(std::mt19937& random, Kind kind, Shape const& shape) {
   };
   evaluateAnew();
   for (int i = 0; i < 60 && !testing::Test::HasFailure(); ++i) {
+    Assignment const before = at;
+    bool const isSeveral = below(random, 8) == 0;
     unsigned const moved = below(random, at.size());
-    unsigned const left = at[moved];
     at[moved] = below(random, shape.sizes[moved]);
-    if (below(random, 8) == 0) {
+    for (unsigned k = isSeveral ? below(random, 4) : 0; k > 0; --k) {
       unsigned const v = below(random, at.size());
       at[v] = below(random, shape.sizes[v]);
-      evaluateAnew();
-    } else if (at[moved] != left && (labels.contains({moved, left}) ||
-                                     labels.contains({moved, at[moved]}))) {
-      follower.fails = below(random, 8) == 0;
-      try {
-        EXPECT_EQ(follower.update(updated, at, moved, left),
-                  naive::violation(c, at));
-      } catch (std::bad_alloc const&) {
-        follower.drop();
-        evaluateAnew();
-      }
-      follower.fails = false;
-      EXPECT_EQ(follower.diffs, follower.diffsAt(twin, at))
-          << moved << " from " << left << " in " << testing::PrintToString(at);
     }
+    bool const isConcerned =
+        std::ranges::any_of(labels, [&](LabelKey const& label) {
+          return (before[label.first] == label.second) !=
+                 (at[label.first] == label.second);
+        });
+    if (!isConcerned) {
+      continue;
+    }
+    follower.fails = below(random, 8) == 0;
+    try {
+      int const violation = follower.update([&](WcspChanges& changes) {
+        return isSeveral ? updated.updateSeveral(before, at, changes)
+                         : updated.update(at, moved, before[moved], changes);
+      });
+      EXPECT_EQ(violation, naive::violation(c, at));
+    } catch (std::bad_alloc const&) {
+      follower.drop();
+      evaluateAnew();
+    }
+    follower.fails = false;
+    EXPECT_EQ(follower.diffs, follower.diffsAt(twin, at))
+        << testing::PrintToString(before) << " to "
+        << testing::PrintToString(at);
   }
 }
 
