@@ -176,7 +176,9 @@ def check_groups():
     write("m", RULES)
     for options, groups in [
             ([], "hard by group: hard 1\nsoft by group: idle 10, over 7\n"),
-            (["--by", "_(.)|^h"], "hard by group: h 1\nsoft by group: idle@1 10, y 4, x 3\n")]:
+            (["--by", "_(.)|^h"], "hard by group: h 1\nsoft by group: idle@1 10, y 4, x 3\n"),
+            (["--by", "o{0,200}(v|dl){1,2}"],
+             "hard by group: hard 1\nsoft by group: dl 10, v 7\n")]:
         out = run(["m", "-", "--start", *options], "x: a y: a")[1]
         check(options, out.partition("violated")[0], "penalty: 1/17 (hard/soft)\n" + groups)
         check("order", re.findall("^violated: (.*?) .* by (.*)", out, re.M),
@@ -325,6 +327,9 @@ def check_grids():
                      found["families"]),
           ([[[[0, 1], [2, 3]]], []], [["a1_p", "a1_q"], ["a2_p", "a2_q"]]))
     for options, part in ((["--split", "("], "not a regular expression: '('"),
+                          (["--by", r"(a*)*\1b"], "back-references are not supported"),
+                          (["--by", "((a{9,20}b)*{3}|c){5}"], "more than 255 repeats"),
+                          (["--by", "a{1,32767}"], "more than 255 repeats"),
                           (["--split", "(.)"], "--split needs two groups"),
                           (["--split", "(q)(r)"], "--split makes no grid"),
                           (["--rows", "Cy"], "--rows: there is no 'Cy'"),
