@@ -65,13 +65,20 @@ def seconds_of(time: float) -> float:
     return float(min(exact, Fraction(_LONGEST)))
 
 
-def jobs_of(jobs: int | None, seeds: int) -> int:
+def share_of(polish: float) -> float:
+    exact = exact_number(polish)
+    if exact is None or not 0 <= exact < 1:
+        raise ModelError(f"polish is a number from 0 to below 1: {polish!r}")
+    return float(exact)
+
+
+def jobs_of(jobs: int | None) -> int:
     if jobs is None:
-        return min(len(os.sched_getaffinity(0)), seeds)
+        return len(os.sched_getaffinity(0))
     number = whole_number(jobs)
     if number is None or number < 1:
         raise ModelError(f"jobs is a whole number above 0, not {jobs!r}")
-    return min(number, seeds)
+    return number
 
 
 def limit_of(target: float | None, scale: Fraction) -> int | None:

@@ -432,6 +432,7 @@ class Model:
         log: str | os.PathLike[str] | None = None,
         wcsp: str | os.PathLike[str] | None = None,
         options: Iterable[str] = (),
+        polish: float = 0,
     ) -> Result:
         """Searches with several seeds and returns the best result.
 
@@ -441,8 +442,9 @@ class Model:
         ends all. `start` is a result or a mapping to start from.
         `on_improve` is called for each better penalty, `log` is a file for
         the log of the best search, and `options` are passed to the program.
-        An interrupt (Ctrl-C) returns the best result so far; a second one
-        raises KeyboardInterrupt.
+        For the share `polish` of the time, from 0 to below 1, the program
+        wcsp-polish improves the best few reports. An interrupt (Ctrl-C)
+        returns the best result so far; a second one raises KeyboardInterrupt.
 
         >>> m = Model()
         >>> x = m.variable("way to work", ["bus", "car"])
@@ -464,6 +466,7 @@ class Model:
             log,
             wcsp,
             options,
+            polish,
         )
 
     def check(self, result: Result) -> list[str]:

@@ -5,7 +5,7 @@ from __future__ import annotations
 import json
 import os
 from collections import Counter
-from collections.abc import Hashable, Iterable
+from collections.abc import Callable, Hashable, Iterable
 from copy import deepcopy
 from fractions import Fraction
 from html import escape
@@ -23,6 +23,7 @@ from .reports import Report, start_text
 
 if TYPE_CHECKING:
     from .model import Model
+    from .solving import Progress
 
 
 class Run(NamedTuple):
@@ -100,8 +101,10 @@ class Result:
         #: What ended the searches early: "SIGINT", "SIGTERM", "SIGHUP",
         #: "target", or "".
         self.ended_by = ""
-        self._checked = checked
-        self._wcsp = wcsp
+        #: What wcsp-check says of the report.
+        self.checked = checked
+        #: The solver that solve() was given; the other programs are beside it.
+        self.wcsp = wcsp
         self._report = best.report
         model.words.update()
         self._numbers = {w: i for i, w in enumerate(model.words.variables)}
@@ -178,7 +181,7 @@ class Result:
         """The violated constraints, hard ones first, then by cost."""
         numbers = {w: i for i, w in enumerate(self.model.words.constraints)}
         found = []
-        for told in self._checked["violated"]:
+        for told in self.checked["violated"]:
             c = numbers[told["name"]]
             weight = self.model.weights[c]
             cost = (
@@ -284,8 +287,8 @@ class Result:
         with scratch(PREFIX) as folder:
             self._write(folder)
             (folder / "names").write_text(json.dumps(self._names()), "utf-8")
-            command = [find_program("wcsp-show", self._wcsp)]
-            command += ["--check", find_program("wcsp-check", self._wcsp)]
+            command = [find_program("wcsp-show", self.wcsp)]
+            command += ["--check", find_program("wcsp-check", self.wcsp)]
             command += ["--names", "names", "model", "report"]
             page = run(command, folder)
         if path is not None:
@@ -304,7 +307,7 @@ class Result:
             ]
             for one in self.runs:
                 (folder / f"{one.seed}.log").write_text(one.log, "utf-8")
-            command = [find_program("wcsp-plot", self._wcsp), *logs]
+            command = [find_program("wcsp-plot", self.wcsp), *logs]
             if path is not None:
                 run([*command, "-o", os.path.abspath(path)], folder)
             run([*command, "-o", "picture.svg"], folder)
@@ -346,6 +349,21 @@ class Result:
     def _write(self, folder: Path) -> None:
         (folder / "model").write_text(self.model.text(), "utf-8")
         (folder / "report").write_text(self.run.text, "utf-8")
+
+    def polish(
+        self,
+        time: float = 60,
+        jobs: int | None = None,
+        seed: int = 1,
+        on_improve: Callable[[Progress], object] | None = None,
+    ) -> Result:
+        """An equal or better result: the program wcsp-polish solves parts of
+        the model again. `time` is in seconds, on the clock; it uses as many
+        processes as there are cores, or `jobs`. With one it repeats for an
+        equal seed. `on_improve` and an interrupt work as in Model.solve."""
+        from .solving import polish
+
+        return polish(self, time, jobs, seed, on_improve)
 
     def start(self) -> str:
         """The result as the text of a start file."""

@@ -17,8 +17,9 @@ from typing import TYPE_CHECKING, NamedTuple
 
 from ._shared.files import WholeFile
 from ._shared.numbers import share_of_clock
+from ._shared.polishing import Polishing, processes_each
 from ._shared.scratch import scratch
-from ._shared.search import Search
+from ._shared.search import Search, penalty_of
 from .arguments import (
     Start,
     completed,
@@ -27,6 +28,7 @@ from .arguments import (
     options_of,
     seconds_of,
     seeds_of,
+    share_of,
     start_places,
 )
 from .best import best_of
@@ -58,9 +60,12 @@ class _Asked(NamedTuple):
 
     model: Model
     program: str
+    polisher: str  # "" for none
     seeds: list[int]
     jobs: int
-    deadline: float
+    polish_jobs: int
+    deadline: float  # of the searches
+    end: float  # of the whole
     limit: int | None
     start: dict[int, int] | None
     options: list[str]
@@ -95,20 +100,68 @@ class _Search(Search):
         return Run(self.seed, status, read_report(text), text, log)
 
 
+class _Polishing(Polishing):
+    """The polishing of the report of one seed."""
+
+    def __init__(
+        self, asked: _Asked, folder: Path, run: Run, jobs: int, seed: int
+    ):
+        report = folder / f"{run.seed}.report"
+        left = asked.end - clock.monotonic()
+        super().__init__(
+            asked.polisher,
+            folder / "model",
+            report,
+            folder,
+            str(run.seed),
+            left,
+            jobs,
+            seed,
+        )
+        self.seed = run.seed
+        self.end = asked.end
+
+    def run(self, _: Callable[[], bool]) -> Run:
+        text = self.report().decode("utf-8", "replace")
+        log = self.log.read_text("ascii", "replace")
+        return Run(
+            self.seed, self.process.returncode, read_report(text), text, log
+        )
+
+
 class _Race:
-    """The searches of one call."""
+    """The searches of one call, or the processes that polish."""
 
     def __init__(self, asked: _Asked, folder: Path, signals: Signals) -> None:
         self.asked, self.folder, self.signals = asked, folder, signals
-        self.waiting = list(reversed(asked.seeds))
-        self.running: list[_Search] = []
-        self.finished: list[_Search] = []
+        self.waiting: list[int] = []  # seeds
+        self.running: list[_Search | _Polishing] = []
+        self.finished: list[_Search | _Polishing] = []
         self.best: tuple[int, int] | None = None
         self.has_target = False
         self.failure = ""  # why no more searches can be started
 
-    def run(self) -> list[Run]:
-        """Waits for all searches and returns their outcomes."""
+    def search(self) -> list[Run]:
+        """What the searches of all seeds have left."""
+        self.waiting = list(reversed(self.asked.seeds))
+        return self._run()
+
+    def polish(self, runs: list[Run], seed: int) -> list[Run]:
+        """What comes of the best few of the runs, which are in order."""
+        if self.must_end() or clock.monotonic() >= self.asked.end:
+            return []
+        self.finished = []
+        jobs_each = processes_each(self.asked.polish_jobs, len(runs))
+        try:
+            for run, jobs in zip(runs, jobs_each):
+                self.running.append(
+                    _Polishing(self.asked, self.folder, run, jobs, seed)
+                )
+        except OSError as error:
+            self.failure = str(error)
+        return self._run()
+
+    def _run(self) -> list[Run]:
         try:
             while self.running or self._may_start():
                 while self._may_start():
@@ -116,10 +169,22 @@ class _Race:
                 self._look()
                 if self.running:
                     self.signals.window(lambda: clock.sleep(_POLL))
-            return [search.run(self._must_not_end) for search in self.finished]
+            runs = [child.run(self._must_not_end) for child in self.finished]
+            self._note_failures()
+            return runs
         finally:
-            for search in self.running:
-                search.kill()
+            for child in self.running:
+                child.kill()
+
+    def _note_failures(self) -> None:
+        """Why the processes that polish have ended early."""
+        for child in self.finished:
+            if isinstance(child, _Polishing) and child.failure():
+                if not self.must_end():
+                    self.failure = child.failure()
+
+    def must_end(self) -> bool:
+        return self.has_target or self.signals.first is not None
 
     def _must_not_end(self) -> bool:
         """Lets a pending signal end the call."""
@@ -154,12 +219,11 @@ class _Race:
             if has_ended:
                 self.running.remove(search)
                 self.finished.append(search)
-        must_end = self.has_target or self.signals.first is not None
         for search in self.running:
-            if must_end or clock.monotonic() >= search.end:
+            if self.must_end() or clock.monotonic() >= search.end:
                 search.interrupt()
 
-    def _take(self, search: _Search) -> None:
+    def _take(self, search: _Search | _Polishing) -> None:
         for found in search.improvements():
             penalty = (found.hard, found.soft)
             if self.best is not None and penalty >= self.best:
@@ -181,9 +245,12 @@ class _Race:
             raise SolverError(f"no search was started: {reason}")
 
     def warn(self) -> None:
-        """Warns about seeds that never started without an interrupt."""
-        if self.has_target or self.signals.first is not None:
+        """Warns of seeds that never started, though nobody has asked for the
+        end."""
+        if self.must_end():
             return
+        if self.asked.polisher and self.failure:
+            warn(f"not polished: {self.failure}", SolverWarning)
         if self.waiting:
             warn(
                 f"{len(self.waiting)} of {len(self.asked.seeds)} seeds never "
@@ -203,19 +270,24 @@ def solve(
     log: str | os.PathLike[str] | None,
     wcsp: str | os.PathLike[str] | None,
     options: Iterable[str],
+    polish: float,
 ) -> Result:
     """See Model.solve, which sets the defaults."""
     if not model.variables:
         raise ModelError("the model has no variable")
-    if on_improve is not None and not callable(on_improve):
-        raise ModelError(f"on_improve is not a function: {on_improve!r}")
+    _check_function(on_improve)
     chosen = seeds_of(seeds)
+    share = share_of(polish)
+    start_time, seconds = clock.monotonic(), seconds_of(time)
     asked = _Asked(
         model,
         find_program("wcsp", wcsp),
+        find_program("wcsp-polish", wcsp) if share > 0 else "",
         chosen,
-        jobs_of(jobs, len(chosen)),
-        clock.monotonic() + seconds_of(time),
+        min(jobs_of(jobs), len(chosen)),
+        jobs_of(jobs),
+        start_time + (1 - share) * seconds,
+        start_time + seconds,
         limit_of(target, model.scale),
         None if start is None else start_places(model, start),
         options_of(options),
@@ -231,7 +303,7 @@ def solve(
                 if log is not None:
                     file = stack.enter_context(_opened(log, signals))
                 signals.window(lambda: model.write(folder / "model"), True)
-                runs = race.run()
+                runs = race.search()
                 if all(run.report is None for run in runs):
                     signals.take_effect()
                     race.explain()
@@ -240,6 +312,8 @@ def solve(
                         model, runs, folder / "model", folder, wcsp
                     )
                 )
+                if asked.polisher:
+                    result = _polished(race, result, _ranked(result), 1)
                 if file is not None:
                     file.write(result.run.log)
         except OSError as error:
@@ -252,6 +326,87 @@ def solve(
     if unwritten:
         warn(f"the log is lost: {unwritten}", SolverWarning)
     return result
+
+
+def polish(
+    result: Result,
+    time: float,
+    jobs: int | None,
+    seed: int,
+    on_improve: Callable[[Progress], object] | None,
+) -> Result:
+    """See Result.polish, which has the usual values."""
+    model, run, wcsp = result.model, result.run, result.wcsp
+    _check_function(on_improve)
+    (chosen,) = seeds_of([seed])
+    end = clock.monotonic() + seconds_of(time)
+    asked = _Asked(
+        model,
+        "",
+        find_program("wcsp-polish", wcsp),
+        [],
+        0,
+        jobs_of(jobs),
+        end,
+        end,
+        None,
+        None,
+        [],
+        on_improve,
+    )
+    find_program("wcsp-check", wcsp)
+    with Signals() as signals, scratch(PREFIX) as folder:
+        race = _Race(asked, folder, signals)
+        signals.window(lambda: model.write(folder / "model"), True)
+        (folder / f"{run.seed}.report").write_text(run.text, "utf-8")
+        race.best = penalty_of(run.text.encode())
+        found = Result(model, run, result.runs, result.checked, wcsp)
+        found = _polished(race, found, [run], chosen)
+        if race.failure:
+            raise SolverError(race.failure)
+    found.ended_by = signals.name
+    return found
+
+
+def _check_function(on_improve: object) -> None:
+    if on_improve is not None and not callable(on_improve):
+        raise ModelError(f"on_improve is not a function: {on_improve!r}")
+
+
+def _ranked(result: Result) -> list[Run]:
+    """The runs that have left a report, the best first."""
+    others = [
+        (penalty, run.seed, run)
+        for run in result.runs
+        if run is not result.run
+        and (penalty := penalty_of(run.text.encode())) is not None
+    ]
+    return [result.run, *(run for *_, run in sorted(others))]
+
+
+def _polished(
+    race: _Race, result: Result, runs: list[Run], seed: int
+) -> Result:
+    """What polishing makes of the runs, the first of which is the result."""
+    asked = race.asked
+    polished = [
+        run for run in race.polish(runs, seed) if run.report is not None
+    ]
+    if not polished:
+        return result
+    folder = race.folder / "polished"
+    folder.mkdir()
+    for run in polished:
+        (folder / f"{run.seed}.report").write_text(run.text, "utf-8")
+    best = race.signals.window(
+        lambda: best_of(
+            asked.model, polished, race.folder / "model", folder, result.wcsp
+        )
+    )
+    if (best.hard, best.soft) > (result.hard, result.soft):
+        return result
+    best.runs = result.runs
+    return best
 
 
 def _opened(log: str | os.PathLike[str], signals: Signals) -> WholeFile:

@@ -7,7 +7,10 @@ No process may stay, and no folder or file but after SIGKILL; a penalty that
 was seen is never lost to a first signal; and the next call removes what
 SIGKILL has left.
 
+Some of the trials polish: the signal comes then or shortly before.
+
 Usage: PYTHONPATH=python WCSP=PROGRAM tests/python/signal_trials.py [--count N] [--seed S]
+                                                                    [--polishing SHARE]
 """
 
 import argparse
@@ -38,6 +41,7 @@ r = m.solve(time=60, seeds=4, jobs=2, log="search.log",
             on_improve=lambda p: print("better", p.soft, flush=True))
 print("result", r.soft, r.ended_by, flush=True)
 """
+POLISH = LONG.replace("time=60, seeds=4", "time=60, seeds=2, polish=0.99")
 SHORT = MODEL + """
 r = m.solve(time=60, seeds=2, jobs=2, options=["-iteration", "200"])
 print("result", r.soft, repr(r.ended_by), r.seeds, flush=True)
@@ -46,7 +50,8 @@ SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL)
 
 
 class Trials:
-    def __init__(self, folder, seed):
+    def __init__(self, folder, seed, polishing=0.3):
+        self.polishing = polishing
         self.folder = folder
         self.scratch = folder / "scratch"
         self.scratch.mkdir()
@@ -86,9 +91,11 @@ class Trials:
     def trial(self):
         number = self.rng.choice(SIGNALS)
         second = self.rng.choice(SIGNALS[:3]) if self.rng.random() < 0.2 else None
-        child = self.start(LONG)
+        is_polishing = self.rng.random() < self.polishing
+        child = self.start(POLISH if is_polishing else LONG)
         assert child.stdout.readline() == "ready\n"
-        time.sleep(self.rng.choice([self.rng.uniform(0, 0.15), self.rng.uniform(0, 1)]))
+        time.sleep(self.rng.uniform(0.5, 2.5) if is_polishing else self.rng.choice(
+            [self.rng.uniform(0, 0.15), self.rng.uniform(0, 1)]))
         child.send_signal(number)
         if second:
             time.sleep(self.rng.uniform(0, 0.05))
@@ -142,9 +149,11 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("--count", type=int, default=40)
     parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--polishing", type=float, default=0.3,
+                        help="share of the trials that polish")
     chosen = parser.parse_args()
     with tempfile.TemporaryDirectory() as folder:
-        trials = Trials(pathlib.Path(folder), chosen.seed)
+        trials = Trials(pathlib.Path(folder), chosen.seed, chosen.polishing)
         for k in range(chosen.count):
             try:
                 trials.trial()

@@ -162,7 +162,8 @@ def colouring(edges=300, colours=4, seed=1):
 def processes():
     listed = subprocess.run(["ps", "-eo", "ppid=,stat=,args="], capture_output=True, text=True,
                             check=True).stdout
-    return [line for line in listed.split("\n") if "-inputfile" in line and "wcsp-" in line
+    return [line for line in listed.split("\n") if ("-inputfile" in line or "wcsp-polish" in line)
+            and "wcsp-python-" in line
             and str(os.getpid()) == line.split()[0]]
 
 
@@ -311,6 +312,35 @@ def test_infeasible():
     (broken,) = r.violated
     assert (broken.violation, broken.weight, broken.cost) == (1, None, 0)
     assert "wanted at least 2: Zoë " in broken.explanation
+
+
+def test_polish():
+    m, news = colouring(edges=900), []
+    for target, most in ((None, 1000), (250, 250)):
+        r = m.solve(time=3, seeds=2, jobs=2, polish=0.5, target=target, on_improve=news.append)
+        assert m.check(r) == [] and r.seeds == [1, 2]
+        assert [p.soft for p in news] == sorted({p.soft for p in news}, reverse=True)
+        assert r.soft == news[-1].soft <= most
+        assert r.ended_by == ("target" if target else "")
+        news.clear()
+    first = m.solve(time=9, seeds=1, options=["-iteration", "10"])
+    begin = time.monotonic()
+    better = first.polish(time=2, on_improve=news.append)
+    assert 1 < time.monotonic() - begin < 20
+    assert m.check(better) == [] and better.soft < first.soft and better.model is m
+    assert better.soft == news[-1].soft and better.seeds == [1] and better.ended_by == ""
+    assert better.log[-1].soft == better.soft and first.run.seed == better.run.seed
+    assert not processes()
+    for wrong in (-1, 1, "1/1", None, float("nan")):
+        with pytest.raises(ModelError, match="polish"):
+            m.solve(polish=wrong)
+    for wrong in ({"time": 0}, {"jobs": 0}, {"seed": -1}, {"on_improve": 1}):
+        with pytest.raises(ModelError):
+            first.polish(**wrong)
+    for colour in (0, 1):
+        m.add(m.variables[0] == colour, weight=10**6)
+    with pytest.raises(SolverError, match="the report is wrong"):
+        first.polish(time=1)
 
 
 def test_ways_to_look(tmp_path):

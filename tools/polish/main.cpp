@@ -41,6 +41,9 @@ using polish::Solution;
 
 enum Status { success = 0, wrongReport = 1, failed = 2, noReport = 3 };
 
+const std::chrono::steady_clock::time_point programStart =
+    std::chrono::steady_clock::now();
+
 constexpr unsigned firstIterations = 100000;
 constexpr double longest = 1e9;  // seconds
 constexpr unsigned mostJobs = 1024;
@@ -197,26 +200,18 @@ class Display {
   }
 
  private:
-  class Stopwatch {
-   public:
-    double operator()() const {
-      return std::chrono::duration<double>(std::chrono::steady_clock::now() -
-                                           start)
-          .count();
-    }
-
-   private:
-    std::chrono::steady_clock::time_point start =
-        std::chrono::steady_clock::now();
-  };
-
   Options const& options;
   check::Model const& model;
-  Stopwatch clock;
   std::optional<polish::OutputFile> file;
   bool const isTerminal = isatty(STDERR_FILENO) == 1;
   double shownAt = 0.0;
   bool isLineShown = false;
+
+  static double clock() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() -
+                                         programStart)
+        .count();
+  }
 
   std::string textOf(Solution const& solution) const {
     std::ostringstream out;

@@ -40,7 +40,9 @@ Signals::Signals() {
   for (int const signal : {SIGINT, SIGTERM, SIGHUP, SIGALRM}) {
     struct sigaction previous = {};
     sigaction(signal, nullptr, &previous);
-    if (signal != SIGHUP || previous.sa_handler != SIG_IGN) {
+    // The solver itself takes a SIGINT that was ignored.
+    if (previous.sa_handler != SIG_IGN || signal == SIGINT ||
+        signal == SIGALRM) {
       sigaction(signal, &action, nullptr);
     }
   }

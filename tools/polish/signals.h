@@ -12,7 +12,7 @@ namespace polish {
 
 class Signals {
  public:
-  // Installs the handlers. An ignored SIGHUP stays ignored.
+  // Installs the handlers. An ignored SIGTERM or SIGHUP stays ignored.
   Signals();
 
   // Ends the step that is under way after so many seconds, at most 10^9.

@@ -45,19 +45,17 @@ def penalty_of(report: bytes) -> tuple[int, int] | None:
     return (int(found[-1][0]), int(found[-1][1])) if found else None
 
 
-class Search:
-    """A running solver with one seed."""
+class Child:
+    """A running program that logs what it finds."""
 
     def __init__(self, command: list[str], output: Path, log: Path) -> None:
-        self.output, self.log = output, log
+        self.log = log
         self.is_interrupted = False
-        self.is_cut_again = False  # the search that report() repeats
-        self._command = command
         self._read = 0  # how much of the log improvements() has seen
         self._best: Improvement | None = None
         with open(output, "wb") as file:
             self.process = subprocess.Popen(
-                child_command([*command, "-logfile", str(log)]),
+                child_command(command),
                 stdin=subprocess.DEVNULL,
                 stdout=file,
                 stderr=subprocess.STDOUT,
@@ -80,6 +78,27 @@ class Search:
             return found
         return []
 
+    def interrupt(self) -> None:
+        """Asks for the end, once."""
+        if not self.is_interrupted:
+            self.is_interrupted = True
+            self.process.send_signal(signal.SIGINT)
+
+    def kill(self) -> None:
+        if self.process.poll() is None:
+            self.process.kill()
+        self.process.wait()
+
+
+class Search(Child):
+    """A running solver with one seed."""
+
+    def __init__(self, command: list[str], output: Path, log: Path) -> None:
+        self.output = output
+        self.is_cut_again = False  # the search that report() repeats
+        self._command = command
+        super().__init__([*command, "-logfile", str(log)], output, log)
+
     def is_searching(self) -> bool:
         """Whether the search has started and has not ended."""
         with contextlib.suppress(OSError), open(self.log, "rb") as file:
@@ -93,8 +112,7 @@ class Search:
         """Requests the report. Does nothing before the search, when there is
         no report, and after it, when the report follows anyway."""
         if not self.is_interrupted and self.is_searching():
-            self.is_interrupted = True
-            self.process.send_signal(signal.SIGINT)
+            super().interrupt()
 
     def wait(self, must_end: Callable[[], bool]) -> int:
         """Waits until the solver has ended and interrupts it if necessary.
@@ -123,8 +141,3 @@ class Search:
             again.kill()
         self.is_cut_again = again.is_interrupted
         return self.output.read_bytes()
-
-    def kill(self) -> None:
-        if self.process.poll() is None:
-            self.process.kill()
-        self.process.wait()
