@@ -187,6 +187,80 @@ def ends():
                                   {r["from"] for r in found.values()}), (0, True, {"", "best"}))
 
 
+def check_polished(folder, out):
+    """The report on standard output is right and better than all runs, and kept."""
+    told = tuple(map(int, re.findall(r"^penalty: (\d+)/(\d+) \(hard", out, re.M)[-1]))
+    best = min((r["hard"], r["soft"]) for r in records(folder).values())
+    done = subprocess.run([CHECK, "--quiet", "w.model", "-"], input=out, text=True, check=False)
+    expect("judged", done.returncode, 0)
+    expect("kept", pathlib.Path(folder, "best.report").read_text(), out)
+    expect("no worse", told <= best, True)
+    return told < best
+
+
+def polish():
+    """Polishing improves on the runs, in its time; what it brought stays."""
+    arguments = ["w.model", "--dir", "p", "--seeds", "1-3", "--time", "12", "--polish", "0.7",
+                 "--", "-iteration", "1000"]
+    began = time.monotonic()
+    status, out, errors = many(*arguments)
+    seconds = time.monotonic() - began
+    expect(f"polish: {errors}", (status, check_polished("p", out), 8 < seconds < 30),
+           (0, True, True))
+    hard, soft = re.findall(r"^penalty: (\d+)/(\d+) \(hard", out, re.M)[-1]
+    expect(errors, f"polished: {hard}/{soft} instead of " in errors, True)
+    check_clean("p")
+    expect("results", many("--results", "p")[1], out)
+    expect("status", f"best {hard}/{soft}, polished" in many("--status", "p")[1], True)
+    # It goes on from there, without running a seed again; the target ends it.
+    before = records("p")
+    process = start(*arguments[:5], "--time", "100", "--polish", "0.9", *arguments[9:])
+    wait_for("polishing", lambda: "polishing, best" in many("--status", "p")[1])
+    expect("stop", many("--stop", "p")[0], 0)
+    again, errors = process.communicate(timeout=20)
+    expect(f"again: {errors}", (process.returncode, records("p")), (0, before))
+    check_polished("p", again)
+    check_clean("p")
+    # A wrong file is no best report.
+    pathlib.Path("p/polished.report").write_text(
+        again.replace(f"penalty: {hard}/", "penalty: 0/").replace(": early", ": off", 1))
+    status, out, errors = many("--results", "p")
+    expect(f"damaged: {errors}", (status, "polished.report: wcsp-check refuses" in errors),
+           (0, True))
+    check_polished("p", out)
+    for given, message in (
+            (["--polish", "0.5"], "--polish needs --time"),
+            (["--polish", "1", "--time", "9"], "'1' is not a number above 0 and below 1"),
+            (["--polish", "nan", "--time", "9"], "'nan' is not"),
+            (["--polish", "0.5", "--time", "9", "--slurm"], "--slurm cannot be used with")):
+        status, _, errors = many("w.model", "--dir", "q", *given)
+        expect(errors, (status, message in errors), (2, True))
+
+
+def polish_moments():
+    """Signals at random moments of polishing: the best stays, nothing else."""
+    count, seed = map(int, (sys.argv[4:] + ["6", "1"][len(sys.argv) - 4:])[:2])
+    rng = random.Random(seed)
+    for number in range(count):
+        chosen = rng.choice([signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL])
+        what = f"polishing, trial {number} of seed {seed}: {chosen.name}"
+        process = start("w.model", "--dir", "pm", "--seeds", "1-2", "--time", "100", "--polish",
+                        "0.9", "--", "-iteration", "1000")
+        wait_for(what, pathlib.Path("pm/2.run").exists)
+        time.sleep(rng.uniform(0, 4))
+        process.send_signal(chosen)
+        out, errors = process.communicate(timeout=60)
+        check_nothing_left("pm")
+        if chosen != signal.SIGKILL:
+            expect(f"{what}: {errors}", process.returncode, 0)
+            check_clean("pm")
+            check_polished("pm", out)
+        status, out, errors = many("--results", "pm")
+        expect(f"{what}: {errors}", (status, "Traceback" in errors), (0, False))
+        check_polished("pm", out)
+        shutil.rmtree("pm")
+
+
 def failures():
     """One message, nothing lost, nothing repeated for ever."""
     pathlib.Path("bad.model").write_text("variable\n")
@@ -433,7 +507,6 @@ def moments():
     count, seed = map(int, (sys.argv[4:] + ["12", "1"][len(sys.argv) - 4:])[:2])
     rng = random.Random(seed)
     told, interrupted = {}, 0
-    signal.signal(signal.SIGHUP, signal.SIG_DFL)  # under nohup it would stay ignored
     for number in range(count):
         folder = f"m{number}"
         arguments = ["m.model", "--dir", folder, "--target", "0", "--seeds", "1-6", "--jobs", "2",
@@ -597,9 +670,11 @@ os.environ["PATH"] += ":/usr/sbin"
 with tempfile.TemporaryDirectory() as base:
     os.chdir(base)
     shutil.copy(EXAMPLES / "frequency-assignment.model", "m.model")
+    shutil.copy(EXAMPLES / "ward-roster.model", "w.model")
+    signal.signal(signal.SIGHUP, signal.SIG_DFL)  # under nohup it would stay ignored
     for test in {"parallel": (the_same_as_alone, signals, ends, failures, busy,
-                              edited, damage, streams), "ssh": (ssh,),
-                 "slurm": (slurm,), "signals": (moments,)}[ENGINE]:
+                              edited, damage, streams, polish), "ssh": (ssh,),
+                 "slurm": (slurm,), "signals": (moments, polish_moments)}[ENGINE]:
         began = time.monotonic()
         test()
         print(f"{test.__name__}: {time.monotonic() - began:.0f} s", flush=True)

@@ -93,7 +93,29 @@ def with_runs(model: Model, folder: str | os.PathLike[str]) -> Result:
         )
     with scratch(PREFIX) as own:
         (own / "model").write_text(text, "utf-8")
-        return best_of(model, runs, own / "model", place)
+        best = best_of(model, runs, own / "model", place)
+        return _with_polished(best, own / "model", place / "polished.report")
+
+
+def _with_polished(best: Result, model: Path, place: Path) -> Result:
+    """What polishing has left, if it is right and better."""
+    if not place.exists():
+        return best
+    text = place.read_text("utf-8", "replace")
+    report = read_report(text)
+    weights = weights_of(best.model)
+    if report is None or not report.violated.keys() <= weights.keys():
+        reason = "no report of this model"
+    elif penalty_of(report, weights) >= best.penalty:
+        return best
+    else:
+        told = judged_file(model, place)
+        if told["status"] == 0:
+            run = best.run._replace(report=report, text=text)
+            return Result(best.model, run, best.runs, told)
+        reason = told["verdict"]
+    warn(f"{place} is damaged: {reason}", SolverWarning)
+    return best
 
 
 def _kept_log(folder: Path, seed: int) -> str:

@@ -133,6 +133,11 @@ class Result:
         return dict(self._values)
 
     @property
+    def penalty(self) -> tuple[int, Fraction]:
+        """The hard and the soft penalty, exactly."""
+        return self.hard, self._soft
+
+    @property
     def soft(self) -> int | float:
         """Penalty of the soft constraints, in the units of the weights. It is
         the sum of the costs in `violated` and not limited to 2147483647, as

@@ -403,7 +403,7 @@ def _polished(
             asked.model, polished, race.folder / "model", folder, result.wcsp
         )
     )
-    if (best.hard, best.soft) > (result.hard, result.soft):
+    if best.penalty > result.penalty:
         return result
     best.runs = result.runs
     return best

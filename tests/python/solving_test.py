@@ -368,14 +368,24 @@ def test_ways_to_look(tmp_path):
 
 
 def test_runs_of_many(tmp_path):
-    m = colouring()
+    m = colouring(edges=900)
     m.write(tmp_path / "m.model")
     many = os.path.join(os.path.dirname(os.environ["WCSP"]), "wcsp-many")
-    subprocess.run([many, "m.model", "--seeds", "1-3", "--", "-iteration", "500"], cwd=tmp_path,
+    subprocess.run([many, "m.model", "--seeds", "1-3", "--", "-iteration", "10"], cwd=tmp_path,
                    check=True, capture_output=True)
     r = m.with_runs(tmp_path / "m.model.runs")
-    alone = m.solve(time=20, seeds=3, options=["-iteration", "500"])
+    alone = m.solve(time=20, seeds=3, options=["-iteration", "10"])
     assert (r.seeds, r.values()) == ([1, 2, 3], alone.values())
+    better = r.polish(time=2)
+    assert better.soft < r.soft
+    polished = tmp_path / "m.model.runs" / "polished.report"
+    polished.write_text(better.run.text)
+    found = m.with_runs(tmp_path / "m.model.runs")
+    assert (found.values(), found.soft) == (better.values(), better.soft)
+    for wrong in (better.run.text.replace(": 1\n", ": 2\n", 1), "no report"):
+        polished.write_text(wrong)
+        with pytest.warns(SolverWarning, match="polished.report is damaged"):
+            assert m.with_runs(tmp_path / "m.model.runs").values() == r.values()
     with pytest.raises(ModelError, match="another model"):
         colouring(seed=2).with_runs(tmp_path / "m.model.runs")
     with pytest.raises(SolverError, match="not a folder of runs"):

@@ -21,7 +21,7 @@ import time
 
 from folder import Folder, seeds_of
 from one import Job, run_for_engine
-from session import Session, drain, is_reached, read_state, state_line, take_over, tell
+from session import Session, best_text, drain, is_reached, read_state, state_line, take_over, tell
 from slurm import run_task, write_job
 from table import table
 from version import VERSION
@@ -46,6 +46,17 @@ def seconds(text):
     if total <= 0:
         raise argparse.ArgumentTypeError("a time must be above 0")
     return total
+
+
+def share(text):
+    """"0.5": a part of the time."""
+    try:
+        number = float(text)
+    except ValueError:
+        number = 0
+    if not 0 < number < 1:
+        raise argparse.ArgumentTypeError(f"'{text}' is not a number above 0 and below 1")
+    return number
 
 
 def seed_list(text):
@@ -86,6 +97,8 @@ def options():
                         help="continue with new seeds until --time is over")
     parser.add_argument("--from-best", action="store_true",
                         help="with --restart: start every second new seed from the best report")
+    parser.add_argument("--polish", type=share, metavar="SHARE", default=0,
+                        help="polish the best reports for this share of --time, such as 0.5")
     parser.add_argument("--hosts", metavar="FILE",
                         help="file of hosts, as for --sshloginfile of GNU parallel")
     parser.add_argument("--retries", type=int, default=3, metavar="N",
@@ -118,8 +131,10 @@ def options():
         parser.error("--restart needs --time")
     if chosen.from_best and not chosen.restart:
         parser.error("--from-best needs --restart")
-    if chosen.slurm and (chosen.hosts or chosen.restart):
-        parser.error("--slurm cannot be used with --hosts or --restart")
+    if chosen.polish and chosen.time is None:
+        parser.error("--polish needs --time")
+    if chosen.slurm and (chosen.hosts or chosen.restart or chosen.polish):
+        parser.error("--slurm cannot be used with --hosts, --restart or --polish")
     if not chosen.slurm and (chosen.submit or chosen.partition or chosen.array_limit):
         parser.error("--submit, --partition and --array-limit need --slurm")
     if chosen.partition and not re.fullmatch(r"[\w.,-]+", chosen.partition):
@@ -165,8 +180,9 @@ def show_status(path):
     best = next(iter(folder.reports()), None)
     parts = [f"{len(folder.records)} runs, none under way"]
     if best:
-        parts.append(f"best {best['hard']}/{best['soft']} by seed {best['seed']}")
         folder.best = best["seed"]
+        folder.glance()
+        parts.append(best_text(folder))
     if (missing := folder.never_started()) and not is_reached(folder, settings["target"]):
         parts.append(f"{len(missing)} of {len(folder.asked)} seeds never started")
     print(", ".join(parts))
@@ -228,10 +244,13 @@ def run(chosen, checker):
                   target=chosen.target, logs=chosen.logs, compress=chosen.compress)
         return write_job(folder, job, [seed for seed, _, _ in seeds], chosen)
     failure = None
-    if seeds:
+    if seeds or chosen.polish:
         session = Session(folder, chosen, checker)
         try:
-            session.run(seeds)
+            if seeds:
+                session.run(seeds)
+            if chosen.polish and session.may_polish():
+                session.polish()
         except OSError as error:
             session.fail(error)
         failure = session.failure
@@ -254,6 +273,7 @@ def main():
     checker = find_program("wcsp-check", chosen.check)
     if chosen.results:
         return show_results(chosen.results, checker)
+    chosen.polisher = find_program("wcsp-polish") if chosen.polish else None
     chosen.is_wcsp_given = chosen.wcsp is not None
     if not (chosen.hosts and chosen.is_wcsp_given):
         chosen.wcsp = find_program("wcsp", chosen.wcsp)

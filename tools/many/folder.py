@@ -19,6 +19,7 @@ import tempfile
 
 from _shared.files import BESIDE, write_whole
 from _shared.runs import damage, digest, read_json, read_runs
+from _shared.search import penalty_of
 from _shared.text import spans
 from _shared.tool import Failure
 
@@ -59,6 +60,9 @@ class Folder:
         self.refused = {}       # seed: why wcsp-check refuses its report
         self.best = None        # the seed of the best correct report
         self.best_report = b""
+        self.polished = None    # the penalty of polished.report where that is the best
+        self.is_polished = False  # by this call
+        self.polished_error = ""  # why wcsp-check refuses it
         self.unsaved = {}       # seed: a report that could not be written
         self.lock_file = None
 
@@ -222,9 +226,68 @@ class Folder:
         """The records that have a report, the best first."""
         return sorted((r for r in self.records.values() if "hard" in r), key=rank)
 
+    def penalty(self):
+        """Of the best report, (hard, soft); None without one."""
+        best = self.records.get(self.best)
+        return self.polished or (best and (best["hard"], best["soft"]))
+
     def judge(self, checker):
         """Finds the best report that wcsp-check confirms. Only reports that would
         win are checked, so that large models are read only a few times."""
+        self.judge_runs(checker)
+        if self.best is not None:
+            self.judge_polished(checker)
+
+    def judge_polished(self, checker):
+        """Takes the polished report if it is better than all runs."""
+        path = self.path / "polished.report"
+        report = path.read_bytes() if path.exists() else b""
+        best = self.records[self.best]
+        penalty = penalty_of(report)
+        if report == self.best_report:
+            return
+        self.polished = None
+        if penalty is None or penalty >= (best["hard"], best["soft"]):
+            self.best_report = self.report_of(self.best)
+            return
+        self.polished_error = self.check(checker, report)
+        if not self.polished_error:
+            self.polished, self.best_report = penalty, report
+
+    def glance(self):
+        """Takes the penalty that polished.report states, without a check."""
+        with contextlib.suppress(OSError):
+            penalty = penalty_of((self.path / "polished.report").read_bytes())
+            if penalty is not None and penalty < (self.penalty() or penalty):
+                self.polished = penalty
+
+    def keep_polished(self, report):
+        """Writes a report that is better than all others."""
+        write_whole(self.path / "polished.report", report)
+        write_whole(self.path / "best.report", report)
+
+    def best_files(self):
+        """The reports worth polishing, the best first."""
+        files = [self.path / "polished.report"] if self.polished else []
+        return files + [self.file(r["seed"], "report") for r in self.reports()
+                        if r["seed"] not in {*self.refused, *self.unsaved}]
+
+    def report_of(self, seed):
+        return self.unsaved.get(seed) or self.file(seed, "report").read_bytes()
+
+    def check(self, checker, report):
+        """Why wcsp-check refuses a report, or ""."""
+        done = subprocess.run([checker, "--quiet", "--", self.model, "-"], input=report,
+                              capture_output=True, check=False)
+        text = (done.stdout + done.stderr).decode("utf-8", "replace").strip()
+        reason = text.split("\n")[0]
+        if done.returncode == 0:
+            return ""
+        if done.returncode not in (1, 3):
+            raise Failure(reason or f"wcsp-check ended with status {done.returncode}")
+        return f"wcsp-check refuses its report: {reason or 'no reason given'}"
+
+    def judge_runs(self, checker):
         for record in self.reports():
             seed = record["seed"]
             if seed in self.refused:
@@ -233,17 +296,12 @@ class Folder:
                 return
             reason = "" if seed in self.unsaved else damage(self.path, record, False)
             if not reason:
-                report = self.unsaved.get(seed) or self.file(seed, "report").read_bytes()
-                done = subprocess.run([checker, "--quiet", "--", self.model, "-"], input=report,
-                                      capture_output=True, check=False)
-                text = (done.stdout + done.stderr).decode("utf-8", "replace").strip()
-                reason = text.split("\n")[0]
-                if done.returncode == 0:
+                report = self.report_of(seed)
+                reason = self.check(checker, report)
+                if not reason:
                     self.best, self.best_report = seed, report
+                    self.polished = None
                     return
-                if done.returncode not in (1, 3):
-                    raise Failure(reason or f"wcsp-check ended with status {done.returncode}")
-                reason = f"wcsp-check refuses its report: {reason or 'no reason given'}"
             self.refused[seed] = reason
         self.best, self.best_report = None, b""
 
@@ -255,7 +313,8 @@ class Folder:
         there = path.read_bytes() if path.exists() else None
         if there != self.best_report:
             if there is not None and all(
-                    there != place.read_bytes() for place in self.path.glob("[0-9]*.report")):
+                    there != place.read_bytes() for place in [
+                        *self.path.glob("[0-9]*.report"), *self.path.glob("polished.report")]):
                 self.restored.append("best.report")
             write_whole(path, self.best_report)
 

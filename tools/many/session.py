@@ -17,9 +17,10 @@ from one import SIGNALS, Job, run_prefix, unpacked
 
 import _shared.tool
 from _shared.files import write_whole
+from _shared.polishing import Polishing, processes_each
 from _shared.runs import read_json
-from _shared.scratch import sweep
-from _shared.search import child_command
+from _shared.scratch import scratch, sweep
+from _shared.search import child_command, penalty_of
 from _shared.tool import Failure, write_error
 
 GRACE = 90          # seconds for runs to end after the request
@@ -34,7 +35,9 @@ class Session:
         self.checker = checker
         self.work = folder.work.resolve()
         self.identity = uuid.uuid4().hex[:12]
-        self.deadline = time.time() + chosen.time if chosen.time is not None else None
+        self.deadline = None
+        if chosen.time is not None:
+            self.deadline = time.time() + chosen.time * (1 - chosen.polish)
         self.stopping = None    # why
         self.stop_time = None
         self.failure = None
@@ -44,6 +47,11 @@ class Session:
         self.finished = 0
         self.shown = 0.0
         self.pushed = None
+        self.polishing = None   # the best penalty then
+        self.asked = []         # signals
+        for number in SIGNALS:
+            if signal.getsignal(number) != signal.SIG_IGN:
+                signal.signal(number, lambda *_: self.asked.append(True))
 
     # Files that the runs need, here or on each host.
 
@@ -202,6 +210,8 @@ class Session:
         self.shown = now
         running = None if self.hosts else len(list(self.work.glob("run-*")))
         state = {"deadline": self.deadline, "finished": self.finished, "running": running}
+        if self.polishing:
+            state |= {"running": None, "polishing": penalty_text(self.polishing)}
         with contextlib.suppress(OSError):
             write_whole(self.work / "state.json", json.dumps(state))
         if sys.stderr.isatty():
@@ -210,16 +220,12 @@ class Session:
     def run(self, seeds):
         """Waits for the engine to end. Signals, the deadline, the target and a failure
         end it early. seeds: (seed, "best" or "-", whether it is a new seed)."""
-        asked = []
-        for number in SIGNALS:
-            if signal.getsignal(number) != signal.SIG_IGN:
-                signal.signal(number, lambda *_: asked.append(True))
         self.start(seeds)
         is_over = False
         while not is_over:
             is_over = has_ended(self.parallel)
             self.collect()
-            if asked:
+            if self.asked:
                 self.stop("signal")
             if self.deadline is not None and time.time() >= self.deadline:
                 self.stop("time")
@@ -231,6 +237,66 @@ class Session:
             if not is_over:
                 time.sleep(0.1)
         self.clean()
+
+    def may_polish(self):
+        """Whether there is a report to polish and no reason to stop."""
+        return (self.folder.best is not None and self.stopping in (None, "time")
+                and not self.failure and not self.asked
+                and not is_reached(self.folder, self.chosen.target))
+
+    def polish(self):
+        """Polishes the best few reports on all cores of this machine."""
+        self.folder.is_polished = True
+        seconds = self.chosen.time * self.chosen.polish
+        self.deadline = time.time() + seconds
+        self.polishing = self.folder.penalty()
+        files = self.folder.best_files()
+        seed = time.time_ns() % 10**9  # another call is to go another way
+        polishing = []
+        with scratch(run_prefix(), self.work) as place:
+            try:
+                for i, jobs in enumerate(processes_each(self.chosen.jobs, len(files))):
+                    polishing.append(Polishing(
+                        self.chosen.polisher, self.folder.model.resolve(), files[i].resolve(),
+                        place, str(i), seconds, jobs, seed + i))
+                self.wait_for(polishing)
+            finally:
+                for one in polishing:
+                    one.kill()
+            for one in polishing:
+                self.take_polished(one)
+        if sys.stderr.isatty():
+            write_error("\r\033[K")
+        put_away(self.work)
+
+    def wait_for(self, polishing):
+        while any(one.process.poll() is None for one in polishing):
+            for one in polishing:
+                for found in one.improvements():
+                    self.polishing = min(self.polishing, (found.hard, found.soft))
+            target = self.chosen.target
+            if (self.asked or (self.work / "stop").exists() or time.time() >= self.deadline
+                    or target is not None and self.polishing <= (0, target)):
+                for one in polishing:
+                    one.interrupt()
+            self.progress()
+            time.sleep(0.1)
+
+    def take_polished(self, one):
+        report = one.report()
+        penalty = penalty_of(report)
+        if penalty is None or one.failure():
+            tell(one.failure() or "wcsp-polish was interrupted before its first report")
+        elif penalty < self.folder.penalty():
+            if reason := self.folder.check(self.checker, report):
+                tell(f"wcsp-polish: {reason}")
+                return
+            try:
+                self.folder.keep_polished(report)
+            except OSError:
+                self.folder.polished, self.folder.best_report = penalty, report
+                raise
+            self.folder.judge(self.checker)
 
     def clean(self):
         # An engine that dies while it counts the possible processes leaves them
@@ -252,14 +318,18 @@ class Session:
         put_away(self.work)
 
 
+def penalty_text(penalty):
+    return "%d/%d" % penalty
+
+
 def has_ended(process):
     """Whether a child has ended, without reaping it."""
     return os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOHANG | os.WNOWAIT) is not None
 
 
 def is_reached(folder, target):
-    best = folder.records.get(folder.best)
-    return bool(best) and target is not None and best["hard"] == 0 and best["soft"] <= target
+    best = folder.penalty()
+    return best is not None and target is not None and best <= (0, target)
 
 
 def tell(line):
@@ -268,14 +338,22 @@ def tell(line):
     _shared.tool.tell("wcsp-many", line)
 
 
+def best_text(folder):
+    if folder.polished:
+        return f"best {penalty_text(folder.polished)}, polished"
+    best = folder.records.get(folder.best) or next(iter(folder.reports()), None)
+    return best and f"best {best['hard']}/{best['soft']} by seed {best['seed']}"
+
+
 def state_line(folder, state):
     """The current state in one line."""
     parts = [f"{state['finished']} runs done"]
     if state["running"] is not None:
         parts.append(f"{state['running']} running")
-    best = folder.records.get(folder.best) or next(iter(folder.reports()), None)
-    if best:
-        parts.append(f"best {best['hard']}/{best['soft']} by seed {best['seed']}")
+    if state.get("polishing"):
+        parts.append(f"polishing, best {state['polishing']}")
+    elif best := best_text(folder):
+        parts.append(best)
     if state["deadline"] is not None:
         parts.append(f"{max(state['deadline'] - time.time(), 0):.0f} s left")
     return ", ".join(parts)
@@ -286,7 +364,8 @@ def read_state(folder):
     with contextlib.suppress(OSError, ValueError):
         state = read_json(folder.work / "state.json")
         if isinstance(state.get("finished"), int) and "running" in state and isinstance(
-                state.get("deadline", ""), (int, float, type(None))):
+                state.get("deadline", ""), (int, float, type(None))) and isinstance(
+                    state.get("polishing", ""), str):
             return state
     return {"finished": 0, "running": 0, "deadline": None}
 

@@ -54,6 +54,12 @@ def table(folder, most):
         best = records[0]["hard"], records[0]["soft"]
         met = sorted(r["time to best"] for r in records
                      if (r["hard"], r["soft"]) == best and "time to best" in r)
+        if folder.polished:
+            lines.append("polished: %d/%d instead of %d/%d" % (*folder.polished, *best))
+        elif folder.is_polished:
+            lines.append("polished: nothing better than %d/%d" % best)
+        if folder.polished_error:
+            lines.append(f"polished.report: {folder.polished_error}")
         lines.append(f"the best, {best[0]}/{best[1]}, was reached by {len(met)} of "
                      f"{len(records)} runs")
         if met:
