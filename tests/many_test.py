@@ -271,7 +271,7 @@ def failures():
             ("model", ["bad.model"], 2, "the solver refuses (status 5)"),
             ("no model", ["none.model"], 2, "wcsp-many: none.model: No such file"),
             ("option", ["m.model", "--dir", "o", "--", "-iterations", "3"], 2,
-             "refuses (status 0): it shows its options"),
+             "refuses (status 0): one of its options is wrong"),
             ("own option", ["m.model", "--", "-seed", "3"], 2,
              "-seed cannot be given to wcsp: use --seeds"),
             ("time", ["m.model", "--time", "soon"], 2, "'soon' is not a time"),

@@ -115,7 +115,7 @@ def check_tests():
 
 def check_pictures():
     for name, arguments, texts in (
-            ("one", ["c"], ["best hard", "at the moment", "run ends", "phase ends",
+            ("one", ["c"], ["best hard", "current", "run ends", "phase ends",
                             "dead ends", "kicks", "CPU time (s)", "hard penalty", "run length"]),
             ("many", ["a", "b", "--target", "4"], ["soft penalty", "all, median of 2",
                                                    "reached 0/4", "100 %"]),
@@ -167,16 +167,16 @@ def check_follow():
 def check_failures():
     save("none", "no line\n")
     for arguments, status, part in (
-            (["none"], 1, "wcsp-plot: none: no line of a search log\n"),
+            (["none"], 1, "wcsp-plot: none: not a search log\n"),
             (["missing"], 2, "wcsp-plot: missing: No such file or directory\n"),
             ([], 2, "wcsp-plot: no log is given\n"),
             (["a", "--safe"], 2, "--safe needs --csv"),
-            (["--csv", "a", "none"], 1, "wcsp-plot: none: no line of a search log\n"),
+            (["--csv", "a", "none"], 1, "wcsp-plot: none: not a search log\n"),
             (["a", "-o", "p.jpg"], 2, "PICTURE must end in .svg, .png or .pdf"),
             (["a", "-o", "none/p.svg"], 2, "wcsp-plot: none/p.svg: "),
             (["--group", "a"], 2, "--group needs a name and a log"),
             (["b", "--group", "n", "a"], 2, "give all logs in groups or none"),
-            (["-", "-"], 2, "standard input is read once")):
+            (["-", "-"], 2, "standard input can be read only once")):
         got, out, message = plot(*arguments, text="")
         expect(arguments, (got, out, part in message), (status, "", True))
     expect("nothing half written", [n for n in os.listdir() if n.startswith(".")], [])

@@ -141,7 +141,7 @@ def check_compare():
 def check_failures():
     wrong = REPORT.replace("1/3", "1/2")
     status, page, message = show(ROSTER, wrong)
-    expect("wrong report", (status, page, "--wrong shows it" in message), (1, "", True))
+    expect("wrong report", (status, page, "use --wrong to show it" in message), (1, "", True))
     status, page, _ = show(ROSTER, wrong, "--wrong")
     expect("shown", (status, page.count('<p class="wrong">')), (0, 1))
     for arguments, part in [(["--split", "("], "--split: "),

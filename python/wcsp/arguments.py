@@ -48,7 +48,7 @@ def seeds_of(seeds: int | Iterable[int]) -> list[int]:
     for given, seed in chosen:
         if seed is None or not 0 <= seed <= LARGEST:
             raise ModelError(
-                f"a seed is a whole number from 0 to {LARGEST}, not {given!r}"
+                f"a seed is an integer from 0 to {LARGEST}, not {given!r}"
             )
         if seed in found:
             raise ModelError(f"seed {seed} is given twice")
@@ -77,7 +77,7 @@ def jobs_of(jobs: int | None) -> int:
         return len(os.sched_getaffinity(0))
     number = whole_number(jobs)
     if number is None or number < 1:
-        raise ModelError(f"jobs is a whole number above 0, not {jobs!r}")
+        raise ModelError(f"jobs is an integer above 0, not {jobs!r}")
     return number
 
 
@@ -91,7 +91,7 @@ def limit_of(target: float | None, scale: Fraction) -> int | None:
     limit = floor(exact * scale)
     if limit > LARGEST:
         raise ModelError(
-            f"target {target!r} is beyond {float(LARGEST / scale):.10g}"
+            f"target {target!r} exceeds {float(LARGEST / scale):.10g}"
         )
     return limit
 

@@ -48,7 +48,7 @@ def best_of(
             f"wcsp-check refuses the report of seed {seed}: {told['verdict']}"
         )
         warn(refusal, SolverWarning)
-    raise SolverError(refusal or f"no search has left a report: {_why(runs)}")
+    raise SolverError(refusal or f"no search printed a report: {_why(runs)}")
 
 
 def _why(runs: list[Run]) -> str:
@@ -70,7 +70,7 @@ def with_runs(model: Model, folder: str | os.PathLike[str]) -> Result:
         raise SolverError(f"{place} is not a folder of runs") from None
     text = model.text()
     if settings.get("model hash") != digest(text.encode()):
-        raise ModelError(f"{place} holds runs of another model")
+        raise ModelError(f"{place} has runs of another model")
     records, damaged = read_runs(place)
     runs = []
     for seed, record in sorted(records.items()):
@@ -87,8 +87,8 @@ def with_runs(model: Model, folder: str | os.PathLike[str]) -> Result:
         )
     for seed, reason in sorted(damaged.items()):
         warn(
-            f"run {seed} of {place} is damaged: {reason}. wcsp-many runs it "
-            "again",
+            f"run {seed} of {place} is damaged: {reason}. wcsp-many "
+            "repeats it",
             SolverWarning,
         )
     with scratch(PREFIX) as own:

@@ -106,8 +106,8 @@ class Expression:
 
     def __ne__(self, other: object) -> NoReturn:
         raise ModelError(
-            f"{self!r} != {other!r} cannot be said of a sum; only a variable "
-            "can be unequal to a value"
+            f"{self!r} != {other!r}: '!=' is not supported for sums, only "
+            "for a variable and a value"
         )
 
     def between(self, low: int, high: int) -> tuple[Constraint, Constraint]:
@@ -354,7 +354,7 @@ class Variable:
 
     def _unordered(self, other: object) -> NoReturn:
         raise ModelError(
-            f"{self!r} cannot be ordered or counted with; use labels "
+            f"{self!r} cannot be used in sums or ordered; use labels "
             "(x == value) or where()"
         )
 
@@ -574,7 +574,7 @@ def integer(value: object, what: str) -> int:
         hint = ""
         if isinstance(value, float):
             hint = "; scale the sum, and give a decimal weight for the scale"
-        raise ModelError(f"{what} must be a whole number, not {value!r}{hint}")
+        raise ModelError(f"{what} must be an integer, not {value!r}{hint}")
     return number
 
 

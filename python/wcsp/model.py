@@ -106,7 +106,7 @@ class Model:
         """
         try:
             if name in self._by_name:
-                raise ModelError(f"variable {name!r} is already there")
+                raise ModelError(f"variable {name!r} already exists")
             listed = tuple(values)
             # Equal values of different types are to be kept apart.
             key = (listed, tuple(map(type, listed)))
@@ -176,7 +176,7 @@ class Model:
             self._own(constraint.sum(), name)
             if not self.is_condition(constraint.sum()):
                 raise ModelError(
-                    f"{constraint!r} is a sum and no constraint: compare it"
+                    f"{constraint!r} is a sum, not a constraint: compare it"
                 )
             self._add_comparison(constraint == 1, checked, name)
         elif constraint is True:
@@ -224,7 +224,7 @@ class Model:
 
     def _own(self, whole: Sum, name: Hashable) -> None:
         if whole.model is not None and whole.model is not self:
-            raise ModelError(f"constraint {name!r} is of another model")
+            raise ModelError(f"constraint {name!r} belongs to another model")
 
     def range_of(self, whole: Sum) -> tuple[int, int]:
         """Bounds of the sum: exact for labels, conservative for products."""
@@ -309,7 +309,7 @@ class Model:
     ) -> None:
         chosen = constraint.variables
         if any(x.model is not self for x in chosen):
-            raise ModelError(f"constraint {name!r} is of another model")
+            raise ModelError(f"constraint {name!r} belongs to another model")
         taking: dict[Any, list[Variable]] = {}
         for x in chosen:
             for value in x.values:
@@ -378,7 +378,7 @@ class Model:
         if not isinstance(expression, Expression):
             raise ModelError(f"{expression!r} is not an expression of labels")
         if self.objectives and self.objectives[0].sign != sign:
-            raise ModelError("a model either minimizes or maximizes")
+            raise ModelError("a model cannot both minimize and maximize")
         whole = expression.sum()
         self._own(whole, name)
         relation = "<=" if sign > 0 else ">="

@@ -34,8 +34,8 @@ def find_program(name: str, wcsp: str | os.PathLike[str] | None = None) -> str:
     if found:
         return found
     raise ProgramMissing(
-        f"{name} is not installed: it is looked for beside the program that "
-        "wcsp= or the variable WCSP names, and on PATH"
+        f"{name} is not installed: it is neither next to the program given by "
+        "wcsp= or the variable WCSP nor on PATH"
     )
 
 

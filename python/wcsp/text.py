@@ -64,7 +64,7 @@ def lines(model: Model) -> Iterator[str]:
         target = whole_number(model.target)
         if target is None or not 0 <= target <= LARGEST:
             raise ModelError(
-                f"the model's target is a whole number from 0 to {LARGEST}, "
+                f"the model's target is an integer from 0 to {LARGEST}, "
                 f"not {model.target!r}"
             )
         yield f"target = {target}\n"
@@ -171,7 +171,7 @@ def scaled(weight: Fraction | int, factor: Fraction) -> int:
 
 
 def warn_of_rounding(model: Model) -> None:
-    """Warns when decimal weights do not fit whole numbers."""
+    """Warns when decimal weights do not become integers."""
     factor = scale_of(model.weights)
     loss = max(
         (
@@ -183,6 +183,6 @@ def warn_of_rounding(model: Model) -> None:
     )
     if loss:
         warn(
-            f"weights are rounded, by at most {float(loss):.1%}: times "
-            f"{float(factor):g} they are whole numbers"
+            f"weights are multiplied by {float(factor):g} and rounded to "
+            f"integers, which changes them by at most {float(loss):.1%}"
         )

@@ -244,17 +244,17 @@ ERRORS = [
     (lambda m, x, y: x == ["d"], "has no value"),
     (lambda m, x, y: m.variable("z", []), "has no values"),
     (lambda m, x, y: m.variable("z", [1, 2, True]), "has True twice"),
-    (lambda m, x, y: m.variable("x", "ab"), "'x' is already there"),
+    (lambda m, x, y: m.variable("x", "ab"), "'x' already exists"),
     (lambda m, x, y: m.variable("z", [[]]), "unhashable"),
     (lambda m, x, y: bool(x == "a"), "not a truth value"),
     (lambda m, x, y: x in [y, x], "not a truth value"),
     (lambda m, x, y: 1 <= (x == "a") + (y == "a") <= 2, "between"),
-    (lambda m, x, y: (x == "a") <= 0.5, "whole number, not 0.5; scale"),
-    (lambda m, x, y: (x == "a") * 1.5, "whole number, not 1.5"),
-    (lambda m, x, y: (x == "a") + x, "cannot be ordered or counted"),
-    (lambda m, x, y: x < "b", "cannot be ordered"),
+    (lambda m, x, y: (x == "a") <= 0.5, "an integer, not 0.5; scale"),
+    (lambda m, x, y: (x == "a") * 1.5, "an integer, not 1.5"),
+    (lambda m, x, y: (x == "a") + x, "cannot be used in sums or ordered"),
+    (lambda m, x, y: x < "b", "cannot be used in sums or ordered"),
     (lambda m, x, y: (x == "a") * (y == "a") * (x == "b"), "three labels"),
-    (lambda m, x, y: (x == "a") + (y == "b") != 1, "cannot be said"),
+    (lambda m, x, y: (x == "a") + (y == "b") != 1, "is not supported for sums"),
     (lambda m, x, y: m.add((x == "a") + (y == "a") >= 3), "is 0 to 2, not >="),
     (lambda m, x, y: m.add(x.isin("abc") <= 0), "is 1 to 1, not <= 0"),
     (lambda m, x, y: m.add((x == "a") + (y == "a")), "is a sum"),
@@ -282,7 +282,7 @@ ERRORS = [
         ),
         "share 3 values",
     ),
-    (lambda m, x, y: (m.minimize(x == "a"), m.maximize(y == "a")), "either"),
+    (lambda m, x, y: (m.minimize(x == "a"), m.maximize(y == "a")), "both minimize and maximize"),
     (lambda m, x, y: (x == "a").between(1, 0), "empty"),
 ]
 
@@ -349,7 +349,7 @@ def test_rounded_weights_are_reported(tmp_path):
     m, x, _ = two()
     m.add(x == "a", weight=100000)
     m.add(x == "b", weight=0.123456)
-    with pytest.warns(ModelWarning, match=r"rounded, by at most 19\.0%"):
+    with pytest.warns(ModelWarning, match=r"changes them by at most 19\.0%"):
         m.write(tmp_path / "m.model")
 
 

@@ -90,7 +90,7 @@ def test_runs_say_why_they_are_not_whole(tmp_path):
     assert list(records) == [1]
     assert others == {
         2: "2.run is not a JSON object", 3: "3.run has no 'seed'", 4: "4.run has a wrong 'seed'",
-        5: "5.run has half a penalty", 6: "6.run is the record of seed 7",
+        5: "5.run has only one part of the penalty", 6: "6.run is the record of seed 7",
         8: "../8.report is lost", 9: "9.run: Is a directory"}
 
 

@@ -401,7 +401,7 @@ def test_errors(monkeypatch, tmp_path):
             ({"time": 0}, "time is a number above 0"), ({"time": math.nan}, "above 0, not nan"),
             ({"time": math.inf}, "above 0, not inf"), ({"jobs": 0}, "jobs is"),
             ({"jobs": 1.5}, "jobs is"), ({"target": math.nan}, "target nan is not a number"),
-            ({"target": 2**31}, "beyond 2147483647"), ({"on_improve": 3}, "not a function: 3"),
+            ({"target": 2**31}, "exceeds 2147483647"), ({"on_improve": 3}, "not a function: 3"),
             ({"options": "-noadjust"}, "a list of words"),
             ({"options": ["-seed", "3"]}, "-seed is set by seeds="),
             ({"start": {("Knoten", 0): 9}}, r"has no value 9; it has 0, 1, 2, 3"),

@@ -156,7 +156,7 @@ def finish(folder, checker, most, target):
     except (OSError, Failure) as error:
         failure = error
     for name in folder.restored:
-        tell(f"{folder.path}: {name} was lost or damaged and is written again")
+        tell(f"{folder.path}: {name} was lost or damaged and has been restored")
     missing = [] if is_reached(folder, target) else folder.never_started()
     lines = table(folder, most)
     if missing:

@@ -125,8 +125,8 @@ class Folder:
         except Failure as failure:
             records, others = read_runs(self.path, False)
             if any(r.get("made for") != made_for(settings) for r in records.values()):
-                raise Failure(f"{failure}, and its runs are not known to be of this model "
-                              "and these settings: use another --dir", 4) from None
+                raise Failure(f"{failure}, and its runs may belong to another model "
+                              "or other settings: use another --dir", 4) from None
             if records or others:
                 self.restored.append("settings.json")
             return None
@@ -156,7 +156,7 @@ class Folder:
         self.records, self.damaged = read_runs(self.path, False, names)
         for seed, record in list(self.records.items()):
             if record.get("made for", self.made_for) != self.made_for:
-                self.damaged[seed] = f"{seed}.run is of another model or of other settings"
+                self.damaged[seed] = f"{seed}.run belongs to another model or other settings"
                 del self.records[seed]
             elif with_logs and (reason := damage(self.path, record)):
                 self.damaged[seed] = reason  # the report stays until there is a better one
@@ -168,7 +168,7 @@ class Folder:
                 if hash_of(path) == settings["model hash"]:
                     self.model = path
                     return
-        raise Failure(f"{self.model} is lost or has changed: the same call restores it")
+        raise Failure(f"{self.model} is lost or has changed: repeat the call to restore it")
 
     # The runs.
 

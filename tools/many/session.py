@@ -88,7 +88,7 @@ class Session:
         reached = on_all(hosts, lambda host: host.send(files))
         for host, is_there in zip(hosts, reached):
             if not is_there:
-                tell(f"{host.name}: cannot be reached or copied to: it is left out")
+                tell(f"{host.name}: cannot be reached or copied to: skipping it")
         self.hosts = [host for host, is_there in zip(hosts, reached) if is_there]
         if not self.hosts:
             raise Failure("no host can be reached", 3)
@@ -164,7 +164,7 @@ class Session:
             self.fail(error)
         if "hard" not in record:
             lines = report.decode("utf-8", "replace").strip().split("\n")
-            line = lines[-1] if record["status"] else "it shows its options: one is wrong"
+            line = lines[-1] if record["status"] else "one of its options is wrong"
             tell(f"seed {seed} on {record['host']}: no report, status {record['status']}: {line}")
             if record["status"] in REFUSED:
                 raise Failure(f"the solver refuses (status {record['status']}): {line}")
@@ -435,5 +435,5 @@ def drain(folder, is_compressed):
                 if "error" not in record:
                     folder.accept(record, report, log, is_compressed)
             except ValueError:
-                tell(f"{folder.work / 'incoming'}: a damaged line; its run is done again")
+                tell(f"{folder.work / 'incoming'}: a damaged line; its run will be repeated")
     put_away(folder.work)

@@ -38,7 +38,7 @@ def write_job(folder, job, seeds, chosen):
                       f"minute before the {EARLY} seconds that a task needs to end")
     work = folder.work.resolve()
     if not str(work).isprintable():
-        raise Failure("--slurm: the name of the folder holds control characters or bytes that "
+        raise Failure("--slurm: the name of the folder has control characters or bytes that "
                       "are not UTF-8")
     program = work / "wcsp-many"
     shutil.copy(sys.argv[0], program)

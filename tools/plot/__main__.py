@@ -40,7 +40,7 @@ def text_terminal(_):
 
 
 def no_log(path):
-    return Failure(f"{path}: no line of a search log", 1)
+    return Failure(f"{path}: not a search log", 1)
 
 
 def read_all(paths):
@@ -166,7 +166,7 @@ def options():
     if not paths:
         raise Failure("no log is given")
     if paths.count("-") > 1 or chosen.follow is not None and "-" in paths:
-        parser.error("standard input is read once, and not followed")
+        parser.error("standard input can be read only once and cannot be followed")
     if chosen.follow is not None and not 0.1 <= chosen.follow <= 3600:
         parser.error("SECONDS is from 0.1 to 3600")
     return chosen

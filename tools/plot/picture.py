@@ -92,7 +92,7 @@ class Picture:
             rows = [[self.places.at(p[self.axis]), values.at(p[2 if penalty == "hard" else 3])]
                     for p in log.current.points]
             plots.append(f"{self.block(rows)} with points pt 7 ps 0.2 lc rgb '#b0b0b0' "
-                         "title 'at the moment'")
+                         "title 'current'")
         plots.append(f"{self.curve(log, penalty, values)} with steps lw 2 lc rgb '{colour}' "
                      f"title 'best {penalty}'")
         return plots + self.marks(log)

@@ -52,7 +52,7 @@ def judged(checker, model, report, is_wrong_shown):
     if done.returncode not in (0, 1) or "assignment" not in result:
         raise Failure(f"{report}: {result['verdict']}", max(done.returncode, 2))
     if done.returncode == 1 and not is_wrong_shown:
-        raise Failure(f"{report}: {result['verdict']}; --wrong shows it all the same", 1)
+        raise Failure(f"{report}: {result['verdict']}; use --wrong to show it anyway", 1)
     domains, runs = {}, iter(result["domains"])
     following, values = next(runs, (None, None)), None
     for name, _ in result["assignment"]:
@@ -106,7 +106,7 @@ def renamed(result, names):
         result["domains"] = {texts[word]: names["domains"][names["variables"][word][1]]
                              for word in result["domains"]}
     except (KeyError, IndexError):
-        raise Failure("--names: they are of another model") from None
+        raise Failure("--names: the names belong to another model") from None
     return result, parts
 
 

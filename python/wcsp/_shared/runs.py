@@ -54,7 +54,7 @@ def read_record(path: Path) -> Record:
         ):
             raise ValueError(f"has a wrong '{name}'")
     if ("hard" in record) != ("soft" in record):
-        raise ValueError("has half a penalty")
+        raise ValueError("has only one part of the penalty")
     if str(record["seed"]) != path.stem:
         raise ValueError(f"is the record of seed {record['seed']}")
     return record
