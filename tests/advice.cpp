@@ -1,6 +1,7 @@
-// Many models in one process: reads texts from standard input, each behind its
-// size on a line, and writes for each the errors and warnings of wcsp-check and
-// whether the solver refuses it: "= 1".
+// Checks many models in one process. Reads texts from standard input, each
+// after a line with its size. For each, writes the errors and warnings of
+// wcsp-check, and
+// "= 1" if the solver refuses it.
 
 #include "tools/check/advice.h"
 

@@ -230,13 +230,13 @@ ERRORS = [
      ["1:1 the model is in UTF-16: convert it with 'iconv -f UTF-16 -t ASCII'"]),
     ("v\x00a\x00r\x00i\x00",
      ["1:1 the model is in UTF-16: convert it with 'iconv -f UTF-16 -t ASCII'"]),
-    # What is wrong with a name is reported once.
+    # An error in a name is reported once.
     ("V|c: weight = 1 type = linear 1(z,a) 1(z,b) = 0", ["3:31 unknown variable 'z'"]),
     ("variable z in {a, b|variable y in {c}|c: weight = 1 type = linear 1(z,q) = 0",
      ["1:20 '}' is missing after 'b'"]),
 ]
 
-# What looks wrong and is none; most random errors are put into these.
+# Texts that look wrong but are correct; most random errors are put into these.
 ODD = [
     GOOD, "", "# nothing", "target = inf target = -5 target = 6",
     "variable x in {0, 007, -1, inf, =, in} variable EOF in{};",
@@ -373,7 +373,7 @@ def hard_constraint(rng, names):
 
 
 def check_conflicts():
-    """Whatever is called a conflict is one, and all over one or two variables are found."""
+    """Reported conflicts are real, and all conflicts over one or two variables are found."""
     rng, found, cases = random.Random(COUNT), 0, []
     for _ in range(COUNT):
         names = ["x", "y", "z", "w"][:rng.choice([2, 3, 4])]

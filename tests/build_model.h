@@ -1,6 +1,6 @@
-// What the unit tests share: models small enough to enumerate, written as the
-// records that tests/plain/naive.h judges, and a solver that holds such a model
-// and logs into a string.
+// Shared by the unit tests: models small enough to enumerate, as records that
+// tests/plain/naive.h evaluates, and a solver with such a model that logs to a
+// string.
 
 #pragma once
 

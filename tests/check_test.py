@@ -78,7 +78,7 @@ CASES = [
     (LINEAR, FAILED + TAIL % FULL, [], 0, "agrees: no assignment recorded\n", ""),
     (LINEAR, FAILED.replace("incumbent", "best") + TAIL % FULL, ["--quiet"], 1, "", ""),
     no_report("# reading data ... \n3: x\n", "the run ended without one"),
-    # What is not a report must not pass for a correct one.
+    # A text that is not a report must not be accepted.
     no_report("", EMPTY),
     no_report("", EMPTY, ["--start"]),
     no_report(LINEAR, NO_HEADING + "; for a start file use --start"),
@@ -116,7 +116,7 @@ CASES = [
      "no assignment satisfies constraint 'u': its sum is from 1 to 2\n" + WARN % 4 +
      "2 constraints are named 'u', the first on line 2\n"),
     right("", "penalty: 0/0 (hard/soft)\n", "m: warning: the model has no variables\nm: warning: the model has no constraints: all assignments are equally good\n", "[best solution]\n" + TAIL % "0/0", RIGHT),
-    # What is no model has no report; tests/advice_test.py has its errors.
+    # A wrong model has no report; tests/advice_test.py tests the errors.
     bad(V + "c: weight = 1 type = linear 1(x,\x01) <= 1", 3, 33,
         "'x' has no value '\\x01': it has a, b"),
     (V, "", ["--wrong"], 2, "",
@@ -152,7 +152,7 @@ def check_json():
         "hard": True, "violation": 1, "sum": "5", "lower": None, "upper": 4,
         "terms": [{"coefficient": 5, "labels": [label]}],
         "scope": [["\\x81\\x0a", ["\\\\"]]]}]))
-    # What could count is told where nothing does: each variable once, in order.
+    # If no term counts, the scope lists those that could: each variable once, in order.
     write("m", V + "c: weight = 2 type = linear 1(y,b) 1(x,b) 3(x,a) 1(x,b) >= 9\nd: weight = 1 type = alldiff y x ;\ne: weight = 1 type = quadratic 1(y,a)(x,b) >= 1\nf: weight = 1 type = linear 0(x,a) 1(y,a) 0(y,b) >= 2\ng: weight = 1 type = quadratic 0(x,a)(y,a) >= 1\n")
     status, out, err = run(["m", "-", "--json", "--start"], "x: a\ny: a")
     violated = json.loads(out)["violated"]
@@ -309,7 +309,7 @@ def check_grids():
                                            ["--rows", "B"])["rest"]), ([], [4]))
     found = grids_of("x_1 y_1 z".split(), [])
     check("different values", found["grids"], [])
-    # Of equal names the later ones get their word behind them; parts make rows.
+    # If names are equal, the word is appended to the later ones; parts make rows.
     write("names", json.dumps(NAMES_FILE))
     found = grids_of("A1 A2 B1 B2 z".split(), ["--names", "names"])
     zoe = "Zo\\xc3\\xab"
@@ -341,7 +341,7 @@ def check_grids():
 
 
 def check_size():
-    """A million terms, repeated and mirrored, take no quadratic time."""
+    """A million terms, repeated and mirrored, do not take quadratic time."""
     terms = " ".join("1(v%d,a)(v%d,b)" % (i * 7919 % 1000, i % 1000)
                      for i in range(300000))
     names = ["v%d" % i for i in range(1000)]

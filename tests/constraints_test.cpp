@@ -1,5 +1,5 @@
-// The constraint kinds against their naive meaning, through solvers that only
-// record what they register and report; and the sort.
+// Tests the constraint kinds against naive evaluation, with solvers that only
+// record registrations and reports. Also tests the sort.
 
 #include <gtest/gtest.h>
 
@@ -56,8 +56,8 @@ struct Recorder : StandInWcsp {
     return *made;
   }
 
-  /// Calls `act` and lets one of its callbacks run out of memory, if it makes
-  /// that many.
+  /// Calls `act`; a given one of its callbacks, if it makes that many, runs out
+  /// of memory.
   template <class Act>
   bool failsAfter(unsigned numCalls, Act act) {
     numCallsLeft = static_cast<int>(numCalls);
@@ -165,8 +165,8 @@ TEST(Constraints, ReportWhatEveryMoveWouldChange) {
   }
 }
 
-/// Takes what updates report. Of each constraint there are two: one is updated
-/// and the other one evaluated anew.
+/// Collects the reports of updates. Each constraint exists twice: one is
+/// updated, the other is evaluated from scratch.
 struct Follower : RealWcsp {
   std::vector<int> diffs;  ///< by label, as the updates have left them
   unsigned nextLabel = 0;  ///< the least that an update may report

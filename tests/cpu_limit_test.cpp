@@ -1,5 +1,5 @@
-// The limit of CPU time, decided on injected clocks as if user time were read
-// at every question.
+// Tests the CPU time limit with injected clocks: decisions must be those of a
+// reading at every check.
 
 #include "solver/cpu_limit.h"
 

@@ -1,5 +1,5 @@
-// The store and the incremental evaluation: after every move the bookkeeping
-// must equal its definitions and an evaluation from scratch.
+// Tests the incremental evaluation: after every move, the bookkeeping must
+// agree with its definitions and with an evaluation from scratch.
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-// The fast forms of the constraints and of the merge against the plain ones
-// that the benchmarks measure them by, on the models of the benchmarks.
+// Compares the fast forms of the constraints and of the merge with the plain
+// forms of the benchmarks, on the models of the benchmarks.
 
 #include <gtest/gtest.h>
 
@@ -77,7 +77,7 @@ void checkModels(std::vector<Case> const& models) {
     for (Move const& move : c.setting.moves) {
       solver.applyMove(solver.labels.number(move.variable, move.value));
       plain.move(move.variable, move.value);
-      // Not rounded the same would be another search.
+      // Different rounding would give a different search.
       ASSERT_EQ(solver.current.weightedPenalty, plain.weightedPenalty);
     }
     expectSameStore(solver, plain);

@@ -1,5 +1,6 @@
-// Journals and the copies that they keep up to date: the incumbent, its
-// penalties and the run's best, whatever happens between two copies.
+// Tests the journals and the copies that they update: the incumbent, its
+// penalties and the best of the run, after any sequence of events between two
+// copies.
 
 #include "solver/journal.h"
 

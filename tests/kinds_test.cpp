@@ -1,6 +1,6 @@
-// Constraint kinds of library users: what they report decides the search, not
-// how they report it, and an exception of theirs leaves a solver that can
-// search again.
+// Tests constraint kinds of library users: the search depends on what they
+// report, not on how they report it, and after one of their exceptions the
+// solver can search again.
 
 #include <gtest/gtest.h>
 
@@ -13,8 +13,8 @@ namespace {
 
 using naive::Assignment;
 
-/// A constraint by its naive meaning. It has what a kind had to have before
-/// there were updates.
+/// A constraint by its definition, with the minimal operations of a kind and
+/// without an update.
 class Naive : public WcspConstraint {
  public:
   unsigned numInvolved = 1;  ///< how often each label is registered

@@ -25,7 +25,7 @@ PROGRAMS, EXAMPLES = map(pathlib.Path, map(os.path.abspath, sys.argv[2:4]))
 MANY, WCSP, CHECK = (str(PROGRAMS / name) for name in ("wcsp-many", "wcsp", "wcsp-check"))
 HERE = pathlib.Path(__file__).resolve().parent / "engines"
 TIMES = re.compile(rb"\d+\.\d\d(?=\(s\)|/\d+\.\d\d\(s\))")
-# Long enough to be interrupted, short enough to be done again.
+# Long enough to be interrupted, short enough to be repeated.
 ITERATIONS = ["--", "-iteration", "2500000"]
 
 
@@ -137,7 +137,7 @@ def the_same_as_alone():
 
 
 def signals():
-    """Any signal ends all runs with their incumbents; a second call does the rest."""
+    """Any signal ends all runs with their incumbents; a second call runs the rest."""
     for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL):
         folder = f"runs-{number.name}"
         arguments = ["m.model", "--dir", folder, "--target", "0", "--seeds", "1-4", "--jobs", "2",
@@ -262,7 +262,7 @@ def polish_moments():
 
 
 def failures():
-    """One message, nothing lost, nothing repeated for ever."""
+    """One message, no result lost, nothing repeated forever."""
     pathlib.Path("bad.model").write_text("variable\n")
     change = r"/^\[best/,$ s/^\(penalty: 0\)\/[0-9]*/\1\/1/"
     pathlib.Path("liar").write_text(f"#!/bin/sh\n{WCSP} \"$@\" | sed '{change}'\n")
@@ -350,7 +350,7 @@ def busy():
 
 
 def edited():
-    """A model that is edited while it runs, or is there only once, is one."""
+    """All runs use one version of a model, even if it is edited meanwhile or is a pipe."""
     shutil.copy("m.model", "e.model")
     arguments = ["e.model", "--target", "0", "--seeds", "1-4", "--jobs", "2", *ITERATIONS]
     process = start(*arguments)
@@ -502,8 +502,8 @@ def check_clean(folder):
 
 
 def moments():
-    """Signals at random moments, a quarter of them twice. What was found stays,
-    and the next call finishes."""
+    """Signals at random moments, a quarter of them twice. Results are kept, and the
+    next call finishes."""
     count, seed = map(int, (sys.argv[4:] + ["12", "1"][len(sys.argv) - 4:])[:2])
     rng = random.Random(seed)
     told, interrupted = {}, 0

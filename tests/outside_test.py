@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""What goes wrong outside wcsp-show and wcsp-plot: closed and full outputs, names
-that are not UTF-8 or act on a terminal, an interrupt at any moment. None of it
-shows a traceback: outside_test.py PROGRAMS.
+"""Tests failures outside wcsp-show and wcsp-plot: closed and full outputs, names
+that are not UTF-8 or have control characters, and interrupts at any moment. None may
+show a traceback: outside_test.py PROGRAMS.
 """
 
 import json
@@ -116,7 +116,7 @@ def check_texts():
 
 
 def check_interrupts():
-    """A status of its own, or done; files are whole or not there."""
+    """Ends by SIGINT or finishes; files are complete or do not exist."""
     for command in ([*SHOW, "-o", "page"], PLOT):
         for moment in range(60):
             process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)

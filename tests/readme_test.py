@@ -1,9 +1,8 @@
 #!/usr/bin/env python3
 """Runs every command of README.md in a fresh clone.
 
-The commands that follow `./solve` have to work without the two others that the
-README begins with, so `./manual` and `./test` run last; of `./test` only the
-build, since it may be what runs this test.
+The commands after `./solve` must work without `./manual` and `./test`, so these two
+run last. `./test` only builds, because it may be running this test.
 """
 
 import os

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """Relations that must hold between runs of the solver on random models.
 
-Other names, blanks, comments, line ends and another order within the
-constraints leave the search the same, names aside. A report that is fed back
-with "-iteration 0" prints the same penalties. On models small enough to
-enumerate the penalties are those of the printed assignment, so that none beats
-the optimum, and most runs of 10,000 iterations reach it.
+Different names, blanks, comments, line ends and orders within the constraints do
+not change the search, except for names. A report used as a start file with
+"-iteration 0" gives the same penalties. On models small enough to enumerate, the
+penalties are those of the printed assignment, no run beats the optimum, and most
+runs of 10,000 iterations reach it.
 """
 
 import argparse

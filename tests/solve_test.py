@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Tests ./solve and the arguments of ./test in folders of their own, with
-programs that only say how they were called."""
+"""Tests ./solve and the arguments of ./test in temporary folders, with programs
+that only print how they were called."""
 
 import os
 import pathlib

@@ -1,5 +1,5 @@
-// The tabu list against scripts worked by hand: every observable after every
-// step.
+// Tests the tabu list against scripts worked out by hand: all observable state
+// after every step.
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-// Solvers share nothing but the interrupt: in threads of their own they write
-// the logs that they write alone. The thread sanitizer watches the same.
+// Solvers share only the interrupt: in several threads, they write the same
+// logs as alone. The thread sanitizer checks the same program.
 
 #include <gtest/gtest.h>
 

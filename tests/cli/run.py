@@ -51,7 +51,7 @@ def execute(command, case, folder, environment):
 
 
 def failures(case, program):
-    """The differences between what `case` wants and what happens."""
+    """The differences between the expected and the actual results of `case`."""
     with tempfile.TemporaryDirectory() as folder:
         os.mkdir(os.path.join(folder, "bin"))
         os.symlink(program, os.path.join(folder, "bin", "wcsp"))

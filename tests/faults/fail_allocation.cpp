@@ -1,7 +1,7 @@
-// A library to preload: lets one allocation of a program fail, or all from one
-// on. Its count begins with the program's own static initialisation, after the
-// libraries have set themselves up, so that it is the same in every run. It
-// replaces what operator new and the C library's files stand on.
+// A library to preload that makes one allocation of a program fail, or all from
+// one on. It counts from the static initialisation of the program, after that
+// of the libraries, so that the count is the same in every run. It replaces the
+// functions behind operator new and the files of the C library.
 //
 // FAIL_ALLOCATION=k       the k-th allocation fails, counted from 1; with "k+"
 //                         all later ones fail, too

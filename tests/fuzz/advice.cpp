@@ -1,5 +1,5 @@
-// Any bytes as a model: wcsp-check reports an error exactly where the solver
-// refuses it, each at a place of the text, and its warnings stand on any model.
+// Any bytes as a model: wcsp-check reports errors exactly if the solver refuses
+// it, each with a position in the text, and computes warnings for any model.
 
 #include "tools/check/advice.h"
 #include "tests/fuzz/fuzz.h"

@@ -1,7 +1,8 @@
-// The bytes choose a model, options and a start file by the grammar. All three
-// go through the front end; at most 50 iterations later the bookkeeping must
-// hold and the penalties, those of the log too, must be the naive judge's. A
-// last argument "show" prints the case before it is run.
+// The bytes select a model, options and a start file from the grammar. All
+// three go through the front end. After at most 50 iterations, the bookkeeping
+// must be consistent, and the penalties of the solver and of its log must equal
+// those of the naive evaluation. A last argument "show" prints the case before
+// running it.
 
 #include <fuzzer/FuzzedDataProvider.h>
 

@@ -1,11 +1,10 @@
 #!/usr/bin/env python3
 """Signals at random moments of Model.solve.
 
-Each trial starts a script that searches, sends it SIGINT, SIGTERM, SIGHUP or
-SIGKILL, every fifth time a second one, and then makes a call that finishes.
-No process may stay, and no folder or file but after SIGKILL; a penalty that
-was seen is never lost to a first signal; and the next call removes what
-SIGKILL has left.
+Each trial starts a script that searches and sends it SIGINT, SIGTERM, SIGHUP or
+SIGKILL, every fifth time followed by a second signal. Then a call runs to its end.
+No process may remain, and no folder or file except after SIGKILL. A first signal
+never loses a penalty that was seen. The next call removes what SIGKILL left behind.
 
 Some of the trials polish: the signal comes then or shortly before.
 

@@ -117,9 +117,9 @@ class Random:
 
 
 def test_results_against_brute_force():
-    """Names and values of every kind come back; the best of all assignments and
-    what a search finds cost in the text, judged by wcsp-check, what they cost
-    here, and no search beats the best."""
+    """Results have the original names and values. The best assignment and the result
+    of a search have the same cost here and, by wcsp-check, in the text. No search
+    beats the best assignment."""
     for k in range(COUNT):
         rng = random.Random(k)
         with warnings.catch_warnings():
