@@ -29,6 +29,8 @@ WORKLOADS = {
     "qap20": Workload(80000, 1),
     "qap30": Workload(20000, 1),
     "qap30pairs": Workload(100000, 1),
+    "sparse600": Workload(300000, 1),
+    "packing": Workload(150000, 1),
     "latin40": Workload(120000, 1),
     "roster60": Workload(320000, 2),
     "roster150": Workload(300000, 2),

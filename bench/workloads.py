@@ -128,6 +128,50 @@ def assignment_by_pairs(facilities, seed):
     return assignment(facilities, seed, by_pairs=True)
 
 
+def sparse_objective(variables, seed):
+    """One objective in which each variable meets about six others.
+
+    Whatever the first two variables are, their pair costs something.
+    """
+    draw = Draw(seed)
+    model = Model("A sparse objective over %d variables." % variables)
+    values = list(range(10))
+    names = ["part_%d" % v for v in range(variables)]
+    for name in names:
+        model.variable(name, values)
+    pairs = {(0, 1)}
+    while len(pairs) < 3 * variables:
+        u, v = draw.below(variables), draw.below(variables)
+        if u < v:
+            pairs.add((u, v))
+    model.quadratic("cost", 1,
+                    [(draw.between(1, 9), names[u], a, names[v], b)
+                     for u, v in sorted(pairs) for a in values for b in values
+                     if (u, v) == (0, 1) or draw.below(4) == 0], "<=", 0)
+    return model.text()
+
+
+def packing(items, seed):
+    """Items of many sizes in 12 bins, each of which dislikes some items.
+
+    The bins hold less than all items need.
+    """
+    draw = Draw(seed)
+    model = Model("Packing of %d items." % items)
+    bins = list(range(12))
+    names = ["item_%d" % i for i in range(items)]
+    for name in names:
+        model.variable(name, bins)
+    sizes = [draw.between(1, 30) for _ in names]
+    for b in bins:
+        model.linear("room_%d" % b, draw.between(1, 3),
+                     [(size, name, b) for size, name in zip(sizes, names)],
+                     "<=", sum(sizes) // len(bins) - 1)
+        model.linear("likes_%d" % b, 1,
+                     [(draw.between(-5, 5), name, b) for name in names], ">=", 0)
+    return model.text()
+
+
 def latin(order, seed):
     """A latin square: rows and columns of weight 10, one wish per cell.
 
@@ -218,6 +262,8 @@ WORKLOADS = {
     "qap20": (assignment, 20),
     "qap30": (assignment, 30),
     "qap30pairs": (assignment_by_pairs, 30),
+    "sparse600": (sparse_objective, 600),
+    "packing": (packing, 200),
     "latin40": (latin, 40),
     "roster60": (roster, 60),
     "roster150": (roster, 150),

@@ -22,7 +22,11 @@ constexpr std::size_t numBits = 64;
 constexpr std::uint64_t allBits = ~std::uint64_t{0};
 
 /// The coefficient of the term with this value, or 0.
-std::int64_t gainOf(std::span<WcspLinear::Term const> group, unsigned value) {
+[[gnu::always_inline]] inline std::int64_t gainOf(
+    std::span<WcspLinear::Term const> group, unsigned value) {
+  if (group.size() == 1) {  // in most groups
+    return group.front().value == value ? group.front().coefficient : 0;
+  }
   auto const term =
       std::ranges::lower_bound(group, value, {}, &WcspLinear::Term::value);
   return term != group.end() && term->value == value ? term->coefficient : 0;
@@ -290,7 +294,25 @@ int WcspLinear::updateMixed(Move const& move, WcspChanges& changes) {
   return step.violation();
 }
 
-void WcspLinear::reportGroup(SumStep const& step, Terms group,
+// Most groups are one term that is off.
+[[gnu::always_inline]] inline void WcspLinear::reportGroup(
+    SumStep const& step, Terms group, std::int64_t lossBefore,
+    std::int64_t lossAfter, WcspChanges& changes) {
+  if (group.size() > 1) {
+    reportTerms(step, group, lossBefore, lossAfter, changes);
+    return;
+  }
+  Term const& term = group.front();
+  Diffs const self =
+      step.diffs(term.coefficient - lossBefore, term.coefficient - lossAfter);
+  if (lossBefore == 0 && lossAfter == 0) {
+    changes.add(changes.label(term.variable) + term.value, self);
+  } else {
+    addValues(changes, term, self, step.diffs(-lossBefore, -lossAfter));
+  }
+}
+
+void WcspLinear::reportTerms(SumStep const& step, Terms group,
                              std::int64_t lossBefore, std::int64_t lossAfter,
                              WcspChanges& changes) {
   unsigned const variable = group.front().variable;

@@ -99,6 +99,9 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
   static void reportGroup(SumStep const& step, Terms group,
                           std::int64_t lossBefore, std::int64_t lossAfter,
                           WcspChanges& changes);
+  static void reportTerms(SumStep const& step, Terms group,
+                          std::int64_t lossBefore, std::int64_t lossAfter,
+                          WcspChanges& changes);
   template <class Report>
   int updateCount(std::int64_t after, Report report);
   void reportClause(CountStep const& step, Move const& move,
