@@ -3,13 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <limits>
 #include <memory>
 #include <numeric>
-#include <random>
 #include <string>
 #include <vector>
 
+#include "tests/random_models.h"
 #include "tools/check/evaluate.h"
 #include "tools/check/layout.h"
 #include "tools/check/model.h"
@@ -25,85 +24,9 @@ using check::Int128;
 using check::Model;
 using polish::ReducedModel;
 using polish::Reducer;
-
-class Chance {
- public:
-  explicit Chance(unsigned seed) : engine(seed) {}
-
-  int between(int low, int high) {
-    return std::uniform_int_distribution<int>(low, high)(engine);
-  }
-  unsigned below(unsigned n) {
-    return static_cast<unsigned>(between(0, static_cast<int>(n) - 1));
-  }
-
- private:
-  std::mt19937 engine;
-};
-
-/// Sometimes at the ends of the range, where sums and bounds saturate.
-int number(Chance& chance) {
-  constexpr int most = check::inf - 1;
-  return chance.below(12) == 0
-             ? chance.between(most - 2, most) * (chance.below(2) == 0 ? 1 : -1)
-             : chance.between(-4, 4);
-}
-
-Constraint randomConstraint(Model const& model, Chance& chance) {
-  auto const label = [&] {
-    const unsigned v = chance.below(model.variables.size());
-    return check::Label{v, chance.below(model.values[v].size())};
-  };
-  Constraint constraint;
-  constraint.kind = static_cast<Constraint::Kind>(chance.below(3));
-  constraint.weight = chance.below(3) == 0   ? check::inf
-                      : chance.below(8) == 0 ? check::inf - 1
-                                             : chance.between(0, 9);
-  if (constraint.kind == Constraint::alldiff) {
-    for (unsigned i = chance.below(7); i > 0; --i) {
-      constraint.variables.push_back(chance.below(model.variables.size()));
-    }
-    return constraint;
-  }
-  for (unsigned i = chance.below(9); i > 0; --i) {
-    const check::Label first = label();
-    bool const isLinear = constraint.kind == Constraint::linear;
-    constraint.terms.push_back(
-        {number(chance), first, isLinear ? first : label()});
-  }
-  int const bound = number(chance);
-  unsigned const relation = chance.below(3);
-  constraint.lower = relation == 0 ? -check::inf : bound;
-  constraint.upper = relation == 1 ? check::inf : bound;
-  return constraint;
-}
-
-Model randomModel(Chance& chance) {
-  Model model;
-  for (unsigned v = 2 + chance.below(5); v > 0; --v) {
-    model.variables.add("x" + std::to_string(v));
-    model.values.emplace_back();
-    for (unsigned a = 1 + chance.below(4); a > 0; --a) {
-      model.values.back().add("a" + std::to_string(a));
-    }
-  }
-  for (unsigned c = 1 + chance.below(8); c > 0; --c) {
-    model.constraints.push_back(randomConstraint(model, chance));
-    // Equal ones are merged.
-    if (chance.below(4) == 0) {
-      model.constraints.push_back(model.constraints.back());
-    }
-  }
-  return model;
-}
-
-Assignment randomAssignment(Model const& model, Chance& chance) {
-  Assignment assignment;
-  for (auto const& values : model.values) {
-    assignment.push_back(chance.below(values.size()));
-  }
-  return assignment;
-}
+using random_models::Chance;
+using random_models::randomAssignment;
+using random_models::randomModel;
 
 /// The next assignment of the free variables in the order of an odometer.
 bool advance(Model const& model, polish::Part const& free,

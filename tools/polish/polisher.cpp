@@ -30,9 +30,10 @@ Sizes firstSizes(check::Model const& model) {
 }
 
 // 100,000 for 150 variables.
-unsigned iterationsFor(std::size_t numVariables) {
+unsigned iterationsFor(std::size_t numVariables, unsigned most) {
+  constexpr std::size_t least = 10000;
   return static_cast<unsigned>(
-      std::clamp<std::size_t>(numVariables * 2000 / 3, 10000, 400000));
+      std::min<std::size_t>(std::max(numVariables * 2000 / 3, least), most));
 }
 
 // In millionths of the penalty that was there.
@@ -97,7 +98,7 @@ bool Polisher::step() {
     choice.note(arm, 0, 1);
     return false;
   }
-  unsigned const numIterations = iterationsFor(part.size());
+  unsigned const numIterations = iterationsFor(part.size(), mostIterations);
   const std::vector<unsigned> values = solve(*reduced, numIterations);
   if (interrupted) {
     return false;

@@ -40,6 +40,9 @@ class Polisher {
   // Searches the whole model from a random start. SIGINT ends it early.
   Solution search(unsigned numIterations);
 
+  // The most iterations of a step.
+  void limitIterations(unsigned most) { mostIterations = most; }
+
   // Where the next step starts from; of this model.
   void setSolution(Solution solution) { current = std::move(solution); }
   Solution const& solution() const { return current; }
@@ -72,6 +75,7 @@ class Polisher {
   std::size_t lastSize = 0;
   std::uint64_t skipped = 0;
   bool interrupted = false;
+  unsigned mostIterations = 400000;
 
   std::vector<unsigned> solve(ReducedModel const& reduced,
                               unsigned numIterations);
