@@ -1,89 +1,108 @@
 #!/usr/bin/env python3
 """Tests the pages of wcsp-show in a browser without a screen:
-show_browser_test.py CHROMIUM WCSP SHOW EXAMPLES.
-
-A script added to a page acts like a reader and writes its findings to the title of
-the document, which the browser then prints.
+show_browser_test.py SHOW CHECKER CHROMIUM WCSP EXAMPLES.
 """
 
-import html
 import json
 import os
 import pathlib
-import re
 import subprocess
 import sys
 import tempfile
 import time
 
-CHROMIUM, WCSP, SHOW, EXAMPLES = map(os.path.abspath, sys.argv[1:5])
+from browser import Browser
+from show_test import REPORT, ROSTER, expect, report_of, show
 
-# Points at every violated constraint and presses every button; returns what is
-# marked, shown and described.
-ACT = """<script>
-"use strict";
-const found = {hover: {}, focus: {}, views: [], loaded: performance.now()};
+CHROMIUM, WCSP, EXAMPLES = map(os.path.abspath, sys.argv[3:6])
+
+# Acts on a page as its reader would: points at every row of a violated
+# constraint, then presses every button; returns what is marked and shown.
+ACT = """(() => {
+const seen = {hover: {}, focus: {}, views: []};
+const names = JSON.parse(document.getElementById("data").textContent).result.assignment.map(
+    ([name]) => name);
 const marked = () => [...new Set([...document.querySelectorAll(".marked")].map(
     (cell) => names[cell.dataset.v]))].sort();
 for (const head of document.querySelectorAll("th[data-s]")) {
   const row = head.parentElement;
   row.dispatchEvent(new MouseEvent("mouseenter"));
-  found.hover[head.textContent] = marked();
+  seen.hover[head.textContent] = marked();
   row.dispatchEvent(new MouseEvent("mouseleave"));
-  if (marked().length) found.hover[head.textContent] = "stays";
+  if (marked().length) seen.hover[head.textContent] = "stays";
 }
 const head = document.querySelector("th[data-s]");
 if (head) {
   const focus = (element) => element.tabIndex === 0 && element.dispatchEvent(
       new FocusEvent("focusin", {bubbles: true}));
   focus(head);
-  found.focus.row = marked().length;
+  seen.focus.row = marked().length;
   const cell = [...document.querySelectorAll("td.broken, span.broken")].find(
       (one) => one.offsetParent);
   focus(cell);
-  found.focus.cell = document.getElementById("about").textContent;
+  seen.focus.cell = document.getElementById("about").textContent;
 }
 const text = () => [...document.querySelectorAll("section > div")].filter(
     (view) => !view.hidden).map((view) => view.querySelector("tbody").innerText).join("|");
-found.views.push(text());
+seen.views.push(text());
 for (const button of document.querySelectorAll("button[aria-pressed=false]")) button.click();
-found.views.push(text());
+seen.views.push(text());
 // The rows of lists, with the number of their variable.
-found.rows = [...document.querySelectorAll("td[data-v]")].filter((cell) =>
+seen.rows = [...document.querySelectorAll("td[data-v]")].filter((cell) =>
   cell.closest("table").tHead.textContent === "variablevalue").map(
   (cell) => [Number(cell.dataset.v), cell.parentElement.firstChild.textContent]);
-found.names = names;
-found.wide = document.documentElement.scrollWidth > innerWidth;
-found.scripts = document.scripts.length;
-document.title = JSON.stringify(found);
-</script>"""
+seen.names = names;
+seen.wide = document.documentElement.scrollWidth;
+seen.scripts = document.scripts.length;
+return seen;
+})()"""
 
 
-def expect(what, got, expected):
-    if got != expected:
-        sys.exit(f"{what}\nexpected {expected!r}\ngot      {got!r}")
+def open_page(browser, page):
+    path = pathlib.Path("page.html")
+    path.write_text(page, encoding="utf-8")
+    browser.open(path.absolute().as_uri())
 
 
-def visit(page, width=1280):
-    """What the script met on a page, and the whole time of the browser."""
-    path = pathlib.Path("acted.html")
-    path.write_text(page + ACT, encoding="utf-8")
-    began = time.monotonic()
-    done = subprocess.run(
-        [CHROMIUM, "--headless", "--no-sandbox", "--disable-gpu", "--no-first-run",
-         "--disable-background-networking", "--disable-component-update", "--disable-sync",
-         "--host-resolver-rules=MAP * ~NOTFOUND", f"--window-size={width},900",
-         "--user-data-dir=" + os.path.abspath("profile"), "--dump-dom", path.absolute().as_uri()],
-        capture_output=True, text=True, timeout=120)
-    title = re.search(r"<title>(.*?)</title>", done.stdout, re.S)
-    if not title:
-        sys.exit(f"the browser printed nothing\n{done.stderr}")
-    return json.loads(html.unescape(title[1])), time.monotonic() - began
+def visit(browser, page):
+    open_page(browser, page)
+    return browser.evaluate(ACT)
 
 
 def shown(model, report, *arguments):
-    return subprocess.run([SHOW, *arguments, model, report], check=True, capture_output=True,
-                          text=True, timeout=120).stdout
+    """The page of a model and a report, which are texts."""
+    status, page, message = show(model, report, *arguments)
+    expect("shown", (status, message), (0, ""))
+    return page
+
+
+def check_page(browser):
+    html = "document.getElementById('page').innerHTML"
+    open_page(browser, shown(ROSTER, REPORT))
+    expect("cells, hard first", browser.evaluate(
+        "[...document.querySelectorAll('[data-s]')].map((e) => [e.dataset.s, e.textContent])"),
+        [["1", "fair"], ["0 2", "night"]])
+    for part in ("<td>0</td><td>at least 1 from Ann_w1Mon = late, Bob_w1Mon = late</td>",
+                 "<td>2: 2 Ann_w1Tue = early</td><td>at most 1</td>"):
+        expect(part, part in browser.evaluate(html), True)
+    for option, hidden in (("--by-value", [True, False]), ("--by-name", [False, True])):
+        open_page(browser, shown(ROSTER, REPORT, option))
+        expect(option, browser.evaluate(
+            "[...document.querySelectorAll('[id^=view1]')].map((e) => e.hidden)"), hidden)
+    many = "".join(f"variable x_{i} in {{v{i}_1, v{i}_2}}\n" for i in range(30))
+    open_page(browser, shown(many + "c: weight = 1 type = linear 1(x_1,v1_2) <= 1\n",
+                             report_of({f"x_{i}": f"v{i}_1" for i in range(30)})))
+    expect("no colours for 60 values of 30 families", "background" in browser.evaluate(html), False)
+    pathlib.Path("old.report").write_text(
+        REPORT.replace("Ann_w1Mon: early", "Ann_w1Mon: late").replace("1/3", "1/0")
+        .replace("night: 1\n", ""), "utf-8")
+    open_page(browser, shown(ROSTER, REPORT, "--compare", "old.report"))
+    for part in ("<li>before: hard 1, soft 0</li>", "<li>1 of 4 variables have changed</li>",
+                 "<li>violated anew: night</li>", "<li>violated no longer: none</li>",
+                 'data-was="late" tabindex="0"><s>late</s> early</td>'):
+        expect(part, part in browser.evaluate(html), True)
+    open_page(browser, shown(ROSTER, REPORT.replace("1/3", "1/2"), "--wrong"))
+    expect("wrong", browser.evaluate("document.querySelectorAll('.wrong').length"), 1)
 
 
 def expected_marks(result):
@@ -113,34 +132,21 @@ VIEWS = {
 }
 
 
-def check_examples():
+def check_examples(browser, width):
     for name, (first, second) in VIEWS.items():
-        model = f"{EXAMPLES}/{name}.model"
-        with open("report", "wb") as report:
-            subprocess.run([WCSP, "-inputfile", model, "-iteration", "3000"], stdout=report,
-                           stdin=subprocess.DEVNULL, check=False, timeout=120)
-        page = shown(model, "report")
-        for width in (1280, 500):
-            found, _ = visit(page, width)
-            expect(f"{name}: the page scrolls as a whole at {width}", found["wide"], False)
-        result = json.loads(shown(model, "report", "--json"))
-        expect(f"{name}: marks", found["hover"], expected_marks(result))
-        expect(f"{name}: first view", found["views"][0][:len(first)], first)
-        expect(f"{name}: other view", found["views"][1][:len(second)], second)
+        model = pathlib.Path(EXAMPLES, f"{name}.model").read_text("utf-8")
+        report = subprocess.run(
+            [WCSP, "-inputfile", f"{EXAMPLES}/{name}.model", "-iteration", "3000"], text=True,
+            stdout=subprocess.PIPE, stdin=subprocess.DEVNULL, check=False, timeout=120).stdout
+        seen = visit(browser, shown(model, report))
+        expect(f"{name}: the page does not scroll sideways at {width}", seen["wide"] <= width, True)
+        result = json.loads(shown(model, report, "--json"))
+        expect(f"{name}: marks", seen["hover"], expected_marks(result))
+        expect(f"{name}: first view", seen["views"][0][:len(first)], first)
+        expect(f"{name}: other view", seen["views"][1][:len(second)], second)
         if result["violated"]:
-            expect(f"{name}: focus", (found["focus"]["row"] > 0,
-                                      "violated: " in found["focus"]["cell"]), (True, True))
-
-
-def check_names():
-    """What looks like HTML, as a title and the name of a constraint may."""
-    pathlib.Path("m").write_text("variable a_1 in {b, c}\nvariable a_2 in {b, c}\n"
-                                 "<: weight = 1 type = alldiff a_1 a_2 ;\n")
-    pathlib.Path("r").write_text("[best solution]\na_1: b\na_2: b\n\n"
-                                 "penalty: 0/1 (hard/soft)\n\n[Violated constraints]\n<: 1\n")
-    for title in ("</title></pre><script>alert(1)</script>", "\"'&lt;<b>"):
-        found, _ = visit(shown("m", "r", "--title", title))
-        expect("names", (found["hover"], found["scripts"]), ({"<": ["a_1", "a_2"]}, 3))
+            expect(f"{name}: focus", (seen["focus"]["row"] > 0,
+                                      "violated: " in seen["focus"]["cell"]), (True, True))
 
 
 # Names that a user's data may bring, the first of them empty.
@@ -153,7 +159,7 @@ def in_html(text):
     return text.replace("\r\n", "\n").replace("\r", "\n").replace("\0", "")
 
 
-def check_hostile_names():
+def check_hostile_names(browser):
     """A grid, a list, values by row and column, and constraints of such names."""
     grid, single = [f"g{i}_{k}" for i in range(len(HOSTILE)) for k in range(2)], [
         f"s{i}" for i in range(len(HOSTILE))]
@@ -164,12 +170,9 @@ def check_hostile_names():
               for i in range(len(HOSTILE))]
     values = {f"s{i}": f"v{i}" for i in range(len(HOSTILE))} | {word: "v0" for word in grid}
     soft = sum(range(1, len(HOSTILE) + 1))
-    pathlib.Path("m").write_text("\n".join(lines) + "\n", encoding="utf-8")
-    for name, text in ("r", values), ("old", values | {"s1": "v0"}):
-        pathlib.Path(name).write_text(
-            "\n".join(["[best solution]", *(f"{x}: {a}" for x, a in text.items()), "",
-                       f"penalty: 0/{soft} (hard/soft)", "", "[Violated constraints]",
-                       *(f"c{i}: 1" for i in range(len(HOSTILE)))]) + "\n", encoding="utf-8")
+    violated = "".join(f"c{i}: 1\n" for i in range(len(HOSTILE)))
+    report = report_of(values, soft=soft) + violated
+    pathlib.Path("old").write_text(report_of(values | {"s1": "v0"}, soft=soft) + violated, "utf-8")
     shown_names = {f"s{i}": name for i, name in enumerate(HOSTILE)} | {
         f"g{i}_{k}": [name, f"day {k}\n"] for i, name in enumerate(HOSTILE) for k in range(2)}
     pathlib.Path("names").write_text(json.dumps({
@@ -178,18 +181,18 @@ def check_hostile_names():
         "constraints": {f"c{i}": f"{name}{i}" for i, name in enumerate(HOSTILE)}}))
     every = [name if isinstance(name, str) else " ".join(name) for name in shown_names.values()]
     for arguments in ([], ["--compare", "old", "--wrong"], ["--by-value", "--transpose"]):
-        page = shown("m", "r", "--names", "names", "--title", HOSTILE[2], *arguments)
-        found, _ = visit(page)
-        expect((arguments, "names"), found["names"], every)
-        expect((arguments, "scripts"), found["scripts"], 3)
-        expect((arguments, "marks"), found["hover"], {
+        seen = visit(browser, shown("\n".join(lines) + "\n", report, "--names", "names", "--title",
+                                    HOSTILE[2], *arguments))
+        expect((arguments, "names"), seen["names"], every)
+        expect((arguments, "scripts"), seen["scripts"], 2)
+        expect((arguments, "marks"), seen["hover"], {
             in_html(f"{name}{i}"): sorted([every[i], " ".join([name, "day 0\n"])])
             for i, name in enumerate(HOSTILE)})
-        expect((arguments, "rows of lists"), found["rows"], [
+        expect((arguments, "rows of lists"), seen["rows"], [
             [i, in_html(name)] for i, name in enumerate(HOSTILE)])
 
 
-def check_size():
+def check_size(browser):
     """A month of 400 people: the page below 3 MB, and there within a second."""
     people, days = [f"P{i}" for i in range(400)], [f"w{w}{d}" for w in (1, 2, 3, 4) for d in (
         "Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun")]
@@ -204,22 +207,22 @@ def check_size():
                          + " ".join(f"1({p}_{d},{shift})" for p in people) + " >= 200")
             count = sum(values[f"{p}_{d}"] == shift for p in people)
             violated.append((f"cover_{d}_{shift}", max(200 - count, 0)))
-    report = ["[best solution]", *(f"{x}: {a}" for x, a in values.items()), "",
-              f"penalty: 0/{3 * sum(k for _, k in violated)} (hard/soft)", "",
-              "[Violated constraints]", *(f"{c}: {k}" for c, k in violated if k)]
-    pathlib.Path("m").write_text("\n".join(lines) + "\n", encoding="utf-8")
-    pathlib.Path("r").write_text("\n".join(report) + "\n", encoding="utf-8")
-    page = shown("m", "r")
-    found, whole = visit(page)
+    report = report_of(values, soft=3 * sum(k for _, k in violated))
+    page = shown("\n".join(lines) + "\n", report + "".join(f"{c}: {k}\n" for c, k in violated if k))
+    began = time.monotonic()
+    open_page(browser, page)
     print(f"400 by 28: {len(page.encode()) / 1e6:.2f} MB, there after "
-          f"{found['loaded'] / 1000:.2f} s of {whole:.1f} s of the browser")
-    expect("size", (len(page.encode()) < 3e6, len(found["hover"])),
+          f"{time.monotonic() - began:.2f} s")
+    expect("size", (len(page.encode()) < 3e6, len(browser.evaluate(ACT)["hover"])),
            (True, sum(k > 0 for _, k in violated)))
 
 
 with tempfile.TemporaryDirectory() as folder:
     os.chdir(folder)
-    check_examples()
-    check_names()
-    check_hostile_names()
-    check_size()
+    for window in 1280, 500:
+        with Browser(CHROMIUM, window) as window_browser:
+            check_examples(window_browser, window)
+    with Browser(CHROMIUM) as chromium:
+        check_page(chromium)
+        check_hostile_names(chromium)
+        check_size(chromium)

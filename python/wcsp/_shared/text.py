@@ -30,17 +30,18 @@ def _surrogates(code: int) -> str:
     return "surrogateescape" if 0xDC80 <= code <= 0xDCFF else "surrogatepass"
 
 
-def readable(text: str) -> str:
-    """A text of wcsp-check without its escapes, if its bytes are UTF-8."""
+def readable(text: str, is_exact: bool = False) -> str:
+    """A text of wcsp-check without its escapes, if its bytes are UTF-8;
+    control characters stay escaped unless `is_exact`."""
 
-    def unescaped(found: re.Match[str]) -> str:
-        if found[0] == "\\\\":
+    def unescaped(match: re.Match[str]) -> str:
+        if match[0] == "\\\\":
             return "\\"
         try:
-            plain = bytes.fromhex(found[0].replace("\\x", "")).decode()
+            plain = bytes.fromhex(match[0].replace("\\x", "")).decode()
         except UnicodeDecodeError:
-            return found[0]
-        return plain if plain.isprintable() else found[0]
+            return match[0]
+        return plain if is_exact or plain.isprintable() else match[0]
 
     return _ESCAPES.sub(unescaped, text)
 
