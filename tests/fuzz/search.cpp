@@ -1,8 +1,9 @@
 // The bytes select a model, options and a start file from the grammar. All
 // three go through the front end. After at most 50 iterations, the bookkeeping
 // must be consistent, and the penalties of the solver and of its log must equal
-// those of the naive evaluation. A last argument "show" prints the case before
-// running it.
+// those of the naive evaluation. Some models have a constraint of a user's
+// kind, which may fail; then the solver must be able to search again. A last
+// argument "show" prints the case before running it.
 
 #include <fuzzer/FuzzedDataProvider.h>
 
@@ -12,6 +13,7 @@
 
 #include "front/options.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/naive_kinds.h"
 #include "tests/plain/naive.h"
 
 namespace {
@@ -35,6 +37,7 @@ struct Writer {
   naive::Model model = {};
   bool isLarge = false;
   bool hasBlocks = false;
+  unsigned numCalls = 0;  ///< until the user's kind fails; 0: there is none
   std::string text = {};
   std::string start = {};
   std::vector<std::string> arguments = {"wcsp"};
@@ -98,6 +101,7 @@ struct Writer {
       writeConstraint(Kind{static_cast<int>(below(3))});
     }
     hasBlocks = bytes.ConsumeBool();
+    numCalls = isLarge || model.constraints.empty() ? 0 : below(100);
     for (unsigned i = below(9); i > 0; --i) {
       const naive::Label chosen = label();
       start += name(chosen.variable) + ": " + values[chosen.value] + "\n";
@@ -196,7 +200,20 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data,
   read.read(writer.text);
   configure(read, writer.arguments);
   read.solver.minNumBlocked = writer.hasBlocks ? 0 : 1000000;
-  bool const hasEnded = searches(read, writer.start);
+  Throwing* fails = nullptr;
+  if (writer.numCalls > 0) {
+    writer.model.constraints.push_back(writer.model.constraints.back());
+    fails = new Throwing(read.solver, writer.model.constraints.back());
+    fails->numCallsLeft = static_cast<int>(writer.numCalls);
+  }
+  bool hasEnded = false;
+  try {
+    hasEnded = searches(read, writer.start);
+  } catch (std::bad_alloc const&) {
+    require(fails != nullptr, "memory is short in the user's kind alone");
+    fails->numCallsLeft = -1;
+    hasEnded = searches(read, writer.start);
+  }
   require(!hasEnded || read.solver.bookkeepingHolds(), "the bookkeeping");
   naive::Assignment best;
   for (unsigned v = 0; v < writer.model.sizes.size(); ++v) {
