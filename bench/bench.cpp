@@ -25,9 +25,9 @@
 #include <vector>
 
 #include "bench/bench.h"
-#include "bench/cases.h"
-#include "bench/plain.h"
 #include "solver/wcspi.h"
+#include "tests/plain/forms.h"
+#include "tests/shared/cases.h"
 
 namespace {
 

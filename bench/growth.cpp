@@ -16,8 +16,8 @@
 #include <vector>
 
 #include "bench/bench.h"
-#include "bench/cases.h"
 #include "bench/stepped_search.h"
+#include "tests/shared/cases.h"
 
 namespace {
 

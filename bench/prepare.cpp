@@ -15,9 +15,9 @@
 #include <vector>
 
 #include "bench/bench.h"
-#include "bench/stand_in.h"
 #include "constraints/wcsp_linear.h"
 #include "constraints/wcsp_quadratic.h"
+#include "tests/shared/stand_in.h"
 
 namespace {
 

@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "bench/bench.h"
-#include "bench/cases.h"
-#include "bench/plain.h"
 #include "bench/stepped_search.h"
 #include "solver/wcspi.h"
+#include "tests/plain/forms.h"
+#include "tests/shared/cases.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include <ostream>
 #include <vector>
 
-#include "bench/cases.h"
 #include "solver/wcspi.h"
+#include "tests/shared/cases.h"
 
 /// Counts the labels whose diff changes.
 class CountingWcsp : public RealWcsp {

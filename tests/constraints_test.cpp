@@ -10,9 +10,9 @@
 #include <set>
 #include <utility>
 
-#include "bench/stand_in.h"
 #include "constraints/offset.h"
 #include "tests/build_model.h"
+#include "tests/shared/stand_in.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include <array>
 
-#include "bench/cases.h"
 #include "solver/wcspi.h"
+#include "tests/shared/cases.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "bench/cases.h"
+#include "tests/shared/cases.h"
 
 #include <memory>
 

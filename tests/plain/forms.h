@@ -12,8 +12,8 @@
 #include <memory>
 #include <vector>
 
-#include "bench/stand_in.h"
 #include "solver/wcsp.h"
+#include "tests/shared/stand_in.h"
 
 /// The distance of `sum` from [lower, upper], at most Wcsp::inf. A bound of
 /// -Wcsp::inf below or Wcsp::inf above is no bound.
@@ -40,8 +40,8 @@ class PlainLinear : public WcspConstraint {
  private:
   /// Reports the moves of the variable of the terms `begin` to `end`, given the
   /// sum and the violation now.
-  void reportBlock(std::size_t begin, std::size_t end, std::int64_t sum,
-                   int now, std::vector<unsigned> const& assignment);
+  void reportBlock(std::size_t begin, std::size_t end, std::int64_t sum, int now,
+                   std::vector<unsigned> const& assignment);
 };
 
 /// lower <= summed coefficients of the pairs of labels both on <= upper.
@@ -79,8 +79,8 @@ class PlainQuadratic : public WcspConstraint {
   using WcspConstraint::WcspConstraint;
 
   /// Appends a term and, when its labels differ, its mirror.
-  void addTerm(std::int64_t coefficient, unsigned variable1, unsigned value1,
-               unsigned variable2, unsigned value2);
+  void addTerm(std::int64_t coefficient, unsigned variable1, unsigned value1, unsigned variable2,
+               unsigned value2);
 
   void preprocess() override;
   int calculate(std::vector<unsigned> const& assignment) override;
@@ -91,12 +91,12 @@ class PlainQuadratic : public WcspConstraint {
   std::int64_t accumulate(std::vector<unsigned> const& assignment);
 
   /// Reports the moves of the variable of the labels `begin` to `end`.
-  void reportBlock(std::size_t begin, std::size_t end, std::int64_t sum,
-                   int now, std::vector<unsigned> const& assignment);
+  void reportBlock(std::size_t begin, std::size_t end, std::int64_t sum, int now,
+                   std::vector<unsigned> const& assignment);
 
   /// The same while `current`, one of these labels, is on.
-  void reportBlockFrom(Label const& current, std::size_t begin, std::size_t end,
-                       std::int64_t sum, int now);
+  void reportBlockFrom(Label const& current, std::size_t begin, std::size_t end, std::int64_t sum,
+                       int now);
 };
 
 /// Pairwise different value numbers; the violation counts the repeats.
@@ -119,9 +119,9 @@ class PlainStore : public StandInWcsp {
   struct Label {
     unsigned variable = 0;
     unsigned value = 0;
-    double score = 0.0;           ///< weighted sum of its diffs
-    unsigned improvingCount = 0;  ///< constraints with a negative diff for it
-    std::size_t position = 0;     ///< in `candidates` if improvingCount > 0
+    double score = 0.0;                   ///< weighted sum of its diffs
+    unsigned improvingCount = 0;          ///< constraints with a negative diff for it
+    std::size_t position = 0;             ///< in `candidates` if improvingCount > 0
     std::vector<unsigned> constraintIds;  ///< ascending
   };
 
@@ -148,8 +148,7 @@ class PlainStore : public StandInWcsp {
   unsigned addConstraint(WcspConstraint* c) override;
   void involve(unsigned constraint, unsigned variable, unsigned value) override;
   void involve(unsigned constraint, unsigned variable) override;
-  void setDiffPenalty(unsigned constraint, unsigned variable, unsigned value,
-                      int diff) override;
+  void setDiffPenalty(unsigned constraint, unsigned variable, unsigned value, int diff) override;
 
   /// Prepares every constraint and evaluates `start` from scratch.
   void start(std::vector<unsigned> const& initial);

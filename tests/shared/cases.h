@@ -1,6 +1,7 @@
-// What the benchmarks measure: constraints of every kind in several sizes, each
-// as the solver builds it and in its plain form, with the moves that are made
-// under them. Everything is drawn from a generator with a fixed seed.
+// What the benchmarks measure and forms_test compares: constraints of every
+// kind in several sizes, each as the solver builds it and in its plain form,
+// with the moves that are made under them. Everything is drawn from a generator
+// with a fixed seed.
 
 #pragma once
 
@@ -10,11 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "bench/plain.h"
 #include "constraints/wcsp_alldiff.h"
 #include "constraints/wcsp_linear.h"
 #include "constraints/wcsp_quadratic.h"
 #include "solver/wcsp.h"
+#include "tests/plain/forms.h"
 
 struct Move {
   unsigned variable;
