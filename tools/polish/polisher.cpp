@@ -36,6 +36,13 @@ unsigned iterationsFor(std::size_t numVariables, unsigned most) {
       std::min<std::size_t>(std::max(numVariables * 2000 / 3, least), most));
 }
 
+std::vector<PartKind> without(std::vector<PartKind> kinds,
+                              std::string const& unusedKind) {
+  std::erase_if(kinds,
+                [&](PartKind kind) { return nameOf(kind) == unusedKind; });
+  return kinds;
+}
+
 // In millionths of the penalty that was there.
 std::uint64_t gainOf(check::Evaluation const& before,
                      check::Evaluation const& after) {
@@ -48,11 +55,11 @@ std::uint64_t gainOf(check::Evaluation const& before,
 }  // namespace
 
 Polisher::Polisher(check::Model const& itsModel, check::Grids const& grids,
-                   std::uint64_t seed)
+                   std::uint64_t seed, std::string const& unusedKind)
     : model(itsModel),
       reducer(itsModel),
       parts(itsModel, reducer, grids),
-      choice(parts.kinds(), firstSizes(itsModel).least,
+      choice(without(parts.kinds(), unusedKind), firstSizes(itsModel).least,
              firstSizes(itsModel).most, parts.numVariables()),
       draw(seed) {}
 

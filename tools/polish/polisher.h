@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include "tools/check/evaluate.h"
 #include "tools/check/grids.h"
@@ -33,9 +34,10 @@ struct Solution {
 class Polisher {
  public:
   // The model and the grids of its variables outlive this. No choice but by
-  // the seed: equal seeds take equal steps from equal solutions.
+  // the seed: equal seeds take equal steps from equal solutions. Measurements
+  // leave out a kind of neighbourhood.
   Polisher(check::Model const& itsModel, check::Grids const& grids,
-           std::uint64_t seed);
+           std::uint64_t seed, std::string const& unusedKind = "");
 
   // Searches the whole model from a random start. SIGINT ends it early.
   Solution search(unsigned numIterations);
