@@ -7,13 +7,16 @@ line, and it becomes text only when the model is written.
 
 from __future__ import annotations
 
+import os
 from array import array
 from collections.abc import Callable, Hashable, Iterable
 from copy import copy, deepcopy
 from fractions import Fraction
-from typing import TYPE_CHECKING, Any, NamedTuple, Union
+from typing import Any, NamedTuple, Union
 
 from ._shared.files import write_whole
+from .arguments import Start
+from .best import with_runs
 from .errors import ModelError, Remarks, caller
 from .expressions import (
     AllDifferent,
@@ -27,14 +30,10 @@ from .expressions import (
 )
 from .groups import Group, groups, normal
 from .numbers import LARGEST, exact_number
+from .programs import judged
+from .results import Result
+from .solving import Progress, polish, solve
 from .text import ModelWords, lines, scale_of, warn_of_rounding
-
-if TYPE_CHECKING:
-    import os
-
-    from .arguments import Start
-    from .results import Result
-    from .solving import Progress
 
 
 HARD = None
@@ -453,8 +452,6 @@ class Model:
         >>> r[x], r.objective
         ('bus', 3)
         """
-        from .solving import solve
-
         return solve(
             self,
             time,
@@ -469,19 +466,26 @@ class Model:
             polish,
         )
 
+    def _polish(
+        self,
+        result: Result,
+        time: float,
+        jobs: int | None,
+        seed: int,
+        on_improve: Callable[[Progress], object] | None,
+    ) -> Result:
+        """See Result.polish."""
+        return polish(result, time, jobs, seed, on_improve)
+
     def check(self, result: Result) -> list[str]:
         """Checks a result against the current model with wcsp-check and
         returns the differences; empty if it is correct."""
-        from .programs import judged
-
-        told = judged(self.text(), result.run.text)
-        return [str(difference) for difference in told["differences"]]
+        checked = judged(self.text(), result.run.text)
+        return [str(difference) for difference in checked["differences"]]
 
     def with_runs(self, folder: str | os.PathLike[str]) -> Result:
         """The best of the runs in a folder of wcsp-many for the text of this
         model."""
-        from .best import with_runs
-
         return with_runs(self, folder)
 
     def __copy__(self) -> Model:

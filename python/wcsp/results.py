@@ -366,9 +366,8 @@ class Result:
         the model again. `time` is in seconds, on the clock; it uses as many
         processes as there are cores, or `jobs`. With one it repeats for an
         equal seed. `on_improve` and an interrupt work as in Model.solve."""
-        from .solving import polish
-
-        return polish(self, time, jobs, seed, on_improve)
+        # Through the model: searches create results and are a higher layer.
+        return self.model._polish(self, time, jobs, seed, on_improve)
 
     def start(self) -> str:
         """The result as the text of a start file."""
