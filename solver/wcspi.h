@@ -52,8 +52,7 @@ __extension__ typedef __int128 Int128;
 /// `penalty` as it is printed and returned: at most Wcsp::inf.
 int saturated(Int128 penalty);
 
-/// SIGINT during the tabu search: asks it to stop at the next iteration.
-void handler(int);
+class InterruptScope;
 
 class RealWcsp : public Wcsp, public WcspChanges {
  public:
@@ -155,8 +154,6 @@ class RealWcsp : public Wcsp, public WcspChanges {
 
     explicit Search(RealWcsp const& solver);
   };
-
-  class InterruptScope;
 
   /// Keeps the numbers of the log as they are in the classic locale, while it
   /// lives, and then leaves the caller's stream as it was.
@@ -302,9 +299,7 @@ class RealWcsp : public Wcsp, public WcspChanges {
   bool blocksHold() const;
   bool runJournalHolds(Run const& run) const;
 
-  // wcspi_search.cpp: the search.
-  void solve() override;
-  void solve(std::vector<unsigned> const& initial) override;
+  // wcspi_random.cpp: the random generator.
 
   /// Advances the generator: Park and Miller's minimal standard with
   /// multiplier 48271, by Schrage's method. 1 to 2147483646.
@@ -312,6 +307,10 @@ class RealWcsp : public Wcsp, public WcspChanges {
 
   /// A random number from 0 to k - 1; k is at least 1.
   unsigned randomInt(unsigned k);
+
+  // wcspi_search.cpp: the search.
+  void solve() override;
+  void solve(std::vector<unsigned> const& initial) override;
 
   void checkInitial(std::vector<unsigned> const& initial) const;
   void markSearched();

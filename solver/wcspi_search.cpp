@@ -1,75 +1,13 @@
-// The search: random numbers, the start, the greedy pass, the main loop of the
-// tabu search with the choice of its moves, dead ends and kicks, and the
-// keyboard interrupt.
+// The search: the start, the greedy pass, and the main loop of the tabu search
+// with the choice of its moves, dead ends and kicks.
 
 #include <algorithm>
 #include <cassert>
-#include <csignal>  // with the signal masks of POSIX
 #include <stdexcept>
 #include <utility>
 
+#include "solver/interrupt_scope.h"
 #include "solver/wcspi.h"
-
-namespace {
-
-/// Set by SIGINT during a tabu search and never cleared.
-volatile std::sig_atomic_t flag_interrupt = 0;
-
-}  // namespace
-
-/// Holds SIGINT back from its making to install(), and turns it into
-/// `flag_interrupt` from there to release(). So no interrupt is lost that comes
-/// once the start of the search has been announced.
-class RealWcsp::InterruptScope {
- public:
-  InterruptScope() {
-    sigset_t blocked;
-    sigemptyset(&blocked);
-    sigaddset(&blocked, SIGINT);
-    isBlocked = pthread_sigmask(SIG_BLOCK, &blocked, &previousMask) == 0;
-  }
-  InterruptScope(InterruptScope const&) = delete;
-  InterruptScope& operator=(InterruptScope const&) = delete;
-  ~InterruptScope() {
-    release();
-    unblock();
-  }
-
-  /// A write that is interrupted is restarted, so no line of the log is lost.
-  void install() {
-    struct sigaction action = {};
-    action.sa_handler = handler;
-    action.sa_flags = SA_RESTART;
-    sigemptyset(&action.sa_mask);
-    isInstalled = sigaction(SIGINT, &action, &previousAction) == 0;
-    unblock();
-  }
-
-  /// Restores the disposition that was in force before.
-  void release() {
-    if (isInstalled) {
-      isInstalled = false;
-      static_cast<void>(sigaction(SIGINT, &previousAction, nullptr));
-    }
-  }
-
- private:
-  bool isBlocked = false;
-  bool isInstalled = false;
-  sigset_t previousMask = {};
-  struct sigaction previousAction = {};
-
-  void unblock() {
-    if (isBlocked) {
-      isBlocked = false;
-      static_cast<void>(pthread_sigmask(SIG_SETMASK, &previousMask, nullptr));
-    }
-  }
-};
-
-void handler(int) {
-  flag_interrupt = 1;
-}
 
 RealWcsp::Search::Search(RealWcsp const& solver)
     : tabulist(static_cast<int>(solver.numVariables), solver.log),
@@ -78,24 +16,6 @@ RealWcsp::Search::Search(RealWcsp const& solver)
   run.moved.reset(solver.numVariables);
   run.best.weightedPenalty = dinf;
   solver.startPhase(run);
-}
-
-std::int64_t RealWcsp::nextRandom() {
-  // 44488 and 3399: quotient and remainder of 2147483647 by 48271. A negative
-  // seed relies on divisions that truncate toward zero.
-  const std::int64_t high = seed / 44488;
-  const std::int64_t low = seed - 44488 * high;
-  seed = 48271 * low - 3399 * high;
-  if (seed <= 0) {
-    seed += 2147483647;
-  }
-  return seed;
-}
-
-unsigned RealWcsp::randomInt(unsigned k) {
-  assert(k >= 1 && k <= static_cast<unsigned>(inf));
-  const std::int64_t divisor = 2147483646 / static_cast<int>(k) + 1;
-  return static_cast<unsigned>(nextRandom() / divisor);
 }
 
 void RealWcsp::solve() {
@@ -233,7 +153,7 @@ void RealWcsp::tabuSearch(InterruptScope& interruptScope) {
   Search search(*this);
   interruptScope.install();
   while (!mustStop(search)) {
-    if (flag_interrupt != 0) {
+    if (InterruptScope::isInterrupted()) {
       throw std::runtime_error("Interrupted.");
     }
     scan(search);

@@ -9,6 +9,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "solver/interrupt_scope.h"
 #include "tests/build_model.h"
 
 namespace {

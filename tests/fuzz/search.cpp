@@ -214,6 +214,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data,
     fails->numCallsLeft = -1;
     hasEnded = searches(read, writer.start);
   }
+  if (fails != nullptr) {
+    fails->numCallsLeft = -1;
+  }
   require(!hasEnded || read.solver.bookkeepingHolds(), "the bookkeeping");
   naive::Assignment best;
   for (unsigned v = 0; v < writer.model.sizes.size(); ++v) {
