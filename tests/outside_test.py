@@ -4,6 +4,8 @@ that are not UTF-8 or have control characters, and interrupts at any moment. Non
 show a traceback: outside_test.py PROGRAMS.
 """
 
+import concurrent.futures
+import functools
 import json
 import os
 import pathlib
@@ -110,17 +112,21 @@ def check_texts():
                (2, b"wcsp-show: --names: not a file of names\n"))
 
 
+def interrupted(command, moment):
+    with subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE) as process:
+        time.sleep(moment * 0.004)
+        process.send_signal(signal.SIGINT)
+        message = process.communicate(timeout=60)[1]
+    return f"interrupted after {moment * 4} ms", process.returncode in (0, -signal.SIGINT), message
+
+
 def check_interrupts():
     """Ends by SIGINT or finishes; files are complete or do not exist."""
-    for command in ([*SHOW, "-o", "page"], PLOT):
-        for moment in range(60):
-            process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
-            time.sleep(moment * 0.004)
-            process.send_signal(signal.SIGINT)
-            message = process.communicate(timeout=60)[1]
-            if process.returncode not in (0, -signal.SIGINT) or message:
-                sys.exit(f"{command}, interrupted after {moment * 4} ms: status "
-                         f"{process.returncode}\n{message.decode()}")
+    with concurrent.futures.ThreadPoolExecutor(4) as pool:
+        for command in ([*SHOW, "-o", "page"], PLOT):
+            for when, is_right, message in pool.map(functools.partial(interrupted, command),
+                                                    range(60)):
+                expect((command, when), (is_right, message), (True, b""))
     expect("nothing half written", [n for n in os.listdir() if n.startswith(".wcsp-")], [])
 
 
