@@ -26,7 +26,7 @@ MANY, WCSP, CHECK = (str(PROGRAMS / name) for name in ("wcsp-many", "wcsp", "wcs
 HERE = pathlib.Path(__file__).resolve().parent / "engines"
 TIMES = re.compile(rb"\d+\.\d\d(?=\(s\)|/\d+\.\d\d\(s\))")
 # Long enough to be interrupted, short enough to be repeated.
-ITERATIONS = ["--", "-iteration", "2500000"]
+ITERATIONS = ["--", "-iteration", "1500000"]
 
 
 def expect(what, got, expected):
