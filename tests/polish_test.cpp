@@ -22,6 +22,7 @@ using check::Assignment;
 using check::Constraint;
 using check::Int128;
 using check::Model;
+using check::Penalty;
 using polish::ReducedModel;
 using polish::Reducer;
 using random_models::Chance;
@@ -39,12 +40,6 @@ bool advance(Model const& model, polish::Part const& free,
   }
   return false;
 }
-
-struct Penalty {
-  Int128 hard = 0;
-  Int128 soft = 0;
-  bool operator==(Penalty const&) const = default;
-};
 
 /// By the definition of a sum between two bounds.
 Penalty penaltyOf(ReducedModel const& reduced, Assignment const& values) {
@@ -196,8 +191,8 @@ TEST(Polish, AStepIsNeverWorseAndRepeats) {
       bool const isBetter = first.step();
       second.step();
       check::Evaluation const& now = first.solution().evaluation;
-      ASSERT_FALSE(polish::Solution::isBetter(before, now)) << "seed " << seed;
-      ASSERT_EQ(isBetter, polish::Solution::isBetter(now, before));
+      ASSERT_FALSE(before < now) << "seed " << seed;
+      ASSERT_EQ(isBetter, now < before);
       ASSERT_EQ(now.violations,
                 evaluate(model, first.solution().assignment).violations);
       ASSERT_EQ(first.solution().assignment, second.solution().assignment);

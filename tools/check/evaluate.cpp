@@ -64,6 +64,14 @@ Int128 violation(Constraint const& constraint, Assignment const& assignment) {
 
 }  // namespace
 
+void Penalty::add(Constraint const& constraint, Int128 violation) {
+  if (constraint.weight == inf) {
+    hard += violation;
+  } else {
+    soft += constraint.weight * violation;
+  }
+}
+
 bool isOn(Term const& term, Assignment const& assignment) {
   return term.coefficient != 0 &&
          assignment[term.label1.variable] == term.label1.value &&
@@ -207,11 +215,7 @@ Evaluation evaluate(Model const& model, Assignment const& assignment) {
     const Int128 exact = violation(constraint, assignment);
     int const capped = static_cast<int>(std::min<Int128>(exact, inf));
     result.violations.push_back(capped);
-    if (constraint.weight == inf) {
-      result.hard += capped;
-    } else {
-      result.soft += Int128{constraint.weight} * capped;
-    }
+    result.add(constraint, capped);
   }
   return result;
 }

@@ -17,10 +17,17 @@ namespace check {
 // One value number for each variable.
 using Assignment = std::vector<unsigned>;
 
-struct Evaluation {
+// Fewer hard violations come first.
+struct Penalty {
+  Int128 hard = 0;  // violations of the hard constraints
+  Int128 soft = 0;  // weight times violation of the others
+
+  void add(Constraint const& constraint, Int128 violation);
+  auto operator<=>(Penalty const&) const = default;
+};
+
+struct Evaluation : Penalty {
   std::vector<int> violations;  // one for each constraint, 0 to inf
-  Int128 hard = 0;              // violations of the hard constraints
-  Int128 soft = 0;              // weight times violation of the others
 };
 
 // The assignment has a valid value number for every variable of the model.

@@ -177,8 +177,8 @@ class Finder {
     for (Cell const& cell : row) {
       Names const* const domain = domains[cell.name];
       if (previous == nullptr || !(*domain == *previous)) {
-        for (unsigned a = 0; a < domain->size(); ++a) {
-          values.insert((*domain)[a]);
+        for (std::string const* const value : domain->all()) {
+          values.insert(*value);
         }
         previous = domain;
       }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <map>
-#include <tuple>
 
 namespace check {
 
@@ -24,10 +23,9 @@ std::vector<Group> sumGroups(Model const& model, Evaluation const& evaluation,
   std::map<std::string, Group> known;
   for (const std::size_t c : violatedByCost(model, evaluation)) {
     Constraint const& constraint = model.constraints[c];
-    const Int128 cost = costOf(constraint, evaluation.violations[c]);
-    if (cost > 0) {
-      Group& group = known[grouping.groupOf(constraint.name)];
-      (constraint.weight == inf ? group.hard : group.soft) += cost;
+    if (constraint.weight > 0) {
+      known[grouping.groupOf(constraint.name)].penalty.add(
+          constraint, evaluation.violations[c]);
     }
   }
   std::vector<Group> groups;
@@ -35,10 +33,9 @@ std::vector<Group> sumGroups(Model const& model, Evaluation const& evaluation,
     group.name = name;
     groups.push_back(std::move(group));
   }
-  std::stable_sort(groups.begin(), groups.end(),
-                   [](Group const& a, Group const& b) {
-                     return std::tie(a.hard, a.soft) > std::tie(b.hard, b.soft);
-                   });
+  std::stable_sort(
+      groups.begin(), groups.end(),
+      [](Group const& a, Group const& b) { return a.penalty > b.penalty; });
   return groups;
 }
 

@@ -14,8 +14,7 @@ namespace check {
 
 struct Group {
   std::string name;
-  Int128 hard = 0;
-  Int128 soft = 0;
+  Penalty penalty;
 };
 
 // Maps the name of a constraint to its group: the match of an extended regular

@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <tuple>
 #include <utility>
 
 #include "tools/check/groups.h"
@@ -23,19 +22,6 @@ constexpr std::int64_t maxSteps = 300000000;
 struct Use {
   std::size_t constraint = 0;
   std::vector<std::uint32_t> terms;  // empty for an all-different
-};
-
-struct Penalty {
-  Int128 hard = 0;
-  Int128 soft = 0;
-
-  void add(Constraint const& constraint, Int128 violation) {
-    if (constraint.weight == inf) {
-      hard += violation;
-    } else {
-      soft += constraint.weight * violation;
-    }
-  }
 };
 
 Int128 capped(Int128 violation) {
@@ -108,9 +94,8 @@ Finder::Finder(Model const& subject, Assignment const& current,
 
 void Finder::consider(std::vector<Label> labels, Penalty const& penalty,
                       std::optional<Move>& best) const {
-  if (!best ||
-      std::tie(penalty.hard, penalty.soft) < std::tie(best->hard, best->soft)) {
-    best = Move{std::move(labels), penalty.hard, penalty.soft};
+  if (!best || penalty < best->penalty) {
+    best = Move{std::move(labels), penalty};
   }
 }
 
@@ -118,7 +103,7 @@ void Finder::consider(std::vector<Label> labels, Penalty const& penalty,
 void Finder::tryChanges(unsigned v, std::optional<Move>& best) const {
   unsigned const size = model.values[v].size();
   unsigned const now = assignment[v];
-  std::vector<Penalty> penalties(size, {evaluation.hard, evaluation.soft});
+  std::vector<Penalty> penalties(size, evaluation);
   std::vector<Int128> gains(size);
   for (Use const& use : uses[v]) {
     Constraint const& constraint = model.constraints[use.constraint];
@@ -205,7 +190,7 @@ Int128 Finder::sumRise(std::size_t c, Use const& ofX, Use const& ofY,
 
 // The penalties with both labels, constraint by constraint of either variable.
 Penalty Finder::swapped(Label const& x, Label const& y) {
-  Penalty penalty{evaluation.hard, evaluation.soft};
+  Penalty penalty = evaluation;
   Label const labels[] = {x, y};
   Use const nothing;
   auto i = uses[x.variable].begin();
@@ -260,14 +245,10 @@ Neighbours findBest(Model const& model, Assignment const& assignment,
   }
   // A swap without effect is never the best one.
   neighbours.areSwapsAll = finder.trySwaps(neighbours.swap);
-  if (neighbours.swap && !isBetter(*neighbours.swap, evaluation)) {
+  if (neighbours.swap && neighbours.swap->penalty >= evaluation) {
     neighbours.swap.reset();
   }
   return neighbours;
-}
-
-bool isBetter(Move const& move, Evaluation const& now) {
-  return std::tie(move.hard, move.soft) < std::tie(now.hard, now.soft);
 }
 
 std::optional<std::size_t> heldBy(Model const& model,

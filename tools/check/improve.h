@@ -13,8 +13,7 @@ namespace check {
 
 struct Move {
   std::vector<Label> labels;  // what one or two variables are set to
-  Int128 hard = 0;            // the penalties after it
-  Int128 soft = 0;
+  Penalty penalty;            // after it
 };
 
 struct Neighbours {
@@ -26,8 +25,6 @@ struct Neighbours {
 
 Neighbours findBest(Model const& model, Assignment const& assignment,
                     Evaluation const& evaluation);
-
-bool isBetter(Move const& move, Evaluation const& now);
 
 // The constraint whose penalty the move raises most: a hard one if there is
 // one.

@@ -9,8 +9,8 @@ namespace {
 
 std::vector<std::string> textsOf(Names const& names) {
   std::vector<std::string> texts;
-  for (unsigned i = 0; i < names.size(); ++i) {
-    texts.push_back(names[i]);
+  for (std::string const* const name : names.all()) {
+    texts.push_back(*name);
   }
   return texts;
 }
@@ -62,8 +62,8 @@ std::vector<std::vector<std::string>> familiesOf(Model const& model) {
   Names all;
   for (unsigned v = 0; v < model.values.size(); ++v) {
     if (v == 0 || !(model.values[v] == model.values[v - 1])) {
-      for (unsigned a = 0; a < model.values[v].size(); ++a) {
-        all.add(model.values[v][a]);
+      for (std::string const* const value : model.values[v].all()) {
+        all.add(*value);
       }
     }
   }

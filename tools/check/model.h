@@ -37,6 +37,8 @@ class Names {
   unsigned find(std::string_view name) const;
   std::string const& operator[](unsigned i) const { return *names[i]; }
   unsigned size() const { return static_cast<unsigned>(names.size()); }
+  // All of them, in the order of their numbers.
+  std::vector<std::string const*> const& all() const { return names; }
   // The same names in the same order.
   friend bool operator==(Names const& a, Names const& b) {
     return a.numbers == b.numbers;

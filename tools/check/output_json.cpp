@@ -1,7 +1,8 @@
-#include <algorithm>
 #include <cstddef>
+#include <map>
 #include <nlohmann/json.hpp>
-#include <tuple>
+#include <set>
+#include <vector>
 
 #include "tools/check/namer.h"
 #include "tools/check/output.h"
@@ -11,170 +12,162 @@ namespace check {
 
 namespace {
 
-// A string of JSON; only a string is made, whose end needs no memory.
-std::string jsonText(std::string_view text) {
-  return nlohmann::json(std::string(text)).dump();
+// A printable string; only strings are made, whose end needs no memory.
+std::string textOf(std::string_view raw) {
+  return nlohmann::json(printable(raw)).dump();
 }
 
-// Calls act for each index, with a comma between two calls.
-void writeList(std::ostream& out, std::size_t size, auto act) {
-  out << '[';
-  for (std::size_t i = 0; i < size; ++i) {
-    out << (i > 0 ? "," : "");
-    act(i);
+class Writer {
+ public:
+  Writer(std::ostream& itsOut, Model const& itsModel, Result const& itsResult)
+      : out(itsOut), model(itsModel), result(itsResult) {}
+
+  void write();
+
+ private:
+  // Calls act for each item that is wanted, with a comma between two calls.
+  template <class Items>
+  void list(Items const& items, auto act, auto isWanted) {
+    char const* separator = "";
+    out << '[';
+    for (auto const& item : items) {
+      if (isWanted(item)) {
+        out << separator;
+        act(item);
+        separator = ",";
+      }
+    }
+    out << ']';
   }
-  out << ']';
-}
+  template <class Items>
+  void list(Items const& items, auto act) {
+    list(items, act, [](auto const&) { return true; });
+  }
+  void texts(std::vector<std::string> const& raw) {
+    list(raw, [&](std::string const& text) { out << textOf(text); });
+  }
+  void label(Label const& label);
+  void term(Constraint const& constraint, Term const& term);
+  void valuesInUse(Constraint const& constraint);
+  void violated(Constraint const& constraint, int violation);
+  void sum(Constraint const& constraint);
+  void domains();
+  void grids(Grids const& grids);
+  void layout();
+  void penalty(Penalty const& penalty);
+  void move(std::optional<Move> const& move);
+  void evaluation();
+
+  std::ostream& out;
+  Model const& model;
+  Result const& result;
+};
 
 // [variable, value]
-void writeJsonLabel(std::ostream& out, Namer const& namer, Label const& label) {
-  out << '[' << jsonText(namer.variable(label.variable)) << ','
-      << jsonText(namer.value(label)) << ']';
+void Writer::label(Label const& label) {
+  auto const [v, a] = label;
+  out << '[' << textOf(model.variables[v]) << ',' << textOf(model.values[v][a])
+      << ']';
 }
 
-void writeJsonTerms(std::ostream& out, Namer const& namer,
-                    Constraint const& constraint,
-                    Assignment const& assignment) {
-  char const* separator = "";
-  out << '[';
-  for (Term const& term : constraint.terms) {
-    if (isOn(term, assignment)) {
-      out << separator << R"({"coefficient":)" << term.coefficient
-          << R"(,"labels":[)";
-      writeJsonLabel(out, namer, term.label1);
-      if (constraint.kind == Constraint::quadratic) {
-        out << ',';
-        writeJsonLabel(out, namer, term.label2);
-      }
-      out << "]}";
-      separator = ",";
+void Writer::term(Constraint const& constraint, Term const& term) {
+  out << R"({"coefficient":)" << term.coefficient << R"(,"labels":[)";
+  label(term.label1);
+  if (constraint.kind == Constraint::quadratic) {
+    out << ',';
+    label(term.label2);
+  }
+  out << "]}";
+}
+
+// What a constraint is about: [variable, [values]], each variable once and in
+// the order of the model. The values are those in its terms with a coefficient
+// other than 0; an all-different is about all of them and names none.
+void Writer::valuesInUse(Constraint const& constraint) {
+  std::map<unsigned, std::vector<unsigned>> scope;
+  for (auto const& [coefficient, label1, label2] : constraint.terms) {
+    if (coefficient != 0) {
+      scope[label1.variable].push_back(label1.value);
+      scope[label2.variable].push_back(label2.value);
     }
   }
-  out << ']';
-}
-
-void writeJsonShared(std::ostream& out, Namer const& namer,
-                     Constraint const& constraint,
-                     Assignment const& assignment) {
-  auto const shared = sharedValues(constraint, assignment);
-  writeList(out, shared.size(), [&](std::size_t i) {
-    const std::vector<unsigned>& variables = shared[i];
-    out << R"({"number":)" << assignment[variables[0]] << R"(,"labels":)";
-    writeList(out, variables.size(), [&](std::size_t k) {
-      writeJsonLabel(out, namer, {variables[k], assignment[variables[k]]});
-    });
-    out << '}';
+  for (unsigned const v : constraint.variables) {
+    scope[v];
+  }
+  list(scope, [&](auto const& entry) {
+    std::set<unsigned> const values(entry.second.begin(), entry.second.end());
+    out << '[' << textOf(model.variables[entry.first]) << ',';
+    list(values,
+         [&](unsigned a) { out << textOf(model.values[entry.first][a]); });
+    out << ']';
   });
 }
 
-// The scope of a constraint: [variable, [values]], each variable once and in
-// the order of the model. The values are those in terms with a coefficient
-// other than 0; for an all-different, all values count and none are listed.
-void writeJsonScope(std::ostream& out, Namer const& namer,
-                    Constraint const& constraint) {
-  std::vector<Label> labels;
-  for (Term const& term : constraint.terms) {
-    if (term.coefficient != 0) {
-      labels.push_back(term.label1);
-      labels.push_back(term.label2);
-    }
-  }
-  for (unsigned const variable : constraint.variables) {
-    labels.push_back({variable, 0});
-  }
-  auto const key = [](Label const& label) {
-    return std::tie(label.variable, label.value);
+void Writer::sum(Constraint const& constraint) {
+  auto const bound = [](bool isThere, int number) {
+    return isThere ? std::to_string(number) : std::string("null");
   };
-  std::sort(labels.begin(), labels.end(),
-            [&](Label const& a, Label const& b) { return key(a) < key(b); });
-  labels.erase(std::unique(labels.begin(), labels.end(),
-                           [&](Label const& a, Label const& b) {
-                             return key(a) == key(b);
-                           }),
-               labels.end());
-  char const* separator = "";
-  out << '[';
-  for (auto first = labels.begin(); first != labels.end();) {
-    auto const last = std::find_if(first, labels.end(), [&](Label const& l) {
-      return l.variable != first->variable;
-    });
-    out << separator << '[' << jsonText(namer.variable(first->variable)) << ',';
-    const std::size_t numValues = constraint.kind == Constraint::alldiff
-                                      ? 0
-                                      : static_cast<std::size_t>(last - first);
-    writeList(out, numValues, [&](std::size_t i) {
-      out << jsonText(namer.value(first[static_cast<std::ptrdiff_t>(i)]));
-    });
-    out << ']';
-    separator = ",";
-    first = last;
-  }
-  out << ']';
+  out << R"(,"sum":")" << decimal(sumOf(constraint, result.assignment))
+      << R"(","lower":)" << bound(hasLower(constraint), constraint.lower)
+      << R"(,"upper":)" << bound(hasUpper(constraint), constraint.upper)
+      << R"(,"terms":)";
+  list(
+      constraint.terms, [&](Term const& on) { term(constraint, on); },
+      [&](Term const& any) { return isOn(any, result.assignment); });
 }
 
-// Exact numbers that may exceed 64 bits are strings.
-void writeJsonViolated(std::ostream& out, Namer const& namer,
-                       Constraint const& constraint, int violation,
-                       Assignment const& assignment) {
-  out << R"({"name":)" << jsonText(printable(constraint.name)) << R"(,"line":)"
+// Exact numbers that may pass 64 bits are strings.
+void Writer::violated(Constraint const& constraint, int violation) {
+  out << R"({"name":)" << textOf(constraint.name) << R"(,"line":)"
       << constraint.line << R"(,"kind":")" << kindNames[constraint.kind]
       << R"(","weight":)" << constraint.weight << R"(,"hard":)"
       << (constraint.weight == inf ? "true" : "false") << R"(,"violation":)"
       << violation;
   if (constraint.kind == Constraint::alldiff) {
     out << R"(,"shared":)";
-    writeJsonShared(out, namer, constraint, assignment);
+    list(sharedValues(constraint, result.assignment),
+         [&](std::vector<unsigned> const& variables) {
+           out << R"({"number":)" << result.assignment[variables[0]]
+               << R"(,"labels":)";
+           list(variables, [&](unsigned v) {
+             label({v, result.assignment[v]});
+           });
+           out << '}';
+         });
   } else {
-    auto const bound = [](bool isThere, int number) {
-      return isThere ? std::to_string(number) : std::string("null");
-    };
-    out << R"(,"sum":")" << decimal(sumOf(constraint, assignment))
-        << R"(","lower":)" << bound(hasLower(constraint), constraint.lower)
-        << R"(,"upper":)" << bound(hasUpper(constraint), constraint.upper)
-        << R"(,"terms":)";
-    writeJsonTerms(out, namer, constraint, assignment);
+    sum(constraint);
   }
   out << R"(,"scope":)";
-  writeJsonScope(out, namer, constraint);
+  valuesInUse(constraint);
   out << '}';
 }
 
 // [first variable, [values]] for each run of variables with the same values.
-void writeJsonDomains(std::ostream& out, Model const& model,
-                      Namer const& namer) {
-  char const* separator = "";
-  out << '[';
+void Writer::domains() {
+  std::vector<unsigned> firsts;
   for (unsigned v = 0; v < model.variables.size(); ++v) {
-    if (v > 0 && model.values[v] == model.values[v - 1]) {
-      continue;
+    if (v == 0 || !(model.values[v] == model.values[v - 1])) {
+      firsts.push_back(v);
     }
-    out << separator << '[' << jsonText(namer.variable(v)) << ',';
-    writeList(out, model.values[v].size(), [&](std::size_t a) {
-      out << jsonText(namer.value({v, static_cast<unsigned>(a)}));
-    });
-    out << ']';
-    separator = ",";
   }
-  out << ']';
-}
-
-void writeJsonTexts(std::ostream& out, std::vector<std::string> const& texts) {
-  writeList(out, texts.size(),
-            [&](std::size_t i) { out << jsonText(printable(texts[i])); });
+  list(firsts, [&](unsigned v) {
+    out << '[' << textOf(model.variables[v]) << ',';
+    list(model.values[v].all(),
+         [&](std::string const* value) { out << textOf(*value); });
+    out << ']';
+  });
 }
 
 // The cells by row, each the position of a name or null.
-void writeJsonGrids(std::ostream& out, Grids const& grids) {
-  writeList(out, grids.grids.size(), [&](std::size_t i) {
-    const Grid& grid = grids.grids[i];
+void Writer::grids(Grids const& grids) {
+  list(grids.grids, [&](Grid const& grid) {
     out << R"({"rows":)";
-    writeJsonTexts(out, grid.rows);
+    texts(grid.rows);
     out << R"(,"columns":)";
-    writeJsonTexts(out, grid.columns);
+    texts(grid.columns);
     out << R"(,"cells":)";
-    writeList(out, grid.cells.size(), [&](std::size_t r) {
-      writeList(out, grid.cells[r].size(), [&](std::size_t c) {
-        const std::size_t name = grid.cells[r][c];
+    list(grid.cells, [&](std::vector<std::size_t> const& row) {
+      list(row, [&](std::size_t name) {
         out << (name == Grid::none ? "null" : std::to_string(name));
       });
     });
@@ -182,98 +175,91 @@ void writeJsonGrids(std::ostream& out, Grids const& grids) {
   });
 }
 
-void writeJsonLayout(std::ostream& out, Layout const& layout) {
+void Writer::layout() {
   out << R"(,"grids":)";
-  writeJsonGrids(out, layout.variables);
+  grids(result.layout.variables);
   out << R"(,"rest":)";
-  writeList(out, layout.variables.rest.size(),
-            [&](std::size_t i) { out << layout.variables.rest[i]; });
+  list(result.layout.variables.rest, [&](std::size_t name) { out << name; });
   out << R"(,"valueGrids":)";
-  writeList(out, layout.values.size(),
-            [&](std::size_t i) { writeJsonGrids(out, layout.values[i]); });
+  list(result.layout.values, [&](Grids const& values) { grids(values); });
   out << R"(,"families":)";
-  writeList(out, layout.families.size(),
-            [&](std::size_t i) { writeJsonTexts(out, layout.families[i]); });
+  list(result.layout.families,
+       [&](std::vector<std::string> const& family) { texts(family); });
 }
 
-void writeJsonMove(std::ostream& out, Namer const& namer,
-                   std::optional<Move> const& move) {
+void Writer::penalty(Penalty const& penalty) {
+  out << R"("hard":")" << decimal(penalty.hard) << R"(","soft":")"
+      << decimal(penalty.soft) << '"';
+}
+
+void Writer::move(std::optional<Move> const& move) {
   if (!move) {
     out << "null";
     return;
   }
-  out << R"({"hard":")" << decimal(move->hard) << R"(","soft":")"
-      << decimal(move->soft) << R"(","labels":)";
-  writeList(out, move->labels.size(), [&](std::size_t i) {
-    writeJsonLabel(out, namer, move->labels[i]);
-  });
+  out << '{';
+  penalty(move->penalty);
+  out << R"(,"labels":)";
+  list(move->labels, [&](Label const& changed) { label(changed); });
   out << '}';
 }
 
-void writeJsonEvaluation(std::ostream& out, Model const& model,
-                         Result const& result) {
-  const Namer namer{model};
+void Writer::evaluation() {
   out << R"(,"penalty":{"capped":")" << penaltyText(result.evaluation)
-      << R"(","hard":")" << decimal(result.evaluation.hard) << R"(","soft":")"
-      << decimal(result.evaluation.soft) << R"("},"assignment":)";
-  writeList(out, model.variables.size(), [&](std::size_t i) {
-    const auto v = static_cast<unsigned>(i);
-    writeJsonLabel(out, namer, {v, result.assignment[v]});
+      << R"(",)";
+  penalty(result.evaluation);
+  out << R"(},"assignment":)";
+  list(result.assignment, [&, v = 0U](unsigned value) mutable {
+    label({v++, value});
   });
   out << R"(,"domains":)";
-  writeJsonDomains(out, model, namer);
-  writeJsonLayout(out, result.layout);
-  const std::vector<std::size_t> violated =
-      violatedByCost(model, result.evaluation);
+  domains();
+  layout();
   out << R"(,"groups":)";
-  writeList(out, result.groups.size(), [&](std::size_t i) {
-    const Group& group = result.groups[i];
-    out << R"({"name":)" << jsonText(printable(group.name)) << R"(,"hard":")"
-        << decimal(group.hard) << R"(","soft":")" << decimal(group.soft)
-        << R"("})";
+  list(result.groups, [&](Group const& group) {
+    out << R"({"name":)" << textOf(group.name) << ',';
+    penalty(group.penalty);
+    out << '}';
   });
   if (result.neighbours) {
     out << R"(,"improve":{"change":)";
-    writeJsonMove(out, namer, result.neighbours->change);
+    move(result.neighbours->change);
     out << R"(,"swap":)";
-    writeJsonMove(out, namer, result.neighbours->swap);
+    move(result.neighbours->swap);
     out << R"(,"all":)" << (result.neighbours->areSwapsAll ? "true" : "false")
         << '}';
   }
   out << R"(,"violated":)";
-  writeList(out, violated.size(), [&](std::size_t i) {
-    const std::size_t c = violated[i];
-    writeJsonViolated(out, namer, model.constraints[c],
-                      result.evaluation.violations[c], result.assignment);
+  list(violatedByCost(model, result.evaluation), [&](std::size_t c) {
+    violated(model.constraints[c], result.evaluation.violations[c]);
   });
+}
+
+void Writer::write() {
+  out << R"({"status":)" << static_cast<int>(result.status) << R"(,"verdict":)"
+      << textOf(result.verdict) << R"(,"differences":)";
+  texts(result.differences);
+  out << R"(,"errors":)";
+  list(result.errors, [&](LocatedError const& error) {
+    out << R"({"line":)" << error.line << R"(,"column":)" << error.column
+        << R"(,"length":)" << error.length << R"(,"message":)"
+        << textOf(error.message) << '}';
+  });
+  out << R"(,"warnings":)";
+  list(result.warnings, [&](Warning const& warning) {
+    out << R"({"kind":)" << textOf(warning.name) << R"(,"line":)"
+        << warning.line << R"(,"message":)" << textOf(warning.message) << '}';
+  });
+  if (result.isEvaluated) {
+    evaluation();
+  }
+  out << "}\n";
 }
 
 }  // namespace
 
 void writeJson(std::ostream& out, Model const& model, Result const& result) {
-  out << R"({"status":)" << static_cast<int>(result.status) << R"(,"verdict":)"
-      << jsonText(printable(result.verdict)) << R"(,"differences":)";
-  writeList(out, result.differences.size(), [&](std::size_t i) {
-    out << jsonText(printable(result.differences[i]));
-  });
-  out << R"(,"errors":)";
-  writeList(out, result.errors.size(), [&](std::size_t i) {
-    const LocatedError& error = result.errors[i];
-    out << R"({"line":)" << error.line << R"(,"column":)" << error.column
-        << R"(,"length":)" << error.length << R"(,"message":)"
-        << jsonText(printable(error.message)) << '}';
-  });
-  out << R"(,"warnings":)";
-  writeList(out, result.warnings.size(), [&](std::size_t i) {
-    const Warning& warning = result.warnings[i];
-    out << R"({"kind":)" << jsonText(warning.name) << R"(,"line":)"
-        << warning.line << R"(,"message":)"
-        << jsonText(printable(warning.message)) << '}';
-  });
-  if (result.isEvaluated) {
-    writeJsonEvaluation(out, model, result);
-  }
-  out << "}\n";
+  Writer(out, model, result).write();
 }
 
 }  // namespace check

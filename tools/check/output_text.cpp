@@ -94,14 +94,14 @@ void writeViolated(std::ostream& out, Namer const& namer,
 
 // "soft by group: over 408, idle 360"
 void writeGroups(std::ostream& out, char const* kind,
-                 std::vector<Group> const& groups, Int128 Group::*sum) {
+                 std::vector<Group> const& groups, Int128 Penalty::*sum) {
   constexpr std::size_t maxShown = 20;
   std::size_t count = 0;
   for (Group const& group : groups) {
-    if (group.*sum > 0 && ++count <= maxShown) {
+    if (group.penalty.*sum > 0 && ++count <= maxShown) {
       out << (count == 1 ? std::string(kind) + " by group: "
                          : std::string(", "))
-          << printable(group.name) << " " << decimal(group.*sum);
+          << printable(group.name) << " " << decimal(group.penalty.*sum);
     }
   }
   out << (count > maxShown ? ", ...\n" : count > 0 ? "\n" : "");
@@ -113,7 +113,7 @@ void writeMove(std::ostream& out, Model const& model, Result const& result,
                Move const& move, char const* what) {
   const Namer namer{model};
   Evaluation const& now = result.evaluation;
-  bool const helps = isBetter(move, now);
+  bool const helps = move.penalty < now;
   out << (helps ? "a " : "no ") << what
       << (helps ? " is better: " : " is better: the best, ");
   for (std::size_t i = 0; i < move.labels.size(); ++i) {
@@ -123,8 +123,8 @@ void writeMove(std::ostream& out, Model const& model, Result const& result,
         << namer.value({v, result.assignment[v]}) << " to "
         << namer.value(label);
   }
-  out << (helps ? " gives " : ", gives ") << decimal(move.hard) << "/"
-      << decimal(move.soft) << " (hard/soft)";
+  out << (helps ? " gives " : ", gives ") << decimal(move.penalty.hard) << "/"
+      << decimal(move.penalty.soft) << " (hard/soft)";
   auto const holder =
       helps ? std::nullopt : heldBy(model, result.assignment, now, move);
   if (holder) {
@@ -157,8 +157,8 @@ void writeText(std::ostream& out, Model const& model, Result const& result) {
   if (result.isEvaluated) {
     out << "penalty: " << decimal(result.evaluation.hard) << "/"
         << decimal(result.evaluation.soft) << " (hard/soft)\n";
-    writeGroups(out, "hard", result.groups, &Group::hard);
-    writeGroups(out, "soft", result.groups, &Group::soft);
+    writeGroups(out, "hard", result.groups, &Penalty::hard);
+    writeGroups(out, "soft", result.groups, &Penalty::soft);
     for (const std::size_t c : violatedByCost(model, result.evaluation)) {
       writeViolated(out, {model}, model.constraints[c],
                     result.evaluation.violations[c], result.assignment);

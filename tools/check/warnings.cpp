@@ -247,12 +247,9 @@ bool isPrintable(std::string const& text, int least) {
 }
 
 bool hasPrintable(Names const& values, int least) {
-  for (unsigned i = 0; i < values.size(); ++i) {
-    if (isPrintable(values[i], least)) {
-      return true;
-    }
-  }
-  return false;
+  return std::ranges::any_of(values.all(), [least](std::string const* value) {
+    return isPrintable(*value, least);
+  });
 }
 
 // The line of a violated constraint is read as a pair of the variable with the

@@ -24,10 +24,7 @@ struct Solution {
   check::Evaluation evaluation;
 
   bool isBetterThan(Solution const& other) const {
-    return isBetter(evaluation, other.evaluation);
-  }
-  static bool isBetter(check::Evaluation const& a, check::Evaluation const& b) {
-    return a.hard < b.hard || (a.hard == b.hard && a.soft < b.soft);
+    return evaluation < other.evaluation;
   }
 };
 
