@@ -17,8 +17,10 @@ struct Sizes {
   std::size_t most;
 };
 
-// An iteration over products costs much more than one over single labels.
-Sizes firstSizes(check::Model const& model) {
+// An iteration over products costs much more than one over single labels. A
+// part that is nearly the whole model is only another search from a random
+// start.
+Sizes firstSizes(check::Model const& model, std::size_t numVariables) {
   std::size_t numSingle = 0;
   std::size_t numProducts = 0;
   for (check::Constraint const& constraint : model.constraints) {
@@ -26,7 +28,10 @@ Sizes firstSizes(check::Model const& model) {
                                                      : numSingle) +=
         constraint.terms.size() + constraint.variables.size();
   }
-  return numProducts > numSingle ? Sizes{7, 30} : Sizes{100, 220};
+  Sizes sizes = numProducts > numSingle ? Sizes{7, 30} : Sizes{100, 220};
+  sizes.least = std::min(sizes.least, numVariables / 4 + 1);
+  sizes.most = std::min(sizes.most, numVariables / 2 + 1);
+  return sizes;
 }
 
 // 100,000 for 150 variables.
@@ -59,8 +64,10 @@ Polisher::Polisher(check::Model const& itsModel, check::Grids const& grids,
     : model(itsModel),
       reducer(itsModel),
       parts(itsModel, reducer, grids),
-      choice(without(parts.kinds(), unusedKind), firstSizes(itsModel).least,
-             firstSizes(itsModel).most, parts.numVariables()),
+      choice(without(parts.kinds(), unusedKind),
+             firstSizes(itsModel, parts.numVariables()).least,
+             firstSizes(itsModel, parts.numVariables()).most,
+             parts.numVariables()),
       draw(seed) {}
 
 std::vector<unsigned> Polisher::solve(ReducedModel const& reduced,
