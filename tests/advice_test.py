@@ -374,7 +374,7 @@ def hard_constraint(rng, names):
 
 def check_conflicts():
     """Reported conflicts are real, and all conflicts over one or two variables are found."""
-    rng, found, cases = random.Random(COUNT), 0, []
+    rng, conflicts, cases = random.Random(COUNT), 0, []
     for _ in range(COUNT):
         names = ["x", "y", "z", "w"][:rng.choice([2, 3, 4])]
         rows = [hard_constraint(rng, names) for _ in range(rng.randint(2, 6))]
@@ -385,8 +385,8 @@ def check_conflicts():
         every = [dict(zip(names, values))
                  for values in itertools.product("abc", repeat=len(names))]
 
-        def is_possible(chosen, rows=rows, every=every):
-            return any(all(rows[i][2](at) for i in chosen) for at in every)
+        def is_possible(numbers, rows=rows, every=every):
+            return any(all(rows[i][2](at) for i in numbers) for at in every)
         claims = []
         for line in said:
             if line.endswith(" [conflict]"):
@@ -395,11 +395,11 @@ def check_conflicts():
                 claims.append([int(line.split(":")[1]) - 1 - len(names)])
         for claim in claims:
             check((text, claim), is_possible(claim), False)
-        found += bool(claims)
+        conflicts += bool(claims)
         check((text, said), any(
             not is_possible((i, k)) for i, k in itertools.combinations(range(len(rows)), 2)
             if len(set(rows[i][1] + rows[k][1])) <= 2) and not claims, False)
-    print("%d random models, %d with a conflict" % (COUNT, found))
+    print("%d random models, %d with a conflict" % (COUNT, conflicts))
 
 
 def check_options():
@@ -416,9 +416,9 @@ def check_options():
         check(options, (done.returncode, done.stdout.decode(), done.stderr.decode()),
               (status, out, err))
     check("kind", run(["m", "--no-warn", "all"]).returncode, 2)
-    found = json.loads(run(["m", "--json"]).stdout)
-    check("json", (found["status"], found["errors"], found["warnings"][0]["kind"],
-                   found["verdict"] + "\n"), (0, [], "unused-variable", summary))
+    output = json.loads(run(["m", "--json"]).stdout)
+    check("json", (output["status"], output["errors"], output["warnings"][0]["kind"],
+                   output["verdict"] + "\n"), (0, [], "unused-variable", summary))
     write(GOOD.replace("(x", "(xx"))
     check("json", json.loads(run(["m", "--json"]).stdout)["errors"],
           [{"line": 3, "column": 31, "length": 2, "message": "unknown variable 'xx'"}])

@@ -44,10 +44,10 @@ def bad(model, line, column, message):
     return model, "", [], 2, "", error(line, column, message)
 
 
-def right(model, found, warnings="", report="x: a", end=None):
+def right(model, output, warnings="", report="x: a", end=None):
     """A start file, with x = a if nothing else is given, unless the verdict is RIGHT."""
     end = end or START % (1, model.count("variable"))
-    return model, report, [] if end == RIGHT else ["--start"], 0, found + end, warnings
+    return model, report, [] if end == RIGHT else ["--start"], 0, output + end, warnings
 
 
 def no_report(text, reason, options=()):
@@ -219,7 +219,7 @@ def check_improve():
         write("m", model)
         now = {v: rng.choice("abc") for v in names}
         start = " ".join("%s: %s" % item for item in now.items())
-        found = json.loads(run(["m", "-", "--start", "--json", "--improve"], start)[1])
+        output = json.loads(run(["m", "-", "--start", "--json", "--improve"], start)[1])
 
         def penalty(changed, now=now, rules=rules, lists=lists):
             at, hard, soft = now | changed, 0, 0
@@ -232,7 +232,7 @@ def check_improve():
                  "swap": [{x: now[y], y: now[x]} for x, y in itertools.combinations(names, 2)
                           if now[x] != now[y]]}
         for kind, every in moves.items():
-            got = found["improve"][kind]
+            got = output["improve"][kind]
             expected = min(map(penalty, every), default=None)
             if kind == "swap" and expected and expected >= penalty({}):
                 expected = None
@@ -302,29 +302,29 @@ def grids_of(words, options):
 def check_grids():
     for words, options, expected in GRIDS:
         words = words.split()
-        found = grids_of(words, options)
-        grids = [(g["rows"], g["columns"], g["cells"]) for g in found["grids"]]
+        output = grids_of(words, options)
+        grids = [(g["rows"], g["columns"], g["cells"]) for g in output["grids"]]
         check(words, grids, expected)
-    check("rest", (found["rest"], grids_of(["A_1", "A_2", "B_1", "B_2", "z"],
+    check("rest", (output["rest"], grids_of(["A_1", "A_2", "B_1", "B_2", "z"],
                                            ["--rows", "B"])["rest"]), ([], [4]))
-    found = grids_of("x_1 y_1 z".split(), [])
-    check("different values", found["grids"], [])
+    output = grids_of("x_1 y_1 z".split(), [])
+    check("different values", output["grids"], [])
     # If names are equal, the word is appended to the later ones; parts make rows.
     write("names", json.dumps(NAMES_FILE))
-    found = grids_of("A1 A2 B1 B2 z".split(), ["--names", "names"])
+    output = grids_of("A1 A2 B1 B2 z".split(), ["--names", "names"])
     zoe = "Zo\\xc3\\xab"
-    check("names", ([x for x, _ in found["assignment"]], found["violated"][0]["name"],
-                    found["violated"][0]["terms"][0]["labels"], found["domains"][1][1]),
+    check("names", ([x for x, _ in output["assignment"]], output["violated"][0]["name"],
+                    output["violated"][0]["terms"][0]["labels"], output["domains"][1][1]),
           ([zoe + "  Mon", zoe + "  Tue", "Al x Mon", "Al x Mon (B2)", zoe + "  Mon (z)"],
            "rest of " + zoe, [[zoe + "  Mon", "early shift"]], ["1", "1 (on)"]))
-    check("grid of parts", [(g["rows"], g["columns"]) for g in found["grids"]],
+    check("grid of parts", [(g["rows"], g["columns"]) for g in output["grids"]],
           [([zoe + " ", "Al x"], ["Mon", "Tue"])])
     check("with text", "rest of " + zoe in run(["m", "-", "--start", "--names", "names"], "A1: e")[1],
           True)
     write("m", "variable x in {a1_p, a1_q, a2_p, a2_q}\nvariable y in {a1_p, q}\nc: weight = 1 type = alldiff x y ;\n")
-    found = json.loads(run(["m", "-", "--start", "--json"], "x: a1_q")[1])
-    check("values", ([[g["cells"] for g in grids] for grids in found["valueGrids"]],
-                     found["families"]),
+    output = json.loads(run(["m", "-", "--start", "--json"], "x: a1_q")[1])
+    check("values", ([[g["cells"] for g in grids] for grids in output["valueGrids"]],
+                     output["families"]),
           ([[[[0, 1], [2, 3]]], []], [["a1_p", "a1_q"], ["a2_p", "a2_q"]]))
     for options, part in ((["--split", "("], "not a regular expression: '('"),
                           (["--by", r"(a*)*\1b"], "back-references are not supported"),

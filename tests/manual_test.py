@@ -39,11 +39,11 @@ class Page(html.parser.HTMLParser):
         self.errors += imported("".join(self.styles))
 
     def handle_starttag(self, tag, attrs):
-        found = dict(attrs)
-        if found.get("id") in self.ids:
-            self.errors.append("id %s is used twice" % found["id"])
-        self.ids |= {found["id"]} if "id" in found else set()
-        links = [found[key] for key in ("href", "src") if found.get(key)]
+        attributes = dict(attrs)
+        if attributes.get("id") in self.ids:
+            self.errors.append("id %s is used twice" % attributes["id"])
+        self.ids |= {attributes["id"]} if "id" in attributes else set()
+        links = [attributes[key] for key in ("href", "src") if attributes.get(key)]
         self.links += links
         if tag != "a":
             self.errors += ["<%s> loads %s" % (tag, link) for link in links
@@ -72,11 +72,11 @@ def main():
     links += [(FOLDER / "manual/index.html", entry["u"])
               for entry in json.loads(index[index.index("["):index.rindex(";")])]
     for path, link in links:
-        name, _, found = link.partition("#")
+        name, _, anchor = link.partition("#")
         target = (path.parent / name).resolve() if name else path
         if not link.startswith("https://") and (
                 not target.is_file() or
-                (found and found not in pages.get(target, pages[paths[0]]).ids)):
+                (anchor and anchor not in pages.get(target, pages[paths[0]]).ids)):
             errors.append("%s: %s leads nowhere" % (path.name, link))
     errors += imported((FOLDER / "manual/manual.css").read_text("utf-8"))
     reached = {link for _, link in links}

@@ -65,15 +65,15 @@ def searching(*folders):
 
 def processes_of(text):
     """The processes whose command line holds a text."""
-    found = []
-    for place in pathlib.Path("/proc").glob("[0-9]*"):
+    numbers = []
+    for process in pathlib.Path("/proc").glob("[0-9]*"):
         try:
-            line = (place / "cmdline").read_bytes()
+            line = (process / "cmdline").read_bytes()
         except OSError:
             continue
-        if text.encode() in line and int(place.name) != os.getpid():
-            found.append(place.name)
-    return found
+        if text.encode() in line and int(process.name) != os.getpid():
+            numbers.append(process.name)
+    return numbers
 
 
 def masked(report):
@@ -84,16 +84,16 @@ def check_right(folder, seeds, out, expected_best=True):
     """Every seed exists once, wcsp-check confirms each report, and standard output
     has the best one."""
     folder = pathlib.Path(folder)
-    found = records(folder)
-    expect("seeds", sorted(found), sorted(seeds))
+    runs = records(folder)
+    expect("seeds", sorted(runs), sorted(seeds))
     best = None
-    for seed, record in found.items():
+    for seed, record in runs.items():
         report = folder / f"{seed}.report"
         status = subprocess.run([CHECK, "--quiet", "m.model", report], check=False).returncode
         expect(f"judge of seed {seed}", status, 0)
         text = report.read_text()
-        told = re.findall(r"^penalty: (\d+)/(\d+) \(hard", text, re.M)[-1]
-        expect(f"penalty of seed {seed}", told,
+        penalty = re.findall(r"^penalty: (\d+)/(\d+) \(hard", text, re.M)[-1]
+        expect(f"penalty of seed {seed}", penalty,
                (str(record["hard"]), str(record["soft"])))
         best = min(best or (2**40,), (record["hard"], record["soft"], seed))
     if expected_best:
@@ -102,8 +102,8 @@ def check_right(folder, seeds, out, expected_best=True):
 
 def check_nothing_left(folder):
     """No process of the runs is there a moment after the end."""
-    place = str(pathlib.Path(folder).resolve())
-    wait_for(f"processes in {folder}", lambda: not processes_of(place), 10)
+    path = str(pathlib.Path(folder).resolve())
+    wait_for(f"processes in {folder}", lambda: not processes_of(path), 10)
 
 
 def the_same_as_alone():
@@ -182,20 +182,20 @@ def ends():
     expect("stopped", (process.returncode, len(records("s"))), (5, 2))
     status, _, errors = many("m.model", "--dir", "r", "--target", "0", "--each", "0.3", "--seeds",
                              "1-2", "--jobs", "2", "--time", "6", "--restart", "--from-best")
-    found = records("r")
-    expect(f"restart: {errors}", (status, len(found) > 3,
-                                  {r["from"] for r in found.values()}), (0, True, {"", "best"}))
+    runs = records("r")
+    expect(f"restart: {errors}", (status, len(runs) > 3,
+                                  {r["from"] for r in runs.values()}), (0, True, {"", "best"}))
 
 
 def check_polished(folder, out):
     """The report on standard output is right and better than all runs, and kept."""
-    told = tuple(map(int, re.findall(r"^penalty: (\d+)/(\d+) \(hard", out, re.M)[-1]))
+    penalty = tuple(map(int, re.findall(r"^penalty: (\d+)/(\d+) \(hard", out, re.M)[-1]))
     best = min((r["hard"], r["soft"]) for r in records(folder).values())
     done = subprocess.run([CHECK, "--quiet", "w.model", "-"], input=out, text=True, check=False)
     expect("judged", done.returncode, 0)
     expect("kept", pathlib.Path(folder, "best.report").read_text(), out)
-    expect("no worse", told <= best, True)
-    return told < best
+    expect("no worse", penalty <= best, True)
+    return penalty < best
 
 
 def polish():
@@ -242,16 +242,16 @@ def polish_moments():
     count, seed = map(int, (sys.argv[4:] + ["6", "1"][len(sys.argv) - 4:])[:2])
     rng = random.Random(seed)
     for number in range(count):
-        chosen = rng.choice([signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL])
-        what = f"polishing, trial {number} of seed {seed}: {chosen.name}"
+        sent = rng.choice([signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL])
+        what = f"polishing, trial {number} of seed {seed}: {sent.name}"
         process = start("w.model", "--dir", "pm", "--seeds", "1-2", "--time", "100", "--polish",
                         "0.9", "--", "-iteration", "1000")
         wait_for(what, pathlib.Path("pm/2.run").exists)
         time.sleep(rng.uniform(0, 4))
-        process.send_signal(chosen)
+        process.send_signal(sent)
         out, errors = process.communicate(timeout=60)
         check_nothing_left("pm")
-        if chosen != signal.SIGKILL:
+        if sent != signal.SIGKILL:
             expect(f"{what}: {errors}", process.returncode, 0)
             check_clean("pm")
             check_polished("pm", out)
@@ -476,12 +476,12 @@ def streams():
 def searching_seeds(folder):
     """The seeds of the searches that have started and are under way."""
     seeds = set()
-    for place in pathlib.Path("/proc").glob("[0-9]*"):
+    for process in pathlib.Path("/proc").glob("[0-9]*"):
         try:
-            command = (place / "cmdline").read_bytes().split(b"\0")
-            if (place / "cwd").resolve() != (pathlib.Path(folder) / ".work").resolve():
+            command = (process / "cmdline").read_bytes().split(b"\0")
+            if (process / "cwd").resolve() != (pathlib.Path(folder) / ".work").resolve():
                 continue
-            log = place / "cwd" / command[command.index(b"-logfile") + 1].decode()
+            log = process / "cwd" / command[command.index(b"-logfile") + 1].decode()
             if b"# start tabu search" in log.read_bytes():
                 seeds.add(int(command[command.index(b"-seed") + 1]))
         except (OSError, ValueError):
@@ -506,33 +506,33 @@ def moments():
     next call finishes."""
     count, seed = map(int, (sys.argv[4:] + ["12", "1"][len(sys.argv) - 4:])[:2])
     rng = random.Random(seed)
-    told, interrupted = {}, 0
+    outcomes, interrupted = {}, 0
     for number in range(count):
         folder = f"m{number}"
         arguments = ["m.model", "--dir", folder, "--target", "0", "--seeds", "1-6", "--jobs", "2",
                      "--", "-iteration", "300000"]
-        chosen = rng.choice([signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL])
+        sent = rng.choice([signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL])
         process = start(*arguments)
         # Half of them in the first second, where the engine starts.
         time.sleep(rng.uniform(0, rng.choice([1, 4])))
         begun = searching_seeds(folder)
-        process.send_signal(chosen)
+        process.send_signal(sent)
         if rng.random() < 0.25:
             time.sleep(rng.uniform(0, 0.2))
-            process.send_signal(chosen)
-        what = f"trial {number}: {chosen.name}"
-        if chosen == signal.SIGKILL:
+            process.send_signal(sent)
+        what = f"trial {number}: {sent.name}"
+        if sent == signal.SIGKILL:
             process.communicate(timeout=60)
         else:
             out, errors = process.communicate(timeout=120)
             expect(f"{what}: {errors}", ("Traceback" in errors,
-                                         process.returncode in (0, 1, 5, -chosen)), (False, True))
+                                         process.returncode in (0, 1, 5, -sent)), (False, True))
             if pathlib.Path(folder, "settings.json").exists():
                 check_clean(folder)
                 expect(f"{what}: seeds lost", begun - set(records(folder)), set())
                 check_right(folder, records(folder), out, process.returncode in (0, 5))
                 interrupted += sum(r["ended by"] != "" for r in records(folder).values())
-        whole = {name: place.stat().st_mtime_ns for name, place in (
+        written = {name: file.stat().st_mtime_ns for name, file in (
             (seed, pathlib.Path(folder, f"{seed}.run")) for seed, record in records(folder).items()
             if not record["ended by"])}
         status, out, errors = many(*arguments)
@@ -541,11 +541,12 @@ def moments():
         check_right(folder, range(1, 7), out)
         expect(what, {r["ended by"] for r in records(folder).values()}, {""})
         expect(f"{what}: done twice", {seed: pathlib.Path(folder, f"{seed}.run").stat().st_mtime_ns
-                                       for seed in whole}, whole)
-        told[chosen.name, process.returncode] = told.get((chosen.name, process.returncode), 0) + 1
+                                       for seed in written}, written)
+        outcome = sent.name, process.returncode
+        outcomes[outcome] = outcomes.get(outcome, 0) + 1
         shutil.rmtree(folder)
     print(f"{count} signals (seed {seed}), {interrupted} runs interrupted; by signal and status:",
-          told)
+          outcomes)
 
 
 def ssh():
@@ -649,9 +650,9 @@ def slurm():
         pid = pathlib.Path(cluster, "slurmd.n2.pid").read_text().strip()
         os.kill(int(pid), signal.SIGKILL)
         for process in processes_of("lost/.work/wcsp-many"):
-            place = pathlib.Path("/proc", process)
-            if b"SLURMD_NODENAME=n2" in (place / "environ").read_bytes():
-                step = re.search(r"^PPid:\s*(\d+)", (place / "status").read_text(), re.M)[1]
+            proc = pathlib.Path("/proc", process)
+            if b"SLURMD_NODENAME=n2" in (proc / "environ").read_bytes():
+                step = re.search(r"^PPid:\s*(\d+)", (proc / "status").read_text(), re.M)[1]
                 os.kill(int(step), signal.SIGKILL)  # first what would tell of it
                 os.kill(int(process), signal.SIGKILL)
         wait_for("the other node", lambda: len(records("lost")) == 2 and not jobs(), 280)

@@ -28,7 +28,7 @@ def main():
         logs = [f"runs/{seed}.log" for seed in range(1, count + 1)]
         said = text_of("wcsp-plot", *logs, "-o", "picture.svg")
         of_plot = re.search(rf"^median of {count} +(\d+/\d+)", said, re.M)[1]
-        penalties = [tuple(map(int, found)) for found in re.findall(
+        penalties = [tuple(map(int, match)) for match in re.findall(
             r"^\S+log +(\d+)/(\d+)", said, re.M)]
         # Of an even number, the lower of the two in the middle.
         middle = "{}/{}".format(*statistics.median_low(penalties))

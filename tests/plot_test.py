@@ -128,9 +128,9 @@ def check_pictures():
              ["a\\x1b[31m\\x0a", "b\\x7f\\xc2\\x9b"])):
         status, _, message = plot(*arguments, "-o", name + ".svg")
         expect((name, message), status, 0)
-        found = pathlib.Path(name + ".svg").read_text().replace("&#39;", "'")
+        picture = pathlib.Path(name + ".svg").read_text().replace("&#39;", "'")
         for text in texts:
-            expect((name, text), text in found, True)
+            expect((name, text), text in picture, True)
     for form, magic in (("png", b"\x89PNG"), ("pdf", b"%PDF")):
         expect(form, plot("a", "b", "-o", "p." + form)[0], 0)
         expect(form, pathlib.Path("p." + form).read_bytes()[:4], magic)

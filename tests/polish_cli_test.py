@@ -121,9 +121,9 @@ WRONG = [
 
 def arguments():
     for given, text, status, message in WRONG:
-        found = polish(*given, text=text)
-        expect((given, text), (found[0], found[1], found[2][-1:]), (status, "", "\n"))
-        hold(given, message in found[2] and "terminate" not in found[2], found[2])
+        outcome = polish(*given, text=text)
+        expect((given, text), (outcome[0], outcome[1], outcome[2][-1:]), (status, "", "\n"))
+        hold(given, message in outcome[2] and "terminate" not in outcome[2], outcome[2])
     expect("the model is as it was", pathlib.Path("m").read_text("utf-8"), SMALL)
     for option in ("--help", "--version"):
         status, out, errors = polish(option)
@@ -161,9 +161,9 @@ def repeats():
         status, out, errors = polish("c", *given)
         expect(given, (status, errors), (0, ""))
         return TIMES.sub("", out)
-    whole = masked("--steps", "30", "--seed", "5")
-    expect("equal seeds", masked("--steps", "30", "--seed", "5"), whole)
-    hold("another seed goes another way", masked("--steps", "30", "--seed", "6") != whole)
+    lines = masked("--steps", "30", "--seed", "5")
+    expect("equal seeds", masked("--steps", "30", "--seed", "5"), lines)
+    hold("another seed goes another way", masked("--steps", "30", "--seed", "6") != lines)
     short = masked("--time", "0.6", "--seed", "5").split("\n\n")[0]
     far = masked("--steps", "400", "--seed", "5").split("\n\n")[0]
     hold("a run with --time is a prefix of that with --steps", far.startswith(short),
@@ -233,22 +233,22 @@ def progress():
 
 
 def processes(mark):
-    found = []
-    for place in pathlib.Path("/proc").glob("[0-9]*"):
+    numbers = []
+    for process in pathlib.Path("/proc").glob("[0-9]*"):
         try:
-            if mark in (place / "environ").read_bytes():
-                found.append(int(place.name))
+            if mark in (process / "environ").read_bytes():
+                numbers.append(int(process.name))
         except OSError:
             continue
-    return found
+    return numbers
 
 
 def left_within(seconds, mark):
     """Processes that have not ended by then."""
     end = time.monotonic() + seconds
-    while (found := processes(mark)) and time.monotonic() < end:
+    while (left := processes(mark)) and time.monotonic() < end:
         time.sleep(0.01)
-    return found
+    return left
 
 
 def start(*given, ignored=()):

@@ -50,14 +50,14 @@ def clone(folder):
 def commands(readme):
     """The commands in their order, each once, without comments and without those
     that have a word in capitals, which stands for something else."""
-    found = []
+    result = []
     for indented, inline in CODE.findall(FENCED.sub('', readme)):
         text = indented.replace('\\\n', ' ') if indented else inline.replace('\n', ' ')
         for line in text.splitlines():
             line = re.sub(r'\s+', ' ', line.split('#')[0]).strip()
             if COMMAND.match(line) and not re.search(r'\b[A-Z]{4,}\b', line):
-                found.append(line)
-    return list(dict.fromkeys(found))
+                result.append(line)
+    return list(dict.fromkeys(result))
 
 
 def main():

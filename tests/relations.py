@@ -83,14 +83,14 @@ class Parsed:
         measures = [self.measure(*constraint) for constraint in self.constraints]
         domains = [[(x, k, a) for k, a in enumerate(values)]
                    for x, values in self.variables.items()]
-        found = {}
+        totals = {}
         for choice in itertools.product(*domains):
             on = {(x, a) for x, _, a in choice}
             numbers = {x: k for x, k, _ in choice}
             parts = [(weight, min(violation(on, numbers), INF)) for weight, violation in measures]
-            found[tuple(printed(a) for _, _, a in choice)] = (
+            totals[tuple(printed(a) for _, _, a in choice)] = (
                 sum(p for w, p in parts if w == INF), sum(w * p for w, p in parts if w < INF))
-        return found
+        return totals
 
     def measure(self, head, terms, tail):
         """The weight, and the violation as a function of what is on."""

@@ -36,26 +36,26 @@ _LONGEST = 10**9  # seconds
 def seeds_of(seeds: int | Iterable[int]) -> list[int]:
     count = whole_number(seeds)
     if isinstance(seeds, Iterable):
-        chosen = [(seed, whole_number(seed)) for seed in seeds]
+        numbers = [(seed, whole_number(seed)) for seed in seeds]
     elif count is not None and count <= _MOST_SEEDS:
-        chosen = [(seed, seed) for seed in range(1, count + 1)]
+        numbers = [(seed, seed) for seed in range(1, count + 1)]
     else:
         raise ModelError(
             f"seeds is a number of seeds up to {_MOST_SEEDS} or a list of "
             f"them, not {seeds!r}"
         )
-    found: dict[int, None] = {}
-    for given, seed in chosen:
+    distinct: dict[int, None] = {}
+    for given, seed in numbers:
         if seed is None or not 0 <= seed <= LARGEST:
             raise ModelError(
                 f"a seed is an integer from 0 to {LARGEST}, not {given!r}"
             )
-        if seed in found:
+        if seed in distinct:
             raise ModelError(f"seed {seed} is given twice")
-        found[seed] = None
-    if not found:
+        distinct[seed] = None
+    if not distinct:
         raise ModelError("at least one seed is needed")
-    return list(found)
+    return list(distinct)
 
 
 def seconds_of(time: float) -> float:
@@ -138,9 +138,9 @@ def completed(model: Model, places: dict[int, int], seed: int) -> str:
     model.words.update()
     words = {}
     for x in model.variables:
-        place = places.get(x.number)
-        if place is None:
-            place = int(draw() * len(x.places))
+        position = places.get(x.number)
+        if position is None:
+            position = int(draw() * len(x.places))
         values = model.words.values(x.number)
-        words[model.words.variables[x.number]] = values[place]
+        words[model.words.variables[x.number]] = values[position]
     return start_text(words)

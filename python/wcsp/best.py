@@ -41,11 +41,12 @@ def best_of(
             refusal = f"the report of seed {run.seed} names {error}"
             warn(f"{refusal}, which the model does not have", SolverWarning)
     for *_, seed, run in sorted(ranked):
-        told = judged_file(model_file, reports / f"{seed}.report", wcsp)
-        if told["status"] == 0:
-            return Result(model, run, runs, told, wcsp)
+        checked = judged_file(model_file, reports / f"{seed}.report", wcsp)
+        if checked["status"] == 0:
+            return Result(model, run, runs, checked, wcsp)
         refusal = (
-            f"wcsp-check refuses the report of seed {seed}: {told['verdict']}"
+            f"wcsp-check refuses the report of seed {seed}: "
+            f"{checked['verdict']}"
         )
         warn(refusal, SolverWarning)
     raise SolverError(refusal or f"no search printed a report: {_why(runs)}")
@@ -63,22 +64,22 @@ def _why(runs: list[Run]) -> str:
 
 def with_runs(model: Model, folder: str | os.PathLike[str]) -> Result:
     """See Model.with_runs."""
-    place = Path(folder)
+    path = Path(folder)
     try:
-        settings = read_json(place / "settings.json")
+        settings = read_json(path / "settings.json")
     except (OSError, ValueError):
-        raise SolverError(f"{place} is not a folder of runs") from None
+        raise SolverError(f"{path} is not a folder of runs") from None
     text = model.text()
     if settings.get("model hash") != digest(text.encode()):
-        raise ModelError(f"{place} has runs of another model")
-    records, damaged = read_runs(place)
+        raise ModelError(f"{path} has runs of another model")
+    records, damaged = read_runs(path)
     runs = []
     for seed, record in sorted(records.items()):
         if "hard" not in record:
             continue
         try:
-            report = (place / f"{seed}.report").read_text("utf-8", "replace")
-            log = _kept_log(place, seed)
+            report = (path / f"{seed}.report").read_text("utf-8", "replace")
+            log = _kept_log(path, seed)
         except (OSError, EOFError, zlib.error) as error:
             damaged[seed] = str(error)
             continue
@@ -87,21 +88,21 @@ def with_runs(model: Model, folder: str | os.PathLike[str]) -> Result:
         )
     for seed, reason in sorted(damaged.items()):
         warn(
-            f"run {seed} of {place} is damaged: {reason}. wcsp-many "
+            f"run {seed} of {path} is damaged: {reason}. wcsp-many "
             "repeats it",
             SolverWarning,
         )
     with scratch(PREFIX) as own:
         (own / "model").write_text(text, "utf-8")
-        best = best_of(model, runs, own / "model", place)
-        return _with_polished(best, own / "model", place / "polished.report")
+        best = best_of(model, runs, own / "model", path)
+        return _with_polished(best, own / "model", path / "polished.report")
 
 
-def _with_polished(best: Result, model: Path, place: Path) -> Result:
+def _with_polished(best: Result, model: Path, file: Path) -> Result:
     """What polishing has left, if it is right and better."""
-    if not place.exists():
+    if not file.exists():
         return best
-    text = place.read_text("utf-8", "replace")
+    text = file.read_text("utf-8", "replace")
     report = read_report(text)
     weights = weights_of(best.model)
     if report is None or not report.violated.keys() <= weights.keys():
@@ -109,12 +110,12 @@ def _with_polished(best: Result, model: Path, place: Path) -> Result:
     elif penalty_of(report, weights) >= best.penalty:
         return best
     else:
-        told = judged_file(model, place)
-        if told["status"] == 0:
+        checked = judged_file(model, file)
+        if checked["status"] == 0:
             run = best.run._replace(report=report, text=text)
-            return Result(best.model, run, best.runs, told)
-        reason = told["verdict"]
-    warn(f"{place} is damaged: {reason}", SolverWarning)
+            return Result(best.model, run, best.runs, checked)
+        reason = checked["verdict"]
+    warn(f"{file} is damaged: {reason}", SolverWarning)
     return best
 
 

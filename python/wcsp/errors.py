@@ -78,8 +78,8 @@ class Remarks:
 
     def tell(self) -> None:
         """Warns of each line once."""
-        found, self._found = self._found, {}
-        for (file, line, _), (first, count) in found.items():
+        remarks, self._found = self._found, {}
+        for (file, line, _), (first, count) in remarks.items():
             more = f" (and {count - 1} more of this line)" if count > 1 else ""
             warnings.warn_explicit(first + more, ModelWarning, file, line)
 

@@ -412,13 +412,13 @@ def all_different(variables: Iterable[Variable]) -> AllDifferent:
     >>> x, y = m.variable("x", [1, 2, 3]), m.variable("y", [3, 4])
     >>> m.add(all_different([x, y]), name="apart")
     """
-    found = list(dict.fromkeys(variables))
-    for x in found:
+    distinct = list(dict.fromkeys(variables))
+    for x in distinct:
         if not isinstance(x, Variable):
             raise ModelError(f"all_different() needs variables, not {x!r}")
-    if not found:
+    if not distinct:
         raise ModelError("all_different() of no variables")
-    return AllDifferent(found)
+    return AllDifferent(distinct)
 
 
 def implies(condition: Expression, consequence: Expression) -> Constraint:
@@ -433,8 +433,10 @@ def implies(condition: Expression, consequence: Expression) -> Constraint:
     for part in condition, consequence:
         if not isinstance(part, Expression):
             raise ModelError(f"implies() needs two expressions, not {part!r}")
-        whole = part.sum()
-        if whole.model is not None and not whole.model.is_condition(whole):
+        counted = part.sum()
+        if counted.model is not None and not counted.model.is_condition(
+            counted
+        ):
             raise ModelError(
                 f"implies() needs conditions of 0 or 1, not the sum {part!r}"
             )
@@ -471,45 +473,45 @@ def table(
     >>> table([car, day], {("van", "sat"): 40})
     40 (car = 'van')(day = 'sat')
     """
-    chosen = list(variables)
-    if len(chosen) == 1:
+    listed = list(variables)
+    if len(listed) == 1:
         return total(
-            integer(c, "a cost") * (chosen[0] == v) for v, c in costs.items()
+            integer(c, "a cost") * (listed[0] == v) for v, c in costs.items()
         )
-    if len(chosen) != 2:
+    if len(listed) != 2:
         raise ModelError(
-            f"table() takes one or two variables, not {len(chosen)}; make "
+            f"table() takes one or two variables, not {len(listed)}; make "
             "the combinations the values of a variable"
         )
-    x, y = chosen
+    x, y = listed
     return total(
         integer(c, "a cost") * ((x == v) * (y == u))
         for (v, u), c in costs.items()
     )
 
 
-def describe(whole: Sum, limit: int = 6) -> str:
+def describe(expr: Sum, limit: int = 6) -> str:
     """The first terms of the sum in the user's names."""
     parts: list[str] = []
-    if whole.constant or not len(whole):
-        parts.append(f" + {whole.constant}")
-    for coefficient, labels in terms(whole):
+    if expr.constant or not len(expr):
+        parts.append(f" + {expr.constant}")
+    for coefficient, labels in terms(expr):
         if len(parts) == limit:
             parts.append(" + ...")
             break
-        assert whole.model is not None
-        names = "".join(whole.model.label_text(i) for i in labels)
+        assert expr.model is not None
+        names = "".join(expr.model.label_text(i) for i in labels)
         size = f"{abs(coefficient)} " if abs(coefficient) != 1 else ""
         parts.append(f" {'-' if coefficient < 0 else '+'} {size}{names}")
     text = "".join(parts)[1:]
     return text[2:] if text.startswith("+ ") else text.replace("- ", "-", 1)
 
 
-def terms(whole: Sum) -> Iterator[tuple[int, tuple[int, ...]]]:
+def terms(expr: Sum) -> Iterator[tuple[int, tuple[int, ...]]]:
     """Each coefficient with its one label or two."""
-    for c, label in zip(whole.coefficients, whole.labels):
+    for c, label in zip(expr.coefficients, expr.labels):
         yield c, (label,)
-    for c, left, right in zip(whole.multiples, whole.lefts, whole.rights):
+    for c, left, right in zip(expr.multiples, expr.lefts, expr.rights):
         yield c, (left, right)
 
 

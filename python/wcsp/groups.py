@@ -25,86 +25,86 @@ class Group(NamedTuple):
     bound: int
 
 
-def normal(whole: Sum, variable_of: array[int]) -> Sum:
+def normal(expr: Sum, variable_of: array[int]) -> Sum:
     """The sum without constant, repeated terms and zeros, in its order.
 
     It has either labels or products. If there are products, a label is the
     product with itself.
     """
-    if whole.lefts:
-        return _with_products(whole, variable_of)
-    labels, coefficients = whole.labels, whole.coefficients
+    if expr.lefts:
+        return _with_products(expr, variable_of)
+    labels, coefficients = expr.labels, expr.coefficients
     if len(set(labels)) == len(labels) and 0 not in coefficients:
-        return _shared(whole)
+        return _shared(expr)
     linear: dict[int, int] = {}
     for c, i in zip(coefficients, labels):
         linear[i] = linear.get(i, 0) + c
-    return _linear(whole, linear)
+    return _linear(expr, linear)
 
 
-def _with_products(whole: Sum, variable_of: array[int]) -> Sum:
-    if _is_normal(whole, variable_of):
-        return _shared(whole)
-    products = _products(whole, variable_of)
+def _with_products(expr: Sum, variable_of: array[int]) -> Sum:
+    if _is_normal(expr, variable_of):
+        return _shared(expr)
+    products = _products(expr, variable_of)
     if all(i == k for i, k in products):
-        return _linear(whole, {i: c for (i, _), c in products.items()})
-    return _quadratic(whole, products)
+        return _linear(expr, {i: c for (i, _), c in products.items()})
+    return _quadratic(expr, products)
 
 
-def _is_normal(whole: Sum, variable_of: array[int]) -> bool:
+def _is_normal(expr: Sum, variable_of: array[int]) -> bool:
     """Whether all terms are distinct products of two variables."""
     variable = variable_of.__getitem__
-    lefts, rights = whole.lefts, whole.rights
+    lefts, rights = expr.lefts, expr.rights
     return (
-        not whole.labels
-        and 0 not in whole.multiples
+        not expr.labels
+        and 0 not in expr.multiples
         and not any(map(eq, map(variable, lefts), map(variable, rights)))
         and len({(i, k) if i < k else (k, i) for i, k in zip(lefts, rights)})
         == len(lefts)
     )
 
 
-def _shared(whole: Sum) -> Sum:
+def _shared(expr: Sum) -> Sum:
     """The sum without its constant, on the same terms."""
-    if not whole.constant:
-        return whole
-    result = Sum(whole.model)
-    result.labels, result.coefficients = whole.labels, whole.coefficients
-    result.multiples = whole.multiples
-    result.lefts, result.rights = whole.lefts, whole.rights
+    if not expr.constant:
+        return expr
+    result = Sum(expr.model)
+    result.labels, result.coefficients = expr.labels, expr.coefficients
+    result.multiples = expr.multiples
+    result.lefts, result.rights = expr.lefts, expr.rights
     return result
 
 
-def _products(whole: Sum, variable_of: array[int]) -> Products:
+def _products(expr: Sum, variable_of: array[int]) -> Products:
     """Coefficients by labels. The product of two different values of one
     variable is always 0 and is left out."""
     products: Products = {}
-    for c, i, k in zip(whole.multiples, whole.lefts, whole.rights):
+    for c, i, k in zip(expr.multiples, expr.lefts, expr.rights):
         if variable_of[i] != variable_of[k] or i == k:
             key = (k, i) if (k, i) in products else (i, k)
             products[key] = products.get(key, 0) + c
-    for c, i in zip(whole.coefficients, whole.labels):
+    for c, i in zip(expr.coefficients, expr.labels):
         products[i, i] = products.get((i, i), 0) + c
     return {key: c for key, c in products.items() if c}
 
 
-def _linear(whole: Sum, linear: dict[int, int]) -> Sum:
-    result = Sum(whole.model)
+def _linear(expr: Sum, linear: dict[int, int]) -> Sum:
+    result = Sum(expr.model)
     kept = {i: c for i, c in linear.items() if c}
     result.labels.extend(kept)
     result.coefficients.extend(map(fitting, kept.values()))
     return result
 
 
-def _quadratic(whole: Sum, products: Products) -> Sum:
-    result = Sum(whole.model)
+def _quadratic(expr: Sum, products: Products) -> Sum:
+    result = Sum(expr.model)
     result.multiples.extend(map(fitting, products.values()))
     result.lefts.extend(i for i, _ in products)
     result.rights.extend(k for _, k in products)
     return result
 
 
-def groups(whole: Sum, model: Model, sign: int) -> list[Group]:
+def groups(expr: Sum, model: Model, sign: int) -> list[Group]:
     """The sum in parts: one for each variable and each pair of variables.
 
     The bound of a group is its minimum (sign 1) or maximum (sign -1), so
@@ -112,7 +112,7 @@ def groups(whole: Sum, model: Model, sign: int) -> list[Group]:
     """
     parts: dict[tuple[int, ...], Products] = {}
     variable_of = model.labels_of
-    for (i, k), c in _products(whole, variable_of).items():
+    for (i, k), c in _products(expr, variable_of).items():
         v, u = variable_of[i], variable_of[k]
         if v == u:
             parts.setdefault((v,), {})[i, i] = c
@@ -121,17 +121,17 @@ def groups(whole: Sum, model: Model, sign: int) -> list[Group]:
             part[k, i] = part.get((k, i), 0) + c
         else:
             parts.setdefault((v, u), {})[i, k] = c
-    found = []
+    result = []
     for of, part in parts.items():
-        chosen = [model.variables[v] for v in of]
-        size = prod(len(x.values) for x in chosen)
+        variables = [model.variables[v] for v in of]
+        size = prod(len(x.values) for x in variables)
         if len(of) == 1:
-            terms = _linear(whole, {i: c for (i, _), c in part.items()})
+            terms = _linear(expr, {i: c for (i, _), c in part.items()})
         else:
-            terms = _quadratic(whole, part)
-        names = tuple(x.name for x in chosen)
-        found.append(Group(names, terms, _best(part.values(), size, sign)))
-    return found
+            terms = _quadratic(expr, part)
+        names = tuple(x.name for x in variables)
+        result.append(Group(names, terms, _best(part.values(), size, sign)))
+    return result
 
 
 def _best(costs: Iterable[int], size: int, sign: int) -> int:

@@ -198,10 +198,10 @@ class Model:
         weight: Fraction | int | None,
         name: Hashable,
     ) -> None:
-        whole, relation = constraint.left, constraint.relation
-        self._own(whole, name)
-        left = normal(whole, self.labels_of)
-        bound = constraint.bound - whole.constant
+        left_side, relation = constraint.left, constraint.relation
+        self._own(left_side, name)
+        left = normal(left_side, self.labels_of)
+        bound = constraint.bound - left_side.constant
         low, high = self.range_of(left)
         _check_size(name, left, low, high, bound)
         if not _can_hold(low, high, relation, bound):
@@ -221,39 +221,37 @@ class Model:
             )
         self._store_sum(left, relation, bound, weight, name)
 
-    def _own(self, whole: Sum, name: Hashable) -> None:
-        if whole.model is not None and whole.model is not self:
+    def _own(self, expr: Sum, name: Hashable) -> None:
+        if expr.model is not None and expr.model is not self:
             raise ModelError(f"constraint {name!r} belongs to another model")
 
-    def range_of(self, whole: Sum) -> tuple[int, int]:
+    def range_of(self, expr: Sum) -> tuple[int, int]:
         """Bounds of the sum: exact for labels, conservative for products."""
-        coefficients, labels = whole.coefficients, whole.labels
+        coefficients, labels = expr.coefficients, expr.labels
         variables = [self.labels_of[i] for i in labels]
         if len(set(variables)) == len(labels) and not self._has_fixed:
             low = sum([c for c in coefficients if c < 0])
             high = sum(coefficients) - low
         else:
-            low, high = self._exact_range(whole, variables)
-        below = sum([c for c in whole.multiples if c < 0])
-        above = sum(whole.multiples) - below
-        return low + below + whole.constant, high + above + whole.constant
+            low, high = self._exact_range(expr, variables)
+        below = sum([c for c in expr.multiples if c < 0])
+        above = sum(expr.multiples) - below
+        return low + below + expr.constant, high + above + expr.constant
 
-    def is_condition(self, whole: Sum) -> bool:
+    def is_condition(self, expr: Sum) -> bool:
         """Whether the sum is certain to be 0 or 1."""
-        parts = groups(whole, self, 1)
+        parts = groups(expr, self, 1)
         if len(parts) == 1:
             # At most one of the terms counts.
-            low = whole.constant + parts[0].bound
-            high = whole.constant + groups(whole, self, -1)[0].bound
+            low = expr.constant + parts[0].bound
+            high = expr.constant + groups(expr, self, -1)[0].bound
         else:
-            low, high = self.range_of(whole)
+            low, high = self.range_of(expr)
         return low >= 0 and high <= 1
 
-    def _exact_range(
-        self, whole: Sum, variables: list[int]
-    ) -> tuple[int, int]:
+    def _exact_range(self, expr: Sum, variables: list[int]) -> tuple[int, int]:
         groups: dict[int, dict[int, int]] = {}
-        for v, i, c in zip(variables, whole.labels, whole.coefficients):
+        for v, i, c in zip(variables, expr.labels, expr.coefficients):
             group = groups.setdefault(v, {})
             group[i] = group.get(i, 0) + c
         low = high = 0
@@ -306,21 +304,21 @@ class Model:
         weight: Fraction | int | None,
         name: Hashable,
     ) -> None:
-        chosen = constraint.variables
-        if any(x.model is not self for x in chosen):
+        variables = constraint.variables
+        if any(x.model is not self for x in variables):
             raise ModelError(f"constraint {name!r} belongs to another model")
         taking: dict[Any, list[Variable]] = {}
-        for x in chosen:
+        for x in variables:
             for value in x.values:
                 taking.setdefault(value, []).append(x)
-        if weight is None and len(taking) < len(chosen):
+        if weight is None and len(taking) < len(variables):
             raise ModelError(
-                f"constraint {name!r} can never hold: {len(chosen)} variables "
-                f"share {len(taking)} values"
+                f"constraint {name!r} can never hold: {len(variables)} "
+                f"variables share {len(taking)} values"
             )
-        if _numbers_agree(chosen):
-            self.coefficients.extend([1] * len(chosen))
-            self.first.extend(x.number for x in chosen)
+        if _numbers_agree(variables):
+            self.coefficients.extend([1] * len(variables))
+            self.first.extend(x.number for x in variables)
             self._store("a", "", 0, weight, name)
             return
         # At most one for each value: the violations add up to the same.
@@ -378,27 +376,23 @@ class Model:
             raise ModelError(f"{expression!r} is not an expression of labels")
         if self.objectives and self.objectives[0].sign != sign:
             raise ModelError("a model cannot both minimize and maximize")
-        whole = expression.sum()
-        self._own(whole, name)
+        expr = expression.sum()
+        self._own(expr, name)
         relation = "<=" if sign > 0 else ">="
         if bound is None:
-            parts = groups(whole, self, sign)
-            limit = whole.constant + sum(part.bound for part in parts)
+            parts = groups(expr, self, sign)
+            limit = expr.constant + sum(part.bound for part in parts)
         else:
             limit = integer(bound, "a bound")
             parts = [
-                Group(
-                    (), normal(whole, self.labels_of), limit - whole.constant
-                )
+                Group((), normal(expr, self.labels_of), limit - expr.constant)
             ]
         for part in parts:
             low, high = self.range_of(part.sum)
             _check_size(name, part.sum, low, high, part.bound)
             owner = (name, *part.of) if part.of else name
             self._store_sum(part.sum, relation, part.bound, checked, owner)
-        self.objectives.append(
-            Objective(sign, Fraction(checked), whole, limit)
-        )
+        self.objectives.append(Objective(sign, Fraction(checked), expr, limit))
 
     @property
     def scale(self) -> Fraction:
@@ -572,13 +566,13 @@ def _check_size(
         )
 
 
-def _numbers_agree(chosen: list[Variable]) -> bool:
+def _numbers_agree(variables: list[Variable]) -> bool:
     """Whether equal values have equal numbers, and only those."""
-    longest = max((x.places for x in chosen), key=len)
+    longest = max((x.places for x in variables), key=len)
     order = list(longest)
     return all(
         x.places is longest or list(x.places) == order[: len(x.places)]
-        for x in chosen
+        for x in variables
     )
 
 

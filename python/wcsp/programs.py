@@ -28,11 +28,11 @@ def find_program(name: str, wcsp: str | os.PathLike[str] | None = None) -> str:
             raise ProgramMissing(f"{given} is not a program")
         return solver
     beside = [os.path.dirname(solver)] if solver else []
-    found = programs.find_program(
-        name, beside=beside
-    ) or programs.find_program(name, _CHECKOUT / name)
-    if found:
-        return found
+    path = programs.find_program(name, beside=beside) or programs.find_program(
+        name, _CHECKOUT / name
+    )
+    if path:
+        return path
     raise ProgramMissing(
         f"{name} is not installed: it is neither next to the program given by "
         "wcsp= or the variable WCSP nor on PATH"
@@ -54,10 +54,10 @@ def judged_file(
     checker = find_program("wcsp-check", wcsp)
     done = _done([checker, "--json", "--", str(model), str(report)])
     try:
-        told: dict[str, Any] = json.loads(done.stdout)
+        checked: dict[str, Any] = json.loads(done.stdout)
     except ValueError:
         raise SolverError(_complaint(done)) from None
-    return told
+    return checked
 
 
 def judged(

@@ -111,8 +111,8 @@ class Result:
         self._values: dict[Hashable, Any] = {}
         for word, value in best.report.assignment.items():
             x = model.variables[self._numbers[word]]
-            place = model.words.values(x.number).index(value)
-            self._values[x.name] = list(x.places)[place]
+            position = model.words.values(x.number).index(value)
+            self._values[x.name] = list(x.places)[position]
 
     def __copy__(self) -> Result:
         return deepcopy(self)
@@ -170,14 +170,14 @@ class Result:
             )
         )
 
-    def _value_of(self, whole: Sum) -> int:
+    def _value_of(self, expr: Sum) -> int:
         on = {
             x.first + x.places[self._values[x.name]]
             for x in self.model.variables
         }
-        return whole.constant + sum(
+        return expr.constant + sum(
             factor
-            for factor, labels in terms(whole)
+            for factor, labels in terms(expr)
             if all(label in on for label in labels)
         )
 
@@ -185,50 +185,56 @@ class Result:
     def violated(self) -> list[Violation]:
         """The violated constraints, hard ones first, then by cost."""
         numbers = {w: i for i, w in enumerate(self.model.words.constraints)}
-        found = []
-        for told in self.checked["violated"]:
-            c = numbers[told["name"]]
+        violations = []
+        for constraint in self.checked["violated"]:
+            c = numbers[constraint["name"]]
             weight = self.model.weights[c]
             cost = (
-                0 if weight is None else Fraction(weight) * told["violation"]
+                0
+                if weight is None
+                else Fraction(weight) * constraint["violation"]
             )
-            found.append(
+            violations.append(
                 Violation(
                     self.model.names[c],
                     None if weight is None else shortest(Fraction(weight)),
-                    told["violation"],
+                    constraint["violation"],
                     shortest(Fraction(cost)),
-                    self._explained(told),
+                    self._explained(constraint),
                 )
             )
-        return sorted(found, key=lambda v: (v.weight is not None, -v.cost))
+        return sorted(
+            violations, key=lambda v: (v.weight is not None, -v.cost)
+        )
 
-    def _explained(self, told: dict[str, Any]) -> str:
-        if told["kind"] == "alldiff":
+    def _explained(self, constraint: dict[str, Any]) -> str:
+        if constraint["kind"] == "alldiff":
             return "; ".join(
                 "the same value: "
                 + ", ".join(self._label(*label) for label in shared["labels"])
-                for shared in told["shared"]
+                for shared in constraint["shared"]
             )
         on = ", ".join(
             ("" if term["coefficient"] == 1 else f"{term['coefficient']} ")
             + " and ".join(self._label(*label) for label in term["labels"])
-            for term in told["terms"]
+            for term in constraint["terms"]
         )
-        total = int(told["sum"])
-        is_low = told["lower"] is not None and total < told["lower"]
+        total = int(constraint["sum"])
+        is_low = (
+            constraint["lower"] is not None and total < constraint["lower"]
+        )
         bound = (
-            f"at least {told['lower']}"
+            f"at least {constraint['lower']}"
             if is_low
-            else f"at most {told['upper']}"
+            else f"at most {constraint['upper']}"
         )
         return f"{total}, wanted {bound}: {on or 'nothing counts'}"
 
     def _label(self, word: str, value: str) -> str:
         number = self._numbers[word]
-        place = self.model.words.values(number).index(value)
+        position = self.model.words.values(number).index(value)
         x = self.model.variables[number]
-        return f"{_shown(x.name)} = {_shown(list(x.places)[place])}"
+        return f"{_shown(x.name)} = {_shown(list(x.places)[position])}"
 
     @property
     def failing(self) -> list[tuple[Hashable, int]]:

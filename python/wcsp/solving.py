@@ -224,8 +224,8 @@ class _Race:
                 search.interrupt()
 
     def _take(self, search: _Search | _Polishing) -> None:
-        for found in search.improvements():
-            penalty = (found.hard, found.soft)
+        for point in search.improvements():
+            penalty = (point.hard, point.soft)
             if self.best is not None and penalty >= self.best:
                 continue
             self.best = penalty
@@ -234,8 +234,8 @@ class _Race:
                 self.has_target = True
             if self.asked.on_improve is not None:
                 scale = self.asked.model.scale
-                soft = shortest(Fraction(found.soft) / scale)
-                news = Progress(search.seed, found.hard, soft, found.time)
+                soft = shortest(Fraction(point.soft) / scale)
+                news = Progress(search.seed, point.hard, soft, point.time)
                 self.signals.window(partial(self.asked.on_improve, news))
 
     def explain(self) -> None:
@@ -276,15 +276,15 @@ def solve(
     if not model.variables:
         raise ModelError("the model has no variable")
     _check_function(on_improve)
-    chosen = seeds_of(seeds)
+    seed_list = seeds_of(seeds)
     share = share_of(polish)
     start_time, seconds = clock.monotonic(), seconds_of(time)
     asked = _Asked(
         model,
         find_program("wcsp", wcsp),
         find_program("wcsp-polish", wcsp) if share > 0 else "",
-        chosen,
-        min(jobs_of(jobs), len(chosen)),
+        seed_list,
+        min(jobs_of(jobs), len(seed_list)),
         jobs_of(jobs),
         start_time + (1 - share) * seconds,
         start_time + seconds,
@@ -338,7 +338,7 @@ def polish(
     """See Result.polish, which has the usual values."""
     model, run, wcsp = result.model, result.run, result.wcsp
     _check_function(on_improve)
-    (chosen,) = seeds_of([seed])
+    (number,) = seeds_of([seed])
     end = clock.monotonic() + seconds_of(time)
     asked = _Asked(
         model,
@@ -360,12 +360,12 @@ def polish(
         signals.window(lambda: model.write(folder / "model"), True)
         (folder / f"{run.seed}.report").write_text(run.text, "utf-8")
         race.best = penalty_of(run.text.encode())
-        found = Result(model, run, result.runs, result.checked, wcsp)
-        found = _polished(race, found, [run], chosen)
+        polished = Result(model, run, result.runs, result.checked, wcsp)
+        polished = _polished(race, polished, [run], number)
         if race.failure:
             raise SolverError(race.failure)
-    found.ended_by = signals.name
-    return found
+    polished.ended_by = signals.name
+    return polished
 
 
 def _check_function(on_improve: object) -> None:

@@ -137,11 +137,11 @@ def _wrapped(head: str, pieces: list[str]) -> str:
         return line.rstrip() + "\n"
     result = []
     start, length = 0, len(head)
-    for place, piece in enumerate(pieces):
+    for position, piece in enumerate(pieces):
         length += 1 + len(piece)
         if length > _WIDTH:
-            result.append(" ".join((head, *pieces[start:place])))
-            head, start, length = "   ", place, 4 + len(piece)
+            result.append(" ".join((head, *pieces[start:position])))
+            head, start, length = "   ", position, 4 + len(piece)
     result.append(" ".join((head, *pieces[start:])))
     return "\n".join(result) + "\n"
 

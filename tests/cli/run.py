@@ -65,11 +65,11 @@ def failures(case, program):
             return []
         result = execute(case["run"], case, folder, environment)
     wanted = case["output"] + f"(status {case['status']})\n"
-    found = masked(result.stdout.decode("latin-1"))
-    found += "" if found.endswith("\n") else " (no newline)\n"
-    found += result.stderr.decode("latin-1") + f"(status {result.returncode})\n"
+    output = masked(result.stdout.decode("latin-1"))
+    output += "" if output.endswith("\n") else " (no newline)\n"
+    output += result.stderr.decode("latin-1") + f"(status {result.returncode})\n"
     return list(difflib.unified_diff(wanted.splitlines(True),
-                                     found.splitlines(True), "wanted", "found"))
+                                     output.splitlines(True), "wanted", "found"))
 
 
 def main():

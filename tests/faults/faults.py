@@ -32,7 +32,7 @@ HEADING = b"\n[incumbent solution]\n"
 PHASES = {0: "in reading", 1: "before the search", 2: "in it", None: "coped with"}
 
 Run = collections.namedtuple("Run", "args status out")  # the output is masked
-found = collections.Counter()  # the outcomes of the group that runs
+group_counts = collections.Counter()  # the outcomes of the group that runs
 judged = set()
 
 
@@ -77,7 +77,7 @@ def read_until(process, text):
 
 
 def case(what, result, status, out=None):
-    found["cases"] += 1
+    group_counts["cases"] += 1
     expect(result.status == status and out in (None, result.out),
            "%s: not status %d and %r" % (what, status, out), result)
 
@@ -123,8 +123,8 @@ def memory_outcome(model, normal, failure):
         judge(model, result)
         return 2
     # Without a report, by an abort; or the C library had no memory for opening a file.
-    whole = result.status in (2, 3, 4) and result.out[-1:] == b"\n"
-    expect(START not in result.out and (whole or result.status == -signal.SIGABRT and
+    is_refused = result.status in (2, 3, 4) and result.out[-1:] == b"\n"
+    expect(START not in result.out and (is_refused or result.status == -signal.SIGABRT and
                                         normal.startswith(result.out)), what, result)
     return int(READ in result.out)
 
@@ -155,7 +155,7 @@ def memory():
                                          range(1, count + 1)))
             phases = [phase for phase in outcomes if phase is not None]
             expect(phases == sorted(phases) and phases[-1] == 2, "phases: %s" % phases, normal)
-            found.update(map(PHASES.get, outcomes))
+            group_counts.update(map(PHASES.get, outcomes))
 
 
 def checker():
@@ -171,7 +171,7 @@ def checker():
         aborted = []
         for k in range(1, int(number.read_text()) + 1):
             done = check(FAIL_ALLOCATION="%d+" % k)
-            found["checks, status %d" % done.returncode] += 1
+            group_counts["checks, status %d" % done.returncode] += 1
             if done.returncode == -signal.SIGABRT:  # its libraries make their tables before main
                 aborted.append(k)
             expect(done.returncode in (2, normal.returncode) or aborted == list(range(1, k + 1)),
@@ -237,7 +237,7 @@ def announced():
         process.send_signal(signal.SIGINT)
         result = finish(process, out)
         expect(result.status == 1 and HEADING in result.out, "announced", result)
-        found["announced"] += 1
+        group_counts["announced"] += 1
 
 
 def interrupts():
@@ -256,7 +256,7 @@ def interrupts():
             judge(model, normal)
         way = ways[i % len(ways)]
         result = interrupt(way, args, length, rng)
-        found[interrupt_outcome(way, model, result, normal.out)] += 1
+        group_counts[interrupt_outcome(way, model, result, normal.out)] += 1
 
 
 def outputs():
@@ -266,7 +266,7 @@ def outputs():
     model.write_bytes(text)
     short = ["-inputfile", model, "-iteration", 300, "-display", 7, "-interval", 1]
     args = short + ["-logfile", log]
-    whole, normal = run(*short).out, run(*args).out
+    output, normal = run(*short).out, run(*args).out
     normal_log = mask(log.read_bytes())
 
     def check(what, result, status, out=None, logged=None):
@@ -308,7 +308,7 @@ def outputs():
                 (5, b"" if status else BROKEN) if 0 in gone and line != args else
                 (status, out, normal_log)))
     for handler, lost in (signal.SIG_DFL, None), (signal.SIG_IGN, LOST):
-        for size in 0, 1, 18, 100, 1000, 8191, 8192, len(whole) - 1:
+        for size in 0, 1, 18, 100, 1000, 8191, 8192, len(output) - 1:
             def prepare():
                 signal.signal(signal.SIGXFSZ, handler)
                 resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
@@ -316,7 +316,7 @@ def outputs():
                 result = run(*short, stdout=file, preexec_fn=prepare)
             check("size limit", result, lost or -signal.SIGXFSZ)
             lines = mask(path.read_bytes()).rpartition(b"\n")[0]  # without a torn one
-            expect(path.stat().st_size == size and whole.startswith(lines), "written", result)
+            expect(path.stat().st_size == size and output.startswith(lines), "written", result)
             if size < len(normal_log):
                 check("size limit of the log", run(*args, preexec_fn=prepare),
                       *((0, normal) if lost else (-signal.SIGXFSZ,)))
@@ -397,6 +397,6 @@ with tempfile.TemporaryDirectory() as folder:
     for group in [options.only] if options.only else GROUPS:
         before = time.monotonic()
         GROUPS[group]()
-        counts = ", ".join("%d %s" % (number, what) for what, number in found.items())
+        counts = ", ".join("%d %s" % (number, what) for what, number in group_counts.items())
         print("%s: %s (%.0f s)" % (group, counts, time.monotonic() - before), flush=True)
-        found.clear()
+        group_counts.clear()

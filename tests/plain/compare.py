@@ -237,13 +237,13 @@ class Case:
         self.files = {"model": text}
         self.stdin = "model"
         self.full = rng.random() < 0.01  # standard output on a full device
-        place = rng.random()
-        if place < 0.5:
+        chance = rng.random()
+        if chance < 0.5:
             self.args += ["-inputfile", "model"]
             self.stdin = os.devnull
-        elif place < 0.53:
+        elif chance < 0.53:
             self.args += ["-inputfile", rng.choice([".", "missing", "none/model"])]
-        elif place < 0.55:
+        elif chance < 0.55:
             self.stdin = rng.choice([".", None])
         if rng.random() < 0.25:
             report = b"" if make is phase_model else run(plain, self, folder)[1]

@@ -220,8 +220,8 @@ def test_words_of_values_and_equal_words():
 
 def different(domains):
     m = Model()
-    chosen = [m.variable(f"x{i}", d) for i, d in enumerate(domains)]
-    m.add(all_different(chosen), weight=4, name="d")
+    variables = [m.variable(f"x{i}", d) for i, d in enumerate(domains)]
+    m.add(all_different(variables), weight=4, name="d")
     return m.text().splitlines()[len(domains) :]
 
 

@@ -93,5 +93,5 @@ def test_penalties_beyond_32_bits(tmp_path):
     r = best_of(m, runs, tmp_path / "model", tmp_path)
     assert (r.run.seed, r.soft) == (2, 4 * 10**9 + LARGEST)
     assert sum(v.cost for v in r.violated) == r.soft
-    found = m.solve(time=5, seeds=1, options=["-iteration", "100"])
-    assert (found.soft, found[x], found[y]) == (LARGEST - 1, "a", "b")
+    result = m.solve(time=5, seeds=1, options=["-iteration", "100"])
+    assert (result.soft, result[x], result[y]) == (LARGEST - 1, "a", "b")

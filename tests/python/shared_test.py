@@ -24,11 +24,11 @@ def test_no_control_character_is_shown(text, shown):
     assert readable("\\xc3\\xa4 \\x1b \\\\ \\xff") == "ä \\x1b \\ \\xff"
 
 
-@pytest.mark.parametrize("share, place", [(0, 0), (0.25, 0), (0.5, 1), (0.75, 2), (1, 3)])
-def test_a_quantile_is_the_least_value_that_so_many_do_not_exceed(share, place):
+@pytest.mark.parametrize("share, position", [(0, 0), (0.25, 0), (0.5, 1), (0.75, 2), (1, 3)])
+def test_a_quantile_is_the_least_value_that_so_many_do_not_exceed(share, position):
     values = [3, 5, 8, 13]
     least = next((v for v in values if sum(w <= v for w in values) >= share * 4), None)
-    assert quantile(values, share) == values[place] == least
+    assert quantile(values, share) == values[position] == least
 
 
 def test_spans_read_as_they_are_written():
@@ -79,10 +79,10 @@ def test_a_damaged_packed_log_is_an_error_with_its_name(tmp_path):
 
 
 def test_runs_say_why_they_are_not_whole(tmp_path):
-    whole = {"status": 0, "host": "h", "ended by": ""}
-    texts = {1: whole | {"seed": 1}, 2: [], 3: whole, 4: whole | {"seed": True},
-             5: whole | {"seed": 5, "hard": 0}, 6: whole | {"seed": 7},
-             8: whole | {"seed": 8, "files": {"../8.report": "0"}}}
+    complete = {"status": 0, "host": "h", "ended by": ""}
+    texts = {1: complete | {"seed": 1}, 2: [], 3: complete, 4: complete | {"seed": True},
+             5: complete | {"seed": 5, "hard": 0}, 6: complete | {"seed": 7},
+             8: complete | {"seed": 8, "files": {"../8.report": "0"}}}
     for seed, record in texts.items():
         (tmp_path / f"{seed}.run").write_text(json.dumps(record))
     (tmp_path / "9.run").mkdir()

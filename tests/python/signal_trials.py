@@ -74,14 +74,14 @@ class Trials:
 
     def processes(self):
         """Those that a trial has started and that still run."""
-        found = []
-        for place in pathlib.Path("/proc").glob("[0-9]*"):
+        commands = []
+        for process in pathlib.Path("/proc").glob("[0-9]*"):
             try:
-                if self.mark.encode() in (place / "environ").read_bytes():
-                    found.append((place / "cmdline").read_bytes())
+                if self.mark.encode() in (process / "environ").read_bytes():
+                    commands.append((process / "cmdline").read_bytes())
             except OSError:
                 continue
-        return found
+        return commands
 
     def left(self):
         """Folders and files of the trial that are still there."""
@@ -150,14 +150,14 @@ def main():
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--polishing", type=float, default=0.3,
                         help="share of the trials that polish")
-    chosen = parser.parse_args()
+    options = parser.parse_args()
     with tempfile.TemporaryDirectory() as folder:
-        trials = Trials(pathlib.Path(folder), chosen.seed, chosen.polishing)
-        for k in range(chosen.count):
+        trials = Trials(pathlib.Path(folder), options.seed, options.polishing)
+        for k in range(options.count):
             try:
                 trials.trial()
             except AssertionError:
-                print(f"trial {k} of seed {chosen.seed}", file=sys.stderr)
+                print(f"trial {k} of seed {options.seed}", file=sys.stderr)
                 raise
         for outcome, count in sorted(trials.outcomes.items()):
             print(count, *outcome)

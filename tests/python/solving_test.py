@@ -62,11 +62,12 @@ class Random:
     def add(self, rng, weight, name):
         kind = rng.random()
         if kind < 0.2:
-            chosen = rng.sample(self.variables, rng.randint(2, len(self.variables)))
-            if weight is None and len(set().union(*(x.values for x in chosen))) < len(chosen):
+            variables = rng.sample(self.variables, rng.randint(2, len(self.variables)))
+            if weight is None and len(set().union(*(x.values for x in variables))) < len(variables):
                 return
-            self.model.add(all_different(chosen), weight, name)
-            self.parts.append((weight, lambda a: len(chosen) - len({a[x.name] for x in chosen})))
+            self.model.add(all_different(variables), weight, name)
+            self.parts.append((
+                weight, lambda a: len(variables) - len({a[x.name] for x in variables})))
             return
         if kind < 0.6:
             terms = self.labels(rng, rng.randint(1, 5))
@@ -125,10 +126,10 @@ def test_results_against_brute_force():
         with warnings.catch_warnings():
             warnings.simplefilter("ignore")
             case = Random(rng)
-            found = case.model.solve(time=20, seeds=1, options=["-iteration", "300"])
+            solved = case.model.solve(time=20, seeds=1, options=["-iteration", "300"])
         best = case.best()
-        assert case.cost(best) <= case.cost(found.values()), k
-        for r in (found, case.model.solve(time=20, seeds=1, start=best,
+        assert case.cost(best) <= case.cost(solved.values()), k
+        for r in (solved, case.model.solve(time=20, seeds=1, start=best,
                                           options=["-iteration", "0"])):
             check_result(case, r, k)
         assert r.values() == best, k
@@ -245,15 +246,15 @@ def test_partial_start():
     m = Model()
     x = [m.variable(i, range(5)) for i in range(400)]
     given = {x[7]: 3, 8: 4}
-    chosen = {"time": 20, "start": given, "options": ["-iteration", "0"]}
-    found = {}
+    arguments = {"time": 20, "start": given, "options": ["-iteration", "0"]}
+    results = {}
     for seed in (1, 2, 2):
-        values = m.solve(seeds=[seed], **chosen).values()
+        values = m.solve(seeds=[seed], **arguments).values()
         assert (values[7], values[8]) == (3, 4)
-        assert found.setdefault(seed, values) == values
+        assert results.setdefault(seed, values) == values
         counts = collections.Counter(values.values())
         assert min(counts[v] for v in range(5)) > 40, counts
-    assert found[1] != found[2]
+    assert results[1] != results[2]
 
 
 def test_signals(tmp_path):
@@ -380,8 +381,8 @@ def test_runs_of_many(tmp_path):
     assert better.soft < r.soft
     polished = tmp_path / "m.model.runs" / "polished.report"
     polished.write_text(better.run.text)
-    found = m.with_runs(tmp_path / "m.model.runs")
-    assert (found.values(), found.soft) == (better.values(), better.soft)
+    best = m.with_runs(tmp_path / "m.model.runs")
+    assert (best.values(), best.soft) == (better.values(), better.soft)
     for wrong in (better.run.text.replace(": 1\n", ": 2\n", 1), "no report"):
         polished.write_text(wrong)
         with pytest.warns(SolverWarning, match="polished.report is damaged"):

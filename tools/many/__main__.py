@@ -38,10 +38,10 @@ OWN = {"-inputfile": "MODEL", "-seed": "--seeds", "-time": "--each", "-target": 
 
 def seconds(text):
     """"90", "10m", "1h30m": a time in seconds."""
-    found = re.fullmatch(r"(?:(\d+)d)?(?:(\d+)h)?(?:(\d+)m(?:in)?)?(?:(\d+(?:\.\d+)?)s?)?", text)
-    if not found or not text:
+    match = re.fullmatch(r"(?:(\d+)d)?(?:(\d+)h)?(?:(\d+)m(?:in)?)?(?:(\d+(?:\.\d+)?)s?)?", text)
+    if not match or not text:
         raise argparse.ArgumentTypeError(f"'{text}' is not a time; write 90, 10m or 1h30m")
-    parts = [float(part or 0) for part in found.groups()]
+    parts = [float(part or 0) for part in match.groups()]
     total = sum(part * unit for part, unit in zip(parts, (86400, 3600, 60, 1)))
     if total <= 0:
         raise argparse.ArgumentTypeError("a time must be above 0")
@@ -62,9 +62,9 @@ def share(text):
 def seed_list(text):
     """"1-64,70": seeds in this order, each once."""
     for part in text.split(","):
-        found = re.fullmatch(r"(\d+)(?:-(\d+))?", part, re.ASCII)
-        first, last = (int(found[1]), int(found[2] or found[1])) if found else (1, 0)
-        if not found or first > last or last >= 2**31 or last - first >= FRESH:
+        match = re.fullmatch(r"(\d+)(?:-(\d+))?", part, re.ASCII)
+        first, last = (int(match[1]), int(match[2] or match[1])) if match else (1, 0)
+        if not match or first > last or last >= 2**31 or last - first >= FRESH:
             raise argparse.ArgumentTypeError(
                 f"'{part}' is not a range of seeds; write 1-64 or 1-64,70")
     return seeds_of(text)
@@ -119,31 +119,31 @@ def options():
     parser.add_argument("--results", metavar="DIR",
                         help="print the best report and the table of a folder")
     parser.add_argument("--version", action="version", version=f"wcsp-many {VERSION}")
-    chosen = parser.parse_args(arguments)
-    chosen.options = of_solver
-    others = [chosen.status, chosen.stop, chosen.results]
-    if sum(other is not None for other in [*others, chosen.model]) != 1:
+    args = parser.parse_args(arguments)
+    args.options = of_solver
+    others = [args.status, args.stop, args.results]
+    if sum(other is not None for other in [*others, args.model]) != 1:
         parser.error("give one MODEL, or one of --status, --stop and --results")
     for word in of_solver:
         if word in OWN:
             parser.error(f"{word} cannot be given to wcsp: use {OWN[word]}")
-    if chosen.restart and chosen.time is None:
+    if args.restart and args.time is None:
         parser.error("--restart needs --time")
-    if chosen.from_best and not chosen.restart:
+    if args.from_best and not args.restart:
         parser.error("--from-best needs --restart")
-    if chosen.polish and chosen.time is None:
+    if args.polish and args.time is None:
         parser.error("--polish needs --time")
-    if chosen.slurm and (chosen.hosts or chosen.restart or chosen.polish):
+    if args.slurm and (args.hosts or args.restart or args.polish):
         parser.error("--slurm cannot be used with --hosts, --restart or --polish")
-    if not chosen.slurm and (chosen.submit or chosen.partition or chosen.array_limit):
+    if not args.slurm and (args.submit or args.partition or args.array_limit):
         parser.error("--submit, --partition and --array-limit need --slurm")
-    if chosen.partition and not re.fullmatch(r"[\w.,-]+", chosen.partition):
-        parser.error(f"--partition: '{chosen.partition}' is not the name of a partition")
-    if chosen.jobs < 1 or chosen.retries < 1 or (chosen.array_limit or 1) < 1:
+    if args.partition and not re.fullmatch(r"[\w.,-]+", args.partition):
+        parser.error(f"--partition: '{args.partition}' is not the name of a partition")
+    if args.jobs < 1 or args.retries < 1 or (args.array_limit or 1) < 1:
         parser.error("--jobs, --retries and --array-limit must be at least 1")
-    if chosen.target is not None and chosen.target < 0:
+    if args.target is not None and args.target < 0:
         parser.error("--target must be at least 0")
-    return chosen
+    return args
 
 
 def finish(folder, checker, most, target):
@@ -204,12 +204,12 @@ def name_damage(folder, consequence):
         tell(f"{folder.path}: {reason}{consequence and consequence % seed}")
 
 
-def missing_seeds(folder, chosen):
+def missing_seeds(folder, args):
     """The pending runs: [(seed, "best" or "-", whether it is a new seed)]."""
-    seeds = [(seed, "-", False) for seed in chosen.seeds if not folder.is_done(seed)]
-    if chosen.restart:
-        first = max([*chosen.seeds, *folder.records]) + 1
-        seeds += [(first + i, "best" if chosen.from_best and i % 2 else "-", True)
+    seeds = [(seed, "-", False) for seed in args.seeds if not folder.is_done(seed)]
+    if args.restart:
+        first = max([*args.seeds, *folder.records]) + 1
+        seeds += [(first + i, "best" if args.from_best and i % 2 else "-", True)
                   for i in range(min(FRESH, 2**31 - first))]
     return seeds
 
@@ -223,38 +223,38 @@ def show_results(path, checker):
     return finish(folder, checker, os.cpu_count() or 1, settings["target"])
 
 
-def run(chosen, checker):
-    if stat.S_ISDIR(os.stat(chosen.model).st_mode):
-        raise OSError(errno.EISDIR, os.strerror(errno.EISDIR), chosen.model)
-    folder = Folder(chosen.dir or chosen.model.rstrip("/") + ".runs")
+def run(args, checker):
+    if stat.S_ISDIR(os.stat(args.model).st_mode):
+        raise OSError(errno.EISDIR, os.strerror(errno.EISDIR), args.model)
+    folder = Folder(args.dir or args.model.rstrip("/") + ".runs")
     take_over(folder)
-    folder.open(chosen.model, {
-        "model": os.path.abspath(chosen.model), "options": chosen.options, "each": chosen.each,
-        "target": chosen.target, "seeds": chosen.seeds}, chosen.logs)
-    drain(folder, chosen.compress)
+    folder.open(args.model, {
+        "model": os.path.abspath(args.model), "options": args.options, "each": args.each,
+        "target": args.target, "seeds": args.seeds}, args.logs)
+    drain(folder, args.compress)
     folder.judge(checker)
     for seed, reason in folder.refused.items():
         folder.damaged.setdefault(seed, f"{seed}.report: {reason}")
     name_damage(folder, "; seed %d is run again")
-    seeds = [] if is_reached(folder, chosen.target) else missing_seeds(folder, chosen)
-    most = max(chosen.jobs, os.cpu_count() or 1)
-    if chosen.slurm and seeds:
-        job = Job(wcsp=chosen.wcsp, model=str(folder.model.resolve()), options=chosen.options,
-                  each=chosen.each if chosen.each is not None else chosen.time,
-                  target=chosen.target, logs=chosen.logs, compress=chosen.compress)
-        return write_job(folder, job, [seed for seed, _, _ in seeds], chosen)
+    seeds = [] if is_reached(folder, args.target) else missing_seeds(folder, args)
+    most = max(args.jobs, os.cpu_count() or 1)
+    if args.slurm and seeds:
+        job = Job(wcsp=args.wcsp, model=str(folder.model.resolve()), options=args.options,
+                  each=args.each if args.each is not None else args.time,
+                  target=args.target, logs=args.logs, compress=args.compress)
+        return write_job(folder, job, [seed for seed, _, _ in seeds], args)
     failure = None
-    if seeds or chosen.polish:
-        session = Session(folder, chosen, checker)
+    if seeds or args.polish:
+        session = Session(folder, args, checker)
         try:
             if seeds:
                 session.run(seeds)
-            if chosen.polish and session.may_polish():
+            if args.polish and session.may_polish():
                 session.polish()
         except OSError as error:
             session.fail(error)
         failure = session.failure
-    status = finish(folder, checker, most, chosen.target)
+    status = finish(folder, checker, most, args.target)
     if failure:
         raise Failure(failure)
     return status
@@ -265,19 +265,19 @@ def main():
         return run_for_engine(sys.argv[2:])
     if sys.argv[1:2] == ["--task"]:
         return run_task(sys.argv[2:])
-    chosen = options()
-    if chosen.status:
-        return show_status(chosen.status)
-    if chosen.stop:
-        return ask_to_stop(chosen.stop)
-    checker = find_program("wcsp-check", chosen.check)
-    if chosen.results:
-        return show_results(chosen.results, checker)
-    chosen.polisher = find_program("wcsp-polish") if chosen.polish else None
-    chosen.is_wcsp_given = chosen.wcsp is not None
-    if not (chosen.hosts and chosen.is_wcsp_given):
-        chosen.wcsp = find_program("wcsp", chosen.wcsp)
-    return run(chosen, checker)
+    args = options()
+    if args.status:
+        return show_status(args.status)
+    if args.stop:
+        return ask_to_stop(args.stop)
+    checker = find_program("wcsp-check", args.check)
+    if args.results:
+        return show_results(args.results, checker)
+    args.polisher = find_program("wcsp-polish") if args.polish else None
+    args.is_wcsp_given = args.wcsp is not None
+    if not (args.hosts and args.is_wcsp_given):
+        args.wcsp = find_program("wcsp", args.wcsp)
+    return run(args, checker)
 
 
 run_tool("wcsp-many", main)

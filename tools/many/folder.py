@@ -139,16 +139,17 @@ class Folder:
     def settings(self):
         path = self.path / "settings.json"
         try:
-            found = read_json(path)
-            found.setdefault("seeds", "")
-            seeds_of(found["seeds"])
-            if not (all(key in found for key in SETTINGS) and isinstance(found["model"], str)):
+            settings = read_json(path)
+            settings.setdefault("seeds", "")
+            seeds_of(settings["seeds"])
+            if not (all(key in settings for key in SETTINGS)
+                    and isinstance(settings["model"], str)):
                 raise ValueError("lacks a setting")
         except FileNotFoundError:
             raise Failure(f"{self.path} is not a folder of runs: it has no settings.json") from None
         except (ValueError, KeyError, AttributeError):
             raise Failure(f"{path} is damaged") from None
-        return found
+        return settings
 
     def load(self, settings, with_logs=True, names="*.run"):
         self.made_for = made_for(settings)
@@ -313,7 +314,7 @@ class Folder:
         there = path.read_bytes() if path.exists() else None
         if there != self.best_report:
             if there is not None and all(
-                    there != place.read_bytes() for place in [
+                    there != report.read_bytes() for report in [
                         *self.path.glob("[0-9]*.report"), *self.path.glob("polished.report")]):
                 self.restored.append("best.report")
             write_whole(path, self.best_report)

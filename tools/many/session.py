@@ -29,15 +29,15 @@ MARK = "WCSP_MANY_FOLDER"  # in the environment of all processes of a folder on 
 
 
 class Session:
-    def __init__(self, folder, chosen, checker):
+    def __init__(self, folder, options, checker):
         self.folder = folder
-        self.chosen = chosen
+        self.options = options
         self.checker = checker
         self.work = folder.work.resolve()
         self.identity = uuid.uuid4().hex[:12]
         self.deadline = None
-        if chosen.time is not None:
-            self.deadline = time.time() + chosen.time * (1 - chosen.polish)
+        if options.time is not None:
+            self.deadline = time.time() + options.time * (1 - options.polish)
         self.stopping = None    # why
         self.stop_time = None
         self.failure = None
@@ -56,7 +56,7 @@ class Session:
     # Files that the runs need, here or on each host.
 
     def job(self, count):
-        c = self.chosen
+        c = self.options
         return Job(wcsp=c.wcsp, model="model", options=c.options, each=c.each, target=c.target,
                    logs=c.logs, compress=c.compress, session=self.identity, jobs=c.jobs,
                    runs=count, stop=f"stop-{self.identity}")
@@ -68,17 +68,17 @@ class Session:
         job.deadline = self.deadline
         job.save(self.work / "job.json")
         shutil.copy(sys.argv[0], self.work / "wcsp-many")
-        return ["--jobs", str(self.chosen.jobs)], "python3 wcsp-many --one job.json"
+        return ["--jobs", str(self.options.jobs)], "python3 wcsp-many --one job.json"
 
     def prepare_hosts(self, job):
-        hosts = read_hosts(self.chosen.hosts)
+        hosts = read_hosts(self.options.hosts)
         job.best = f"best-{self.identity}"
         with open(sys.argv[0], "rb") as file:
             tool = file.read()
         files = {}
         tool_name = name_with_hash("wcsp-many", tool)
         files[tool_name] = tool
-        if not self.chosen.is_wcsp_given:
+        if not self.options.is_wcsp_given:
             with open(job.wcsp, "rb") as file:
                 name = name_with_hash("wcsp", file.read())
             files[name] = job.wcsp
@@ -108,7 +108,7 @@ class Session:
         if not program:
             raise Failure("needs GNU parallel (package parallel), which is not found", 3)
         job = self.job(sum(not is_fresh for _, _, is_fresh in seeds))
-        prepare = self.prepare_hosts if self.chosen.hosts else self.prepare_here
+        prepare = self.prepare_hosts if self.options.hosts else self.prepare_here
         engine, command = prepare(job)
         # Computed here when a run starts, because the clocks of hosts differ.
         left = ("-" if self.deadline is None
@@ -123,7 +123,7 @@ class Session:
             # tool. If this tool dies, SIGHUP stops the engine from starting new runs.
             self.parallel = subprocess.Popen(
                 child_command([program, "--will-cite", "--plain", "--retries",
-                               str(self.chosen.retries), "--colsep", " ", *engine,
+                               str(self.options.retries), "--colsep", " ", *engine,
                                f"{command} {{1}} {left} {{#}} {{2}}"], "HUP"),
                 stdin=given, stdout=incoming, stderr=errors, cwd=self.work,
                 start_new_session=True, env=os.environ | {MARK: mark_of(self.work)})
@@ -159,7 +159,7 @@ class Session:
         self.finished += 1
         seed = record["seed"]
         try:
-            self.folder.accept(record, report, log, self.chosen.compress)
+            self.folder.accept(record, report, log, self.options.compress)
         except OSError as error:
             self.fail(error)
         if "hard" not in record:
@@ -175,10 +175,10 @@ class Session:
             ended = f", ended by {record['ended by']}" if record["ended by"] else ""
             tell(f"seed {seed} on {record['host']}: {record['hard']}/{record['soft']} after "
                  f"{record.get('cpu', 0):.2f} s{ended}")
-        if is_reached(self.folder, self.chosen.target):
+        if is_reached(self.folder, self.options.target):
             self.stop("target")
         best = self.folder.records.get(self.folder.best)
-        if best and self.chosen.from_best and self.hosts and self.pushed != rank(best):
+        if best and self.options.from_best and self.hosts and self.pushed != rank(best):
             self.pushed = rank(best)
             name = f"best-{self.identity}"
             on_all(self.hosts, lambda host: host.run(
@@ -242,23 +242,23 @@ class Session:
         """Whether there is a report to polish and no reason to stop."""
         return (self.folder.best is not None and self.stopping in (None, "time")
                 and not self.failure and not self.asked
-                and not is_reached(self.folder, self.chosen.target))
+                and not is_reached(self.folder, self.options.target))
 
     def polish(self):
         """Polishes the best few reports on all cores of this machine."""
         self.folder.is_polished = True
-        seconds = self.chosen.time * self.chosen.polish
+        seconds = self.options.time * self.options.polish
         self.deadline = time.time() + seconds
         self.polishing = self.folder.penalty()
         files = self.folder.best_files()
         seed = time.time_ns() % 10**9  # another call is to go another way
         polishing = []
-        with scratch(run_prefix(), self.work) as place:
+        with scratch(run_prefix(), self.work) as folder:
             try:
-                for i, jobs in enumerate(processes_each(self.chosen.jobs, len(files))):
+                for i, jobs in enumerate(processes_each(self.options.jobs, len(files))):
                     polishing.append(Polishing(
-                        self.chosen.polisher, self.folder.model.resolve(), files[i].resolve(),
-                        place, str(i), seconds, jobs, seed + i))
+                        self.options.polisher, self.folder.model.resolve(), files[i].resolve(),
+                        folder, str(i), seconds, jobs, seed + i))
                 self.wait_for(polishing)
             finally:
                 for one in polishing:
@@ -272,9 +272,9 @@ class Session:
     def wait_for(self, polishing):
         while any(one.process.poll() is None for one in polishing):
             for one in polishing:
-                for found in one.improvements():
-                    self.polishing = min(self.polishing, (found.hard, found.soft))
-            target = self.chosen.target
+                for point in one.improvements():
+                    self.polishing = min(self.polishing, (point.hard, point.soft))
+            target = self.options.target
             if (self.asked or (self.work / "stop").exists() or time.time() >= self.deadline
                     or target is not None and self.polishing <= (0, target)):
                 for one in polishing:
@@ -384,10 +384,10 @@ def workers(work):
         wanted = f"{MARK}={mark_of(work)}".encode()
     except OSError:
         return
-    for place in pathlib.Path("/proc").glob("[0-9]*"):
+    for process in pathlib.Path("/proc").glob("[0-9]*"):
         with contextlib.suppress(OSError):
-            if wanted in (place / "environ").read_bytes().split(b"\0"):
-                yield int(place.name)
+            if wanted in (process / "environ").read_bytes().split(b"\0"):
+                yield int(process.name)
 
 
 def end_workers(work, patience):

@@ -29,11 +29,11 @@ SCRIPT = """#!/bin/sh
 """
 
 
-def write_job(folder, job, seeds, chosen):
+def write_job(folder, job, seeds, args):
     """Writes the script of the job array, and prints or runs the command to submit it."""
-    if chosen.time is None:
+    if args.time is None:
         raise Failure("--slurm needs --time, the limit of each task")
-    if chosen.time < LEAST:
+    if args.time < LEAST:
         raise Failure(f"--slurm: a limit below {LEAST} seconds is too short: Slurm may signal a "
                       f"minute before the {EARLY} seconds that a task needs to end")
     work = folder.work.resolve()
@@ -46,16 +46,16 @@ def write_job(folder, job, seeds, chosen):
     job.stop = str(work / "stop")
     (work / "stop").unlink(missing_ok=True)
     job.save(path)
-    minutes = -(-int(chosen.time) // 60)
+    minutes = -(-int(args.time) // 60)
     script = folder.path / "slurm.sh"
     write_whole(script, SCRIPT.format(
         seeds=spans(seeds), early=EARLY, minutes=minutes,
-        limit=f"%{chosen.array_limit}" if chosen.array_limit else "",
+        limit=f"%{args.array_limit}" if args.array_limit else "",
         output=shlex.quote(str(work / "task-%a.out")),
-        partition=f"#SBATCH --partition={chosen.partition}\n" if chosen.partition else "",
+        partition=f"#SBATCH --partition={args.partition}\n" if args.partition else "",
         program=shlex.quote(str(program)), job=shlex.quote(str(path))))
     command = ["sbatch", str(script)]
-    if not chosen.submit:
+    if not args.submit:
         write_whole(None, shlex.join(command) + "\n")
         return 0
     if not shutil.which("sbatch"):

@@ -24,16 +24,17 @@ def estimates(records, best, most):
         total = 0.0
         for _ in range(TRIALS):
             ends = [0.0] * at_once
-            found = None
+            earliest = None
             while True:
                 i = min(range(at_once), key=ends.__getitem__)
-                if found is not None and ends[i] >= found:
+                if earliest is not None and ends[i] >= earliest:
                     break
-                met, whole = rng.choice(drawn)
+                met, length = rng.choice(drawn)
                 if met is not None:
-                    found = min(found, ends[i] + met) if found is not None else ends[i] + met
-                ends[i] += whole
-            total += found
+                    end = ends[i] + met
+                    earliest = end if earliest is None else min(earliest, end)
+                ends[i] += length
+            total += earliest
         rows.append((at_once, total / TRIALS))
         at_once *= 2
     return rows

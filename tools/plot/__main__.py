@@ -88,8 +88,8 @@ def table(groups, target):
 
 
 def cells(numbers, target):
-    (hard, soft), at, iteration, whole, speed, reached = numbers
-    row = [f"{hard}/{soft}", f"{at:.2f}", str(iteration), f"{whole:.2f}",
+    (hard, soft), at, iteration, seconds, speed, reached = numbers
+    row = [f"{hard}/{soft}", f"{at:.2f}", str(iteration), f"{seconds:.2f}",
            f"{speed:.0f}" if speed is not None else "-"]
     if target is not None:
         row.append(f"{reached:.2f}" if reached is not None else "-")
@@ -152,50 +152,50 @@ def options():
                         help="redraw every 2 or SECONDS seconds until the searches end")
     parser.add_argument("--title", help="title of the picture")
     parser.add_argument("--version", action="version", version=f"wcsp-plot {VERSION}")
-    chosen = parser.parse_args()
-    if chosen.safe and not chosen.csv:
+    args = parser.parse_args()
+    if args.safe and not args.csv:
         parser.error("--safe needs --csv")
-    if any(len(group) < 2 for group in chosen.group):
+    if any(len(group) < 2 for group in args.group):
         parser.error("--group needs a name and a log")
-    if chosen.logs and chosen.group:
+    if args.logs and args.group:
         parser.error("give all logs in groups or none")
-    if (chosen.output and not chosen.csv
-            and pathlib.Path(chosen.output).suffix.lower() not in TERMINALS):
+    if (args.output and not args.csv
+            and pathlib.Path(args.output).suffix.lower() not in TERMINALS):
         parser.error("PICTURE must end in .svg, .png or .pdf")
-    paths = [path for group in chosen.group for path in group[1:]] + chosen.logs
+    paths = [path for group in args.group for path in group[1:]] + args.logs
     if not paths:
         raise Failure("no log is given")
-    if paths.count("-") > 1 or chosen.follow is not None and "-" in paths:
+    if paths.count("-") > 1 or args.follow is not None and "-" in paths:
         parser.error("standard input can be read only once and cannot be followed")
-    if chosen.follow is not None and not 0.1 <= chosen.follow <= 3600:
+    if args.follow is not None and not 0.1 <= args.follow <= 3600:
         parser.error("SECONDS is from 0.1 to 3600")
-    return chosen
+    return args
 
 
 def main():
-    chosen = options()
-    named = ([(group[0], group[1:]) for group in chosen.group] if chosen.group
-             else [("", chosen.logs)])
+    args = options()
+    named = ([(group[0], group[1:]) for group in args.group] if args.group
+             else [("", args.logs)])
     while True:
-        if chosen.csv:
-            write_whole(chosen.output, csv_text(points_of(named), chosen.safe))
-            if chosen.follow is None:
+        if args.csv:
+            write_whole(args.output, csv_text(points_of(named), args.safe))
+            if args.follow is None:
                 return
         groups = [(name, read_all(paths)) for name, paths in named]
-        if not chosen.csv:
-            draw(Picture([(name or "all", logs) for name, logs in groups], chosen),
-                 chosen.output)
+        if not args.csv:
+            draw(Picture([(name or "all", logs) for name, logs in groups], args),
+                 args.output)
         is_over = all(log.is_complete for _, logs in groups for log in logs)
-        if chosen.follow is None or is_over:
+        if args.follow is None or is_over:
             break
         try:
-            time.sleep(chosen.follow)
+            time.sleep(args.follow)
         except Signalled as signalled:
             if signalled.number != signal.SIGINT:
                 raise
             break
-    if not chosen.csv:
-        sys.stdout.write(table(groups, chosen.target))
+    if not args.csv:
+        sys.stdout.write(table(groups, args.target))
 
 
 run_tool("wcsp-plot", main)

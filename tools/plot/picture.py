@@ -58,12 +58,12 @@ class Axis:
 
 
 class Picture:
-    def __init__(self, groups, chosen):
+    def __init__(self, groups, options):
         """groups: [(name, logs)]; chosen: the options of the tool."""
         self.groups = groups
         self.logs = [log for _, logs in groups for log in logs]
-        self.chosen = chosen
-        self.axis = 1 if chosen.iterations else 0
+        self.options = options
+        self.axis = 1 if options.iterations else 0
         self.blocks = []
         self.lines = []
         ends = [self.end(log) for log in self.logs]
@@ -163,13 +163,13 @@ class Picture:
     def share_panel(self):
         self.lines += ["unset logscale y", "set yrange [0:105]", "set ytics autofreq",
                        "set format y '%.0f %%'",
-                       f"set ylabel 'reached 0/{self.chosen.target}'"]
-        places = Axis([log.reached(self.chosen.target, self.axis) for log in self.logs]
+                       f"set ylabel 'reached 0/{self.options.target}'"]
+        places = Axis([log.reached(self.options.target, self.axis) for log in self.logs]
                       + [self.end(log) for log in self.logs])
         self.lines += places.commands("x")
         plots = []
         for i, (name, logs) in enumerate(self.groups):
-            points = shares(logs, self.chosen.target, self.axis)
+            points = shares(logs, self.options.target, self.axis)
             end = max(self.end(log) for log in logs)
             last = points[-1] if points else (0.0, 0.0)
             rows = [(0.0, 0.0), *points, (max(end, last[0]), last[1])]
@@ -186,8 +186,8 @@ class Picture:
         panels = [kind for kind, there in (("hard", was_hard or not is_feasible),
                                            ("soft", is_feasible)) if there]
         has_lengths = len(self.logs) == 1 and len(self.run_ends()) > 1
-        number_of_panels = len(panels) + has_lengths + (self.chosen.target is not None)
-        title = self.chosen.title or (self.logs[0].name if len(self.logs) == 1 else "")
+        number_of_panels = len(panels) + has_lengths + (self.options.target is not None)
+        title = self.options.title or (self.logs[0].name if len(self.logs) == 1 else "")
         self.lines = [
             "set key outside above center horizontal noenhanced",
             "set border 3", "set tics nomirror", "set grid lc rgb '#d8d8d8'",
@@ -199,7 +199,7 @@ class Picture:
             self.panel(penalty)
         if has_lengths:
             self.length_panel()
-        if self.chosen.target is not None:
+        if self.options.target is not None:
             self.share_panel()
         begin = [f"set terminal {terminal(number_of_panels)}"]
         if output:

@@ -26,22 +26,22 @@ def bands(curves):
     """[(place, first quartile, median, third quartile)] of step curves, at each step
     of one of them after all have begun."""
     begin = max(curve[0][0] for curve in curves)
-    events = sorted((place, i, value) for i, curve in enumerate(curves)
-                    for place, value in curve)
+    events = sorted((position, i, value) for i, curve in enumerate(curves)
+                    for position, value in curve)
     now, rows = [INFINITY] * len(curves), []
-    for place, group in itertools.groupby(events, key=lambda event: event[0]):
+    for position, group in itertools.groupby(events, key=lambda event: event[0]):
         for _, i, value in group:
             now[i] = value
-        if place >= begin:
+        if position >= begin:
             ordered = sorted(now)
-            rows.append((place, *(quantile(ordered, share) for share in (0.25, 0.5, 0.75))))
+            rows.append((position, *(quantile(ordered, share) for share in (0.25, 0.5, 0.75))))
     return rows
 
 
 def shares(logs, target, axis):
-    """[(place, share of the logs that have reached the target by then)]."""
-    times = sorted(place for place in (log.reached(target, axis) for log in logs)
-                   if place is not None)
+    """[(position, share of the logs that have reached the target by then)]."""
+    times = sorted(position for position in (log.reached(target, axis) for log in logs)
+                   if position is not None)
     return [(time, (i + 1) / len(logs)) for i, time in enumerate(times)]
 
 

@@ -135,10 +135,10 @@ class Log:
         # one before another line gives the state of the search.
         last = None
         for line in lines:
-            if found := _PROGRESS.match(line):
+            if match := _PROGRESS.match(line):
                 if self.current.wants():
-                    self.current.add(_progress(found))
-                last = found
+                    self.current.add(_progress(match))
+                last = match
                 continue
             if last:
                 self._reach(float(last[2]), int(last[1]))
@@ -152,23 +152,23 @@ class Log:
         if point := improvement(line):
             self.improved.append(point)
             self._reach(point.time, point.iteration)
-        elif found := _RUN.match(line):
-            time, iteration = float(found[2]), int(found[1])
+        elif match := _RUN.match(line):
+            time, iteration = float(match[2]), int(match[1])
             self._reach(time, iteration)
             ends = self.phases if "avg./max" in line else self.runs
             if ends.wants():
-                ends.add((time, iteration, float(found[5])))
-        elif found := _DEAD_END.fullmatch(line):
-            self._reach(self.time, int(found[1]))
+                ends.add((time, iteration, float(match[5])))
+        elif match := _DEAD_END.fullmatch(line):
+            self._reach(self.time, int(match[1]))
             if self.dead_ends.wants():
-                self.dead_ends.add((self.time, int(found[1])))
+                self.dead_ends.add((self.time, int(match[1])))
         elif _KICK.fullmatch(line):
             if self.kicks.wants():
                 self.kicks.add((self.time, self.iterations))
-        elif found := _TIMES.fullmatch(line):
-            self.time = float(found[2])
-        elif found := _ITERATIONS.fullmatch(line):
-            self.iterations = int(found[2])
+        elif match := _TIMES.fullmatch(line):
+            self.time = float(match[2])
+        elif match := _ITERATIONS.fullmatch(line):
+            self.iterations = int(match[2])
             self.is_complete = True
 
     def _reach(self, time: float, iteration: int) -> None:
@@ -177,18 +177,18 @@ class Log:
         self.iterations = max(self.iterations, iteration)
 
 
-def _progress(found: re.Match[str]) -> Improvement:
+def _progress(match: re.Match[str]) -> Improvement:
     return Improvement(
-        float(found[2]), int(found[1]), int(found[4]), int(found[5])
+        float(match[2]), int(match[1]), int(match[4]), int(match[5])
     )
 
 
 def improvement(line: str) -> Improvement | None:
     """The better assignment that a line reports."""
-    found = _IMPROVED.fullmatch(line)
-    if not found:
+    match = _IMPROVED.fullmatch(line)
+    if not match:
         return None
-    hard, soft, time, iteration = found.groups()
+    hard, soft, time, iteration = match.groups()
     return Improvement(float(time), int(iteration), int(hard), int(soft))
 
 
@@ -210,8 +210,8 @@ def read_points(
     """Each penalty of a log in the order of its lines, as ("best", point) or
     ("current", point)."""
     for line in log_lines(path):
-        if found := _PROGRESS.match(line):
-            yield "current", _progress(found)
+        if match := _PROGRESS.match(line):
+            yield "current", _progress(match)
         elif point := improvement(line):
             yield "best", point
 

@@ -19,7 +19,7 @@ def find_program(
     else:
         places = [os.path.abspath(os.path.join(b, name)) for b in beside]
         places.append(name)
-    for place in places:
-        if found := shutil.which(place):
-            return os.path.abspath(found)
+    for folder in places:
+        if path := shutil.which(folder):
+            return os.path.abspath(path)
     return None

@@ -34,12 +34,12 @@ def digest(data: bytes) -> str:
 def read_json(path: Path) -> dict[str, Any]:
     """The JSON object in a file; ValueError for any other content."""
     try:
-        found = json.loads(path.read_bytes())
+        value = json.loads(path.read_bytes())
     except (ValueError, RecursionError):
         raise ValueError("is not JSON") from None
-    if not isinstance(found, dict):
+    if not isinstance(value, dict):
         raise ValueError("is not a JSON object")
-    return found
+    return value
 
 
 def read_record(path: Path) -> Record:

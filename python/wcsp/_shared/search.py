@@ -41,8 +41,10 @@ def child_command(command: list[str], at_death: str = "KILL") -> list[str]:
 
 def penalty_of(report: bytes) -> tuple[int, int] | None:
     """The penalty, (hard, soft), of the last report in a text."""
-    found = _PENALTY.findall(report)
-    return (int(found[-1][0]), int(found[-1][1])) if found else None
+    penalties = _PENALTY.findall(report)
+    return (
+        (int(penalties[-1][0]), int(penalties[-1][1])) if penalties else None
+    )
 
 
 class Child:
@@ -70,12 +72,12 @@ class Child:
         ) as file:
             file.seek(self._read)
             text = file.read()
-            whole = text[: text.rfind(b"\n") + 1]
-            self._read += len(whole)
-            lines = whole.decode("ascii", "replace").split("\n")
-            found = [point for point in map(improvement, lines) if point]
-            self._best = found[-1] if found else self._best
-            return found
+            complete = text[: text.rfind(b"\n") + 1]
+            self._read += len(complete)
+            lines = complete.decode("ascii", "replace").split("\n")
+            points = [point for point in map(improvement, lines) if point]
+            self._best = points[-1] if points else self._best
+            return points
         return []
 
     def interrupt(self) -> None:

@@ -70,13 +70,13 @@ def find_program(name: str, given: str | None = None) -> str:
     """The path of a program: the given one, one in the tool's folder, or one
     on PATH."""
     beside = os.path.dirname(os.path.realpath(sys.argv[0]))
-    found = programs.find_program(name, given, [beside])
-    if found is None:
+    path = programs.find_program(name, given, [beside])
+    if path is None:
         raise Failure(
             f"needs {name}, which is not found"
             + (f": {given}" if given else "")
         )
-    return found
+    return path
 
 
 def run_tool(name: str, main: Callable[[], int | None]) -> NoReturn:
@@ -108,8 +108,8 @@ def _status_of(name: str, action: Callable[[], int | None]) -> int:
             _end_by(signal.SIGPIPE)
         tell(name, f"{error.filename}: {error.strerror}")
     except OSError as error:
-        place = error.filename if error.filename is not None else "output"
-        tell(name, f"{_name(place)}: {error.strerror or error}")
+        source = error.filename if error.filename is not None else "output"
+        tell(name, f"{_name(source)}: {error.strerror or error}")
     except UnicodeError as error:
         tell(name, f"a text that is not UTF-8: {error}")
     except MemoryError:
@@ -117,8 +117,8 @@ def _status_of(name: str, action: Callable[[], int | None]) -> int:
     return 2
 
 
-def _name(place: object) -> str:
-    return os.fsdecode(place) if isinstance(place, bytes) else str(place)
+def _name(path: object) -> str:
+    return os.fsdecode(path) if isinstance(path, bytes) else str(path)
 
 
 def _flush() -> None:
