@@ -26,6 +26,8 @@
 
 #pragma once
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
@@ -214,7 +216,7 @@ class RealWcsp : public Wcsp, public WcspChanges {
   bool isRecorded = false;     ///< a search has recorded an assignment
   bool isCalculating = false;  ///< kept in builds with assertions only
   unsigned numChecks = 0;      ///< asked of smallBookkeepingHolds()
-  double largestSum = 0.0;     ///< met by bookkeepingHolds(), for its tolerance
+  double largestSum = 0.0;     ///< see noteSum()
 
   // wcspi.cpp: the store.
   RealWcsp();
@@ -292,6 +294,14 @@ class RealWcsp : public Wcsp, public WcspChanges {
 
   /// The same, taken for granted in large models and after most moves.
   bool smallBookkeepingHolds();
+
+  /// Notes a floating-point sum for the tolerance of the check, which depends
+  /// on the largest one met. In builds with assertions only.
+  void noteSum([[maybe_unused]] double sum) {
+#ifndef NDEBUG
+    largestSum = std::max(largestSum, std::abs(sum));
+#endif
+  }
 
   /// Whether the parts of the invariants that concern the copies of `current`
   /// hold: 6 and 7, and 7 for the best of a run.

@@ -65,6 +65,7 @@ inline void RealWcsp::changeDiff(unsigned label, Diffs diffs, double weight) {
   }
   const std::int64_t change = static_cast<std::int64_t>(after) - before;
   labels.scores[label] += static_cast<double>(change) * weight;
+  noteSum(labels.scores[label]);
 }
 
 void RealWcsp::initialize() {
@@ -123,6 +124,7 @@ void RealWcsp::setPenalty(Constraint& record, int penalty) {
     current.softPenalty += Int128{record.constraint->weight} * delta;
   }
   current.weightedPenalty += static_cast<double>(delta) * record.weight;
+  noteSum(current.weightedPenalty);
   record.penalty = penalty;
 }
 

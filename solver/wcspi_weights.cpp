@@ -203,8 +203,10 @@ void RealWcsp::raiseWeight(Constraint& record, double step) {
   }
   double const change = record.weight - before;
   current.weightedPenalty += record.penalty * change;
+  noteSum(current.weightedPenalty);
   static_cast<void>(measure(*record.constraint, current.value));
   for (auto const& [label, diff] : reports) {
     labels.scores[label] += diff * change;
+    noteSum(labels.scores[label]);
   }
 }
