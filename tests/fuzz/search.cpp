@@ -207,15 +207,19 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data,
     fails->numCallsLeft = static_cast<int>(writer.numCalls);
   }
   bool hasEnded = false;
+  bool hasFailed = false;
   try {
     hasEnded = searches(read, writer.start);
   } catch (std::bad_alloc const&) {
-    require(fails != nullptr, "memory is short in the user's kind alone");
-    fails->numCallsLeft = -1;
-    hasEnded = searches(read, writer.start);
+    hasFailed = true;
   }
+  require(!hasFailed || fails != nullptr,
+          "memory is short in the user's kind alone");
   if (fails != nullptr) {
     fails->numCallsLeft = -1;
+  }
+  if (hasFailed) {
+    hasEnded = searches(read, writer.start);
   }
   require(!hasEnded || read.solver.bookkeepingHolds(), "the bookkeeping");
   naive::Assignment best;
