@@ -204,7 +204,7 @@ class Display {
   check::Model const& model;
   std::optional<polish::OutputFile> file;
   bool const isTerminal = isatty(STDERR_FILENO) == 1;
-  double shownAt = 0.0;
+  double shownAt = -1.0;  // the first step is shown at once
   bool isLineShown = false;
 
   static double clock() {
