@@ -3,7 +3,6 @@
 
 #pragma once
 
-#include <cassert>
 #include <new>
 #include <utility>
 #include <vector>
@@ -66,9 +65,8 @@ class NaiveUpdated : public NaiveKind {
     return NaiveKind::calculate(assignment);
   }
 
-  int update(naive::Assignment const& now, unsigned moved, unsigned left,
+  int update(naive::Assignment const& now, unsigned, unsigned,
              WcspChanges& changes) override {
-    assert(now[moved] != left);
     std::size_t i = 0;
     forEachDiff(now, [&](unsigned v, unsigned a, int diff) {
       changes.add(changes.label(v) + a, {diffs[i], diff});

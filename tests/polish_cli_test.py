@@ -217,7 +217,7 @@ def progress():
                          (["--time", "1", "--jobs", "2"],
                           rb"0/\d+, step \d+, \w+ of \d+, \d s left\r")):
         parent, child = pty.openpty()
-        with subprocess.Popen([POLISH, "c", *given], stdout=subprocess.DEVNULL,
+        with subprocess.Popen([POLISH, "c", "c-start", *given], stdout=subprocess.DEVNULL,
                               stderr=child) as process:
             os.close(child)
             text = b""
@@ -264,12 +264,24 @@ def start(*given, ignored=()):
     return process, mark.encode()
 
 
+def wait_for_handlers(process):
+    """Until the model is read and signals are caught, and half a second more."""
+    status = pathlib.Path(f"/proc/{process.pid}/status")
+    end = time.monotonic() + 60
+    while time.monotonic() < end:
+        caught = re.search(r"^SigCgt:\s*([0-9a-f]+)$", status.read_text("ascii"), re.M)
+        if caught and int(caught[1], 16) >> (signal.SIGALRM - 1) & 1:
+            break
+        time.sleep(0.01)
+    time.sleep(0.5)
+
+
 def interrupts():
     """The first search and long steps end at once; SIGHUP does nothing under nohup."""
     for model, given in (("large", []), ("large", ["--jobs", "2"]), ("c", ["--time", "1h"])):
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             process, mark = start(model, *given)
-            time.sleep(0.5)
+            wait_for_handlers(process)
             process.send_signal(number)
             begin = time.monotonic()
             out, errors = process.communicate(timeout=60)
@@ -278,7 +290,7 @@ def interrupts():
             hold("the report is there", "penalty: " in out, out)
             expect("processes", left_within(1, mark), [])
     process, mark = start("c", "--time", "2", ignored=[signal.SIGHUP])
-    time.sleep(0.5)
+    wait_for_handlers(process)
     process.send_signal(signal.SIGHUP)
     begin = time.monotonic()
     process.communicate(timeout=60)
