@@ -200,13 +200,13 @@ def check_polished(folder, out):
 
 def polish():
     """Polishing improves on the runs, in its time; what it brought stays."""
-    arguments = ["w.model", "--dir", "p", "--seeds", "1-3", "--time", "12", "--polish", "0.7",
+    arguments = ["w.model", "--dir", "p", "--seeds", "1-3", "--time", "20", "--polish", "0.5",
                  "--", "-iteration", "1000"]
     began = time.monotonic()
     status, out, errors = many(*arguments)
     seconds = time.monotonic() - began
-    expect(f"polish: {errors}", (status, check_polished("p", out), 8 < seconds < 30),
-           (0, True, True))
+    expect(f"polish: {errors}", (status, 10 < seconds < 40), (0, True))
+    expect("gain", check_polished("p", out), True)
     hard, soft = re.findall(r"^penalty: (\d+)/(\d+) \(hard", out, re.M)[-1]
     expect(errors, f"polished: {hard}/{soft} instead of " in errors, True)
     check_clean("p")
