@@ -233,10 +233,10 @@ CLI::Option* addFlag(CLI::App& app, char const* name, bool& isSet,
   return app.add_flag(name, isSet, help)->disable_flag_override();
 }
 
-void addReportOptions(CLI::App& app, Options& options) {
-  CLI::Option* const report = app.add_option(
-      "REPORT", options.reports, "The report; - for standard input");
-  report->type_name("TEXT");
+// Returns --conflict. The lookup of an option by its name is not used: it ends
+// the program when memory is short.
+CLI::Option* addReportOptions(CLI::App& app, Options& options,
+                              CLI::Option* report) {
   addFlag(app, "--start", options.isStart,
           "REPORT is a start file: show what it sets")
       ->needs(report);
@@ -249,15 +249,18 @@ void addReportOptions(CLI::App& app, Options& options) {
   addFlag(app, "--improve", options.isImproving,
           "Show the best change of a variable and the best swap of two")
       ->needs(report);
-  addFlag(app, "--conflict", options.isConflict,
-          "Compare the REPORTs of several seeds: which hard constraints fail")
-      ->needs(report);
+  CLI::Option* const conflict = addFlag(
+      app, "--conflict", options.isConflict,
+      "Compare the REPORTs of several seeds: which hard constraints fail");
+  conflict->needs(report);
   addFlag(app, "--strict", options.isStrict,
           "Without REPORT: exit with status 1 on warnings as well")
       ->excludes(report);
+  return conflict;
 }
 
-void addOutputOptions(CLI::App& app, Options& options) {
+void addOutputOptions(CLI::App& app, Options& options, CLI::Option* report,
+                      CLI::Option* conflict) {
   app.add_option("--no-warn", options.unwanted,
                  "Suppress warnings of this kind")
       ->check(CLI::IsMember(check::warningNames()).description(""))
@@ -268,11 +271,11 @@ void addOutputOptions(CLI::App& app, Options& options) {
   CLI::Option* const json =
       addFlag(app, "--json", options.isJson, "Print one JSON object");
   addFlag(app, "--quiet", options.isQuiet, "Print errors only")->excludes(json);
-  app.get_option("--conflict")->excludes(json);
+  conflict->excludes(json);
   app.add_option("--names", options.names,
                  "JSON file of names to show instead of those of the model")
       ->type_name("FILE")
-      ->needs(app.get_option("REPORT"));
+      ->needs(report);
   for (CLI::Option* const option :
        check::addLayoutOptions(app, options.layout)) {
     option->needs(json);
@@ -291,8 +294,11 @@ int main2(int argc, char** argv) {
       "wcsp-check");
   Options options;
   app.add_option("MODEL", options.model, "The model")->required();
-  addReportOptions(app, options);
-  addOutputOptions(app, options);
+  CLI::Option* const report = app.add_option("REPORT", options.reports,
+                                             "The report; - for standard input")
+                                  ->type_name("TEXT");
+  addOutputOptions(app, options, report,
+                   addReportOptions(app, options, report));
   app.set_version_flag("--version", "wcsp-check " WCSP_VERSION);
   try {
     app.parse(argc, argv);
