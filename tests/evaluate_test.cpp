@@ -233,6 +233,29 @@ TEST(Store, RefusesWhatItCannotHold) {
 }
 
 #ifndef NDEBUG
+TEST(Evaluation, CheckAllowsForSumsThatWereLargeBetween) {
+  // Not both on 1: while one is, the score of the other is large, and what is
+  // left of the wish in it has lost digits.
+  constexpr int many = 1000000000;
+  const naive::Constraint notBoth{
+      Kind::linear,
+      1,
+      -inf,
+      many,
+      {{many, {0, 1}, {0, 1}}, {many, {1, 1}, {1, 1}}},
+      {}};
+  TestSolver solver({{2, 2}, {notBoth, wish(1, 1, 0)}});
+  solver.prepare({0, 0});
+  for (RealWcsp::Constraint& record : solver.constraints) {
+    record.weight = 0.3;
+  }
+  solver.initialize();
+  solver.applyMove(solver.labels.number(0, 1));
+  solver.applyMove(solver.labels.number(0, 0));
+  EXPECT_NE(solver.labels.scores[3], 0.3);
+  EXPECT_TRUE(solver.bookkeepingHolds());
+}
+
 struct AddsAnother : WcspConstraint {
   using WcspConstraint::WcspConstraint;
   void preprocess() override {}

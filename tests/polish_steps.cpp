@@ -103,8 +103,6 @@ int main(int argc, char** argv) {
   std::uint64_t numSkipped = 0;
   for (unsigned seed = first; numSteps < count; ++seed) {
     random_models::Chance chance(seed);
-    // Beyond, rounding errors exceed what the assertions of the search allow.
-    chance.most = 30000;
     const Model model = random_models::randomModel(chance);
     const check::Grids grids = layOut(model, {}, {}).variables;
     polish::Polisher polisher(model, grids, seed);

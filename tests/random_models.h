@@ -15,8 +15,6 @@ class Chance {
  public:
   explicit Chance(unsigned seed) : engine(seed) {}
 
-  int most = check::inf - 1;  // of a coefficient or a bound
-
   int between(int low, int high) {
     return std::uniform_int_distribution<int>(low, high)(engine);
   }
@@ -30,9 +28,10 @@ class Chance {
 
 /// Sometimes at the ends of the range, where sums and bounds saturate.
 inline int number(Chance& chance) {
-  return chance.below(12) == 0 ? chance.between(chance.most - 2, chance.most) *
-                                     (chance.below(2) == 0 ? 1 : -1)
-                               : chance.between(-4, 4);
+  return chance.below(12) == 0
+             ? chance.between(check::inf - 3, check::inf - 1) *
+                   (chance.below(2) == 0 ? 1 : -1)
+             : chance.between(-4, 4);
 }
 
 inline check::Constraint randomConstraint(check::Model const& model,
