@@ -276,6 +276,8 @@ GRIDS = [
      [(["A", "B", "C"], ["1", "2", "3"], [[0, 1, None], [3, None, 2], [None, 4, 5]])]),
     ("A_1 B_2 C_3 D_4", [], []),  # a quarter of the cells
     ("A_1 A_2 A_3 B", [], []),    # one row
+    ("A_B_2026_11_02 A_B_2026_12_02 C_2026_11_02", [],
+     [(["A_B", "C"], ["2026_11_02", "2026_12_02"], [[0, 1], [2, None]])]),
     ("A_1 A_2 B_1 B_2 z", ["--rows", "B,A", "--columns", "2"],
      [(["B", "A"], ["2"], [[3], [1]])]),
     ("A_w1Mon A_w1Tue B_w1Mon", ["--split", "(.*)_w1(.*)"],
@@ -285,7 +287,7 @@ NAMES_FILE = {"variables": {"A1": [["Zo\u00eb", "", "Mon"], 0], "A2": [["Zo\u00e
                             "B1": [["Al", "x", "Mon"], 0], "B2": [["Al", "x", "Mon"], 0],
                             "z": ["Zo\u00eb  Mon", 1]},
               "domains": [["early shift", "late"], ["1", "1"]],
-              "constraints": {"c": "rest of Zo\u00eb"}}
+              "constraints": {"c": ["rest of", "Zo\u00eb"]}}
 
 
 def grids_of(words, options):
@@ -314,9 +316,10 @@ def check_grids():
     output = grids_of("A1 A2 B1 B2 z".split(), ["--names", "names"])
     zoe = "Zo\\xc3\\xab"
     check("names", ([x for x, _ in output["assignment"]], output["violated"][0]["name"],
-                    output["violated"][0]["terms"][0]["labels"], output["domains"][1][1]),
+                    output["violated"][0]["terms"][0]["labels"], output["domains"][1][1],
+                    [group["name"] for group in output["groups"]]),
           ([zoe + "  Mon", zoe + "  Tue", "Al x Mon", "Al x Mon (B2)", zoe + "  Mon (z)"],
-           "rest of " + zoe, [[zoe + "  Mon", "early shift"]], ["1", "1 (on)"]))
+           "rest of " + zoe, [[zoe + "  Mon", "early shift"]], ["1", "1 (on)"], ["rest of"]))
     check("grid of parts", [(g["rows"], g["columns"]) for g in output["grids"]],
           [([zoe + " ", "Al x"], ["Mon", "Tue"])])
     check("with text", "rest of " + zoe in run(["m", "-", "--start", "--names", "names"], "A1: e")[1],

@@ -338,15 +338,10 @@ class Result:
             if key not in domains:
                 domains[key] = len(listed)
                 listed.append([_shown(value) for value in x.places])
-            shown = (
-                [_shown(part) for part in x.name]
-                if isinstance(x.name, tuple)
-                else _shown(x.name)
-            )
             word = self.model.words.variables[x.number]
-            variables[word] = [shown, domains[key]]
+            variables[word] = [_shown_parts(x.name), domains[key]]
         constraints = {
-            word: _shown(name)
+            word: _shown_parts(name)
             for word, name in zip(
                 self.model.words.constraints, self.model.names
             )
@@ -412,6 +407,12 @@ def penalty_of(
         else:
             soft += Fraction(weight) * violation
     return hard, soft
+
+
+def _shown_parts(name: object) -> str | list[str]:
+    if isinstance(name, tuple) and name:
+        return [_shown(part) for part in name]
+    return _shown(name)
 
 
 def _shown(name: object) -> str:

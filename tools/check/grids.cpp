@@ -42,6 +42,21 @@ Heads atFirstMark(std::string_view name) {
   return cut(name, name.find_first_of("_@"), 1);
 }
 
+// Ann_Lee_2026_11_02
+Heads atDate(std::string_view name) {
+  constexpr std::string_view form = "_dddd_dd_dd";
+  if (name.size() <= form.size()) {
+    return std::nullopt;
+  }
+  const std::size_t at = name.size() - form.size();
+  bool const isDate = std::equal(
+      form.begin(), form.end(), name.begin() + static_cast<std::ptrdiff_t>(at),
+      [](char sign, char c) {
+        return sign == 'd' ? digits.find(c) != npos : sign == c;
+      });
+  return isDate ? cut(name, at, 1) : std::nullopt;
+}
+
 // x[Ann,Mon]
 Heads atComma(std::string_view name) {
   if (name.size() < 2 || name.back() != ']') {
@@ -341,8 +356,8 @@ Grid limited(Grid const& grid, std::vector<std::string> const& rows,
 
 std::vector<Split> usualSplits(std::vector<std::string> const& names) {
   std::vector<Split> splits;
-  for (auto const way : {atLastMark, atFirstMark, atComma, beforeBrackets,
-                         afterDigit, beforeNumber}) {
+  for (auto const way : {atDate, atLastMark, atFirstMark, atComma,
+                         beforeBrackets, afterDigit, beforeNumber}) {
     splits.emplace_back([way, &names](std::size_t i) { return way(names[i]); });
   }
   return splits;

@@ -33,9 +33,9 @@ struct Grids {
 using Split = std::function<std::optional<std::pair<std::string, std::string>>(
     std::size_t)>;
 
-// The built-in ways to split these names, which outlive them: at the last or
-// first '_' or '@', at a comma or before brackets, after a digit, before the
-// digits at the end.
+// The built-in ways to split these names, which outlive them: before a date at
+// the end (2026_11_02), at the last or first '_' or '@', at a comma or before
+// brackets, after a digit, before the digits at the end.
 std::vector<Split> usualSplits(std::vector<std::string> const& names);
 
 // Splits by the two groups of an extended regular expression that matches a

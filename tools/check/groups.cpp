@@ -7,7 +7,10 @@ namespace check {
 
 std::string Grouping::groupOf(std::string const& name) const {
   if (!pattern) {
-    const std::size_t size = name.find_first_of("0123456789_[@");
+    if (auto const given = groups.find(name); given != groups.end()) {
+      return given->second;
+    }
+    const std::size_t size = name.find_first_of("0123456789_[@ ");
     return size == 0 ? name : name.substr(0, size);
   }
   auto const match = pattern->find(name);

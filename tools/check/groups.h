@@ -4,6 +4,8 @@
 
 #include <optional>
 #include <string>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "tools/check/evaluate.h"
@@ -19,21 +21,25 @@ struct Group {
 
 // Maps the name of a constraint to its group: the match of an extended regular
 // expression, or its first part in parentheses. A name without a match is its
-// own group. Without an expression, the group is the text before the first
-// digit, '_',
-// '[' or '@'.
+// own group. Without an expression, it is the group given for the name, else
+// the text before the first digit, '_', '[', '@' or blank.
 class Grouping {
  public:
-  Grouping() = default;
-  // Throws std::runtime_error if the text is not a regular expression.
-  explicit Grouping(std::string const& expression) {
-    pattern.emplace(expression);
+  using Groups = std::unordered_map<std::string, std::string>;
+
+  // Throws std::runtime_error if the expression is not a regular one.
+  Grouping(std::optional<std::string> const& expression, Groups itsGroups)
+      : groups(std::move(itsGroups)) {
+    if (expression) {
+      pattern.emplace(*expression);
+    }
   }
 
   std::string groupOf(std::string const& name) const;
 
  private:
   std::optional<Pattern> pattern;
+  Groups groups;  // by name
 };
 
 // The groups with a penalty, the greatest first.

@@ -58,9 +58,6 @@ void evaluateReport(Options const& options, check::Model const& model,
   result.isEvaluated = true;
   result.assignment = report.assignment;
   result.evaluation = evaluate(model, report.assignment);
-  const check::Grouping grouping =
-      options.grouping ? check::Grouping(*options.grouping) : check::Grouping();
-  result.groups = sumGroups(model, result.evaluation, grouping);
   if (options.isImproving) {
     result.neighbours = findBest(model, result.assignment, result.evaluation);
   }
@@ -121,8 +118,8 @@ void concludeAdvice(Options const& options, check::Model const& model,
 }
 
 // Replaces the names in the model by those of the user, if any.
-check::NameParts useNames(Options const& options, check::Model& model) {
-  return options.names.empty() ? check::NameParts()
+check::ShownNames useNames(Options const& options, check::Model& model) {
+  return options.names.empty() ? check::ShownNames()
                                : rename(model, check::readFile(options.names));
 }
 
@@ -177,9 +174,12 @@ check::Model run(Options const& options, Result& result) {
                             : check::readReport(model, report),
             result);
       if (result.isEvaluated) {
-        const check::NameParts parts = useNames(options, model);
+        check::ShownNames names = useNames(options, model);
+        const check::Grouping grouping(options.grouping,
+                                       std::move(names.groups));
+        result.groups = sumGroups(model, result.evaluation, grouping);
         if (options.isJson) {
-          result.layout = layOut(model, parts, options.layout);
+          result.layout = layOut(model, names.variables, options.layout);
         }
       }
     }

@@ -1,6 +1,5 @@
 #include "tools/check/shown_names.h"
 
-#include <map>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <utility>
@@ -29,26 +28,38 @@ Names renamedValues(Names const& words, std::vector<std::string> const& texts) {
   return names;
 }
 
+// A text or a list of texts, which is not empty.
+std::vector<std::string> partsOf(json const& name) {
+  auto parts = name.is_array() ? name.get<std::vector<std::string>>()
+                               : std::vector{name.get<std::string>()};
+  if (parts.empty()) {
+    throw std::runtime_error("--names: not a file of names");
+  }
+  return parts;
+}
+
 }  // namespace
 
 std::string joined(std::vector<std::string> const& parts) {
-  std::string text = parts.at(0);
+  std::string text = parts[0];
   for (std::size_t i = 1; i < parts.size(); ++i) {
     text += " " + parts[i];
   }
   return text;
 }
 
-NameParts rename(Model& model, std::string const& names) {
-  NameParts allParts;
+ShownNames rename(Model& model, std::string const& names) {
+  ShownNames shownNames;
   Names variables;
   std::vector<Names> values;
-  std::map<std::string, std::string> constraints;
+  std::unordered_map<std::string, std::vector<std::string>> constraints;
   try {
     const json shown = json::parse(names);
     auto const domains =
         shown.at("domains").get<std::vector<std::vector<std::string>>>();
-    shown.at("constraints").get_to(constraints);
+    for (auto const& [word, name] : shown.at("constraints").items()) {
+      constraints.emplace(word, partsOf(name));
+    }
     json const& entries = shown.at("variables");
     for (unsigned v = 0; v < model.variables.size(); ++v) {
       std::string const& word = model.variables[v];
@@ -56,11 +67,9 @@ NameParts rename(Model& model, std::string const& names) {
         throw std::runtime_error("--names: the names are of another model");
       }
       json const& entry = entries[word];
-      json const& name = entry.at(0);
-      allParts.push_back(name.is_array()
-                             ? name.get<std::vector<std::string>>()
-                             : std::vector{name.get<std::string>()});
-      addName(variables, joined(allParts.back()), word);
+      NameParts& parts = shownNames.variables;
+      parts.push_back(partsOf(entry.at(0)));
+      addName(variables, joined(parts.back()), word);
       values.push_back(renamedValues(
           model.values[v], domains.at(entry.at(1).get<std::size_t>())));
     }
@@ -74,10 +83,14 @@ NameParts rename(Model& model, std::string const& names) {
   for (Constraint& constraint : model.constraints) {
     if (auto const name = constraints.find(constraint.name);
         name != constraints.end()) {
-      constraint.name = name->second;
+      std::vector<std::string> const& parts = name->second;
+      constraint.name = joined(parts);
+      if (parts.size() > 1) {
+        shownNames.groups.emplace(constraint.name, parts.front());
+      }
     }
   }
-  return allParts;
+  return shownNames;
 }
 
 }  // namespace check

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "tools/check/model.h"
@@ -15,12 +16,18 @@ using NameParts = std::vector<std::vector<std::string>>;
 // The parts with blanks between them; there is at least one.
 std::string joined(std::vector<std::string> const& parts);
 
+struct ShownNames {
+  NameParts variables;
+  // The first part of each name of several parts, by the name.
+  std::unordered_map<std::string, std::string> groups;
+};
+
 // Renames the items of a model by JSON from the Python package: {"variables":
 // {word: [text or parts, number of domain]}, "domains": [[text, ...], ...],
-// "constraints": {word: text}}. Parts are joined by blanks; if names are equal,
-// the word is appended to the later ones. Returns the parts. Throws
-// std::runtime_error and changes nothing if the text is invalid or lacks a
-// variable or a value of the model.
-NameParts rename(Model& model, std::string const& names);
+// "constraints": {word: text or parts}}. Parts are joined by blanks; if names
+// of variables or values are equal, the word is appended to the later ones.
+// Throws std::runtime_error and changes nothing if the text is invalid or lacks
+// a variable or a value of the model.
+ShownNames rename(Model& model, std::string const& names);
 
 }  // namespace check
