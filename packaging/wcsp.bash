@@ -42,6 +42,7 @@ _wcsp_tool() {
       --retries --seeds --slurm --status --stop --submit --target --time --version --wcsp' ;;
     wcsp-plot) options='--csv --follow --group --help --iterations --output
       --safe --target --title --version' ;;
+    wcsp-convert) options='--back --help --output --to --version' ;;
     wcsp-polish) options='--columns --help --jobs --output --rows --seed --split
       --steps --time --version' ;;
   esac
@@ -54,5 +55,5 @@ _wcsp_tool() {
 }
 
 complete -F _wcsp wcsp
-complete -F _wcsp_tool wcsp-many wcsp-show wcsp-plot wcsp-polish
+complete -F _wcsp_tool wcsp-convert wcsp-many wcsp-show wcsp-plot wcsp-polish
 complete -F _wcsp_check wcsp-check

@@ -44,7 +44,7 @@ def equal(got, expected, what):
 def installed(prefix, version):
     equal(run(prefix / 'bin/wcsp-check', '--version').split()[-1], version,
           'version')
-    for tool in ('wcsp-show', 'wcsp-plot', 'wcsp-many', 'wcsp-polish'):
+    for tool in ('wcsp-show', 'wcsp-plot', 'wcsp-many', 'wcsp-polish', 'wcsp-convert'):
         equal(run(prefix / 'bin' / tool, '--version').split()[-1], version, tool)
     completion = prefix / 'share/bash-completion/completions/wcsp'
     words = run('bash', '-c', f'. {completion}; COMP_WORDS=(wcsp -); '

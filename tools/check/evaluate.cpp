@@ -177,20 +177,22 @@ void forPairs(Constraint const& constraint,
   }
 }
 
+void Range::add(std::vector<LabelSum> const& pair, std::size_t numLabels) {
+  auto const [low, high] = std::minmax_element(
+      pair.begin(), pair.end(),
+      [](LabelSum const& a, LabelSum const& b) { return a.sum < b.sum; });
+  bool const canBeOff = pair.size() < numLabels;
+  least += canBeOff ? std::min<Int128>(low->sum, 0) : low->sum;
+  greatest += canBeOff ? std::max<Int128>(high->sum, 0) : high->sum;
+}
+
 Range sumRange(Model const& model, Constraint const& constraint) {
   Range total;
   forPairs(constraint, [&](std::vector<LabelSum> const& pair) {
-    auto const [least, greatest] = std::minmax_element(
-        pair.begin(), pair.end(),
-        [](LabelSum const& a, LabelSum const& b) { return a.sum < b.sum; });
     unsigned const x = pair[0].label1.variable;
     unsigned const y = pair[0].label2.variable;
-    const std::size_t numLabels = std::size_t{model.values[x].size()} *
-                                  (x == y ? 1 : model.values[y].size());
-    bool const canBeOff = pair.size() < numLabels;
-    total.least += canBeOff ? std::min<Int128>(least->sum, 0) : least->sum;
-    total.greatest +=
-        canBeOff ? std::max<Int128>(greatest->sum, 0) : greatest->sum;
+    total.add(pair, std::size_t{model.values[x].size()} *
+                        (x == y ? 1 : model.values[y].size()));
   });
   return total;
 }

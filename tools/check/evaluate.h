@@ -6,6 +6,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -80,6 +81,9 @@ void forPairs(Constraint const& constraint,
 struct Range {
   Int128 least = 0;
   Int128 greatest = 0;
+
+  // Adds the contribution of a pair of variables with so many pairs of labels.
+  void add(std::vector<LabelSum> const& pair, std::size_t numLabels);
 };
 
 // Bounds on the sum of a linear or quadratic constraint over all assignments;

@@ -1,6 +1,5 @@
 // wcsp-polish: improves a report by solving parts of its model again.
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -21,13 +20,12 @@
 #include <system_error>
 #include <utility>
 
-#include "tools/check/advice.h"
+#include "tools/check/command.h"
 #include "tools/check/files.h"
 #include "tools/check/layout.h"
 #include "tools/check/layout_options.h"
-#include "tools/check/reader.h"
+#include "tools/check/output_file.h"
 #include "tools/check/report.h"
-#include "tools/check/text.h"
 #include "tools/polish/output.h"
 #include "tools/polish/polisher.h"
 #include "tools/polish/signals.h"
@@ -35,11 +33,13 @@
 
 namespace {
 
+using check::failed;
+using check::Failure;
 using polish::Polisher;
 using polish::Signals;
 using polish::Solution;
 
-enum Status { success = 0, wrongReport = 1, failed = 2, noReport = 3 };
+enum Status { success = 0, wrongReport = 1, noReport = 3 };
 
 const std::chrono::steady_clock::time_point programStart =
     std::chrono::steady_clock::now();
@@ -59,16 +59,8 @@ struct Options {
   check::LayoutWishes layout;
 };
 
-// What ends the program with a message and a status.
-struct Failure : std::runtime_error {
-  Status status;
-
-  Failure(Status itsStatus, std::string const& message)
-      : std::runtime_error(message), status(itsStatus) {}
-};
-
 void complain(std::string const& message) {
-  std::cerr << "wcsp-polish: " << check::printable(message) << std::endl;
+  check::complain("wcsp-polish", message);
 }
 
 // "90", "10m", "1h30m"; in seconds.
@@ -91,17 +83,6 @@ double secondsOf(std::string const& text) {
     throw CLI::ValidationError("--time", "a time must be above 0");
   }
   return std::min(sum, longest);
-}
-
-check::Model readModel(std::string const& name) {
-  const std::string text = check::readFile(name);
-  check::Reading reading = check::readWhole(text);
-  if (reading.numErrors > 0) {
-    writeErrors(std::cerr, name, locate(text, reading.errors), {});
-    throw Failure(failed, "no model: " + std::to_string(reading.numErrors) +
-                              (reading.numErrors == 1 ? " error" : " errors"));
-  }
-  return std::move(reading.model);
 }
 
 // A report that differs from what it has to be is refused, as are texts that
@@ -202,7 +183,7 @@ class Display {
  private:
   Options const& options;
   check::Model const& model;
-  std::optional<polish::OutputFile> file;
+  std::optional<check::OutputFile> file;
   bool const isTerminal = isatty(STDERR_FILENO) == 1;
   double shownAt = -1.0;  // the first step is shown at once
   bool isLineShown = false;
@@ -286,7 +267,7 @@ void polishTogether(Options const& options, check::Model const& model,
 }
 
 void run(Options const& options) {
-  const check::Model model = readModel(options.model);
+  const check::Model model = check::readModel(options.model);
   std::optional<Solution> best;
   if (!options.report.empty()) {
     best = readStart(options.report, model);
@@ -386,34 +367,8 @@ Options parse(int argc, char** argv) {
   return options;
 }
 
-// No file that is opened may take the place of a closed standard descriptor.
-void fillDescriptors() {
-  for (int descriptor = 0; descriptor <= 2; ++descriptor) {
-    if (fcntl(descriptor, F_GETFD) == -1 && open("/", O_RDONLY) != descriptor) {
-      std::_Exit(failed);
-    }
-  }
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  fillDescriptors();
-  Status status = failed;
-  try {
-    run(parse(argc, argv));
-    status = success;
-  } catch (Failure const& failure) {
-    complain(failure.what());
-    status = failure.status;
-  } catch (std::bad_alloc const&) {
-    complain("out of memory");
-  } catch (std::exception const& error) {
-    complain(error.what());
-  }
-  if (!std::cout.flush()) {
-    complain("cannot write to standard output");
-    status = failed;
-  }
-  return status;
+  return check::runCommand("wcsp-polish", [=] { run(parse(argc, argv)); });
 }

@@ -1,11 +1,9 @@
-// Reports and progress in the form of the solver, and files that are replaced
-// as a whole.
+// Reports and progress in the form of the solver.
 
 #pragma once
 
 #include <cstdint>
 #include <ostream>
-#include <string>
 
 #include "tools/check/model.h"
 #include "tools/polish/polisher.h"
@@ -19,25 +17,5 @@ void writeProgress(std::ostream& out, Solution const& solution, double seconds,
 // From "[best solution]" to the last violated constraint.
 void writeReport(std::ostream& out, check::Model const& model,
                  Solution const& solution);
-
-// A file whose content is there as a whole or not at all: written under a
-// fresh name beside it and renamed, its mode kept, a link followed. What is no
-// regular file (a device, a pipe) is written to as it is, by finish() alone.
-class OutputFile {
- public:
-  // Throws std::runtime_error if nothing can be written there.
-  explicit OutputFile(std::string const& path);
-
-  // Replaces the content. Throws std::runtime_error, leaving what was there.
-  void replace(std::string const& content) const;
-
-  // The same for the last content.
-  void finish(std::string const& content) const;
-
- private:
-  std::string goal;  // links followed
-  bool isRegular = true;
-  unsigned mode = 0;
-};
 
 }  // namespace polish
