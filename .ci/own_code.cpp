@@ -1,6 +1,7 @@
 // A plugin for clang-tidy: its checks visit the project's code alone. They
 // would otherwise walk through every system header, whose findings nobody sees,
-// and take four times as long.
+// and take four times as long. Declarations of the precompiled header are
+// system headers' and stay unloaded.
 #include <clang/AST/ASTConsumer.h>
 #include <clang/AST/ASTContext.h>
 #include <clang/Basic/SourceManager.h>
@@ -15,7 +16,7 @@ namespace {
 class Narrow : public clang::ASTConsumer {
   void HandleTranslationUnit(clang::ASTContext& context) override {
     std::vector<clang::Decl*> own;
-    for (clang::Decl* decl : context.getTranslationUnitDecl()->decls())
+    for (clang::Decl* decl : context.getTranslationUnitDecl()->noload_decls())
       if (!context.getSourceManager().isInSystemHeader(decl->getLocation()))
         own.push_back(decl);
     context.setTraversalScope(own);
