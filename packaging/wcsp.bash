@@ -22,7 +22,7 @@ _wcsp() {
 _wcsp_check() {
   local word=${COMP_WORDS[COMP_CWORD]}
   if [[ $word == -* ]]; then
-    mapfile -t COMPREPLY < <(compgen -W '--by --columns --conflict --help --improve
+    mapfile -t COMPREPLY < <(compgen -W '--before --by --columns --conflict --help --improve
       --json --names --no-warn --quiet --rows --split --start --strict --version' \
       -- "$word")
   else

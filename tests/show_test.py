@@ -125,6 +125,11 @@ def check_compare():
     output = json.loads(show(ROSTER, REPORT, "--compare", "old.report", "--json")[1])
     expect("changes", (output["changes"]["changed"], output["changes"]["violated anew"]),
            ([["Ann_w1Mon", "late", "early"]], ["night"]))
+    for text in ("", REPORT[:40], REPORT.replace("1/3", "1"), REPORT.replace("fair: 1", "fair: x")):
+        with open("old.report", "w", encoding="utf-8") as file:
+            file.write(text)
+        expect(text, show(ROSTER, REPORT, "--compare", "old.report"),
+               (2, "", "wcsp-show: --compare: not a report\n"))
 
 
 def check_failures():

@@ -331,13 +331,13 @@ class Result:
     def _names(self) -> dict[str, Any]:
         """The names that wcsp-show shows instead of the words of the text."""
         domains: dict[int, int] = {}
-        listed: list[list[str]] = []
+        listed: list[list[str | list[str]]] = []
         variables = {}
         for x in self.model.variables:
             key = id(x.places)
             if key not in domains:
                 domains[key] = len(listed)
-                listed.append([_shown(value) for value in x.places])
+                listed.append([_shown_parts(value) for value in x.places])
             word = self.model.words.variables[x.number]
             variables[word] = [_shown_parts(x.name), domains[key]]
         constraints = {

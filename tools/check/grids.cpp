@@ -42,19 +42,25 @@ Heads atFirstMark(std::string_view name) {
   return cut(name, name.find_first_of("_@"), 1);
 }
 
+// Whether the text begins with a date: 2026-11-02 or 2026_11_02, alone or with
+// a time of day.
+bool beginsWithDate(std::string_view text) {
+  constexpr std::string_view form = "dddd-dd-dd";
+  auto const fits = [](char sign, char c) {
+    return sign == 'd' ? digits.find(c) != npos : c == '-' || c == '_';
+  };
+  return text.size() >= form.size() &&
+         std::equal(form.begin(), form.end(), text.begin(), fits) &&
+         (text.size() == form.size() || digits.find(text[form.size()]) == npos);
+}
+
 // Ann_Lee_2026_11_02
 Heads atDate(std::string_view name) {
-  constexpr std::string_view form = "_dddd_dd_dd";
-  if (name.size() <= form.size()) {
-    return std::nullopt;
-  }
-  const std::size_t at = name.size() - form.size();
-  bool const isDate = std::equal(
-      form.begin(), form.end(), name.begin() + static_cast<std::ptrdiff_t>(at),
-      [](char sign, char c) {
-        return sign == 'd' ? digits.find(c) != npos : sign == c;
-      });
-  return isDate ? cut(name, at, 1) : std::nullopt;
+  constexpr std::size_t size = std::string_view("_2026_11_02").size();
+  const std::size_t at = name.size() < size ? npos : name.size() - size;
+  return at != npos && name[at] == '_' && beginsWithDate(name.substr(at + 1))
+             ? cut(name, at, 1)
+             : std::nullopt;
 }
 
 // x[Ann,Mon]
@@ -93,6 +99,19 @@ Heads afterDigit(std::string_view name) {
 // A1
 Heads beforeNumber(std::string_view name) {
   return cut(name, name.find_last_not_of(digits) + 1, 0);
+}
+
+// Sorts headings if all are dates.
+template <class Heading>
+void sortDates(std::vector<Heading>& heads, auto const& textOf) {
+  if (std::all_of(heads.begin(), heads.end(), [&](Heading const& head) {
+        return beginsWithDate(textOf(head));
+      })) {
+    std::sort(heads.begin(), heads.end(),
+              [&](Heading const& a, Heading const& b) {
+                return textOf(a) < textOf(b);
+              });
+  }
 }
 
 // Numbers for texts, in the order in which they come.
@@ -253,11 +272,21 @@ class Finder {
   Grid gridOf(Family const& family) const {
     Grid grid;
     std::unordered_map<unsigned, std::size_t> positions;
-    for (unsigned const column : ordered(family)) {
+    std::vector<unsigned> columns = ordered(family);
+    sortDates(
+        columns, [&](unsigned c) -> auto const& {
+          return columnHeads.texts[c];
+        });
+    std::vector<unsigned> ownRows = family.rows;
+    sortDates(
+        ownRows, [&](unsigned row) -> auto const& {
+          return rowHeads.texts[row];
+        });
+    for (unsigned const column : columns) {
       positions[column] = grid.columns.size();
       grid.columns.push_back(columnHeads.texts[column]);
     }
-    for (unsigned const row : family.rows) {
+    for (unsigned const row : ownRows) {
       grid.rows.push_back(rowHeads.texts[row]);
       grid.cells.emplace_back(grid.columns.size(), Grid::none);
       for (Cell const& cell : rows[row]) {

@@ -18,8 +18,10 @@ namespace check {
 struct Grid {
   static constexpr std::size_t none = static_cast<std::size_t>(-1);
 
-  std::vector<std::string> rows;     // heads, in the order of the names
-  std::vector<std::string> columns;  // heads, in an order that suits each row
+  // Heads in the order of the names; dates are sorted.
+  std::vector<std::string> rows;
+  // Heads in an order that suits each row; dates are sorted.
+  std::vector<std::string> columns;
   // By row and column: the index of the name, or none.
   std::vector<std::vector<std::size_t>> cells;
 };

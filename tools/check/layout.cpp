@@ -1,7 +1,12 @@
 #include "tools/check/layout.h"
 
 #include <algorithm>
+#include <map>
 #include <stdexcept>
+#include <string_view>
+#include <unordered_map>
+
+#include "tools/check/evaluate.h"
 
 namespace check {
 
@@ -13,10 +18,6 @@ std::vector<std::string> textsOf(Names const& names) {
     texts.push_back(*name);
   }
   return texts;
-}
-
-Grids gridsOf(std::vector<std::string> const& texts) {
-  return findGrids(texts.size(), usualSplits(texts));
 }
 
 // The headings are all parts but the last, and the last part.
@@ -57,6 +58,11 @@ void requireHeads(std::vector<Grid> const& grids,
   }
 }
 
+Grids gridsOf(std::vector<std::string> const& texts,
+              NameParts const& parts = {}) {
+  return findGrids(texts.size(), splitsOf(texts, parts, ""));
+}
+
 // Rows of the grids that all values of the model make.
 std::vector<std::vector<std::string>> familiesOf(Model const& model) {
   Names all;
@@ -82,21 +88,72 @@ std::vector<std::vector<std::string>> familiesOf(Model const& model) {
   return families;
 }
 
+// The value of all terms if the constraint limits how many variables take it,
+// or nothing.
+std::string const* limitedValue(Model const& model,
+                                Constraint const& constraint) {
+  if (constraint.kind != Constraint::linear || constraint.weight == 0 ||
+      !hasUpper(constraint) || constraint.terms.empty()) {
+    return nullptr;
+  }
+  auto const valueOf = [&](Term const& term) -> std::string const& {
+    return model.values[term.label1.variable][term.label1.value];
+  };
+  std::string const& value = valueOf(constraint.terms[0]);
+  bool const isCount = std::all_of(
+      constraint.terms.begin(), constraint.terms.end(), [&](Term const& term) {
+        return term.coefficient == 1 && valueOf(term) == value;
+      });
+  return isCount ? &value : nullptr;
+}
+
+// The limits that hold for all variables which can take the value.
+std::vector<Places> placesOf(Model const& model) {
+  std::unordered_map<std::string_view, std::size_t> numTakers;
+  for (Names const& values : model.values) {
+    for (std::string const* const value : values.all()) {
+      ++numTakers[*value];
+    }
+  }
+  std::map<std::string, int> limits;
+  for (Constraint const& constraint : model.constraints) {
+    std::string const* const value = limitedValue(model, constraint);
+    if (value == nullptr) {
+      continue;
+    }
+    const std::size_t numCounted = scopeOf(constraint).size();
+    if (numCounted == constraint.terms.size() &&
+        numCounted == numTakers[*value]) {
+      auto const limit = limits.emplace(*value, constraint.upper).first;
+      limit->second = std::min(limit->second, constraint.upper);
+    }
+  }
+  std::vector<Places> places;
+  for (auto const& [value, limit] : limits) {
+    places.push_back({value, limit});
+  }
+  return places;
+}
+
 }  // namespace
 
-Layout layOut(Model const& model, NameParts const& parts,
+Layout layOut(Model const& model, ShownNames const& shown,
               LayoutWishes const& wishes) {
   Layout layout;
   const std::vector<std::string> names = textsOf(model.variables);
   std::vector<Names const*> domains;
-  for (Names const& values : model.values) {
+  for (unsigned v = 0; v < model.values.size(); ++v) {
+    Names const& values = model.values[v];
     if (domains.empty() || !(values == *domains.back())) {
-      layout.values.push_back(gridsOf(textsOf(values)));
+      layout.values.push_back(
+          gridsOf(textsOf(values), shown.domains.empty()
+                                       ? NameParts()
+                                       : shown.domains[shown.domainOf[v]]));
     }
     domains.push_back(&values);
   }
-  layout.variables =
-      findGrids(names.size(), splitsOf(names, parts, wishes.split), domains);
+  layout.variables = findGrids(
+      names.size(), splitsOf(names, shown.variables, wishes.split), domains);
   std::vector<Grid> const& grids = layout.variables.grids;
   if (!wishes.split.empty() && grids.empty()) {
     throw std::runtime_error("--split makes no grid of the variables");
@@ -105,6 +162,7 @@ Layout layOut(Model const& model, NameParts const& parts,
   requireHeads(grids, &Grid::columns, "--columns", wishes.columns);
   limitGrids(layout.variables, wishes.rows, wishes.columns);
   layout.families = familiesOf(model);
+  layout.places = placesOf(model);
   return layout;
 }
 

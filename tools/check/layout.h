@@ -11,10 +11,17 @@
 
 namespace check {
 
+// How many variables may take a value.
+struct Places {
+  std::string value;
+  int limit;
+};
+
 struct Layout {
   Grids variables;
   std::vector<Grids> values;  // of each run of variables with equal domains
   std::vector<std::vector<std::string>> families;  // values that share a row
+  std::vector<Places> places;                      // of the values with a limit
 };
 
 // The options for a layout.
@@ -24,10 +31,10 @@ struct LayoutWishes {
   std::vector<std::string> columns;  // the same
 };
 
-// `parts` may be empty; where some name has several, these names alone are
-// split, before the last part. Throws std::runtime_error for a split that
+// `shown` may be empty. Where some name has several parts, these names alone
+// are split, before the last part. Throws std::runtime_error for a split that
 // makes no grid and for rows and columns that are in none.
-Layout layOut(Model const& model, NameParts const& parts,
+Layout layOut(Model const& model, ShownNames const& shown,
               LayoutWishes const& wishes);
 
 }  // namespace check

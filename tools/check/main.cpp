@@ -47,6 +47,7 @@ struct Options {
   bool isStrict = false;
   std::vector<std::string> unwanted;  // kinds of warnings
   std::string names;                  // a file, or empty
+  std::string before;                 // a report, or empty
   check::LayoutWishes layout;
   bool isJson = false;
   bool isQuiet = false;
@@ -123,6 +124,14 @@ check::ShownNames useNames(Options const& options, check::Model& model) {
                                : rename(model, check::readFile(options.names));
 }
 
+check::Earlier readBefore(Options const& options, check::Model const& model) {
+  auto earlier = readEarlier(model, check::readFile(options.before));
+  if (!earlier) {
+    throw std::runtime_error("--before: not a report");
+  }
+  return std::move(*earlier);
+}
+
 // Compares several reports and prints the result as text.
 void compareReports(Options const& options, check::Model& model,
                     Result& result) {
@@ -174,12 +183,15 @@ check::Model run(Options const& options, Result& result) {
                             : check::readReport(model, report),
             result);
       if (result.isEvaluated) {
+        if (!options.before.empty()) {
+          result.before = readBefore(options, model);
+        }
         check::ShownNames names = useNames(options, model);
         const check::Grouping grouping(options.grouping,
                                        std::move(names.groups));
         result.groups = sumGroups(model, result.evaluation, grouping);
         if (options.isJson) {
-          result.layout = layOut(model, names.variables, options.layout);
+          result.layout = layOut(model, names, options.layout);
         }
       }
     }
@@ -276,6 +288,11 @@ void addOutputOptions(CLI::App& app, Options& options, CLI::Option* report,
                  "JSON file of names to show instead of those of the model")
       ->type_name("FILE")
       ->needs(report);
+  app.add_option("--before", options.before,
+                 "An earlier report, maybe of another model, to print as well")
+      ->type_name("EARLIER")
+      ->needs(report)
+      ->needs(json);
   for (CLI::Option* const option :
        check::addLayoutOptions(app, options.layout)) {
     option->needs(json);

@@ -45,6 +45,7 @@ struct Result {
   std::vector<Group> groups;             // with a penalty, the greatest first
   std::optional<Neighbours> neighbours;  // where they are asked for
   Layout layout;                         // for JSON
+  std::optional<Earlier> before;         // as above
 };
 
 // The violated constraints explained, the differences and the verdict.

@@ -56,6 +56,7 @@ class Writer {
   void layout();
   void penalty(Penalty const& penalty);
   void move(std::optional<Move> const& move);
+  void earlier(Earlier const& before);
   void evaluation();
 
   std::ostream& out;
@@ -185,6 +186,10 @@ void Writer::layout() {
   out << R"(,"families":)";
   list(result.layout.families,
        [&](std::vector<std::string> const& family) { texts(family); });
+  out << R"(,"places":)";
+  list(result.layout.places, [&](Places const& places) {
+    out << '[' << textOf(places.value) << ',' << places.limit << ']';
+  });
 }
 
 void Writer::penalty(Penalty const& penalty) {
@@ -201,6 +206,29 @@ void Writer::move(std::optional<Move> const& move) {
   penalty(move->penalty);
   out << R"(,"labels":)";
   list(move->labels, [&](Label const& changed) { label(changed); });
+  out << '}';
+}
+
+// With the names of this model where it has them.
+void Writer::earlier(Earlier const& before) {
+  out << R"(,"before":{"hard":")" << before.hard << R"(","soft":")"
+      << before.soft << R"(","assignment":)";
+  list(before.assignment, [&](Earlier::Value const& value) {
+    auto const [v, a] = value.label;
+    bool const isKnown = v < model.variables.size();
+    out << '[' << textOf(isKnown ? model.variables[v] : value.variable) << ','
+        << textOf(isKnown && a < model.values[v].size() ? model.values[v][a]
+                                                        : value.value)
+        << ']';
+  });
+  out << R"(,"violated":)";
+  list(before.violated, [&](Earlier::Violation const& violation) {
+    bool const isKnown = violation.constraint < model.constraints.size();
+    out << '['
+        << textOf(isKnown ? model.constraints[violation.constraint].name
+                          : violation.name)
+        << ",\"" << violation.amount << "\"]";
+  });
   out << '}';
 }
 
@@ -233,6 +261,9 @@ void Writer::evaluation() {
   list(violatedByCost(model, result.evaluation), [&](std::size_t c) {
     violated(model.constraints[c], result.evaluation.violations[c]);
   });
+  if (result.before) {
+    earlier(*result.before);
+  }
 }
 
 void Writer::write() {

@@ -5,6 +5,7 @@
 #include "tools/check/report.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <utility>
 
 #include "tools/check/lexer.h"
@@ -29,6 +30,17 @@ std::size_t findHeading(std::string_view text, std::string_view heading) {
     at = at == 0 ? none : text.rfind(heading, at - 1);
   }
   return none;
+}
+
+constexpr std::string_view bestHeading = "[best solution]";
+constexpr std::string_view incumbentHeading = "[incumbent solution]";
+
+// The position of the heading of the last report.
+std::size_t findReport(std::string_view text) {
+  const std::size_t best = findHeading(text, bestHeading);
+  const std::size_t incumbent = findHeading(text, incumbentHeading);
+  return best == none || incumbent == none ? std::min(best, incumbent)
+                                           : std::max(best, incumbent);
 }
 
 // One past the last byte of the line that begins at `start`.
@@ -115,6 +127,22 @@ Report readLines(Model const& model, std::vector<std::string_view> lines,
   return result;
 }
 
+// The two parts of a line "name: value", or nothing.
+std::optional<std::pair<std::string, std::string>> pairIn(
+    std::string_view line) {
+  const std::size_t colon = line.rfind(": ");
+  if (colon == none) {
+    return std::nullopt;
+  }
+  return std::pair(std::string(line.substr(0, colon)),
+                   std::string(line.substr(colon + 2)));
+}
+
+bool areDigits(std::string_view text) {
+  return !text.empty() &&
+         text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
 bool hasLine(std::string_view text, std::string_view beginning) {
   std::size_t at = text.find(beginning);
   while (at != none && at != 0 && text[at - 1] != '\n') {
@@ -147,19 +175,16 @@ Report missing(std::string error) {
 }  // namespace
 
 Report readReport(Model const& model, std::string_view text) {
-  const std::size_t best = findHeading(text, "[best solution]");
-  const std::size_t incumbent = findHeading(text, "[incumbent solution]");
-  if (best == none && incumbent == none) {
+  const std::size_t heading = findReport(text);
+  if (heading == none) {
     const std::string error = errorWithoutHeading(text);
     return missing(error.empty()
                        ? "it has no line '[best solution]' or '[incumbent "
                          "solution]'; for a start file use --start"
                        : error);
   }
-  bool const isIncumbent =
-      best == none || (incumbent != none && incumbent > best);
-  const std::size_t heading = isIncumbent ? incumbent : best;
   std::vector<std::string_view> lines = cutLines(text.substr(heading));
+  bool const isIncumbent = lines.front() == incumbentHeading;
   lines.erase(lines.begin());
   if (isIncumbent && isUnrecorded(model, lines)) {
     Report result;
@@ -173,10 +198,8 @@ Report readReport(Model const& model, std::string_view text) {
 // Reads a start file like the solver: a later pair wins, other text is skipped,
 // and a missing variable takes its first value.
 Report readStart(Model const& model, std::string_view text) {
-  bool const hasHeading = findHeading(text, "[best solution]") != none ||
-                          findHeading(text, "[incumbent solution]") != none;
   if (const std::string error = errorWithoutHeading(text);
-      !hasHeading && !error.empty()) {
+      findReport(text) == none && !error.empty()) {
     return missing(error);
   }
   Report result;
@@ -203,6 +226,60 @@ Report readStart(Model const& model, std::string_view text) {
     return missing("it sets no variable");
   }
   return result;
+}
+
+std::optional<Earlier> readEarlier(Model const& model, std::string_view text) {
+  const std::size_t heading = findReport(text);
+  if (heading == none) {
+    return std::nullopt;
+  }
+  auto const lines = cutLines(text.substr(heading));
+  auto line = lines.begin() + 1;
+  Earlier earlier;
+  for (; line != lines.end(); ++line) {
+    auto pair = pairIn(*line);
+    if (!pair) {
+      break;
+    }
+    Label label;
+    label.variable = model.variables.find(pair->first);
+    label.value = label.variable < model.variables.size()
+                      ? model.values[label.variable].find(pair->second)
+                      : 0;
+    earlier.assignment.push_back(
+        {std::move(pair->first), std::move(pair->second), label});
+  }
+  const std::vector<std::string_view> rest(line, lines.end());
+  auto const penalty = rest.size() < 4 ? std::nullopt : pairIn(rest[1]);
+  constexpr std::string_view unit = " (hard/soft)";
+  if (!penalty || !rest[0].empty() || penalty->first != "penalty" ||
+      !penalty->second.ends_with(unit) || rest[3] != "[Violated constraints]") {
+    return std::nullopt;
+  }
+  const std::size_t slash = penalty->second.find('/');
+  const std::size_t end = penalty->second.size() - unit.size();
+  earlier.hard = penalty->second.substr(0, slash);
+  earlier.soft = slash < end
+                     ? penalty->second.substr(slash + 1, end - slash - 1)
+                     : std::string();
+  bool isComplete = areDigits(earlier.hard) && areDigits(earlier.soft);
+  std::unordered_map<std::string_view, std::size_t> numbers;
+  for (std::size_t c = 0; c < model.constraints.size(); ++c) {
+    numbers.emplace(model.constraints[c].name, c);
+  }
+  for (std::size_t i = 4; i < rest.size() && isComplete; ++i) {
+    auto pair = pairIn(rest[i]);
+    if (!pair) {
+      break;
+    }
+    isComplete = areDigits(pair->second);
+    auto const number = numbers.find(pair->first);
+    const std::size_t c =
+        number == numbers.end() ? model.constraints.size() : number->second;
+    earlier.violated.push_back(
+        {std::move(pair->first), std::move(pair->second), c});
+  }
+  return isComplete ? std::optional(std::move(earlier)) : std::nullopt;
 }
 
 std::string penaltyText(Evaluation const& evaluation) {

@@ -1,11 +1,12 @@
-// Two kinds of text contain an assignment. In a report, alone or at the end of
-// the output of a run, the model and the assignment determine every line after
-// the heading. From a start file, only pairs of a variable, ':' and a value are
-// read.
+// Two kinds of text contain an assignment of a model. In a report, alone or at
+// the end of the output of a run, the model and the assignment determine every
+// line after the heading. From a start file, only pairs of a variable, ':' and
+// a value are read.
 
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,6 +38,30 @@ Report readReport(Model const& model, std::string_view text);
 
 // The same for a start file. The solver accepts a report as a start file, too.
 Report readStart(Model const& model, std::string_view text);
+
+// What a report of this or of an earlier model states. Each word comes with its
+// number in this model, which is the number of all if the model lacks it.
+struct Earlier {
+  struct Value {
+    std::string variable;
+    std::string value;
+    Label label;
+  };
+  struct Violation {
+    std::string name;
+    std::string amount;
+    std::size_t constraint;
+  };
+
+  std::vector<Value> assignment;
+  std::string hard;
+  std::string soft;
+  std::vector<Violation> violated;
+};
+
+// Reads the last report in the text without judging it; nothing if there is no
+// complete one.
+std::optional<Earlier> readEarlier(Model const& model, std::string_view text);
 
 // The two penalties as a report prints them, capped: "0/7".
 std::string penaltyText(Evaluation const& evaluation);

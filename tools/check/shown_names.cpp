@@ -1,5 +1,7 @@
 #include "tools/check/shown_names.h"
 
+#include <algorithm>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <utility>
@@ -10,24 +12,6 @@ namespace {
 
 using nlohmann::json;
 
-void addName(Names& names, std::string const& name, std::string const& word) {
-  std::string text = name;
-  while (!names.add(text)) {
-    text += " (" + word + ")";
-  }
-}
-
-Names renamedValues(Names const& words, std::vector<std::string> const& texts) {
-  if (texts.size() < words.size()) {
-    throw std::runtime_error("--names: the names are of another model");
-  }
-  Names names;
-  for (unsigned a = 0; a < words.size(); ++a) {
-    addName(names, texts[a], words[a]);
-  }
-  return names;
-}
-
 // A text or a list of texts, which is not empty.
 std::vector<std::string> partsOf(json const& name) {
   auto parts = name.is_array() ? name.get<std::vector<std::string>>()
@@ -36,6 +20,24 @@ std::vector<std::string> partsOf(json const& name) {
     throw std::runtime_error("--names: not a file of names");
   }
   return parts;
+}
+
+void addName(Names& names, std::string const& name, std::string const& word) {
+  std::string text = name;
+  while (!names.add(text)) {
+    text += " (" + word + ")";
+  }
+}
+
+Names renamedValues(Names const& words, NameParts const& parts) {
+  if (parts.size() < words.size()) {
+    throw std::runtime_error("--names: the names are of another model");
+  }
+  Names names;
+  for (unsigned a = 0; a < words.size(); ++a) {
+    addName(names, joined(parts[a]), words[a]);
+  }
+  return names;
 }
 
 }  // namespace
@@ -55,8 +57,11 @@ ShownNames rename(Model& model, std::string const& names) {
   std::unordered_map<std::string, std::vector<std::string>> constraints;
   try {
     const json shown = json::parse(names);
-    auto const domains =
-        shown.at("domains").get<std::vector<std::vector<std::string>>>();
+    for (json const& domain : shown.at("domains")) {
+      NameParts& parts = shownNames.domains.emplace_back();
+      std::transform(domain.begin(), domain.end(), std::back_inserter(parts),
+                     partsOf);
+    }
     for (auto const& [word, name] : shown.at("constraints").items()) {
       constraints.emplace(word, partsOf(name));
     }
@@ -70,8 +75,9 @@ ShownNames rename(Model& model, std::string const& names) {
       NameParts& parts = shownNames.variables;
       parts.push_back(partsOf(entry.at(0)));
       addName(variables, joined(parts.back()), word);
+      shownNames.domainOf.push_back(entry.at(1).get<std::size_t>());
       values.push_back(renamedValues(
-          model.values[v], domains.at(entry.at(1).get<std::size_t>())));
+          model.values[v], shownNames.domains.at(shownNames.domainOf.back())));
     }
   } catch (json::exception const&) {
     throw std::runtime_error("--names: not a file of names");

@@ -7,10 +7,12 @@ or an argument is wrong; 3 the text is not a report of the model.
 
 import _shared.begin  # first of all
 
+import datetime
 import html
 import json
 import pathlib
 import pkgutil
+import re
 import string
 import subprocess
 import sys
@@ -22,7 +24,7 @@ from _shared.text import csv_text, escaped, readable
 from _shared.tool import Failure, Parser, find_program, run_tool
 
 SHOWN = ("penalty", "differences", "assignment", "domains", "grids", "rest", "valueGrids",
-         "families", "groups", "violated")
+         "families", "places", "groups", "violated")
 
 
 def with_texts(change, value):
@@ -41,18 +43,19 @@ TRANSPOSED = {"--rows": "--columns", "--columns": "--rows"}
 
 
 def check_command(options):
-    """The command that checks a report, up to the report."""
-    layout = {"--names": options.names, "--split": options.split, "--rows": options.rows,
-              "--columns": options.columns}
+    """The command that checks the report."""
+    given = {"--names": options.names, "--split": options.split, "--rows": options.rows,
+             "--columns": options.columns, "--before": options.compare}
     swaps = TRANSPOSED if options.transpose else {}
     return [find_program("wcsp-check", options.check), "--json",
-            *(f"{swaps.get(option, option)}={text}" for option, text in layout.items() if text),
-            "--", options.model]
+            *(f"{swaps.get(option, option)}={text}" for option, text in given.items() if text),
+            "--", options.model, options.report]
 
 
-def judged(command, report, options):
+def judged(options):
     """The output of wcsp-check for a report with a complete assignment."""
-    done = subprocess.run([*command, report], capture_output=True, stdin=sys.stdin,
+    report = options.report
+    done = subprocess.run(check_command(options), capture_output=True, stdin=sys.stdin,
                           close_fds=False)  # <(...) of the shell
     try:
         result = with_texts(lambda text: readable(text, bool(options.names)),
@@ -67,6 +70,7 @@ def judged(command, report, options):
     if done.returncode not in (0, 1):  # because of an option
         option = verdict.split(":")[0]
         new = TRANSPOSED.get(option, option) if options.transpose else option
+        new = "--compare" if option == "--before" else new
         raise Failure(verdict.replace(option, new, 1))
     if done.returncode == 1 and not options.wrong:
         raise Failure(f"{report}: {verdict}; use --wrong to show it anyway", 1)
@@ -115,19 +119,24 @@ def rest_by_value(result):
         yield from ((value, "; ".join(names)) for value, names in lines.items())
 
 
-def changes(result, other):
-    """The changes since another report, in variables and constraints."""
-    before_of = dict(other["assignment"])
+def changes(result):
+    """The changes since an earlier report, in variables and constraints. That report
+    may be of another model, so its penalties are what it states."""
+    earlier = result["before"]
+    before_of = dict(earlier["assignment"])
+    names = {name for name, _ in result["assignment"]}
     now = {c["name"]: c["violation"] for c in result["violated"]}
-    before = {c["name"]: c["violation"] for c in other["violated"]}
+    before = {name: int(violation) for name, violation in earlier["violated"]}
     return {
         "changed": [[name, before_of[name], value] for name, value in result["assignment"]
-                    if before_of[name] != value],
+                    if before_of.get(name, value) != value],
+        "new": [name for name, _ in result["assignment"] if name not in before_of],
+        "gone": [[name, value] for name, value in earlier["assignment"] if name not in names],
         "violated anew": [name for name in now if name not in before],
         "violated no longer": [name for name in before if name not in now],
         "violated otherwise": [[name, before[name], now[name]] for name in now
                                if name in before and before[name] != now[name]],
-        "penalty before": other["penalty"],
+        "penalty before": {kind: earlier[kind] for kind in ("hard", "soft")},
     }
 
 
@@ -141,6 +150,26 @@ def json_of(result, changed):
         "rest": dict(assignment[number] for number in result["rest"])}
     return json.dumps(shown | ({"changes": changed} if changed else {}),
                       ensure_ascii=False) + "\n"
+
+
+def date_in(text):
+    """The date at the beginning of a text, or None."""
+    match = re.match(r"(\d{4})[-_](\d\d)[-_](\d\d)(?!\d)", text, re.ASCII)
+    try:
+        return datetime.date(*map(int, match.groups())) if match else None
+    except ValueError:
+        return None
+
+
+def span_of_dates(result):
+    """The first and the last date in the headings, or else in the values."""
+    heads = [head for grid in result["grids"] for head in (*grid["rows"], *grid["columns"])]
+    for texts in heads, (value for _, value in result["assignment"]):
+        days = sorted(filter(None, map(date_in, texts)))
+        if days:
+            first, last = (f"{day.day} {day:%b %Y}" for day in (days[0], days[-1]))
+            return [first if first == last else f"{first} to {last}"]
+    return []
 
 
 def page_of(title, result, changed, view):
@@ -206,10 +235,8 @@ def parsed():
 
 def main():
     options = parsed()
-    command = check_command(options)
-    result = judged(command, options.report, options)
-    changed = (changes(result, judged(command, options.compare, options))
-               if options.compare else None)
+    result = judged(options)
+    changed = changes(result) if options.compare else None
     if options.csv:
         text = csv_text(csv_rows(result, options), options.safe)
     elif options.json:
@@ -217,7 +244,7 @@ def main():
     else:
         view = "value" if options.by_value else "name" if options.by_name else None
         title = escaped(options.title or pathlib.Path(options.model).stem)
-        text = page_of(title, result, changed, view)
+        text = page_of(", ".join([title, *span_of_dates(result)]), result, changed, view)
     write_whole(options.output, text)
 
 

@@ -42,13 +42,70 @@ function listed(texts) {
   return texts.slice(0, MAX_LISTED).join(", ") + (more > 0 ? ` and ${more} more` : "");
 }
 
+const WEEKDAYS = ["Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"];
+const MONTHS = ["January", "February", "March", "April", "May", "June", "July", "August",
+  "September", "October", "November", "December"];
+
+// The date at the beginning of a text (2026-11-02 or 2026_11_02) and what follows it,
+// or null.
+function dated(text) {
+  const parts = /^(\d{4})[-_](\d\d)[-_](\d\d)(?!\d)(.*)$/s.exec(text);
+  if (!parts) return null;
+  const [year, month, day] = parts.slice(1, 4).map(Number);
+  const date = new Date(Date.UTC(year, month - 1, day));
+  if (date.getUTCMonth() !== month - 1) return null;
+  const weekday = date.getUTCDay();
+  return {day, month: `${MONTHS[month - 1]} ${year}`, weekday: WEEKDAYS[weekday],
+    isWeekend: weekday % 6 === 0, rest: parts[4].replace(/^[ _T]/, " ")};
+}
+
+// The dates of these texts if all are dates, or null.
+function allDated(texts) {
+  const dates = texts.map((text) => text instanceof Markup ? null : dated(text));
+  return texts.length && dates.every(Boolean) ? dates : null;
+}
+
+const inOrder = (texts) => allDated(texts) ? [...texts].sort() : texts;
+
+const withWeekday = (text) => {
+  const date = dated(text);
+  return date ? `${date.weekday} ${text}` : text;
+};
+
+const rowHead = (text) => html`<th scope="row">${withWeekday(text)}</th>`;
+
 function table(heads, rows, attributes = []) {
   return html`<div class="scroll"><table${attributes}><thead><tr>${
     heads.map((head) => html`<th scope="col">${head}</th>`)}</tr></thead><tbody>${
     rows.map((cells) => html`<tr>${cells}</tr>`)}</tbody></table></div>`;
 }
 
-const rowHead = (text) => html`<th scope="row">${text}</th>`;
+const dayClass = (dates, i) => [dates[i].isWeekend ? "weekend" : "",
+  i > 0 && dates[i].month !== dates[i - 1].month ? "month" : ""].join(" ").trim();
+
+const classOf = (names) => names ? html` class="${names}"` : [];
+
+// Months above days, or one row of headings.
+function columnHeads(columns) {
+  const dates = allDated(columns);
+  if (!dates) {
+    return html`<tr><th class="corner"></th>${
+      columns.map((head) => html`<th scope="col">${head}</th>`)}</tr>`;
+  }
+  const months = [...grouped(dates, ({month}) => month)];
+  return html`<tr><th class="corner" rowspan="2"></th>${months.map(([month, days]) =>
+    html`<th scope="colgroup" colspan="${days.length}">${month}</th>`)}</tr><tr>${
+    dates.map(({weekday, day, rest}, i) => html`<th scope="col"${
+      classOf(dayClass(dates, i))}>${weekday}<br>${day}${rest}</th>`)}</tr>`;
+}
+
+// A table with a heading for each row and each column; `cells` has a list by row.
+function gridTable(rows, columns, cells) {
+  const dates = allDated(rows);
+  return html`<div class="scroll"><table class="grid"><thead>${columnHeads(columns)
+  }</thead><tbody>${rows.map((row, i) => html`<tr${dates ? classOf(dayClass(dates, i)) : []}>${
+    row instanceof Markup ? row : rowHead(row)}${cells[i]}</tr>`)}</tbody></table></div>`;
+}
 
 class Page {
   constructor({view, result, changes}) {
@@ -60,6 +117,7 @@ class Page {
     this.values = result.assignment.map(([, value]) => value);
     this.numbers = new Map(this.names.map((name, i) => [name, i]));
     this.before = new Map(changes ? changes.changed : []);
+    this.places = new Map(result.places);
     // Equal domains share a number.
     const domains = result.domains.map(([, values]) => JSON.stringify(values));
     let run = -1;
@@ -94,7 +152,7 @@ class Page {
   // Neighbours differ in hue and lightness, so they are distinct in grey too.
   style() {
     const rules = Array.from({length: this.numColours}, (_, i) =>
-      `.c${i}{background:hsl(${(45 + i * 137.5) % 360} 65% ` +
+      `.c${i}{color:#1c1c1c;background-color:hsl(${(45 + i * 137.5) % 360} 65% ` +
       `${[92, 78, 85, 72][i % 4]}%)}`);
     return html`<style>${rules}</style>`;
   }
@@ -103,7 +161,7 @@ class Page {
   marks(variable, colour = "") {
     const old = this.before.get(this.names[variable]);
     const classes = old === undefined ? colour : `${colour} changed`.trim();
-    return html` data-v="${variable}"${classes ? html` class="${classes}"` : []}${
+    return html` data-v="${variable}"${classOf(classes)}${
       old === undefined ? [] : html` data-was="${old}"`}`;
   }
 
@@ -124,7 +182,8 @@ class Page {
 
   valueHead(value) {
     const colour = this.colours.get(value);
-    return html`<th scope="row"${colour ? html` class="${colour}"` : []}>${value}</th>`;
+    return html`<th scope="row" data-value="${value}"${classOf(colour)}>${
+      withWeekday(value)}</th>`;
   }
 
   // Two views of the same variables, one of them visible.
@@ -152,8 +211,8 @@ class Page {
     const takers = this.takers(variables);
     const inGrid = new Set(grid.cells.flat());
     const outside = domain.filter((_, i) => !inGrid.has(i));
-    const values = table(["", ...grid.columns], grid.rows.map((row, i) => [
-      rowHead(row), ...grid.cells[i].map((cell) => this.takersCell(takers.get(domain[cell])))]));
+    const values = gridTable(grid.rows, grid.columns, grid.cells.map((row) =>
+      row.map((cell) => this.takersCell(takers.get(domain[cell])))));
     return outside.some((value) => takers.has(value))
       ? [values, table(["value", "variables"], outside.map(
         (value) => [this.valueHead(value), this.takersCell(takers.get(value))]))]
@@ -181,12 +240,21 @@ class Page {
       this.hasOneDomain(variables) && domain.every((value) => /^.*\D\d+$/.test(value));
   }
 
-  // A line for each value, with the variables that take it.
+  // A line for each value, with the variables that take it and the places left. Of
+  // many values, those that nothing takes or limits are left out.
   byList(variables) {
     const takers = this.takers(variables);
-    return table(["value", "number", "variables"], this.domain(variables[0]).map((value) => [
-      this.valueHead(value), html`<td>${(takers.get(value) || []).length}</td>`,
-      this.takersCell(takers.get(value))]));
+    const all = this.domainsOf(variables);
+    const values = this.hasOneDomain(variables) ? inOrder(all)
+      : all.filter((value) => this.places.has(value) || takers.has(value)).sort();
+    const isLimited = values.some((value) => this.places.has(value));
+    return table(["value", "number", ...isLimited ? ["free"] : [], "variables"],
+      values.map((value) => {
+        const own = takers.get(value) || [];
+        const numFree = this.places.has(value) ? this.places.get(value) - own.length : "";
+        return [this.valueHead(value), html`<td>${own.length}</td>`,
+          isLimited ? html`<td>${numFree}</td>` : [], this.takersCell(own)];
+      }));
   }
 
   // For each value and column the rows that take it.
@@ -196,8 +264,8 @@ class Page {
       ([, variable]) => this.values[variable]));
     const taken = this.domainsOf(variables).filter(
       (value) => columns.some((takers) => takers.has(value)));
-    return table(["", ...grid.columns], taken.map((value) => [
-      this.valueHead(value), ...columns.map((takers) => this.takersCell(takers.get(value)))]));
+    return gridTable(inOrder(taken).map((value) => this.valueHead(value)), grid.columns,
+      inOrder(taken).map((value) => columns.map((takers) => this.takersCell(takers.get(value)))));
   }
 
   grid(grid) {
@@ -207,14 +275,37 @@ class Page {
     const isNumbered = this.isNumbered(variables);
     return this.views(`${rows[0]} to ${lastOf(rows)}, ${columns[0]} to ${lastOf(columns)}`,
       values || isNumbered,
-      table(["", ...columns], rows.map((row, i) => [
-        rowHead(row), ...cells[i].map((cell) => this.valueCell(cell))])),
+      gridTable(rows, columns, cells.map((row) => row.map((cell) => this.valueCell(cell)))),
       values ? this.bySplitValue(variables, values)
         : isNumbered ? this.byList(variables) : this.byColumn(grid, variables));
   }
 
+  // The variables outside all grids in lists: those that share values, and all that
+  // share none.
+  lists() {
+    const lists = [];
+    for (const variables of grouped(this.result.rest, (v) => this.domainNumbers[v]).values()) {
+      const values = this.domain(variables[0]);
+      const [first, ...others] = lists.filter((list) =>
+        values.some((value) => list.values.has(value)));
+      const joined = first || {variables: [], values: new Set()};
+      if (!first) lists.push(joined);
+      for (const other of others) {
+        joined.variables.push(...other.variables);
+        other.values.forEach((value) => joined.values.add(value));
+        lists.splice(lists.indexOf(other), 1);
+      }
+      joined.variables.push(...variables);
+      values.forEach((value) => joined.values.add(value));
+    }
+    const [single, several] = [true, false].map((isSingle) => lists.map(
+      ({variables}) => variables).filter(({length}) => (length === 1) === isSingle));
+    return [...several, ...single.length ? [single.flat()] : []].map((variables) =>
+      variables.sort((a, b) => a - b));
+  }
+
   list(variables) {
-    const size = this.domain(variables[0]).length;
+    const size = this.domainsOf(variables).length;
     const values = this.gridOfValues(variables);
     const [first, last] = [variables[0], lastOf(variables)].map((i) => this.names[i]);
     return this.views(variables.length === 1 ? first : `${first} to ${last}`,
@@ -229,29 +320,40 @@ class Page {
     const violated = [...this.result.violated].sort(
       (a, b) => b.hard - a.hard || Number(cost(b) - cost(a)));
     if (!violated.length) return [];
+    const heads = ["constraint", "weight", "violation", "cost", "counts", "wants", "line"];
     const rows = violated.map((c) => {
-      const {counts, wants, scope} = explained(c);
+      const {counts, wants, scope, missing} = explained(c);
       const marked = unique(scope.map((name) => this.numbers.get(name))).join(" ");
-      return [html`<th scope="row" tabindex="0" data-s="${marked}">${c.name}</th>`,
-        ...[c.hard ? "hard" : c.weight, c.violation, c.hard ? "" : cost(c), counts, wants,
-          c.line].map((text) => html`<td>${text}</td>`)];
+      return [html`<th scope="row" tabindex="0" data-s="${marked}"${
+        missing === undefined ? [] : html` data-missing="${missing}"`}>${c.name}</th>`,
+      ...[c.hard ? "hard" : c.weight, c.violation, c.hard ? "" : cost(c), counts, wants,
+        c.line].map((text, i) => html`<td data-head="${heads[i + 1]}">${text}</td>`)];
     });
-    return html`<section><h2>Violated constraints</h2>${table(
-      ["constraint", "weight", "violation", "cost", "counts", "wants", "line"], rows,
-      html` class="violated"`)}</section>`;
+    return html`<section><h2>Violated constraints</h2>${
+      table(heads, rows, html` class="violated"`)}</section>`;
   }
 
   changes() {
     if (!this.changed) return [];
-    const {changed, "penalty before": penalty, "violated otherwise": otherwise} = this.changed;
+    const {changed, new: added, gone, "penalty before": penalty,
+      "violated otherwise": otherwise} = this.changed;
+    const moved = (names, what) => names.length
+      ? [`${names.length} ${names.length === 1 ? "is" : "are"} ${what}: ${listed(names)}`] : [];
     const lines = [`before: hard ${penalty.hard}, soft ${penalty.soft}`,
       `${changed.length} of ${this.names.length} variables have changed`,
+      ...moved(added, "new"), ...moved(gone.map(([name]) => name), "gone"),
       ...["violated anew", "violated no longer"].map(
         (key) => `${key}: ${this.changed[key].join(", ") || "none"}`),
       ...otherwise.length ? [`violated otherwise: ${otherwise.map(
         ([name, before, now]) => `${name} by ${now}, was ${before}`).join(", ")}`] : []];
-    const rows = changed.map(([name, before, now]) => [rowHead(name), html`<td>${before}</td>`,
-      html`<td${this.marks(this.numbers.get(name))}>${now}</td>`]);
+    const nowCell = (name) => {
+      const variable = this.numbers.get(name);
+      return html`<td${this.marks(variable)}>${this.values[variable]}</td>`;
+    };
+    const rows = [
+      ...changed.map(([name, before]) => [rowHead(name), html`<td>${before}</td>`, nowCell(name)]),
+      ...added.map((name) => [rowHead(name), html`<td></td>`, nowCell(name)]),
+      ...gone.map(([name, before]) => [rowHead(name), html`<td>${before}</td><td></td>`])];
     return html`<section><h2>What changed</h2><ul>${
       lines.map((line) => html`<li>${line}</li>`)}</ul>${
       rows.length ? html`<details><summary>Each change</summary>${
@@ -270,16 +372,16 @@ class Page {
   }
 
   content() {
-    const lists = grouped(this.result.rest, (variable) => this.domainNumbers[variable]);
     return html`${this.style()}${this.summary()}${this.changes()}${
       this.result.grids.map((grid) => this.grid(grid))}${
-      [...lists.values()].map((variables) => this.list(variables))}${this.violations()}<aside
+      this.lists().map((variables) => this.list(variables))}${this.violations()}<aside
       id="about" hidden aria-live="polite"></aside>`.text;
   }
 }
 
-// The terms and the bound of a violated constraint, and its cells: those that count if
-// the sum is above its bound, or that could count if it is below.
+// The terms and the bound of a violated constraint, and its variables: those that count
+// too much, or, where something is missing, all that could count. What is missing is a
+// value if it is the same for all of them.
 function explained({kind, shared, terms, sum, lower, upper, scope}) {
   const texts = (labels) => labels.map(([name, value]) => `${name} = ${value}`);
   const namesOf = (parts) => parts.flatMap((part) => part.labels.map(([name]) => name));
@@ -290,17 +392,45 @@ function explained({kind, shared, terms, sum, lower, upper, scope}) {
   const counted = terms.map(({coefficient, labels}) =>
     (coefficient === 1 ? "" : `${coefficient} `) + texts(labels).join(" and "));
   const counts = terms.length ? `${sum}: ${listed(counted)}` : sum;
+  const all = scope.map(([name]) => name);
+  const values = unique(scope.flatMap(([, own]) => own));
+  const missing = values.length === 1 ? values[0] : "";
   if (lower === null || Number(sum) >= lower) {
-    return {counts, wants: `at most ${upper}`, scope: namesOf(terms)};
+    const raising = terms.filter(({coefficient}) => coefficient > 0);
+    return {counts, wants: `at most ${upper}`,
+      ...raising.length ? {scope: namesOf(raising)} : {scope: all, missing}};
   }
   const could = scope.map(([name, values]) => kind === "quadratic" || values.length > 3
     ? name : `${name} = ${values.join(" or ")}`);
-  return {counts, wants: `at least ${lower} from ${listed(could)}`,
-    scope: scope.map(([name]) => name)};
+  return {counts, wants: `at least ${lower} from ${listed(could)}`, scope: all, missing};
+}
+
+// The elements that always show that a constraint is violated. Where something is
+// missing from many cells, it is the heading that they share in their table, or the one
+// of the missing value.
+function markedBy(head, elements) {
+  const {missing} = head.dataset;
+  if (missing === undefined) return elements;
+  const headsOf = (ofTable, table) => {
+    const cells = unique(ofTable.map((element) => element.closest("td")));
+    const [{parentElement: row, cellIndex}] = cells;
+    if (cells.length <= 2) return ofTable;
+    if (cells.every((cell) => cell.parentElement === row)) return [row.cells[0]];
+    if (table.className !== "grid" || cells.some((cell) => cell.cellIndex !== cellIndex)) {
+      return [...table.querySelectorAll("th")].filter((th) => th.dataset.value === missing);
+    }
+    // The corner spans all rows of the head.
+    const heads = lastOf(table.tHead.rows).cells;
+    return [heads[cellIndex - (row.cells.length - heads.length)]];
+  };
+  return [...grouped(elements, (element) => element.closest("table"))].flatMap(
+    ([table, ofTable]) => headsOf(ofTable, table));
 }
 
 // Marks the cells of a violated constraint while the pointer or the focus is on it.
-function markCells(shown, broken) {
+// Returns the headings of the violated constraints by variable and marked heading.
+function markCells(shown) {
+  const broken = new Map();
   document.querySelectorAll("th[data-s]").forEach((head, index) => {
     head.id = "violated" + index;
     const row = head.parentElement;
@@ -316,21 +446,36 @@ function markCells(shown, broken) {
     for (const variable of variables) {
       broken.set(variable, [...broken.get(variable) || [], head]);
     }
-    for (const element of elements) {
+    for (const element of markedBy(head, elements)) {
       element.classList.add("broken");
       element.tabIndex = 0;
+      if (element.localName === "th") {
+        broken.set(element, [...broken.get(element) || [], head]);
+      }
     }
   });
   for (const element of document.querySelectorAll(".changed")) element.tabIndex = 0;
+  return broken;
 }
 
-// Shows the variable of a cell and the violated constraints on it.
+// The cells below the headings of weekends and of first days look like these.
+function markDays() {
+  for (const head of document.querySelectorAll("thead .weekend, thead .month")) {
+    for (const row of head.closest("table").tBodies[0].rows) {
+      row.cells[head.cellIndex + 1].classList.add(...head.classList);
+    }
+  }
+}
+
+// Shows the variable of a cell, or the text of a heading, and the violated constraints
+// on it.
 function explainCells(names, broken) {
   const about = document.getElementById("about");
   const explain = (element) => {
     const {v, was} = element.dataset;
-    about.replaceChildren(names[v] + (was ? ", was " + was : ""));
-    for (const head of broken.get(Number(v)) || []) {
+    about.replaceChildren(v === undefined ? element.innerText.replace(/\s+/g, " ")
+      : names[v] + (was ? ", was " + was : ""));
+    for (const head of broken.get(v === undefined ? element : Number(v)) || []) {
       const link = document.createElement("a");
       link.href = "#" + head.id;
       link.textContent = head.textContent;
@@ -341,7 +486,7 @@ function explainCells(names, broken) {
   };
   for (const kind of ["mouseover", "focusin", "click"]) {
     document.addEventListener(kind, (event) => {
-      const element = event.target.closest("[data-v]");
+      const element = event.target.closest("[data-v], th.broken");
       if (element) explain(element);
     });
   }
@@ -366,7 +511,7 @@ function switchViews() {
 
 const page = new Page(JSON.parse(document.getElementById("data").textContent));
 document.getElementById("page").innerHTML = page.content();
-const broken = new Map();  // by variable: the headings of the violated constraints on it
-markCells(grouped(document.querySelectorAll("[data-v]"), ({dataset}) => Number(dataset.v)), broken);
-explainCells(page.names, broken);
+markDays();
+explainCells(page.names, markCells(grouped(
+  document.querySelectorAll("[data-v]"), ({dataset}) => Number(dataset.v))));
 switchViews();
