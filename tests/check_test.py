@@ -326,6 +326,26 @@ def check_grids():
           [([zoe + " ", "Al x"], ["Mon", "Tue"])])
     check("with text", "rest of " + zoe in run(["m", "-", "--start", "--names", "names"], "A1: e")[1],
           True)
+    # A constant shifts sum and bounds; negative terms that it covers count if they are off.
+    write("m", "".join("variable %s in {on, off}\n" % v for v in "xyz") + "".join(
+        "%s: weight = 1 type = linear %s(x,off) -1(y,off) -1(z,off) >= 0\n" % (name, k)
+        for name, k in (("rest", -1), ("part", -3))) + "free: weight = 1 type = linear 1(x,on) >= 1\n")
+    write("names", json.dumps({"variables": {v: [v, 0] for v in "xyz"}, "domains": [["on", "off"]],
+                               "constraints": {}, "constants": {"rest": 3, "part": 2}}))
+    report = "x: off\ny: off\nz: on\n"
+    output = json.loads(run(["m", "-", "--start", "--json", "--names", "names"], report)[1])
+    check("constants", [(v["sum"], v["lower"], [(t["coefficient"], *t["labels"][0])
+                                               for t in v["terms"]]) for v in output["violated"]],
+          [("-2", 2, [(-3, "x", "off"), (-1, "y", "off")]), ("1", 3, [(1, "z", "on")]),
+           ("0", 1, [])])
+    check("constants as text", re.sub(r"\n +", "; ", run(
+        ["m", "-", "--start", "--names", "names"], report)[1]).splitlines()[2:],
+          ["violated: part (line 5, linear, weight 1) by 4, costs 4; sum -2 is below 2 with; "
+           "-3 (x, off); -1 (y, off)",
+           "violated: rest (line 4, linear, weight 1) by 2, costs 2; sum 1 is below 3 with; 1 (z, on); "
+           "lacks 1 (x, not off), 1 (y, not off)",
+           "violated: free (line 6, linear, weight 1) by 1, costs 1; sum 0 is below 1, no term counts; "
+           "lacks 1 (x, on)"] + run(["m", "-", "--start", "--names", "names"], report)[1].splitlines()[-1:])
     write("m", "variable x in {a1_p, a1_q, a2_p, a2_q}\nvariable y in {a1_p, q}\nc: weight = 1 type = alldiff x y ;\n")
     output = json.loads(run(["m", "-", "--start", "--json"], "x: a1_q")[1])
     check("values", ([[g["cells"] for g in grids] for grids in output["valueGrids"]],

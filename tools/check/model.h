@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
@@ -68,10 +69,11 @@ struct Constraint {
   std::string name;
   std::size_t line = 0;  // of the name
   Kind kind = linear;
-  int weight = 0;           // 0 to inf
-  int lower = -inf;         // of the sum; -inf, written or not, is no bound
-  int upper = inf;          // of the sum; inf, written or not, is no bound
-  std::vector<Term> terms;  // linear and quadratic
+  int weight = 0;             // 0 to inf
+  int lower = -inf;           // of the sum; -inf, written or not, is no bound
+  int upper = inf;            // of the sum; inf, written or not, is no bound
+  std::int64_t constant = 0;  // what the sum of its author has beyond the terms
+  std::vector<Term> terms;    // linear and quadratic
   std::vector<unsigned> variables;  // all-different
 };
 

@@ -6,6 +6,7 @@
 
 #include "tools/check/namer.h"
 #include "tools/check/output.h"
+#include "tools/check/shown_sum.h"
 #include "tools/check/text.h"
 
 namespace check {
@@ -105,16 +106,21 @@ void Writer::valuesInUse(Constraint const& constraint) {
 }
 
 void Writer::sum(Constraint const& constraint) {
-  auto const bound = [](bool isThere, int number) {
-    return isThere ? std::to_string(number) : std::string("null");
+  const ShownSum shown(constraint);
+  auto const bound = [&](bool isThere, int number) {
+    return isThere ? decimal(shown.value(number)) : std::string("null");
   };
-  out << R"(,"sum":")" << decimal(sumOf(constraint, result.assignment))
+  out << R"(,"sum":")"
+      << decimal(shown.value(sumOf(constraint, result.assignment)))
       << R"(","lower":)" << bound(hasLower(constraint), constraint.lower)
       << R"(,"upper":)" << bound(hasUpper(constraint), constraint.upper)
       << R"(,"terms":)";
   list(
-      constraint.terms, [&](Term const& on) { term(constraint, on); },
-      [&](Term const& any) { return isOn(any, result.assignment); });
+      constraint.terms,
+      [&](Term const& on) {
+        term(constraint, shown.shown(on, result.assignment));
+      },
+      [&](Term const& any) { return shown.counts(any, result.assignment); });
 }
 
 // Exact numbers that may pass 64 bits are strings.

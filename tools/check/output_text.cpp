@@ -2,10 +2,12 @@
 // order of the model, or by the variables that share a value.
 
 #include "tools/check/output.h"
+#include "tools/check/shown_sum.h"
 #include "tools/check/text.h"
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 #include "tools/check/namer.h"
 
@@ -15,9 +17,11 @@ namespace {
 
 // "sum 3 is above 2"
 std::string sumText(Constraint const& constraint, Int128 sum) {
+  const ShownSum shown(constraint);
   bool const isAbove = hasUpper(constraint) && sum > constraint.upper;
-  return "sum " + decimal(sum) + (isAbove ? " is above " : " is below ") +
-         std::to_string(isAbove ? constraint.upper : constraint.lower);
+  return "sum " + decimal(shown.value(sum)) +
+         (isAbove ? " is above " : " is below ") +
+         decimal(shown.value(isAbove ? constraint.upper : constraint.lower));
 }
 
 void writeTerm(std::ostream& out, Namer const& namer,
@@ -37,12 +41,20 @@ void writeLacking(std::ostream& out, Namer const& namer,
       sumOf(constraint, assignment) >= constraint.lower) {
     return;
   }
+  const ShownSum shown(constraint);
   std::size_t count = 0;
   for (Term const& term : constraint.terms) {
-    if (term.coefficient > 0 && !isOn(term, assignment) &&
+    bool const isTurned = shown.isTurned(term);
+    if ((term.coefficient > 0 || isTurned) && !shown.counts(term, assignment) &&
         ++count <= maxShown) {
       out << (count == 1 ? "  lacks " : ", ");
-      writeTerm(out, namer, constraint, term);
+      if (isTurned) {
+        out << -std::int64_t{term.coefficient} << " ("
+            << namer.variable(term.label1.variable) << ", not "
+            << namer.value(term.label1) << ")";
+      } else {
+        writeTerm(out, namer, constraint, term);
+      }
     }
   }
   out << (count > maxShown ? ", ...\n" : count > 0 ? "\n" : "");
@@ -50,12 +62,13 @@ void writeLacking(std::ostream& out, Namer const& namer,
 
 void writeTerms(std::ostream& out, Namer const& namer,
                 Constraint const& constraint, Assignment const& assignment) {
+  const ShownSum shown(constraint);
   bool isAnyOn = false;
   out << "  " << sumText(constraint, sumOf(constraint, assignment));
   for (Term const& term : constraint.terms) {
-    if (isOn(term, assignment)) {
+    if (shown.counts(term, assignment)) {
       out << (isAnyOn ? "" : " with") << "\n    ";
-      writeTerm(out, namer, constraint, term);
+      writeTerm(out, namer, constraint, shown.shown(term, assignment));
       isAnyOn = true;
     }
   }

@@ -1,6 +1,7 @@
 #include "tools/check/shown_names.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -55,6 +56,7 @@ ShownNames rename(Model& model, std::string const& names) {
   Names variables;
   std::vector<Names> values;
   std::unordered_map<std::string, std::vector<std::string>> constraints;
+  std::unordered_map<std::string, std::int64_t> constants;
   try {
     const json shown = json::parse(names);
     for (json const& domain : shown.at("domains")) {
@@ -64,6 +66,9 @@ ShownNames rename(Model& model, std::string const& names) {
     }
     for (auto const& [word, name] : shown.at("constraints").items()) {
       constraints.emplace(word, partsOf(name));
+    }
+    if (shown.contains("constants")) {
+      shown["constants"].get_to(constants);
     }
     json const& entries = shown.at("variables");
     for (unsigned v = 0; v < model.variables.size(); ++v) {
@@ -87,6 +92,10 @@ ShownNames rename(Model& model, std::string const& names) {
   model.variables = std::move(variables);
   model.values = std::move(values);
   for (Constraint& constraint : model.constraints) {
+    if (auto const constant = constants.find(constraint.name);
+        constant != constants.end()) {
+      constraint.constant = constant->second;
+    }
     if (auto const name = constraints.find(constraint.name);
         name != constraints.end()) {
       std::vector<std::string> const& parts = name->second;
