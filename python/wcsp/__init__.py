@@ -10,6 +10,15 @@
 (True, 0, 'off')
 """
 
+from .alternatives import Alternative, Change
+from .amounts import number
+from .composed import (
+    at_least_different,
+    at_most_different,
+    runs,
+    weekends,
+    windows,
+)
 from .errors import (
     ModelError,
     ModelWarning,
@@ -17,42 +26,53 @@ from .errors import (
     SolverError,
     SolverWarning,
 )
-from .expressions import (
+from .expressions import Constraint, Expression, Variable, total
+from .model import Model
+from .plans import Penalty, Plan, Violation
+from .results import Result
+from .rules import (
     AllDifferent,
-    Constraint,
-    Expression,
-    Variable,
     all_different,
     at_least,
     at_most,
     exactly,
     implies,
     table,
-    total,
 )
-from .model import Model
-from .results import Result, Violation
+from .saved import Saved, load
 from .solving import Progress
 
 __all__ = [
     "AllDifferent",
+    "Alternative",
+    "Change",
     "Constraint",
     "Expression",
     "Model",
     "ModelError",
     "ModelWarning",
+    "Penalty",
+    "Plan",
     "ProgramMissing",
     "Progress",
     "Result",
+    "Saved",
     "SolverError",
     "SolverWarning",
     "Variable",
     "Violation",
     "all_different",
     "at_least",
+    "at_least_different",
     "at_most",
+    "at_most_different",
     "exactly",
     "implies",
+    "load",
+    "number",
+    "runs",
     "table",
     "total",
+    "weekends",
+    "windows",
 ]

@@ -3,22 +3,20 @@
 from __future__ import annotations
 
 import os
-from collections.abc import Iterable, Mapping
+from collections.abc import Iterable
 from fractions import Fraction
 from math import floor
 from random import Random
-from typing import TYPE_CHECKING, Any, Union
+from typing import TYPE_CHECKING
 
 from .errors import ModelError
-from .expressions import Variable, shortened
+from .helpers import filled
 from .numbers import LARGEST, exact_number, whole_number
 from .reports import start_text
-from .results import Result
+from .sources import Source, places_of
 
 if TYPE_CHECKING:
     from .model import Model
-
-Start = Union[Result, Mapping[Any, Any]]
 
 # Options that solve() sets itself, and the argument for each.
 _OWN_OPTIONS = {
@@ -108,26 +106,9 @@ def options_of(options: Iterable[str]) -> list[str]:
     return words
 
 
-def start_places(model: Model, start: Start) -> dict[int, int]:
-    """The value number of each variable in the mapping."""
-    values = start.values() if isinstance(start, Result) else start
-    places = {}
-    for key, value in values.items():
-        name = key.name if isinstance(key, Variable) else key
-        try:
-            x = model[name]
-        except (KeyError, TypeError):
-            raise ModelError(
-                f"start: the model has no variable {name!r}"
-            ) from None
-        try:
-            places[x.number] = x.places[value]
-        except (KeyError, TypeError):
-            raise ModelError(
-                f"start: variable {name!r} has no value {value!r}; it has "
-                + shortened(x.values)
-            ) from None
-    return places
+def start_places(model: Model, start: Source) -> dict[int, int]:
+    """The value number of each variable in the plan."""
+    return filled(model, places_of(model, start, "start"))
 
 
 def completed(model: Model, places: dict[int, int], seed: int) -> str:

@@ -16,12 +16,12 @@ from collections.abc import (
     Iterable,
     Iterator,
     KeysView,
-    Mapping,
 )
 from copy import deepcopy
 from typing import TYPE_CHECKING, Any, NoReturn, Union
 
 from .errors import ModelError
+from .forms import Form
 from .numbers import whole_number
 
 if TYPE_CHECKING:
@@ -89,6 +89,23 @@ class Expression:
     def __rmul__(self, other: int) -> Expression:
         return self.__mul__(other)
 
+    def __or__(self, other: object) -> Expression:
+        return either(self, other)
+
+    def __ror__(self, other: object) -> NoReturn:
+        either(other, self)
+        raise AssertionError
+
+    def __and__(self, other: object) -> Expression:
+        return both(self, other)
+
+    def __rand__(self, other: object) -> NoReturn:
+        both(other, self)
+        raise AssertionError
+
+    def __invert__(self) -> Expression:
+        return Known((1 - condition_of(self, "~")).sum())
+
     def __le__(self, other: Operand) -> Constraint:
         return _compare(self, "<=", other)
 
@@ -107,7 +124,8 @@ class Expression:
     def __ne__(self, other: object) -> NoReturn:
         raise ModelError(
             f"{self!r} != {other!r}: '!=' is not supported for sums, only "
-            "for a variable and a value"
+            "for a variable and a value or number() of two variables; "
+            "table() has any cost of two values"
         )
 
     def between(self, low: int, high: int) -> tuple[Constraint, Constraint]:
@@ -233,39 +251,90 @@ class Sum(Expression):
         self.lefts.extend(other.lefts)
         self.rights.extend(other.rights)
 
+    def replace(self, other: Sum) -> None:
+        """Becomes the other, which has as many terms, in the same arrays."""
+        self.model = other.model
+        for mine, its in (
+            (self.labels, other.labels),
+            (self.lefts, other.lefts),
+            (self.rights, other.rights),
+        ):
+            mine[:] = its
+
     def __len__(self) -> int:
         """The number of terms."""
         return len(self.labels) + len(self.lefts)
 
 
+class Known(Expression):
+    """A sum that is certain to be 0 or 1."""
+
+    __slots__ = ("_sum",)
+
+    def __init__(self, of: Sum) -> None:
+        self._sum = of
+
+    def sum(self) -> Sum:
+        return self._sum
+
+    def scaled(self, factor: int) -> Expression:
+        return self._sum.scaled(factor)
+
+
+class Either(Expression):
+    """Conditions of which at least one is to hold."""
+
+    __slots__ = ("parts",)
+
+    def __init__(self, parts: list[Expression]) -> None:
+        self.parts = parts
+
+    def sum(self) -> Sum:
+        if len(self.parts) > 2:
+            raise ModelError(
+                "in a sum, | takes two conditions; give more of them to add() "
+                "alone, or count them with total()"
+            )
+        one, other = self.parts
+        return total((one, other, -(one * other)))
+
+    def scaled(self, factor: int) -> Expression:
+        return self.sum().scaled(factor)
+
+    def __repr__(self) -> str:
+        return " | ".join(f"({part!r})" for part in self.parts)
+
+
 class Constraint:
     """A sum compared with a number: the argument of add()."""
 
-    __slots__ = ("left", "relation", "bound")
+    __slots__ = ("left", "relation", "bound", "form")
 
-    def __init__(self, left: Sum, relation: str, bound: int) -> None:
+    def __init__(
+        self,
+        left: Sum,
+        relation: str,
+        bound: int,
+        form: Form | None = None,
+    ) -> None:
         self.left = left
         self.relation = relation
         self.bound = bound
+        self.form = form
+
+    def _uncombined(self, other: object = None) -> NoReturn:
+        raise ModelError(
+            f"{self!r} is a constraint: |, & and ~ take conditions of 0 or 1, "
+            "such as (x == value)"
+        )
+
+    __or__ = __ror__ = __and__ = __rand__ = __invert__ = _uncombined
 
     def __bool__(self) -> bool:
         raise ModelError(_TRUTH.format(repr(self)))
 
     def __repr__(self) -> str:
         return f"{describe(self.left)} {self.relation} {self.bound}"
-
-
-class AllDifferent:
-    """Variables that have different values; see all_different()."""
-
-    __slots__ = ("variables",)
-
-    def __init__(self, variables: list[Variable]) -> None:
-        self.variables = variables
-
-    def __repr__(self) -> str:
-        names = ", ".join(repr(x.name) for x in self.variables[:4])
-        return f"all_different({names}{', ...' * (len(self.variables) > 4)})"
 
 
 class Variable:
@@ -355,11 +424,20 @@ class Variable:
     def _unordered(self, other: object) -> NoReturn:
         raise ModelError(
             f"{self!r} cannot be used in sums or ordered; use labels "
-            "(x == value) or where()"
+            "(x == value), where(), number() for integers and dates, or "
+            "table() for any cost of two values"
         )
 
     __lt__ = __le__ = __gt__ = __ge__ = _unordered
     __add__ = __radd__ = __sub__ = __rsub__ = __mul__ = __rmul__ = _unordered
+
+    def _unbracketed(self, other: object = None) -> NoReturn:
+        raise ModelError(
+            f"{self!r} is not a condition. Python reads x == 1 | y == 2 as "
+            "x == (1 | y) == 2: put each condition in brackets"
+        )
+
+    __or__ = __ror__ = __and__ = __rand__ = __invert__ = _unbracketed
 
 
 def total(items: Iterable[Operand]) -> Sum:
@@ -377,117 +455,42 @@ def total(items: Iterable[Operand]) -> Sum:
     add_label = result.labels.append
     try:
         for item in items:
-            if type(item) is Term:
-                if item.model is not model:
-                    model = _same_model(model, item.model)
+            if type(item) is Term and item.model is model:
                 add_coefficient(item.coefficient)
                 add_label(item.label)
-            elif type(item) is Pair:
-                if item.model is not model:
-                    model = _same_model(model, item.model)
+            elif type(item) is Pair and item.model is model:
                 result.multiples.append(item.coefficient)
                 result.lefts.append(item.left)
                 result.rights.append(item.right)
-            elif type(item) is Sum:
-                if item.model is not None and item.model is not model:
-                    model = _same_model(model, item.model)
-                result.append(item)
+            elif isinstance(item, Expression):
+                part = item.sum()
+                if part.model is not model:
+                    part = _united(result, part)
+                    model = result.model
+                result.append(part)
             else:
                 result.constant += integer(item, "a part of a sum")
     except OverflowError:
         raise ModelError("a coefficient does not fit 64 bits")
-    result.model = model
     return result
 
 
-def all_different(variables: Iterable[Variable]) -> AllDifferent:
-    """A constraint: no two of the variables have the same value.
-
-    Its violation is the number of variables minus that of different values.
-    The variables may have different lists of values; the values count, not
-    their places in the lists.
-
-    >>> from wcsp import Model
-    >>> m = Model()
-    >>> x, y = m.variable("x", [1, 2, 3]), m.variable("y", [3, 4])
-    >>> m.add(all_different([x, y]), name="apart")
-    """
-    distinct = list(dict.fromkeys(variables))
-    for x in distinct:
-        if not isinstance(x, Variable):
-            raise ModelError(f"all_different() needs variables, not {x!r}")
-    if not distinct:
-        raise ModelError("all_different() of no variables")
-    return AllDifferent(distinct)
-
-
-def implies(condition: Expression, consequence: Expression) -> Constraint:
-    """A constraint: if the condition counts 1, so does the consequence.
-
-    >>> from wcsp import Model
-    >>> m = Model()
-    >>> shop = m.variable("shop", ["north", "south"])
-    >>> north = m.variable("north", ["open", "closed"])
-    >>> m.add(implies(shop == "north", north == "open"))
-    """
-    for part in condition, consequence:
-        if not isinstance(part, Expression):
-            raise ModelError(f"implies() needs two expressions, not {part!r}")
-        counted = part.sum()
-        if counted.model is not None and not counted.model.is_condition(
-            counted
-        ):
-            raise ModelError(
-                f"implies() needs conditions of 0 or 1, not the sum {part!r}"
-            )
-    return condition <= consequence
-
-
-def exactly(count: int, items: Iterable[Operand]) -> Constraint:
-    """Exactly `count` of the items count: total(items) == count."""
-    return total(items) == count
-
-
-def at_most(count: int, items: Iterable[Operand]) -> Constraint:
-    """At most `count` of the items count: total(items) <= count."""
-    return total(items) <= count
-
-
-def at_least(count: int, items: Iterable[Operand]) -> Constraint:
-    """At least `count` of the items count: total(items) >= count."""
-    return total(items) >= count
-
-
-def table(
-    variables: Iterable[Variable], costs: Mapping[Any, int]
-) -> Expression:
-    """The cost of the combination of values of one or two variables.
-
-    Keys are values, or pairs of values for two variables; missing keys cost
-    0. For three or more variables, add a variable whose values are the
-    combinations.
-
-    >>> from wcsp import Model
-    >>> m = Model()
-    >>> car, day = m.variable("car", ["van"]), m.variable("day", ["sat"])
-    >>> table([car, day], {("van", "sat"): 40})
-    40 (car = 'van')(day = 'sat')
-    """
-    listed = list(variables)
-    if len(listed) == 1:
-        return total(
-            integer(c, "a cost") * (listed[0] == v) for v, c in costs.items()
-        )
-    if len(listed) != 2:
-        raise ModelError(
-            f"table() takes one or two variables, not {len(listed)}; make "
-            "the combinations the values of a variable"
-        )
-    x, y = listed
-    return total(
-        integer(c, "a cost") * ((x == v) * (y == u))
-        for (v, u), c in costs.items()
-    )
+def _united(result: Sum, part: Sum) -> Sum:
+    """The part as one of the model of the result. If they are of two
+    models, one a copy of the other, both become sums of the copy."""
+    one, other = result.model, part.model
+    if other is None:
+        return part
+    if one is None:
+        result.model = other
+    elif one is not other:
+        if other.is_copy_of(one):
+            result.replace(other.taken(result))
+        elif one.is_copy_of(other):
+            return one.taken(part)
+        else:
+            raise ModelError("variables of two different models in one sum")
+    return part
 
 
 def describe(expr: Sum, limit: int = 6) -> str:
@@ -533,7 +536,12 @@ def _product(left: Sum, right: Sum) -> Sum:
             "a product of three labels: the language has products of two; "
             "make two of the choices one variable"
         )
-    result = Sum(_same_model(left.model, right.model))
+    if left.model is not right.model:
+        pair = total((left, right)).model  # the model that has both
+        if pair is not None:
+            left = left if left.model is None else pair.taken(left)
+            right = right if right.model is None else pair.taken(right)
+    result = Sum(right.model if left.model is None else left.model)
     result.constant = left.constant * right.constant
     for one, other in (left, right.constant), (right, left.constant):
         if other:
@@ -586,7 +594,42 @@ def fitting(coefficient: int) -> int:
     return coefficient
 
 
-def _same_model(one: Model | None, other: Model | None) -> Model | None:
-    if one is not None and other is not None and one is not other:
-        raise ModelError("variables of two different models in one sum")
-    return other if one is None else one
+def condition_of(value: object, where: str) -> Expression:
+    """The value as an expression of 0 or 1; the error names the operator or
+    function that needs one."""
+    if not isinstance(value, Expression):
+        if isinstance(value, Variable):
+            value._unbracketed()
+        raise ModelError(
+            f"{where} needs conditions, not {value!r}. Python reads "
+            "x == 1 | y == 2 as x == (1 | y) == 2: put each condition in "
+            "brackets"
+        )
+    if not isinstance(value, (Term, Known, Either)) or (
+        isinstance(value, Term) and value.coefficient != 1
+    ):
+        counted = value.sum()
+        is_one = (
+            0 <= counted.constant <= 1
+            if counted.model is None
+            else counted.model.is_condition(counted)
+        )
+        if not is_one:
+            raise ModelError(
+                f"{where} needs conditions of 0 or 1, not the sum {value!r}"
+            )
+    return value
+
+
+def either(one: object, other: object) -> Expression:
+    """See Expression.__or__."""
+    parts: list[Expression] = []
+    for part in condition_of(one, "|"), condition_of(other, "|"):
+        parts += part.parts if isinstance(part, Either) else [part]
+    return Either(parts)
+
+
+def both(one: object, other: object) -> Expression:
+    """The product of two conditions."""
+    left, right = condition_of(one, "&"), condition_of(other, "&")
+    return Known((left * right).sum())

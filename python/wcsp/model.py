@@ -9,31 +9,51 @@ from __future__ import annotations
 
 import os
 from array import array
-from collections.abc import Callable, Hashable, Iterable
+from collections.abc import Callable, Hashable, Iterable, Iterator
 from copy import copy, deepcopy
 from fractions import Fraction
-from typing import Any, NamedTuple, Union
+from typing import Any, NamedTuple, Union, overload
 
 from ._shared.files import write_whole
-from .arguments import Start
+from .alternatives import Alternative, Change, alternatives, changes
 from .best import with_runs
+from .composed import Different, Part, Runs
+from .copies import Family, drop, taken
 from .errors import ModelError, Remarks, caller
+from .evaluation import KINDS
 from .expressions import (
-    AllDifferent,
     Constraint,
+    Either,
     Expression,
+    Known,
     Sum,
     Variable,
     describe,
     integer,
     total,
 )
+from .forms import NOT_MET, Form, Kept
 from .groups import Group, groups, normal
+from .judging import price
+from .names import shown
 from .numbers import LARGEST, exact_number
+from .plans import Plan
 from .programs import judged
+from .ranges import can_hold, check_size, must_hold, range_of
 from .results import Result
+from .rules import AllDifferent
+from .saved import save
 from .solving import Progress, polish, solve
-from .text import ModelWords, lines, scale_of, warn_of_rounding
+from .sources import (
+    Only,
+    Source,
+    chosen,
+    place_of,
+    places_of,
+    read_plan,
+    variable_of,
+)
+from .text import ModelWords, lines, names_text, scale_of, warn_of_rounding
 
 
 HARD = None
@@ -48,6 +68,18 @@ class Objective(NamedTuple):
     sum: Sum
     # Sum of the bounds of its constraints: sum = bound + sign * violation.
     bound: int
+
+
+class _Ready(NamedTuple):
+    """A comparison in the form of the arrays."""
+
+    left: Sum
+    relation: str
+    bound: int
+    weight: Fraction | int | None
+    name: Hashable
+    constant: int
+    form: Form | None
 
 
 class Model:
@@ -76,11 +108,18 @@ class Model:
         #: The number of the variable of each label.
         self.labels_of = array("q")
         self._has_fixed = False
+        #: The groups of helper variables: sums that are above 0 if a condition
+        #: of the group holds.
+        self.helpers: dict[int, Sum] = {}
         # One entry a constraint.
         self.names: list[Hashable] = []
         self.weights: list[Fraction | int | None] = []
         self.kinds = bytearray()
         self.bounds = array("q")
+        # What the user's sums have beyond the stored ones.
+        self.constants = array("q")
+        #: How constraints are explained that are no sums of the user.
+        self.forms: dict[int, Form] = {}
         self.ends = array("Q")
         self.second_ends = array("Q")
         # The terms: coefficients, labels, and the other labels of products;
@@ -93,6 +132,9 @@ class Model:
         self.constraint_sections: dict[int, str] = {}
         self.words = ModelWords(self)
         self._remarks = Remarks()
+        self.objective_parts: set[int] = set()
+        self._family = Family()
+        self._generation = 0
 
     def variable(self, name: Hashable, values: Iterable[Hashable]) -> Variable:
         """Adds a variable that takes one of the values.
@@ -149,6 +191,23 @@ class Model:
         """The variable with that name."""
         return self._by_name[name]
 
+    def find(self, name: Hashable) -> Variable | None:
+        """The variable with that name, or None."""
+        return self._by_name.get(name)
+
+    def helper(self, name: Hashable, group: Sum) -> Expression:
+        """A new helper variable, as a condition: whether the group counts."""
+        x = self.variable(self._free(name), [False, True])
+        self.helpers[x.number] = self._taken(group)
+        return x == True  # noqa: E712
+
+    def _free(self, name: Hashable) -> Hashable:
+        k, free = 1, name
+        while free in self._by_name:
+            k += 1
+            free = (name, k)
+        return free
+
     def add(
         self,
         constraint: Any,
@@ -159,29 +218,61 @@ class Model:
 
         A violated soft constraint costs its weight for each unit of its
         violation. A label alone, or an expression that is 0 or 1, must hold.
-        A constraint without a name is named after its line.
+        A constraint without a name is named after its line. A constraint of
+        weight 0 is left out, with a warning.
+
+        >>> m = Model()
+        >>> x, y = m.variable("x", "abc"), m.variable("y", "abc")
+        >>> m.add((x == "a") | (y == "a") | (y == "b"), name="one of three")
+        >>> m.add(~(x == "c"), weight=2)
+        >>> m.price({"x": "c", "y": "c"}).penalty
+        (1, Fraction(2, 1))
         """
-        checked = checked_weight(weight)
         if name is None:
             name = self._line_name()
-        if isinstance(constraint, tuple):
-            for part in constraint:
-                self.add(part, weight, name)
-        elif isinstance(constraint, AllDifferent):
-            self._add_different(constraint, checked, name)
-        elif isinstance(constraint, Constraint):
-            self._add_comparison(constraint, checked, name)
-        elif isinstance(constraint, Expression):
-            self._own(constraint.sum(), name)
-            if not self.is_condition(constraint.sum()):
-                raise ModelError(
-                    f"{constraint!r} is a sum, not a constraint: compare it"
-                )
-            self._add_comparison(constraint == 1, checked, name)
-        elif constraint is True:
+        if _is_zero(weight):
+            self._remarks.add("has weight 0", name, " and is left out")
+            return
+        checked = checked_weight(weight)
+        if constraint is True:
             self._remarks.add("always holds", name, " and is left out")
         elif constraint is False:
             raise ModelError(f"constraint {name!r} can never hold")
+        elif isinstance(constraint, AllDifferent):
+            self._add_different(constraint, checked, name)
+        else:
+            # If one part is refused, none is added.
+            rules = [
+                self._checked(rule, times, name)
+                for rule, times in self._parts(constraint, checked, name)
+            ]
+            for ready in rules:
+                if ready is not None:
+                    self._store_sum(*ready)
+
+    def _parts(
+        self, constraint: Any, weight: Fraction | int | None, name: Hashable
+    ) -> Iterator[tuple[Constraint, Fraction | int | None]]:
+        """The comparisons that a constraint is made of, and their weights."""
+        if isinstance(constraint, Constraint):
+            yield constraint, weight
+        elif isinstance(constraint, tuple):
+            for part in constraint:
+                yield from self._parts(part, weight, name)
+        elif isinstance(constraint, Either):
+            yield Constraint(total(constraint.parts), ">=", 1, NOT_MET), weight
+        elif isinstance(constraint, Expression):
+            left = self._taken(constraint.sum(), name)
+            if isinstance(constraint, Known) or self.is_condition(left):
+                yield Constraint(left, "=", 1, NOT_MET), weight
+            else:
+                raise ModelError(
+                    f"{constraint!r} is a sum, not a constraint: compare it"
+                )
+        elif isinstance(constraint, (Runs, Different)):
+            for rule, factor in constraint.parts(self, name, weight is None):
+                times = None if weight is None else weight * factor
+                yield rule, checked_weight(times)
         else:
             raise ModelError(f"{constraint!r} is not a constraint")
 
@@ -192,19 +283,20 @@ class Model:
         file = frame.f_code.co_filename.replace("\\", "/").split("/")[-1]
         return f"{file}:{frame.f_lineno}"
 
-    def _add_comparison(
+    def _checked(
         self,
         constraint: Constraint,
         weight: Fraction | int | None,
         name: Hashable,
-    ) -> None:
+    ) -> _Ready | None:
+        """A comparison as it is stored; None if it need not be."""
         left_side, relation = constraint.left, constraint.relation
-        self._own(left_side, name)
+        left_side = self._taken(left_side, name)
         left = normal(left_side, self.labels_of)
         bound = constraint.bound - left_side.constant
         low, high = self.range_of(left)
-        _check_size(name, left, low, high, bound)
-        if not _can_hold(low, high, relation, bound):
+        check_size(name, left, low, high, bound)
+        if not can_hold(low, high, relation, bound):
             text = (
                 f": {describe(left)} is {low} to {high}, not {relation} "
                 f"{bound}"
@@ -212,31 +304,52 @@ class Model:
             if weight is None:
                 raise ModelError(f"constraint {name!r} can never hold{text}")
             self._remarks.add("can never hold", name, text)
-        elif _must_hold(low, high, relation, bound):
+        elif must_hold(low, high, relation, bound):
+            if isinstance(constraint, Part):
+                return None
             self._remarks.add(
                 "always holds",
                 name,
                 f": {describe(left)} is {low} to {high}, always {relation} "
                 f"{bound}",
             )
-        self._store_sum(left, relation, bound, weight, name)
+        constant = left_side.constant
+        return _Ready(
+            left, relation, bound, weight, name, constant, constraint.form
+        )
 
-    def _own(self, expr: Sum, name: Hashable) -> None:
-        if expr.model is not None and expr.model is not self:
+    def _taken(self, expr: Sum, name: Hashable = None) -> Sum:
+        """The sum on the variables of this model; it may be of a model that
+        this one is a copy of."""
+        if expr.model is None or expr.model is self:
+            return expr
+        if self.is_copy_of(expr.model):
+            return self.taken(expr)
+        what = "it" if name is None else f"constraint {name!r}"
+        raise ModelError(f"{what} belongs to another model")
+
+    def _own(self, x: Variable, name: Hashable) -> Variable:
+        """The variable, or its namesake if this is a copy of its model."""
+        if x.model is not self and self.is_copy_of(x.model):
+            return variable_of(self, x, f"constraint {name!r}")
+        if x.model is not self:
             raise ModelError(f"constraint {name!r} belongs to another model")
+        return x
+
+    def taken(self, expr: Sum) -> Sum:
+        """A sum of the original as a sum of this copy."""
+        return expr if expr.model is self else taken(self, expr)
+
+    def is_copy_of(self, other: Model) -> bool:
+        """Whether copy() or without() made this model of the other."""
+        return (
+            self._family is other._family
+            and self._generation > other._generation
+        )
 
     def range_of(self, expr: Sum) -> tuple[int, int]:
         """Bounds of the sum: exact for labels, conservative for products."""
-        coefficients, labels = expr.coefficients, expr.labels
-        variables = [self.labels_of[i] for i in labels]
-        if len(set(variables)) == len(labels) and not self._has_fixed:
-            low = sum([c for c in coefficients if c < 0])
-            high = sum(coefficients) - low
-        else:
-            low, high = self._exact_range(expr, variables)
-        below = sum([c for c in expr.multiples if c < 0])
-        above = sum(expr.multiples) - below
-        return low + below + expr.constant, high + above + expr.constant
+        return range_of(self, expr, self._has_fixed)
 
     def is_condition(self, expr: Sum) -> bool:
         """Whether the sum is certain to be 0 or 1."""
@@ -249,20 +362,6 @@ class Model:
             low, high = self.range_of(expr)
         return low >= 0 and high <= 1
 
-    def _exact_range(self, expr: Sum, variables: list[int]) -> tuple[int, int]:
-        groups: dict[int, dict[int, int]] = {}
-        for v, i, c in zip(variables, expr.labels, expr.coefficients):
-            group = groups.setdefault(v, {})
-            group[i] = group.get(i, 0) + c
-        low = high = 0
-        for v, group in groups.items():
-            counts = list(group.values())
-            if len(group) < len(self.variables[v].values):
-                counts.append(0)
-            low += min(counts)
-            high += max(counts)
-        return low, high
-
     def _store_sum(
         self,
         left: Sum,
@@ -270,7 +369,11 @@ class Model:
         bound: int,
         weight: Fraction | int | None,
         name: Hashable,
+        constant: int = 0,
+        form: Form | None = None,
     ) -> None:
+        if form is not None:
+            self.forms[len(self.names)] = form
         if left.lefts:
             self.coefficients.extend(left.multiples)
             self.first.extend(left.lefts)
@@ -278,7 +381,8 @@ class Model:
         else:
             self.coefficients.extend(left.coefficients)
             self.first.extend(left.labels)
-        self._store("q" if left.lefts else "l", relation, bound, weight, name)
+        kind = "q" if left.lefts else "l"
+        self._store(kind, relation, bound, weight, name, constant)
 
     def _store(
         self,
@@ -287,6 +391,7 @@ class Model:
         bound: int,
         weight: Fraction | int | None,
         name: Hashable,
+        constant: int = 0,
     ) -> None:
         if self._pending:
             self.constraint_sections[len(self.names)] = self._pending
@@ -295,6 +400,7 @@ class Model:
         self.weights.append(weight)
         self.kinds.append(KINDS.index(kind + relation))
         self.bounds.append(bound)
+        self.constants.append(constant)
         self.ends.append(len(self.first))
         self.second_ends.append(len(self.second))
 
@@ -304,9 +410,7 @@ class Model:
         weight: Fraction | int | None,
         name: Hashable,
     ) -> None:
-        variables = constraint.variables
-        if any(x.model is not self for x in variables):
-            raise ModelError(f"constraint {name!r} belongs to another model")
+        variables = [self._own(x, name) for x in constraint.variables]
         taking: dict[Any, list[Variable]] = {}
         for x in variables:
             for value in x.values:
@@ -324,9 +428,11 @@ class Model:
         # At most one for each value: the violations add up to the same.
         for value, some in taking.items():
             if len(some) > 1:
-                self._add_comparison(
-                    total(x == value for x in some) <= 1, weight, (name, value)
-                )
+                part = name if isinstance(name, tuple) else (name,)
+                rule = total(x == value for x in some) <= 1
+                ready = self._checked(rule, weight, (*part, value))
+                assert ready is not None
+                self._store_sum(*ready)
 
     def minimize(
         self,
@@ -369,6 +475,9 @@ class Model:
         name: Hashable,
         bound: int | None,
     ) -> None:
+        if _is_zero(weight):
+            self._remarks.add("has weight 0", name, " and is left out")
+            return
         checked = checked_weight(weight)
         if checked is None:
             raise ModelError("an objective needs a weight")
@@ -376,8 +485,7 @@ class Model:
             raise ModelError(f"{expression!r} is not an expression of labels")
         if self.objectives and self.objectives[0].sign != sign:
             raise ModelError("a model cannot both minimize and maximize")
-        expr = expression.sum()
-        self._own(expr, name)
+        expr = self._taken(expression.sum(), name)
         relation = "<=" if sign > 0 else ">="
         if bound is None:
             parts = groups(expr, self, sign)
@@ -387,11 +495,15 @@ class Model:
             parts = [
                 Group((), normal(expr, self.labels_of), limit - expr.constant)
             ]
+        constant = expr.constant if bound is not None else 0
         for part in parts:
             low, high = self.range_of(part.sum)
-            _check_size(name, part.sum, low, high, part.bound)
+            check_size(name, part.sum, low, high, part.bound)
             owner = (name, *part.of) if part.of else name
-            self._store_sum(part.sum, relation, part.bound, checked, owner)
+            self.objective_parts.add(len(self.names))
+            self._store_sum(
+                part.sum, relation, part.bound, checked, owner, constant
+            )
         self.objectives.append(Objective(sign, Fraction(checked), expr, limit))
 
     @property
@@ -404,8 +516,13 @@ class Model:
         self._remarks.tell()
         return "".join(lines(self))
 
-    def write(self, path: str | os.PathLike[str]) -> None:
-        """Writes the model to a file atomically.
+    def write(
+        self,
+        path: str | os.PathLike[str],
+        names: str | os.PathLike[str] | None = None,
+    ) -> None:
+        """Writes the model to a file atomically, and to the file `names`, if
+        it is given, what `wcsp-show --names` and `wcsp-check --names` take.
 
         Decimal weights are multiplied by `scale`; a warning reports the
         weights that are rounded.
@@ -413,6 +530,8 @@ class Model:
         self._remarks.tell()
         warn_of_rounding(self)
         write_whole(path, lines(self))
+        if names is not None:
+            write_whole(names, names_text(self))
 
     def solve(
         self,
@@ -420,7 +539,7 @@ class Model:
         seeds: int | Iterable[int] = 8,
         jobs: int | None = None,
         target: float | None = None,
-        start: Start | None = None,
+        start: Source | None = None,
         on_improve: Callable[[Progress], object] | None = None,
         log: str | os.PathLike[str] | None = None,
         wcsp: str | os.PathLike[str] | None = None,
@@ -471,11 +590,164 @@ class Model:
         """See Result.polish."""
         return polish(result, time, jobs, seed, on_improve)
 
-    def check(self, result: Result) -> list[str]:
+    @overload
+    def check(self, plan: Result) -> list[str]:
+        ...
+
+    @overload
+    def check(self, plan: Source) -> list[str] | Result:
+        ...
+
+    def check(self, plan: Source) -> list[str] | Result:
         """Checks a result against the current model with wcsp-check and
-        returns the differences; empty if it is correct."""
-        checked = judged(self.text(), result.run.text)
+        returns the differences; empty if it is correct. Of other plans,
+        which have no penalties to compare, it returns the price()."""
+        if not isinstance(plan, Result):
+            return self.price(plan)
+        checked = judged(self.text(), plan.run.text)
         return [str(difference) for difference in checked["differences"]]
+
+    def price(self, plan: Source) -> Result:
+        """The result with the values of a plan, judged by wcsp-check: its
+        penalties and what it violates.
+
+        A plan is a result, a saved result, a mapping from variables or their
+        names to values, the path of a saved result, report or start file, or
+        what read_plan() returns.
+
+        >>> m = Model()
+        >>> x = [m.variable(d, ["off", "on"]) for d in ("Mon", "Tue")]
+        >>> m.add(total(d != "off" for d in x) >= 2, weight=3, name="work")
+        >>> r = m.price({"Mon": "on", "Tue": "off"})
+        >>> r.soft, r.violated[0].explanation
+        (3, '1, at least 2 wanted: Mon = on')
+        """
+        return price(self, places_of(self, plan, "price"))
+
+    def read_plan(
+        self,
+        path: str | os.PathLike[str],
+        rows: Iterable[Hashable],
+        columns: Iterable[Hashable],
+    ) -> Plan:
+        """A plan from a table: CSV, or the first sheet of .xlsx if openpyxl
+        is installed. Its first line has the columns and its first column the
+        rows; a cell has the value of the variable (row, column).
+
+        Empty cells are skipped. What the model does not have is left out,
+        with one warning.
+        """
+        return read_plan(self, path, rows, columns)
+
+    def keep(
+        self, plan: Source, weight: Weight = 1, only: Only = None
+    ) -> None:
+        """Asks for few changes: one constraint for each variable, named
+        ("keep", name), which costs the weight if the value is not the old
+        one. `only` is a predicate of names.
+
+        >>> m = Model()
+        >>> x = [m.variable(("Zoë", d), ["off", "on"]) for d in (1, 2, 3)]
+        >>> m.fix(x[1], "off")
+        >>> m.keep({y: "on" for y in x}, only=lambda name: name[1] > 1)
+        >>> r = m.solve(time=5, seeds=1)
+        >>> r.soft, r.groups()
+        (1, {'keep': Penalty(hard=0, soft=1)})
+        """
+        places = places_of(self, plan, "keep")
+        for v in chosen(self, places, only):
+            x = self.variables[v]
+            if len(x.places) > 1:
+                old = list(x.places)[places[v]]
+                rule = Constraint(
+                    (x == old).sum(), "=", 1, Kept((x.name,), shown(old))
+                )
+                self.add(rule, weight, ("keep", x.name))
+
+    def changed(self, plan: Source, only: Only = None) -> Sum:
+        """The number of variables that have another value than in the plan.
+
+        >>> m = Model()
+        >>> x = [m.variable(i, "ab") for i in range(4)]
+        >>> m.add(m.changed({0: "a", 1: "a", 2: "a", 3: "a"}) <= 2)
+        """
+        places = places_of(self, plan, "changed")
+        result = total(
+            self.variables[v] != list(self.variables[v].places)[places[v]]
+            for v in chosen(self, places, only)
+        )
+        result.model = self
+        return result
+
+    def fix(self, x: Variable | Hashable, value: Any) -> None:
+        """A hard constraint: the variable, or that of this name, has the
+        value."""
+        own = variable_of(self, x, "fix")
+        place_of(own, value, "fix")
+        if len(own.places) > 1:
+            self.add(own == value, name=("fix", own.name))
+
+    def forbid(self, x: Variable | Hashable, values: Any) -> None:
+        """A hard constraint: the variable has none of the values, or not the
+        one that is given.
+
+        >>> m = Model()
+        >>> x = m.variable("Zoë", ["off", "early", "late"])
+        >>> m.forbid(x, ["early", "late"])
+        >>> m.solve(time=5, seeds=1)[x]
+        'off'
+        """
+        own = variable_of(self, x, "forbid")
+        is_one = isinstance(values, Hashable) and values in own.places
+        if (
+            is_one
+            or isinstance(values, str)
+            or not isinstance(values, Iterable)
+        ):
+            values = [values]
+        distinct = list(dict.fromkeys(values))
+        for value in distinct:
+            place_of(own, value, "forbid")
+        if distinct:
+            self.add(own.isin(distinct) <= 0, name=("forbid", own.name))
+
+    def copy(self) -> Model:
+        """An independent model with the same contents. It takes variables
+        and expressions of this one by name."""
+        model = deepcopy(self)
+        model._family = self._family
+        model._generation = self._generation + 1
+        return model
+
+    def without(self, name: Hashable) -> Model:
+        """A copy without the constraints of this name, and without those
+        whose tuple name begins with it.
+
+        >>> m = Model()
+        >>> x = m.variable("x", "ab")
+        >>> m.add(x == "a", name=("wish", "Zoë"))
+        >>> m.without("wish")
+        <Model of 1 variables and 0 constraints>
+        """
+        model = self.copy()
+        drop(model, name)
+        return model
+
+    def _alternatives(
+        self, result: Result, of: Variable | Hashable | Iterable[Any]
+    ) -> list[Alternative]:
+        """See Result.alternatives."""
+        return alternatives(result, of)
+
+    def _changes(
+        self, result: Result, plan: Source, only: Only
+    ) -> list[Change]:
+        """See Result.changes."""
+        return changes(result, plan, only)
+
+    def _save(self, result: Result, path: str | os.PathLike[str]) -> None:
+        """See Result.save."""
+        save(result, path)
 
     def with_runs(self, folder: str | os.PathLike[str]) -> Result:
         """The best of the runs in a folder of wcsp-many for the text of this
@@ -500,13 +772,15 @@ class Model:
         model._by_name = {x.name: x for x in model.variables}
         model.words = deepcopy(self.words, memo)
         model.objectives = deepcopy(self.objectives, memo)
+        model.helpers = deepcopy(self.helpers, memo)
+        model._family, model._generation = Family(), 0
         return model
 
     def label_text(self, label: int) -> str:
         """The label as the user would write it."""
         x = self.variables[self.labels_of[label]]
         value = list(x.values)[label - x.first]
-        return f"({_shown(x.name)} = {value!r})"
+        return f"({shown(x.name)} = {value!r})"
 
     def __repr__(self) -> str:
         return (
@@ -515,7 +789,10 @@ class Model:
         )
 
 
-KINDS = ("l<=", "l>=", "l=", "q<=", "q>=", "q=", "a")
+def _is_zero(weight: Weight) -> bool:
+    if type(weight) is int or weight is None:
+        return weight == 0
+    return exact_number(weight) == 0
 
 
 def checked_weight(weight: Weight) -> Fraction | int | None:
@@ -534,38 +811,6 @@ def checked_weight(weight: Weight) -> Fraction | int | None:
     return exact.numerator if exact.denominator == 1 else exact
 
 
-def _can_hold(low: int, high: int, relation: str, bound: int) -> bool:
-    return (relation == "<=" or high >= bound) and (
-        relation == ">=" or low <= bound
-    )
-
-
-def _must_hold(low: int, high: int, relation: str, bound: int) -> bool:
-    return (relation == "<=" or low >= bound) and (
-        relation == ">=" or high <= bound
-    )
-
-
-def _check_size(
-    name: Hashable, left: Sum, low: int, high: int, bound: int
-) -> None:
-    terms = left.multiples if left.lefts else left.coefficients
-    largest = max(
-        abs(low),
-        abs(high),
-        abs(bound),
-        high - bound,
-        bound - low,
-        max(terms, default=0),
-        -min(terms, default=0),
-    )
-    if largest > LARGEST:
-        raise ModelError(
-            f"constraint {name!r} does not fit 32 bits: its sum is {low} to "
-            f"{high}, its bound {bound}"
-        )
-
-
 def _numbers_agree(variables: list[Variable]) -> bool:
     """Whether equal values have equal numbers, and only those."""
     longest = max((x.places for x in variables), key=len)
@@ -574,7 +819,3 @@ def _numbers_agree(variables: list[Variable]) -> bool:
         x.places is longest or list(x.places) == order[: len(x.places)]
         for x in variables
     )
-
-
-def _shown(name: Hashable) -> str:
-    return name if isinstance(name, str) else repr(name)

@@ -74,3 +74,13 @@ def _safe(text: str) -> str:
     if not re.search(r"[A-Za-z0-9]", word):
         word = "_".join(f"u{ord(c):x}" for c in text[:8]) or "empty"
     return word if _WORD.fullmatch(word) else "n" + word
+
+
+def shown(name: object) -> str:
+    """A name or value as text for people."""
+    if isinstance(name, tuple):
+        return " ".join(map(shown, name))
+    enum_name = getattr(name, "_name_", None)
+    text = enum_name if isinstance(enum_name, str) else str(name)
+    # A lone surrogate could not be printed.
+    return text.encode("utf-8", "backslashreplace").decode()

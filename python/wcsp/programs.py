@@ -48,11 +48,16 @@ def run(command: list[str], folder: Path | None = None) -> bytes:
 
 
 def judged_file(
-    model: Path, report: Path, wcsp: str | os.PathLike[str] | None = None
+    model: Path,
+    report: Path,
+    wcsp: str | os.PathLike[str] | None = None,
+    is_start: bool = False,
 ) -> dict[str, Any]:
-    """The output of wcsp-check for a report, right or wrong."""
-    checker = find_program("wcsp-check", wcsp)
-    done = _done([checker, "--json", "--", str(model), str(report)])
+    """The output of wcsp-check for a report, right or wrong, or for a start
+    file."""
+    command = [find_program("wcsp-check", wcsp), "--json"]
+    command += ["--start"] if is_start else []
+    done = _done([*command, "--", str(model), str(report)])
     try:
         checked: dict[str, Any] = json.loads(done.stdout)
     except ValueError:
@@ -60,14 +65,14 @@ def judged_file(
     return checked
 
 
-def judged(
-    model: str, report: str, wcsp: str | os.PathLike[str] | None = None
-) -> dict[str, Any]:
+def judged(model: str, report: str, is_start: bool = False) -> dict[str, Any]:
     """The same of texts."""
     with scratch(PREFIX) as folder:
         (folder / "model").write_text(model, "utf-8")
         (folder / "report").write_text(report, "utf-8")
-        return judged_file(folder / "model", folder / "report", wcsp)
+        return judged_file(
+            folder / "model", folder / "report", is_start=is_start
+        )
 
 
 def _done(

@@ -50,3 +50,9 @@ def start_text(assignment: dict[str, str]) -> str:
     """A file from which a search starts."""
     lines = [f"{name}: {value}" for name, value in assignment.items()]
     return "\n".join(["[best solution]", *lines, ""])
+
+
+def read_assignment(text: str) -> dict[str, str]:
+    """The words of variables and values in a report or a start file."""
+    heads = list(_BEST.finditer(text))
+    return _pairs(text[heads[-1].end() :] if heads else text)

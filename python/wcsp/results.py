@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import json
 import os
 from collections import Counter
 from collections.abc import Callable, Hashable, Iterable
@@ -15,15 +14,22 @@ from typing import TYPE_CHECKING, Any, NamedTuple
 from ._shared.files import write_whole
 from ._shared.log import read_improvements
 from ._shared.scratch import scratch
-from .errors import SolverError
-from .expressions import Sum, Variable, terms
+from ._shared.text import readable
+from .explain import explanation
+from .expressions import Sum, terms
+from .names import shown
 from .numbers import shortest
+from .plans import Penalty, Plan, Violation, penalties_by_group
 from .programs import PREFIX, find_program, run
 from .reports import Report, start_text
+from .text import names_text
 
 if TYPE_CHECKING:
+    from .alternatives import Alternative, Change
+    from .expressions import Variable
     from .model import Model
     from .solving import Progress
+    from .sources import Only, Source
 
 
 class Run(NamedTuple):
@@ -34,16 +40,6 @@ class Run(NamedTuple):
     report: Report | None
     text: str
     log: str
-
-
-class Violation(NamedTuple):
-    """A violated constraint, its violation and its cost."""
-
-    name: Hashable
-    weight: int | float | None
-    violation: int
-    cost: int | float
-    explanation: str
 
 
 class Improvement(NamedTuple):
@@ -79,8 +75,8 @@ class Picture:
         return self.text
 
 
-class Result:
-    """The best of several searches, checked by wcsp-check."""
+class Result(Plan):
+    """The values that a search has found, checked by wcsp-check."""
 
     def __init__(
         self,
@@ -108,7 +104,7 @@ class Result:
         self._report = best.report
         model.words.update()
         self._numbers = {w: i for i, w in enumerate(model.words.variables)}
-        self._values: dict[Hashable, Any] = {}
+        super().__init__({})
         for word, value in best.report.assignment.items():
             x = model.variables[self._numbers[word]]
             position = model.words.values(x.number).index(value)
@@ -124,13 +120,14 @@ class Result:
         result.model = deepcopy(self.model, memo)
         return result
 
-    def __getitem__(self, x: Variable | Hashable) -> Any:
-        """The value of a variable, given the variable or its name."""
-        return self._values[x.name if isinstance(x, Variable) else x]
-
     def values(self) -> dict[Hashable, Any]:
         """The value of each variable, by name."""
-        return dict(self._values)
+        helpers = self.model.helpers
+        return {
+            x.name: self._values[x.name]
+            for x in self.model.variables
+            if x.number not in helpers
+        }
 
     @property
     def penalty(self) -> tuple[int, Fraction]:
@@ -200,41 +197,32 @@ class Result:
                     None if weight is None else shortest(Fraction(weight)),
                     constraint["violation"],
                     shortest(Fraction(cost)),
-                    self._explained(constraint),
+                    explanation(self.model, c, self._values),
                 )
             )
         return sorted(
             violations, key=lambda v: (v.weight is not None, -v.cost)
         )
 
-    def _explained(self, constraint: dict[str, Any]) -> str:
-        if constraint["kind"] == "alldiff":
-            return "; ".join(
-                "the same value: "
-                + ", ".join(self._label(*label) for label in shared["labels"])
-                for shared in constraint["shared"]
-            )
-        on = ", ".join(
-            ("" if term["coefficient"] == 1 else f"{term['coefficient']} ")
-            + " and ".join(self._label(*label) for label in term["labels"])
-            for term in constraint["terms"]
-        )
-        total = int(constraint["sum"])
-        is_low = (
-            constraint["lower"] is not None and total < constraint["lower"]
-        )
-        bound = (
-            f"at least {constraint['lower']}"
-            if is_low
-            else f"at most {constraint['upper']}"
-        )
-        return f"{total}, wanted {bound}: {on or 'nothing counts'}"
+    def groups(self) -> dict[Hashable, Penalty]:
+        """The penalties summed by the names of the constraints, or by the
+        first parts of tuple names; the largest first."""
+        return penalties_by_group(self.violated)
 
-    def _label(self, word: str, value: str) -> str:
-        number = self._numbers[word]
-        position = self.model.words.values(number).index(value)
-        x = self.model.variables[number]
-        return f"{_shown(x.name)} = {_shown(list(x.places)[position])}"
+    def conflict(self) -> str:
+        """What wcsp-check --conflict says of the reports of all searches:
+        which hard constraints seem to exclude each other."""
+        with scratch(PREFIX) as folder:
+            self._write(folder)
+            reports = []
+            for one in self.runs:
+                if one.report is not None:
+                    reports.append(f"{one.seed}.report")
+                    (folder / reports[-1]).write_text(one.text, "utf-8")
+            command = [find_program("wcsp-check", self.wcsp), "--conflict"]
+            command += ["--names", "names", "--", "model", *reports]
+            text = run(command, folder).decode("utf-8", "replace")
+            return readable(text).rstrip()
 
     @property
     def failing(self) -> list[tuple[Hashable, int]]:
@@ -266,38 +254,10 @@ class Result:
             for one in read_improvements(self.run.log)
         ]
 
-    def grid(
-        self, rows: Iterable[Hashable], columns: Iterable[Hashable]
-    ) -> list[list[Any]]:
-        """The values of the variables (row, column); None for missing
-        ones."""
-        across = list(columns)
-        return [[self._values.get((r, c)) for c in across] for r in rows]
-
-    def to_frame(self) -> Any:
-        """A pandas data frame of all variables. The parts of a tuple name
-        are columns, and the value is the last column."""
-        try:
-            import pandas  # type: ignore[import]
-        except ImportError:
-            raise SolverError("to_frame() needs pandas") from None
-        names = list(self._values)
-        parts = [n if isinstance(n, tuple) else (n,) for n in names]
-        width = max(map(len, parts), default=1)
-        columns = (
-            ["variable"] if width == 1 else [f"name{i}" for i in range(width)]
-        )
-        rows = [
-            (*p, *[None] * (width - len(p)), self._values[n])
-            for p, n in zip(parts, names)
-        ]
-        return pandas.DataFrame(rows, columns=[*columns, "value"])
-
     def show(self, path: str | os.PathLike[str] | None = None) -> Page:
         """The page of wcsp-show; also written to `path` if it is given."""
         with scratch(PREFIX) as folder:
             self._write(folder)
-            (folder / "names").write_text(json.dumps(self._names()), "utf-8")
             command = [find_program("wcsp-show", self.wcsp)]
             command += ["--check", find_program("wcsp-check", self.wcsp)]
             command += ["--names", "names", "model", "report"]
@@ -328,33 +288,10 @@ class Result:
     def _has_log(one: Run) -> bool:
         return bool(read_improvements(one.log))
 
-    def _names(self) -> dict[str, Any]:
-        """The names that wcsp-show shows instead of the words of the text."""
-        domains: dict[int, int] = {}
-        listed: list[list[str | list[str]]] = []
-        variables = {}
-        for x in self.model.variables:
-            key = id(x.places)
-            if key not in domains:
-                domains[key] = len(listed)
-                listed.append([_shown_parts(value) for value in x.places])
-            word = self.model.words.variables[x.number]
-            variables[word] = [_shown_parts(x.name), domains[key]]
-        constraints = {
-            word: _shown_parts(name)
-            for word, name in zip(
-                self.model.words.constraints, self.model.names
-            )
-        }
-        return {
-            "variables": variables,
-            "domains": listed,
-            "constraints": constraints,
-        }
-
     def _write(self, folder: Path) -> None:
         (folder / "model").write_text(self.model.text(), "utf-8")
         (folder / "report").write_text(self.run.text, "utf-8")
+        (folder / "names").write_text(names_text(self.model), "utf-8")
 
     def polish(
         self,
@@ -370,6 +307,36 @@ class Result:
         # Through the model: searches create results and are a higher layer.
         return self.model._polish(self, time, jobs, seed, on_improve)
 
+    def alternatives(
+        self, x: Variable | Hashable | Iterable[Any]
+    ) -> list[Alternative]:
+        """The other values of a variable, or of several, each with the
+        penalties that it would give and the constraints that it would break
+        (more); the best first. Variables are given as such or by name.
+
+        >>> from wcsp import Model
+        >>> m = Model()
+        >>> x = m.variable("Mon", ["Zoë", "Bo", "Carla"])
+        >>> m.add(x != "Bo", weight=5, name="holiday")
+        >>> for a in m.price({"Mon": "Zoë"}).alternatives(x):
+        ...     print(a.value, a.hard, a.soft, a.breaks)
+        Carla 0 0 ()
+        Bo 0 5 ('holiday',)
+        """
+        # Through the model, like polish().
+        return self.model._alternatives(self, x)
+
+    def changes(self, plan: Source, only: Only = None) -> list[Change]:
+        """The variables whose values differ from those of an earlier plan,
+        each with its old and new value; see Model.price() for plans. `only`
+        is a predicate of names."""
+        return self.model._changes(self, plan, only)
+
+    def save(self, path: str | os.PathLike[str]) -> None:
+        """Writes the values, the penalties and the violated constraints as
+        JSON in the names of the data, for wcsp.load()."""
+        self.model._save(self, path)
+
     def start(self) -> str:
         """The result as the text of a start file."""
         return start_text(self._report.assignment)
@@ -383,7 +350,7 @@ class Result:
                 "; no search has satisfied all hard constraints, most often"
             )
             text += " broken: " + ", ".join(
-                f"{_shown(name)} ({count} of {len(self.runs)})"
+                f"{shown(name)} ({count} of {len(self.runs)})"
                 for name, count in self.failing[:5]
             )
         return text + ">"
@@ -407,18 +374,3 @@ def penalty_of(
         else:
             soft += Fraction(weight) * violation
     return hard, soft
-
-
-def _shown_parts(name: object) -> str | list[str]:
-    if isinstance(name, tuple) and name:
-        return [_shown(part) for part in name]
-    return _shown(name)
-
-
-def _shown(name: object) -> str:
-    if isinstance(name, tuple):
-        return " ".join(map(_shown, name))
-    enum_name = getattr(name, "_name_", None)
-    text = enum_name if isinstance(enum_name, str) else str(name)
-    # A lone surrogate could not be printed.
-    return text.encode("utf-8", "backslashreplace").decode()

@@ -21,7 +21,6 @@ from ._shared.polishing import Polishing, processes_each
 from ._shared.scratch import scratch
 from ._shared.search import Search, penalty_of
 from .arguments import (
-    Start,
     completed,
     jobs_of,
     limit_of,
@@ -38,6 +37,7 @@ from .programs import PREFIX, find_program
 from .reports import read_report
 from .results import Result, Run
 from .signals import Signals
+from .sources import Source
 
 if TYPE_CHECKING:
     from .model import Model
@@ -265,7 +265,7 @@ def solve(
     seeds: int | Iterable[int],
     jobs: int | None,
     target: float | None,
-    start: Start | None,
+    start: Source | None,
     on_improve: Callable[[Progress], object] | None,
     log: str | os.PathLike[str] | None,
     wcsp: str | os.PathLike[str] | None,

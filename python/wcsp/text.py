@@ -2,13 +2,14 @@
 
 from __future__ import annotations
 
+import json
 from collections.abc import Iterable, Iterator
 from fractions import Fraction
 from math import lcm
 from typing import TYPE_CHECKING, Any
 
 from .errors import ModelError, warn
-from .names import Words, value_words
+from .names import Words, shown, value_words
 from .numbers import LARGEST, whole_number
 
 if TYPE_CHECKING:
@@ -70,6 +71,35 @@ def lines(model: Model) -> Iterator[str]:
         yield f"target = {target}\n"
     yield from _variables(model)
     yield from _constraints(model)
+
+
+def names_text(model: Model) -> str:
+    """The user's names for the words of the text, and the constants of sums,
+    as JSON for the option --names of the tools."""
+    model.words.update()
+    domains: dict[int, int] = {}
+    listed: list[list[str | list[str]]] = []
+    variables = {}
+    for x, word in zip(model.variables, model.words.variables):
+        key = id(x.places)
+        if key not in domains:
+            domains[key] = len(listed)
+            listed.append([_shown_parts(value) for value in x.places])
+        variables[word] = [_shown_parts(x.name), domains[key]]
+    words = model.words.constraints
+    names = {
+        "variables": variables,
+        "domains": listed,
+        "constraints": dict(zip(words, map(_shown_parts, model.names))),
+        "constants": {w: k for w, k in zip(words, model.constants) if k},
+    }
+    return json.dumps(names)
+
+
+def _shown_parts(name: object) -> str | list[str]:
+    if isinstance(name, tuple) and name:
+        return [shown(part) for part in name]
+    return shown(name)
 
 
 def _comment(text: str) -> str:

@@ -260,7 +260,7 @@ ERRORS = [
     (lambda m, x, y: m.add((x == "a") + (y == "a")), "is a sum"),
     (lambda m, x, y: m.add(sum([]) > 3), "can never hold"),
     (lambda m, x, y: m.add("x"), "'x' is not a constraint"),
-    (lambda m, x, y: m.add(x == "a", weight=0), "not above 0"),
+    (lambda m, x, y: m.add(x == "a", weight=-1), "not above 0"),
     (lambda m, x, y: m.add(x == "a", weight="much"), "is not a number"),
     (
         lambda m, x, y: m.add(2**30 * ((x == "a") + (y == "a")) <= 5),
@@ -304,6 +304,8 @@ def test_error_has_its_line(statement, message):
         (lambda m, x, y: m.add((x == "a") + (y == "a") <= 2), "always holds"),
         (lambda m, x, y: m.add((x == "a") >= 2, weight=1), "never hold"),
         (lambda m, x, y: m.add(sum([]) <= 3), "always holds"),
+        (lambda m, x, y: m.add(x == "a", weight=0), "has weight 0 and is left out"),
+        (lambda m, x, y: m.minimize((x == "a"), weight=0.0), "has weight 0"),
     ],
 )
 def test_what_is_rarely_meant_is_a_warning_at_its_line(add, message):

@@ -28,10 +28,10 @@ struct ShownNames {
 // Renames the items of a model by JSON from the Python package: {"variables":
 // {word: [name, number of domain]}, "domains": [[name, ...], ...],
 // "constraints": {word: name}, "constants": {word: number}}, the last one
-// optional. A name is a text or a list of parts, which are
-// joined by blanks; if names of variables or values are equal, the word is
-// appended to the later ones. Throws std::runtime_error and changes nothing if
-// the text is invalid or lacks a variable or a value of the model.
+// optional. A name is a text or a list of parts, which are joined by blanks; if
+// names of variables or values are equal, the word is appended to the later
+// ones. Throws std::runtime_error and changes nothing if the text is invalid or
+// lacks a variable or a value of the model.
 ShownNames rename(Model& model, std::string const& names);
 
 }  // namespace check
