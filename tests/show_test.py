@@ -81,6 +81,12 @@ def check_grids():
            ",Mon,Tue\n=1+1,+early,+early\n-Bob,+early,\nvariable,value\n@boss,a=b\n")
     expect("safe", show(ROSTER, REPORT, "--csv", "--names", "names", "--safe")[1],
            ",Mon,Tue\n'=1+1,'+early,'+early\n'-Bob,'+early,\nvariable,value\n'@boss,a=b\n")
+    os.rename("names", "m.model.names")
+    expect("beside the model", show(ROSTER, REPORT, "--csv")[1].split("\n")[1], "=1+1,+early,+early")
+    expect("of another model", show(
+        "variable z in {a, b}\nc: weight = 1 type = linear 1(z,b) <= 1\n", report_of({"z": "a"}))[::2],
+           (2, "wcsp-show: m.model.names: the names are of another model\n"))
+    os.remove("m.model.names")
     expect("by value", show(ROSTER, REPORT, "--csv", "--by-value")[1],
            ",w1Mon,w1Tue\nearly,Ann; Bob,Ann\nvalue,variables\nyes,boss\nno,\n")
     expect("limits", show(ROSTER, REPORT, "--csv", "--rows", "Bob,Ann", "--columns", "w1Mon")[1]

@@ -10,6 +10,7 @@ import _shared.begin  # first of all
 import datetime
 import html
 import json
+import os
 import pathlib
 import pkgutil
 import re
@@ -42,9 +43,16 @@ def with_texts(change, value):
 TRANSPOSED = {"--rows": "--columns", "--columns": "--rows"}
 
 
+def names_file(options):
+    """The file of names: the given one, or the one that the Python package wrote beside
+    the model, or None."""
+    beside = f"{options.model}.names"
+    return options.names or (beside if os.path.exists(beside) else None)
+
+
 def check_command(options):
     """The command that checks the report."""
-    given = {"--names": options.names, "--split": options.split, "--rows": options.rows,
+    given = {"--names": names_file(options), "--split": options.split, "--rows": options.rows,
              "--columns": options.columns, "--before": options.compare}
     swaps = TRANSPOSED if options.transpose else {}
     return [find_program("wcsp-check", options.check), "--json",
@@ -58,8 +66,8 @@ def judged(options):
     done = subprocess.run(check_command(options), capture_output=True, stdin=sys.stdin,
                           close_fds=False)  # <(...) of the shell
     try:
-        result = with_texts(lambda text: readable(text, bool(options.names)),
-                            json.loads(done.stdout))
+        is_exact = bool(names_file(options))
+        result = with_texts(lambda text: readable(text, is_exact), json.loads(done.stdout))
     except ValueError:
         message = (done.stderr or done.stdout).decode("utf-8", "replace").strip()
         raise Failure(message.split("\n")[0]
@@ -70,7 +78,10 @@ def judged(options):
     if done.returncode not in (0, 1):  # because of an option
         option = verdict.split(":")[0]
         new = TRANSPOSED.get(option, option) if options.transpose else option
-        new = "--compare" if option == "--before" else new
+        if option == "--before":
+            new = "--compare"
+        elif option == "--names" and not options.names:
+            new = names_file(options)
         raise Failure(verdict.replace(option, new, 1))
     if done.returncode == 1 and not options.wrong:
         raise Failure(f"{report}: {verdict}; use --wrong to show it anyway", 1)
@@ -218,7 +229,8 @@ def parsed():
     parser.add_argument("--safe", action="store_true",
                         help="with --csv: put an apostrophe before texts that are formulas")
     parser.add_argument("--names", metavar="FILE",
-                        help="JSON file with the names to show instead of the model's")
+                        help="JSON file with the names to show instead of the model's "
+                        "(default: MODEL.names if it exists)")
     parser.add_argument("--title", help="title of the page (default: the name of the model)")
     parser.add_argument("--wrong", action="store_true",
                         help="show the report even if it does not match the model")
