@@ -516,22 +516,21 @@ class Model:
         self._remarks.tell()
         return "".join(lines(self))
 
-    def write(
-        self,
-        path: str | os.PathLike[str],
-        names: str | os.PathLike[str] | None = None,
-    ) -> None:
-        """Writes the model to a file atomically, and to the file `names`, if
-        it is given, what `wcsp-show --names` and `wcsp-check --names` take.
+    def write(self, path: str | os.PathLike[str]) -> None:
+        """Writes the model to a file atomically. The file PATH.names beside
+        it gets the names of the data, which `wcsp-show` shows; `wcsp-check`
+        takes it with `--names`. Only the model is written to a pipe or a
+        device.
 
         Decimal weights are multiplied by `scale`; a warning reports the
         weights that are rounded.
         """
         self._remarks.tell()
         warn_of_rounding(self)
+        is_file = os.path.isfile(path) or not os.path.exists(path)
         write_whole(path, lines(self))
-        if names is not None:
-            write_whole(names, names_text(self))
+        if is_file:
+            write_whole(f"{os.fsdecode(path)}.names", names_text(self))
 
     def solve(
         self,

@@ -14,7 +14,7 @@ from typing import TYPE_CHECKING, Any, NamedTuple
 from ._shared.files import write_whole
 from ._shared.log import read_improvements
 from ._shared.scratch import scratch
-from ._shared.text import readable
+from ._shared.text import escaped, readable
 from .explain import explanation
 from .expressions import Sum, terms
 from .names import shown
@@ -220,7 +220,7 @@ class Result(Plan):
                     reports.append(f"{one.seed}.report")
                     (folder / reports[-1]).write_text(one.text, "utf-8")
             command = [find_program("wcsp-check", self.wcsp), "--conflict"]
-            command += ["--names", "names", "--", "model", *reports]
+            command += ["--names", "model.names", "--", "model", *reports]
             text = run(command, folder).decode("utf-8", "replace")
             return readable(text).rstrip()
 
@@ -255,12 +255,17 @@ class Result(Plan):
         ]
 
     def show(self, path: str | os.PathLike[str] | None = None) -> Page:
-        """The page of wcsp-show; also written to `path` if it is given."""
+        """The page of wcsp-show; also written to `path` if it is given. Its
+        title is the first line of the model's comment, or else the name of
+        the file."""
+        title = self.model.comment.strip().partition("\n")[0] or (
+            Path(os.fsdecode(path)).stem if path is not None else "Result"
+        )
         with scratch(PREFIX) as folder:
             self._write(folder)
             command = [find_program("wcsp-show", self.wcsp)]
             command += ["--check", find_program("wcsp-check", self.wcsp)]
-            command += ["--names", "names", "model", "report"]
+            command += [f"--title={escaped(title)}", "model", "report"]
             page = run(command, folder)
         if path is not None:
             write_whole(path, page)
@@ -291,7 +296,7 @@ class Result(Plan):
     def _write(self, folder: Path) -> None:
         (folder / "model").write_text(self.model.text(), "utf-8")
         (folder / "report").write_text(self.run.text, "utf-8")
-        (folder / "names").write_text(names_text(self.model), "utf-8")
+        (folder / "model.names").write_text(names_text(self.model), "utf-8")
 
     def polish(
         self,

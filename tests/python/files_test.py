@@ -177,7 +177,8 @@ def test_paths_that_are_not_utf8(tmp_path):
     done = subprocess.run([sys.executable, script], cwd=folder, capture_output=True, check=False,
                           env=os.environb | {b"TMPDIR": folder, b"LC_ALL": b"C"})
     assert (done.stdout, done.stderr) == (b"b\n", b"")
-    assert sorted(os.listdir(folder)) == [b"\xff.html", b"\xff.log", b"\xff.model", b"\xff.py"]
+    assert sorted(os.listdir(folder)) == [b"\xff.html", b"\xff.log", b"\xff.model",
+                                              b"\xff.model.names", b"\xff.py"]
 
 
 def test_folders_of_the_dead_are_removed_and_others_stay(tmp_path, monkeypatch):

@@ -263,13 +263,16 @@ def test_a_plan_from_a_spreadsheet(tmp_path, monkeypatch):
 
 def test_the_names_file_is_that_of_the_tools(tmp_path):
     m, x = week()
-    m.write(tmp_path / "m.model", names=tmp_path / "names")
+    m.write(tmp_path / "m.model")
     r = m.price({v: "late" for v in x.values()})
     (tmp_path / "r").write_text(r.run.text)
     check = wcsp.programs.find_program("wcsp-check")
-    out = wcsp.programs.run([check, "--names", "names", "m.model", "r"], tmp_path).decode()
+    out = wcsp.programs.run([check, "--names", "m.model.names", "m.model", "r"], tmp_path).decode()
     assert "1 (Bo Mon, late)\n" in out
     assert "sum 3 is above 2" in out  # not -0 and -1
+    assert "<title>my plan</title>" in r.show(tmp_path / "my plan.html").text
+    m.comment = "\n Ward 3\nby hand"
+    assert "<title>Ward 3</title>" in r.show().text
 
 
 def test_conflicts_are_in_the_users_names():
