@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "constraints/bounds.h"
-#include "constraints/label_index.h"
 #include "constraints/offset.h"
 #include "constraints/quadratic_terms.h"
 
@@ -16,6 +15,8 @@
 // counts for nothing and is left out, which spares the reports a correction.
 
 namespace {
+
+using Assignment = std::vector<unsigned>;
 
 /// A gap between partners up to this long is bridged by coefficients of 0, if
 /// the piece before it is at least as long.
@@ -111,20 +112,23 @@ class GainedSum : public detail::QuadraticSum {
   GainedSum(WcspQuadratic const& itsConstraint,
             std::vector<LabelKey> const& keys);
 
-  int calculate(std::vector<unsigned> const& assignment) override;
+  int calculate(Assignment const& assignment) override;
   void prepare(WcspChanges& changes) override;
-  int update(std::vector<unsigned> const& now, unsigned moved, unsigned left,
-             WcspChanges& changes) override;
-  int updateSeveral(std::vector<unsigned> const& before,
-                    std::vector<unsigned> const& now,
-                    WcspChanges& changes) override;
+  int update(Assignment const& before, Assignment const& now,
+             std::span<unsigned const> moved, WcspChanges& changes) override;
 
  private:
-  using Block = LabelIndex::Block;
+  /// The labels of one variable: the numbers `begin` to `end` - 1.
+  struct Block {
+    unsigned variable;
+    unsigned begin;
+    unsigned end;
+  };
 
   WcspQuadratic const& constraint;
   Bounds bounds;
-  LabelIndex index;  ///< of all labels in the terms
+  std::vector<Block> blocks;     ///< ascending by variable
+  std::vector<unsigned> values;  ///< by label; they ascend in each block
   /// Where the run of each label begins in the runs, and one more, the end.
   std::vector<unsigned> offsets;
   /// The runs: for each label the terms that join it with another one, in
@@ -133,7 +137,7 @@ class GainedSum : public detail::QuadraticSum {
   /// of 0 bridges a short gap.
   std::vector<Sum> runs;
   std::vector<std::int64_t> selfCoefficients;  ///< by label; empty: all are 0
-  std::vector<unsigned> blockOf;               ///< by label
+  std::vector<unsigned> blockNumbers;          ///< by label
   std::vector<Sum> gains;     ///< by label, at the last calculate() or update()
   std::int64_t sum = 0;       ///< there
   std::int64_t leastSum = 0;  ///< of any assignment, at least this
@@ -147,9 +151,10 @@ class GainedSum : public detail::QuadraticSum {
   unsigned numLabels() const {
     return static_cast<unsigned>(offsets.size() - 1);
   }
-  unsigned onIn(Block const& block,
-                std::vector<unsigned> const& assignment) const {
-    return index.find(block, assignment[block.variable]);
+  /// The label that is on, or `block.end` if there is none.
+  unsigned onIn(Block const& block, Assignment const& assignment) const;
+  Block const& blockOf(unsigned variable) const {
+    return *std::ranges::lower_bound(blocks, variable, {}, &Block::variable);
   }
   /// 0 for no label.
   std::int64_t gainAt(Block const& block, unsigned label) const {
@@ -158,11 +163,12 @@ class GainedSum : public detail::QuadraticSum {
   void addRun(unsigned label, Sum sign);
   template <class Act>
   void forEachPiece(unsigned label, Act act) const;
-  void applyMove(Block const& block, unsigned left, unsigned taken);
+  /// Brings the gains and the sum up to date.
+  void applyMove(Block const& block, unsigned from, unsigned to);
   /// The slope of the violation wherever a move before or after may lead.
-  int slope(std::int64_t sumAfter) const;
-  std::span<unsigned const> touchedBlocks(unsigned moved, unsigned left,
-                                          unsigned taken);
+  int slope(std::int64_t sumBefore, std::int64_t sumAfter) const;
+  std::span<unsigned const> touchedBlocks(Block const& block, unsigned from,
+                                          unsigned to);
   void report(WcspChanges& changes, SumStep const& sumStep, int straight,
               Block const& block, unsigned onBefore, unsigned on) const;
 };
@@ -172,17 +178,35 @@ GainedSum<Sum>::GainedSum(WcspQuadratic const& itsConstraint,
                           std::vector<LabelKey> const& keys)
     : constraint(itsConstraint), bounds(constraint.lower, constraint.upper) {
   for (const LabelKey key : keys) {
-    index.add(static_cast<unsigned>(key >> 32U), static_cast<unsigned>(key));
+    auto const variable = static_cast<unsigned>(key >> 32U);
+    auto const label = static_cast<unsigned>(values.size());
+    if (blocks.empty() || blocks.back().variable != variable) {
+      blocks.push_back({variable, label, label});
+    }
+    ++blocks.back().end;
+    values.push_back(static_cast<unsigned>(key));
+    blockNumbers.push_back(static_cast<unsigned>(blocks.size() - 1));
   }
-  index.finish();
   layOut(constraint.terms, keys);
   findRange(constraint.terms);
   gains.resize(keys.size());
-  blockOf.resize(keys.size());
-  for (unsigned b = 0; b < index.blocks.size(); ++b) {
-    std::fill(blockOf.begin() + index.blocks[b].begin,
-              blockOf.begin() + index.blocks[b].end, b);
+}
+
+// Mostly the values of a block are consecutive.
+template <class Sum>
+unsigned GainedSum<Sum>::onIn(Block const& block,
+                              Assignment const& assignment) const {
+  unsigned const value = assignment[block.variable];
+  unsigned const* const begin = values.data() + block.begin;
+  unsigned const offset = value - *begin;
+  unsigned const size = block.end - block.begin;
+  if (offset < size && begin[offset] == value) {
+    return block.begin + offset;
   }
+  unsigned const* const found = std::lower_bound(begin, begin + size, value);
+  return found != begin + size && *found == value
+             ? block.begin + static_cast<unsigned>(found - begin)
+             : block.end;
 }
 
 template <class Sum>
@@ -292,9 +316,9 @@ void GainedSum<Sum>::addRun(unsigned label, Sum sign) {
 // Every term that is on has been gained by both of its labels, a self term by
 // its one label.
 template <class Sum>
-int GainedSum<Sum>::calculate(std::vector<unsigned> const& assignment) {
+int GainedSum<Sum>::calculate(Assignment const& assignment) {
   std::ranges::fill(gains, Sum{0});
-  for (Block const& block : index.blocks) {
+  for (Block const& block : blocks) {
     if (unsigned const on = onIn(block, assignment); on != block.end) {
       addRun(on, 1);
     }
@@ -303,7 +327,7 @@ int GainedSum<Sum>::calculate(std::vector<unsigned> const& assignment) {
     gains[label] += static_cast<Sum>(selfCoefficients[label]);
   }
   std::int64_t twice = 0;
-  for (Block const& block : index.blocks) {
+  for (Block const& block : blocks) {
     if (unsigned const on = onIn(block, assignment); on != block.end) {
       twice += gains[on];
       twice += selfCoefficients.empty() ? 0 : selfCoefficients[on];
@@ -311,7 +335,7 @@ int GainedSum<Sum>::calculate(std::vector<unsigned> const& assignment) {
   }
   sum = twice / 2;
   int const violation = bounds.violation(sum);
-  for (Block const& block : index.blocks) {
+  for (Block const& block : blocks) {
     unsigned const on = onIn(block, assignment);
     const std::int64_t loss = on == block.end ? 0 : gains[on];
     auto const diff = [&](std::int64_t gain) {
@@ -320,7 +344,7 @@ int GainedSum<Sum>::calculate(std::vector<unsigned> const& assignment) {
     int const leaving = diff(0);
     forEachValue(
         block.begin, block.end, constraint.wcsp->getNumValues(block.variable),
-        leaving != 0, [&](unsigned label) { return index.value(block, label); },
+        leaving != 0, [&](unsigned label) { return values[label]; },
         [&](unsigned value, unsigned label) {
           constraint.wcsp->setDiffPenalty(
               constraint.id, block.variable, value,
@@ -331,105 +355,85 @@ int GainedSum<Sum>::calculate(std::vector<unsigned> const& assignment) {
 }
 
 template <class Sum>
-void GainedSum<Sum>::applyMove(Block const& block, unsigned left,
-                               unsigned taken) {
-  if (left != block.end) {
-    addRun(left, -1);
+void GainedSum<Sum>::applyMove(Block const& block, unsigned from, unsigned to) {
+  sum += gainAt(block, to) - gainAt(block, from);
+  if (from != block.end) {
+    addRun(from, -1);
   }
-  if (taken != block.end) {
-    addRun(taken, 1);
+  if (to != block.end) {
+    addRun(to, 1);
   }
 }
 
 // Other sums than those of assignments need not be looked at.
 template <class Sum>
-int GainedSum<Sum>::slope(std::int64_t sumAfter) const {
-  return bounds.slope(
-      std::max(std::min(sum, sumAfter) - maxChange, leastSum),
-      std::min(std::max(sum, sumAfter) + maxChange, greatestSum));
+int GainedSum<Sum>::slope(std::int64_t sumBefore, std::int64_t sumAfter) const {
+  auto const [least, greatest] = std::minmax(sumBefore, sumAfter);
+  return bounds.slope(std::max(least - maxChange, leastSum),
+                      std::min(greatest + maxChange, greatestSum));
 }
 
 template <class Sum>
-int GainedSum<Sum>::update(std::vector<unsigned> const& now, unsigned moved,
-                           unsigned left, WcspChanges& changes) {
-  auto const& blocks = index.blocks;
-  auto const block =
-      std::ranges::lower_bound(blocks, moved, {}, &Block::variable);
-  unsigned const from = index.find(*block, left);
-  unsigned const to = index.find(*block, now[moved]);
-  std::int64_t const sumAfter = sum + gainAt(*block, to) - gainAt(*block, from);
-  int const straight = slope(sumAfter);
-  const SumStep sumStep(bounds, sum, sumAfter);
-  sum = sumAfter;
-  if (straight == 0) {
-    applyMove(*block, from, to);
-    return 0;
+int GainedSum<Sum>::update(Assignment const& before, Assignment const& now,
+                           std::span<unsigned const> moved,
+                           WcspChanges& changes) {
+  std::int64_t const sumBefore = sum;
+  std::span<unsigned const> touched;  // empty: all blocks
+  if (moved.size() == 1) {
+    Block const& block = blockOf(moved.front());
+    unsigned const from = onIn(block, before);
+    unsigned const to = onIn(block, now);
+    std::int64_t const sumAfter = sum + gainAt(block, to) - gainAt(block, from);
+    int const straight = slope(sum, sumAfter);
+    if (straight == 0) {
+      applyMove(block, from, to);
+      return 0;
+    }
+    if (!SumStep(bounds, sum, sumAfter).reachesAll(straight)) {
+      touched = touchedBlocks(block, from, to);
+    }
   }
-  auto const touched =
-      sumStep.reachesAll(straight)
-          ? std::span<unsigned const>()
-          : touchedBlocks(static_cast<unsigned>(block - blocks.begin()), from,
-                          to);
-  auto const keep = [&](unsigned first, unsigned last) {
+  auto const keep = [this](unsigned first, unsigned last) {
     std::copy(gains.data() + first, gains.data() + last,
               scratch->gains.data() + first);
   };
-  auto const reportBlock = [&](Block const& reported) {
-    const unsigned on = onIn(reported, now);
-    report(changes, sumStep, straight, reported,
-           reported.variable == moved ? from : on, on);
-  };
   if (touched.empty()) {
     keep(0, numLabels());
-    applyMove(*block, from, to);
-    std::ranges::for_each(blocks, reportBlock);
-    return sumStep.violation();
   }
   for (unsigned const b : touched) {
     keep(blocks[b].begin, blocks[b].end);
   }
-  applyMove(*block, from, to);
+  for (unsigned const variable : moved) {
+    Block const& block = blockOf(variable);
+    applyMove(block, onIn(block, before), onIn(block, now));
+  }
+  int const straight = slope(sumBefore, sum);
+  if (straight == 0) {
+    return 0;
+  }
+  const SumStep sumStep(bounds, sumBefore, sum);
+  auto const reportBlock = [&](Block const& block) {
+    unsigned const variable = block.variable;
+    unsigned const on = onIn(block, now);
+    report(changes, sumStep, straight, block,
+           before[variable] == now[variable] ? on : onIn(block, before), on);
+  };
+  if (touched.empty()) {
+    std::ranges::for_each(blocks, reportBlock);
+  }
   for (unsigned const b : touched) {
     reportBlock(blocks[b]);
   }
   return sumStep.violation();
 }
 
-template <class Sum>
-int GainedSum<Sum>::updateSeveral(std::vector<unsigned> const& before,
-                                  std::vector<unsigned> const& now,
-                                  WcspChanges& changes) {
-  std::ranges::copy(gains, scratch->gains.begin());
-  std::int64_t sumAfter = sum;
-  for (Block const& block : index.blocks) {
-    unsigned const from = onIn(block, before);
-    unsigned const to = onIn(block, now);
-    if (from != to) {
-      sumAfter += gainAt(block, to) - gainAt(block, from);
-      applyMove(block, from, to);
-    }
-  }
-  int const straight = slope(sumAfter);
-  SumStep const sumStep(bounds, sum, sumAfter);
-  sum = sumAfter;
-  if (straight == 0) {
-    return 0;
-  }
-  for (Block const& block : index.blocks) {
-    report(changes, sumStep, straight, block, onIn(block, before),
-           onIn(block, now));
-  }
-  return sumStep.violation();
-}
-
 // Empty: too many to tell them apart.
 template <class Sum>
-std::span<unsigned const> GainedSum<Sum>::touchedBlocks(unsigned moved,
-                                                        unsigned left,
-                                                        unsigned taken) {
-  Block const& block = index.blocks[moved];
+std::span<unsigned const> GainedSum<Sum>::touchedBlocks(Block const& block,
+                                                        unsigned from,
+                                                        unsigned to) {
   std::size_t size = 0;
-  for (unsigned const label : {left, taken}) {
+  for (unsigned const label : {from, to}) {
     size += label == block.end ? 0 : offsets[label + 1] - offsets[label];
   }
   if (size * sparseness >= numLabels()) {
@@ -442,14 +446,14 @@ std::span<unsigned const> GainedSum<Sum>::touchedBlocks(unsigned moved,
       *end++ = b;
     }
   };
-  touch(moved);
-  for (unsigned const label : {left, taken}) {
+  touch(blockNumbers[block.begin]);
+  for (unsigned const label : {from, to}) {
     if (label == block.end) {
       continue;
     }
     forEachPiece(label, [&](unsigned partner, unsigned length, Sum const*) {
-      for (unsigned b = blockOf[partner]; b <= blockOf[partner + length - 1];
-           ++b) {
+      for (unsigned b = blockNumbers[partner];
+           b <= blockNumbers[partner + length - 1]; ++b) {
         touch(b);
       }
     });
@@ -478,7 +482,7 @@ void GainedSum<Sum>::report(WcspChanges& changes, SumStep const& sumStep,
         sumStep.diffs(-std::int64_t{lossBefore}, -std::int64_t{lossAfter});
     forEachValue(
         block.begin, block.end, numValues, leaving.differ(),
-        [&](unsigned label) { return index.value(block, label); },
+        [&](unsigned label) { return values[label]; },
         [&](unsigned value, unsigned label) {
           changes.add(
               first + value,

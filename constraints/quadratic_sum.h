@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "constraints/wcsp_quadratic.h"
@@ -26,11 +27,9 @@ class QuadraticSum {
   // As in WcspConstraint.
   virtual int calculate(std::vector<unsigned> const& assignment) = 0;
   virtual void prepare(WcspChanges& changes) = 0;
-  virtual int update(std::vector<unsigned> const& now, unsigned moved,
-                     unsigned left, WcspChanges& changes) = 0;
-  virtual int updateSeveral(std::vector<unsigned> const& before,
-                            std::vector<unsigned> const& now,
-                            WcspChanges& changes) = 0;
+  virtual int update(std::vector<unsigned> const& before,
+                     std::vector<unsigned> const& now,
+                     std::span<unsigned const> moved, WcspChanges& changes) = 0;
 };
 
 }  // namespace detail

@@ -6,7 +6,6 @@
 #include "constraints/wcsp_alldiff.h"
 
 #include <algorithm>
-#include <array>
 #include <span>
 
 void WcspAlldiff::preprocess() {
@@ -23,6 +22,7 @@ void WcspAlldiff::preprocess() {
   counts.resize(numValues);
   countsBefore.resize(numValues);
   values.resize(numValues);
+  touched.reserve(2 * variables.size());
 }
 
 int WcspAlldiff::calculate(std::vector<unsigned> const& assignment) {
@@ -61,11 +61,6 @@ int WcspAlldiff::calculate(std::vector<unsigned> const& assignment) {
   return numRepeats;
 }
 
-void WcspAlldiff::replace(unsigned left, unsigned taken) {
-  numRepeats -= counts[left]-- > 1 ? 1 : 0;
-  numRepeats += counts[taken]++ > 0 ? 1 : 0;
-}
-
 /// The diffs of one variable's labels, before a move and after it.
 struct WcspAlldiff::Row {
   unsigned const* countsBefore;
@@ -98,50 +93,42 @@ struct WcspAlldiff::Row {
 // The row of a variable that has come to share its value, or shares it no more,
 // changes as a whole. In any other row a value changes if it has come into use
 // or out of it, or if the variable has left or taken it.
-int WcspAlldiff::update(std::vector<unsigned> const& now, unsigned moved,
-                        unsigned left, WcspChanges& changes) {
-  unsigned const taken = now[moved];
-  replace(left, taken);
-  std::array const concerned = {std::min(left, taken), std::max(left, taken)};
-  std::array<unsigned, 2> switched = {};
+int WcspAlldiff::update(std::vector<unsigned> const& before,
+                        std::vector<unsigned> const& now,
+                        std::span<unsigned const> moved, WcspChanges& changes) {
+  touched.clear();
+  for (unsigned const variable : moved) {
+    for (unsigned const value : {before[variable], now[variable]}) {
+      touched.push_back(value);
+    }
+    numRepeats -= counts[before[variable]]-- > 1 ? 1 : 0;
+    numRepeats += counts[now[variable]]++ > 0 ? 1 : 0;
+  }
+  std::ranges::sort(touched);
+  touched.erase(std::unique(touched.begin(), touched.end()), touched.end());
   auto const switchedEnd =
-      std::ranges::copy_if(concerned, switched.begin(), [this](unsigned value) {
+      std::ranges::copy_if(touched, values.begin(), [this](unsigned value) {
         return (counts[value] > 0) != (countsBefore[value] > 0);
       }).out;
-  std::span const switchedValues(switched.begin(), switchedEnd);
+  std::span<unsigned const> const switched(values.begin(), switchedEnd);
   for (unsigned const variable : variables) {
     unsigned const first = changes.label(variable);
     unsigned const end = changes.label(variable + 1);
-    unsigned const own = now[variable];
-    Row const row(*this, first, variable == moved ? left : own, own);
+    Row const row(*this, first, before[variable], now[variable]);
     if (row.sharedBefore != row.shared) {
       changes.addRange(first, end, row);
       continue;
     }
+    bool const isMoved = row.ownBefore != row.own;
     for (unsigned const value :
-         variable == moved ? std::span<unsigned const>(concerned)
-                           : std::span<unsigned const>(switchedValues)) {
+         isMoved ? std::span<unsigned const>(touched) : switched) {
       if (unsigned const label = first + value; label < end) {
         changes.add(label, row(label));
       }
     }
   }
-  countsBefore[left] = counts[left];
-  countsBefore[taken] = counts[taken];
-  return numRepeats;
-}
-
-int WcspAlldiff::updateSeveral(std::vector<unsigned> const& before,
-                               std::vector<unsigned> const& now,
-                               WcspChanges& changes) {
-  for (unsigned const variable : variables) {
-    replace(before[variable], now[variable]);
+  for (unsigned const value : touched) {
+    countsBefore[value] = counts[value];
   }
-  for (unsigned const variable : variables) {
-    unsigned const first = changes.label(variable);
-    changes.addRange(first, changes.label(variable + 1),
-                     Row(*this, first, before[variable], now[variable]));
-  }
-  countsBefore = counts;
   return numRepeats;
 }

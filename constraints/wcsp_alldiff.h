@@ -4,6 +4,7 @@
 #pragma once
 
 #include <functional>
+#include <span>
 #include <vector>
 
 #include "constraints/array.h"
@@ -25,11 +26,9 @@ class WCSP_EXPORT WcspAlldiff : public WcspConstraint {
 
   void preprocess() override;
   int calculate(std::vector<unsigned> const& assignment) override;
-  int update(std::vector<unsigned> const& now, unsigned moved, unsigned left,
+  int update(std::vector<unsigned> const& before,
+             std::vector<unsigned> const& now, std::span<unsigned const> moved,
              WcspChanges& changes) override;
-  int updateSeveral(std::vector<unsigned> const& before,
-                    std::vector<unsigned> const& now,
-                    WcspChanges& changes) override;
 
  private:
   struct Row;
@@ -37,8 +36,6 @@ class WCSP_EXPORT WcspAlldiff : public WcspConstraint {
   int numRepeats = 0;                  ///< the violation at the last call
   std::vector<unsigned> counts;        ///< how often it was taken, by value
   std::vector<unsigned> countsBefore;  ///< the same but during an update
-  std::vector<unsigned> values;        ///< scratch of calculate()
-
-  /// Counts a variable's change of value.
-  void replace(unsigned left, unsigned taken);
+  std::vector<unsigned> values;        ///< scratch
+  std::vector<unsigned> touched;       ///< scratch
 };

@@ -50,12 +50,9 @@ void addValues(WcspChanges& changes, WcspLinear::Term const& term,
 }  // namespace
 
 struct WcspLinear::Move {
+  Assignment const& before;
   Assignment const& now;
-  unsigned variable;
-  unsigned left;
-
-  /// The value of a variable before it.
-  unsigned before(unsigned v) const { return v == variable ? left : now[v]; }
+  std::span<unsigned const> moved;
 };
 
 /// A step of the sum where all coefficients are the same.
@@ -146,6 +143,12 @@ WcspLinear::Terms WcspLinear::groupOf(unsigned variable) const {
           std::ranges::upper_bound(terms, variable, {}, &Term::variable)};
 }
 
+std::size_t WcspLinear::indexOf(unsigned variable) const {
+  return static_cast<std::size_t>(
+      std::ranges::lower_bound(terms, variable, {}, &Term::variable) -
+      terms.begin());
+}
+
 template <class Act>
 void WcspLinear::forEachGroup(Act act) const {
   for (auto first = terms.begin(); first != terms.end();) {
@@ -159,7 +162,19 @@ void WcspLinear::forEachGroup(Act act) const {
 }
 
 int WcspLinear::calculate(Assignment const& assignment) {
-  setSum(sumOf(assignment), assignment);
+  sum = sumOf(assignment);
+  if (!std::holds_alternative<Mixed>(form)) {
+    state = stateOf(sum);
+  }
+  if (auto* const many = std::get_if<std::unique_ptr<Many>>(&form)) {
+    auto& areOn = (*many)->areOn;
+    std::ranges::fill(areOn, 0);
+    for (std::size_t k = 0; k < terms.size(); ++k) {
+      auto const isOn =
+          std::uint64_t{assignment[terms[k].variable] == terms[k].value};
+      areOn[k / numBits] |= isOn << (k % numBits);
+    }
+  }
   Bounds const bounds(lower, upper);
   int const violation = bounds.violation(sum);
   if (bounds.slope(sum - maxChange, sum + maxChange) == 0) {
@@ -194,22 +209,6 @@ std::int64_t WcspLinear::sumOf(Assignment const& assignment) const {
   return result;
 }
 
-void WcspLinear::setSum(std::int64_t newSum, Assignment const& assignment) {
-  sum = newSum;
-  if (!std::holds_alternative<Mixed>(form)) {
-    state = stateOf(sum);
-  }
-  if (auto* const many = std::get_if<std::unique_ptr<Many>>(&form)) {
-    auto& areOn = (*many)->areOn;
-    std::ranges::fill(areOn, 0);
-    for (std::size_t k = 0; k < terms.size(); ++k) {
-      auto const isOn =
-          std::uint64_t{assignment[terms[k].variable] == terms[k].value};
-      areOn[k / numBits] |= isOn << (k % numBits);
-    }
-  }
-}
-
 inline WcspLinear::CountState WcspLinear::stateOf(std::int64_t count) const {
   Bounds const bounds(lower, upper);
   std::int64_t const coefficient = terms.front().coefficient;
@@ -226,9 +225,9 @@ inline std::int64_t WcspLinear::countedSum(Assignment const& assignment) const {
   return count * terms.front().coefficient;
 }
 
-int WcspLinear::update(Assignment const& now, unsigned moved, unsigned left,
-                       WcspChanges& changes) {
-  const Move move{now, moved, left};
+int WcspLinear::update(Assignment const& before, Assignment const& now,
+                       std::span<unsigned const> moved, WcspChanges& changes) {
+  const Move move{before, now, moved};
   if (std::holds_alternative<Clause>(form)) {
     return updateCount(countedSum(now), [&](CountStep const& step) {
       reportClause(step, move, changes);
@@ -245,52 +244,33 @@ int WcspLinear::update(Assignment const& now, unsigned moved, unsigned left,
   return updateMixed(move, changes);
 }
 
-// What changes in many variables is mostly flat, before and after.
-int WcspLinear::updateSeveral(Assignment const& before, Assignment const& now,
-                              WcspChanges& changes) {
-  std::int64_t const after = sumOf(now);
-  SumStep const sumStep(Bounds(lower, upper), sum, after);
-  CountState const stateBefore = state;
-  setSum(after, now);
-  if (sumStep.slope(maxChange) == 0) {
-    return sumStep.violation();
-  }
-  if (std::holds_alternative<Mixed>(form)) {
-    forEachGroup([&](Terms group) {
-      unsigned const variable = group.front().variable;
-      reportGroup(sumStep, group, gainOf(group, before[variable]),
-                  gainOf(group, now[variable]), changes);
-    });
-    return sumStep.violation();
-  }
-  CountStep const step(stateBefore, state);
-  for (Term const& term : terms) {
-    step.add(changes, term, before[term.variable] == term.value,
-             now[term.variable] == term.value);
-  }
-  return sumStep.violation();
-}
-
 int WcspLinear::updateMixed(Move const& move, WcspChanges& changes) {
-  Terms const moved = groupOf(move.variable);
-  std::int64_t const left = gainOf(moved, move.left);
-  std::int64_t const taken = gainOf(moved, move.now[move.variable]);
-  SumStep const step(Bounds(lower, upper), sum, sum - left + taken);
-  sum += taken - left;
+  std::int64_t const sumBefore = sum;
+  for (unsigned const variable : move.moved) {
+    Terms const group = groupOf(variable);
+    sum += gainOf(group, move.now[variable]) -
+           gainOf(group, move.before[variable]);
+  }
+  SumStep const step(Bounds(lower, upper), sumBefore, sum);
   int const slope = step.slope(maxChange);
   if (slope == 0) {
     return 0;
   }
-  if (!step.reachesAll(slope)) {
-    reportGroup(step, moved, left, taken, changes);
-    return step.violation();
-  }
-  forEachGroup([&](Terms group) {
+  auto const report = [&](Terms group) {
     unsigned const variable = group.front().variable;
-    std::int64_t const loss = gainOf(group, move.now[variable]);
-    reportGroup(step, group, variable == move.variable ? left : loss, loss,
+    unsigned const before = move.before[variable];
+    unsigned const now = move.now[variable];
+    std::int64_t const loss = gainOf(group, now);
+    reportGroup(step, group, before == now ? loss : gainOf(group, before), loss,
                 changes);
-  });
+  };
+  if (step.reachesAll(slope)) {
+    forEachGroup(report);
+  } else {
+    for (unsigned const variable : move.moved) {
+      report(groupOf(variable));
+    }
+  }
   return step.violation();
 }
 
@@ -346,7 +326,7 @@ inline void WcspLinear::reportClause(CountStep const& step, Move const& move,
                                      WcspChanges& changes) const {
   changes.addUpTo(2 * fewTerms, [&](auto append) {
     for (Term const& term : terms) {
-      unsigned const before = move.before(term.variable);
+      unsigned const before = move.before[term.variable];
       unsigned const after = move.now[term.variable];
       Diffs const diffs = step.diffs(before == term.value, after == term.value);
       int const was = static_cast<int>(before);
@@ -361,61 +341,63 @@ inline void WcspLinear::reportClause(CountStep const& step, Move const& move,
 void WcspLinear::reportFew(CountStep const& step, Move const& move,
                            WcspChanges& changes) const {
   for (Term const& term : terms) {
-    step.add(changes, term, move.before(term.variable) == term.value,
+    step.add(changes, term, move.before[term.variable] == term.value,
              move.now[term.variable] == term.value);
   }
 }
 
 int WcspLinear::updateMany(Many& many, Move const& move, WcspChanges& changes) {
-  Term const& term = groupOf(move.variable).front();
-  auto const moved = static_cast<std::size_t>(&term - terms.data());
-  bool const wasOn = move.left == term.value;
-  bool const isOn = move.now[move.variable] == term.value;
-  many.areOn[moved / numBits] ^= std::uint64_t{wasOn != isOn}
-                                 << (moved % numBits);
-  const std::int64_t numTaken = (isOn ? 1 : 0) - (wasOn ? 1 : 0);
-  const std::int64_t after = sum + term.coefficient * numTaken;
+  std::int64_t numTaken = 0;
+  for (unsigned const variable : move.moved) {
+    std::size_t const k = indexOf(variable);
+    bool const wasOn = move.before[variable] == terms[k].value;
+    bool const isOn = move.now[variable] == terms[k].value;
+    many.areOn[k / numBits] ^= std::uint64_t{wasOn != isOn} << (k % numBits);
+    numTaken += (isOn ? 1 : 0) - (wasOn ? 1 : 0);
+  }
+  const std::int64_t after = sum + terms.front().coefficient * numTaken;
   return updateCount(after, [&](CountStep const& step) {
-    reportMany(step, many, moved, move, changes);
+    reportMany(step, many, move, changes);
   });
 }
 
 // The diffs of all labels that are off are the same, and so are those of the
 // values beside labels that are on: mostly one of the two does not change.
 void WcspLinear::reportMany(CountStep const& step, Many const& many,
-                            std::size_t moved, Move const& move,
-                            WcspChanges& changes) const {
-  for (std::size_t begin = 0; begin < terms.size(); begin += numBits) {
-    std::uint64_t others = allBits;
-    if (moved - begin < numBits) {
-      const std::uint64_t movedBit = std::uint64_t{1} << (moved - begin);
-      reportOthers(step, many, begin, movedBit - 1, changes);
-      Term const& term = terms[moved];
-      step.add(changes, term, move.left == term.value,
-               move.now[term.variable] == term.value);
-      others = ~(movedBit | (movedBit - 1));
-    }
-    reportOthers(step, many, begin, others, changes);
+                            Move const& move, WcspChanges& changes) const {
+  std::size_t next = 0;
+  for (unsigned const variable : move.moved) {
+    std::size_t const k = indexOf(variable);
+    reportOthers(step, many, next, k, changes);
+    step.add(changes, terms[k], move.before[variable] == terms[k].value,
+             move.now[variable] == terms[k].value);
+    next = k + 1;
   }
+  reportOthers(step, many, next, terms.size(), changes);
 }
 
 void WcspLinear::reportOthers(CountStep const& step, Many const& many,
-                              std::size_t begin, std::uint64_t others,
+                              std::size_t first, std::size_t last,
                               WcspChanges& changes) const {
-  others &= allBits >> (numBits - std::min(terms.size() - begin, numBits));
-  const std::uint64_t on = others & many.areOn[begin / numBits];
-  const std::uint64_t off = step.taking.differ() ? others & ~on : 0;
-  if (!step.leaving.differ()) {
-    changes.addEach(many.labels.data() + begin, off, step.taking);
-    return;
-  }
-  for (std::uint64_t bits = on | off; bits != 0; bits &= bits - 1) {
-    auto const bit = static_cast<std::size_t>(std::countr_zero(bits));
-    const std::size_t k = begin + bit;
-    if ((on >> bit & 1U) != 0) {
-      addValues(changes, terms[k], {0, 0}, step.leaving);
-    } else {
-      changes.add(many.labels[k], step.taking);
+  while (first < last) {
+    std::size_t const begin = first / numBits * numBits;
+    std::size_t const end = std::min(begin + numBits, last);
+    std::uint64_t const others =
+        allBits << (first - begin) & allBits >> (begin + numBits - end);
+    first = end;
+    std::uint64_t const on = others & many.areOn[begin / numBits];
+    std::uint64_t const off = step.taking.differ() ? others & ~on : 0;
+    if (!step.leaving.differ()) {
+      changes.addEach(many.labels.data() + begin, off, step.taking);
+      continue;
+    }
+    for (std::uint64_t bits = on | off; bits != 0; bits &= bits - 1) {
+      auto const bit = static_cast<std::size_t>(std::countr_zero(bits));
+      if ((on >> bit & 1U) != 0) {
+        addValues(changes, terms[begin + bit], {0, 0}, step.leaving);
+      } else {
+        changes.add(many.labels[begin + bit], step.taking);
+      }
     }
   }
 }

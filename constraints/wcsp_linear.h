@@ -45,11 +45,9 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
   void preprocess() override;
   void prepare(WcspChanges& changes) override;
   int calculate(std::vector<unsigned> const& assignment) override;
-  int update(std::vector<unsigned> const& now, unsigned moved, unsigned left,
+  int update(std::vector<unsigned> const& before,
+             std::vector<unsigned> const& now, std::span<unsigned const> moved,
              WcspChanges& changes) override;
-  int updateSeveral(std::vector<unsigned> const& before,
-                    std::vector<unsigned> const& now,
-                    WcspChanges& changes) override;
 
  private:
   /// Any terms.
@@ -87,11 +85,11 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
   std::variant<Mixed, Few, Clause, std::unique_ptr<Many>> form;
 
   Terms groupOf(unsigned variable) const;
+  std::size_t indexOf(unsigned variable) const;
   template <class Act>
   void forEachGroup(Act act) const;
   void chooseForm();
   std::int64_t sumOf(Assignment const& assignment) const;
-  void setSum(std::int64_t newSum, Assignment const& assignment);
   CountState stateOf(std::int64_t count) const;
   /// The sum where all coefficients are the same.
   std::int64_t countedSum(Assignment const& assignment) const;
@@ -109,10 +107,9 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
   void reportFew(CountStep const& step, Move const& move,
                  WcspChanges& changes) const;
   int updateMany(Many& many, Move const& move, WcspChanges& changes);
-  void reportMany(CountStep const& step, Many const& many, std::size_t moved,
-                  Move const& move, WcspChanges& changes) const;
-  /// Reports the 64 terms from `begin` on that have not moved and whose bit is
-  /// set in `others`.
-  void reportOthers(CountStep const& step, Many const& many, std::size_t begin,
-                    std::uint64_t others, WcspChanges& changes) const;
+  void reportMany(CountStep const& step, Many const& many, Move const& move,
+                  WcspChanges& changes) const;
+  /// Reports the terms from `first` to `last` - 1, which have not moved.
+  void reportOthers(CountStep const& step, Many const& many, std::size_t first,
+                    std::size_t last, WcspChanges& changes) const;
 };

@@ -124,41 +124,30 @@ int WcspQuadratic::calculatePair(
   return violation;
 }
 
-int WcspQuadratic::update(std::vector<unsigned> const& now, unsigned moved,
-                          unsigned left, WcspChanges& changes) {
+int WcspQuadratic::update(std::vector<unsigned> const& before,
+                          std::vector<unsigned> const& now,
+                          std::span<unsigned const> moved,
+                          WcspChanges& changes) {
   if (auto const* const pair = std::get_if<Pair>(&form)) {
-    auto const [one, two] = pair->variables;
-    return updatePair(
-        *pair, {one == moved ? left : now[one], two == moved ? left : now[two]},
-        {now[one], now[two]}, changes);
+    return updatePair(*pair, before, now, changes);
   }
-  return std::get<std::shared_ptr<QuadraticSum>>(form)->update(now, moved, left,
-                                                               changes);
-}
-
-int WcspQuadratic::updateSeveral(std::vector<unsigned> const& before,
-                                 std::vector<unsigned> const& now,
-                                 WcspChanges& changes) {
-  if (auto const* const pair = std::get_if<Pair>(&form)) {
-    auto const [one, two] = pair->variables;
-    return updatePair(*pair, {before[one], before[two]}, {now[one], now[two]},
-                      changes);
-  }
-  return std::get<std::shared_ptr<QuadraticSum>>(form)->updateSeveral(
-      before, now, changes);
+  return std::get<std::shared_ptr<QuadraticSum>>(form)->update(before, now,
+                                                               moved, changes);
 }
 
 // The diffs of one variable are its violations while the other one stays, less
 // the violation now.
-inline int WcspQuadratic::updatePair(Pair const& pair, ValuePair const& before,
-                                     ValuePair const& now,
+inline int WcspQuadratic::updatePair(Pair const& pair,
+                                     std::vector<unsigned> const& before,
+                                     std::vector<unsigned> const& now,
                                      WcspChanges& changes) {
   auto const& [table, variables] = pair;
-  int const violationBefore = table->violation(before[0], before[1]);
-  int const violation = table->violation(now[0], now[1]);
+  auto const [one, two] = variables;
+  int const violationBefore = table->violation(before[one], before[two]);
+  int const violation = table->violation(now[one], now[two]);
   bool const isShifted = violation != violationBefore;
   for (unsigned const side : {0U, 1U}) {
-    unsigned const other = 1 - side;
+    unsigned const other = variables[1 - side];
     if (!isShifted && before[other] == now[other]) {
       continue;
     }

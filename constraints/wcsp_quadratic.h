@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <variant>
 #include <vector>
 
@@ -48,15 +49,11 @@ class WCSP_EXPORT WcspQuadratic : public WcspConstraint {
   void preprocess() override;
   void prepare(WcspChanges& changes) override;
   int calculate(std::vector<unsigned> const& assignment) override;
-  int update(std::vector<unsigned> const& now, unsigned moved, unsigned left,
+  int update(std::vector<unsigned> const& before,
+             std::vector<unsigned> const& now, std::span<unsigned const> moved,
              WcspChanges& changes) override;
-  int updateSeveral(std::vector<unsigned> const& before,
-                    std::vector<unsigned> const& now,
-                    WcspChanges& changes) override;
 
  private:
-  using ValuePair = std::array<unsigned, 2>;
-
   /// Terms of two variables.
   struct Pair {
     std::shared_ptr<detail::PairTable const> table;
@@ -71,6 +68,6 @@ class WCSP_EXPORT WcspQuadratic : public WcspConstraint {
   bool makePair();
   int calculatePair(Pair const& pair,
                     std::vector<unsigned> const& assignment) const;
-  static int updatePair(Pair const& pair, ValuePair const& before,
-                        ValuePair const& now, WcspChanges& changes);
+  static int updatePair(Pair const& pair, std::vector<unsigned> const& before,
+                        std::vector<unsigned> const& now, WcspChanges& changes);
 };

@@ -188,18 +188,13 @@ class WCSP_EXPORT WcspConstraint {
   virtual void prepare(WcspChanges&) {}
 
   /// Returns the violation of `now` and adds to `changes` each label whose diff
-  /// has changed since the last calculate() or update(), ascending. Variable
-  /// `moved` has left value `left` for another one; as far as the labels of the
-  /// constraint go, nothing else has changed. Allocates nothing. By default
-  /// calculate() is called for both assignments.
-  virtual int update(std::vector<unsigned> const& now, unsigned moved,
-                     unsigned left, WcspChanges& changes);
-
-  /// The same after several variables have moved at once, which is much rarer:
-  /// `before` is the assignment of the last calculate() or update().
-  virtual int updateSeveral(std::vector<unsigned> const& before,
-                            std::vector<unsigned> const& now,
-                            WcspChanges& changes);
+  /// has changed since the last calculate() or update(), ascending. That was
+  /// for `before`; as far as the labels of the constraint go, `now` differs
+  /// from it in the variables `moved`, which ascend: mostly it is one.
+  /// Allocates nothing. By default calculate() is called for both assignments.
+  virtual int update(std::vector<unsigned> const& before,
+                     std::vector<unsigned> const& now,
+                     std::span<unsigned const> moved, WcspChanges& changes);
 };
 
 /// What a solver hands to its constraints for their updates.
@@ -323,13 +318,9 @@ class WCSP_EXPORT WcspChanges {
   virtual void enter(std::span<Change const> changes) = 0;
 };
 
-inline int WcspConstraint::update(std::vector<unsigned> const&, unsigned,
-                                  unsigned, WcspChanges& changes) {
-  return changes.compare(*this);
-}
-
-inline int WcspConstraint::updateSeveral(std::vector<unsigned> const&,
-                                         std::vector<unsigned> const&,
-                                         WcspChanges& changes) {
+inline int WcspConstraint::update(std::vector<unsigned> const&,
+                                  std::vector<unsigned> const&,
+                                  std::span<unsigned const>,
+                                  WcspChanges& changes) {
   return changes.compare(*this);
 }

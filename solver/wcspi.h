@@ -37,6 +37,7 @@
 #include <locale>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "solver/cpu_limit.h"
@@ -75,8 +76,6 @@ class RealWcsp : public Wcsp, public WcspChanges {
   static constexpr double dinf = std::numeric_limits<double>::max();
   static constexpr double unknownScore = -dinf;       ///< below every score
   static constexpr unsigned uinf = IdLists::endMark;  ///< ends a list of ids
-  /// As the number of a variable: more than one.
-  static constexpr unsigned several = 4294967295U;
 
   /// The bits of the display level.
   static constexpr int displayMoves = 1;
@@ -98,12 +97,12 @@ class RealWcsp : public Wcsp, public WcspChanges {
     bool isHard() const { return constraint->weight == inf; }
   };
 
-  /// A constraint to evaluate after a change.
+  /// A constraint to evaluate after a change; the variables that concern it are
+  /// those from `first` to `last` - 1 in `movedVariables`.
   struct Concern {
     unsigned id;
-    unsigned variable;  ///< the one that concerns it, or `several`
-
-    auto operator<=>(Concern const&) const = default;
+    unsigned first;
+    unsigned last;
   };
 
   struct Totals {
@@ -196,6 +195,8 @@ class RealWcsp : public Wcsp, public WcspChanges {
   std::vector<DiffPenalty> reports;        ///< of the last calculate()
   std::vector<DiffPenalty> reportsBefore;  ///< compared with those
   std::vector<Concern> concerned;          ///< after a change; ids ascend
+  std::vector<unsigned> movedVariables;    ///< of `concerned`
+  std::vector<std::pair<unsigned, unsigned>> reached;  ///< ids and variables
   double changeWeight = 0.0;  ///< adaptive, of the constraint under evaluation
   std::vector<unsigned> previous;  ///< the values before the move under way
   /// Appends and removals leave it in an order that decides ties.
@@ -259,12 +260,12 @@ class RealWcsp : public Wcsp, public WcspChanges {
   /// Evaluates one constraint for the first time: all its diffs are new.
   void evaluateFirst(Constraint& record);
 
-  /// Evaluates one constraint again; `variable` is the one that has moved, or
-  /// `several`. After any change of `current.value`, one call for every
-  /// constraint on a label taken or left, in ascending id, restores the
-  /// invariants but for `previous`; that order also fixes the order of
-  /// `candidates` and of the additions to the scores.
-  void evaluate(Constraint& record, unsigned variable);
+  /// Evaluates one constraint again after the variables `changed` have moved.
+  /// After any change of `current.value`, one call for every constraint on a
+  /// label taken or left, in ascending id, restores the invariants but for
+  /// `previous`; that order also fixes the order of `candidates` and of the
+  /// additions to the scores.
+  void evaluate(Constraint& record, std::span<unsigned const> changed);
 
   /// The violation of a constraint, which lists its diffs in `reports`.
   int measure(WcspConstraint& constraint, std::vector<unsigned> const& values);
@@ -367,7 +368,6 @@ class RealWcsp : public Wcsp, public WcspChanges {
   double upperBound() const;
   void countRun(Run& run) const;
   void restoreRunBest(Search& search);
-  void uniteConcerned();
   void scaleWeights();
   bool endPhase(Run& run) const;
   void startPhase(Run& run) const;

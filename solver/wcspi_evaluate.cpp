@@ -128,15 +128,11 @@ void RealWcsp::setPenalty(Constraint& record, int penalty) {
   record.penalty = penalty;
 }
 
-void RealWcsp::evaluate(Constraint& record, unsigned variable) {
+void RealWcsp::evaluate(Constraint& record, std::span<unsigned const> changed) {
   const EvaluationScope scope(isCalculating);
-  WcspConstraint& constraint = *record.constraint;
   changeWeight = record.weight;
   int const penalty =
-      variable == several
-          ? constraint.updateSeveral(previous, current.value, *this)
-          : constraint.update(current.value, variable, previous[variable],
-                              *this);
+      record.constraint->update(previous, current.value, changed, *this);
   flush();
   setPenalty(record, penalty);
 }
@@ -191,12 +187,13 @@ void RealWcsp::applyMove(unsigned label) {
   value = labels.value(label);
   moved.note(variable);
   concerned.clear();
+  movedVariables.assign(1, variable);
   for (;;) {
     unsigned const c = std::min(*left, *taken);
     if (c == uinf) {
       break;
     }
-    concerned.push_back({c, variable});
+    concerned.push_back({c, 0, 1});
     left += *left == c ? 1 : 0;
     taken += *taken == c ? 1 : 0;
   }
@@ -218,7 +215,8 @@ void RealWcsp::evaluateConcerned() {
       __builtin_prefetch(next.constraint);
       __builtin_prefetch(reinterpret_cast<char const*>(next.constraint) + 64);
     }
-    auto const& [id, variable] = concerned[i];
-    evaluate(constraints[id], variable);
+    auto const& [id, first, last] = concerned[i];
+    evaluate(constraints[id],
+             std::span(movedVariables).subspan(first, last - first));
   }
 }

@@ -89,7 +89,7 @@ void RealWcsp::countRun(Run& run) const {
 // All values first, then every constraint concerned, once and in ascending id.
 void RealWcsp::restoreRunBest(Search& search) {
   Run& run = search.run;
-  concerned.clear();
+  reached.clear();
   run.moved.forEach([&](unsigned v) {
     const unsigned from = current.value[v];
     const unsigned to = run.best.value[v];
@@ -99,32 +99,28 @@ void RealWcsp::restoreRunBest(Search& search) {
     for (const unsigned value : {from, to}) {
       for (unsigned const* id = constraintIds[labels.number(v, value)];
            *id != uinf; ++id) {
-        concerned.push_back({*id, v});
+        reached.emplace_back(*id, v);
       }
     }
     current.value[v] = to;
     moved.note(v);
   });
-  uniteConcerned();
+  std::sort(reached.begin(), reached.end());
+  reached.erase(std::unique(reached.begin(), reached.end()), reached.end());
+  concerned.clear();
+  movedVariables.clear();
+  for (auto const& [id, variable] : reached) {
+    auto const size = static_cast<unsigned>(movedVariables.size());
+    if (concerned.empty() || concerned.back().id != id) {
+      concerned.push_back({id, size, size});
+    }
+    movedVariables.push_back(variable);
+    concerned.back().last = size + 1;
+  }
   evaluateConcerned();
   run.moved.forEach([this](unsigned v) { previous[v] = current.value[v]; });
   run.moved.clear();
   assert(smallBookkeepingHolds());
-}
-
-// One entry for each constraint; most are reached through one variable, and an
-// update serves them.
-void RealWcsp::uniteConcerned() {
-  std::sort(concerned.begin(), concerned.end());
-  std::size_t size = 0;
-  for (Concern const& concern : concerned) {
-    if (size == 0 || concerned[size - 1].id != concern.id) {
-      concerned[size++] = concern;
-    } else if (concerned[size - 1].variable != concern.variable) {
-      concerned[size - 1].variable = several;
-    }
-  }
-  concerned.resize(size);
 }
 
 void RealWcsp::scaleWeights() {

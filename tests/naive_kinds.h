@@ -4,6 +4,7 @@
 #pragma once
 
 #include <new>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -65,8 +66,8 @@ class NaiveUpdated : public NaiveKind {
     return NaiveKind::calculate(assignment);
   }
 
-  int update(naive::Assignment const& now, unsigned, unsigned,
-             WcspChanges& changes) override {
+  int update(naive::Assignment const&, naive::Assignment const& now,
+             std::span<unsigned const>, WcspChanges& changes) override {
     std::size_t i = 0;
     forEachDiff(now, [&](unsigned v, unsigned a, int diff) {
       changes.add(changes.label(v) + a, {diffs[i], diff});
@@ -94,13 +95,13 @@ class Throwing : public NaiveUpdated {
     return NaiveUpdated::calculate(assignment);
   }
 
-  int update(naive::Assignment const& now, unsigned moved, unsigned left,
-             WcspChanges& changes) override {
+  int update(naive::Assignment const& before, naive::Assignment const& now,
+             std::span<unsigned const> moved, WcspChanges& changes) override {
     if (numCallsLeft-- == 0) {
       changes.add(0, {0, -1});
       throw std::bad_alloc();
     }
-    return id % 2 == 0 ? NaiveUpdated::update(now, moved, left, changes)
+    return id % 2 == 0 ? NaiveUpdated::update(before, now, moved, changes)
                        : changes.compare(*this);
   }
 };
