@@ -217,24 +217,16 @@ inline WcspLinear::CountState WcspLinear::stateOf(std::int64_t count) const {
           bounds.violation(count - coefficient) - violation};
 }
 
-inline std::int64_t WcspLinear::countedSum(Assignment const& assignment) const {
-  std::int64_t count = 0;
-  for (Term const& term : terms) {
-    count += assignment[term.variable] == term.value ? 1 : 0;
-  }
-  return count * terms.front().coefficient;
-}
-
 int WcspLinear::update(Assignment const& before, Assignment const& now,
                        std::span<unsigned const> moved, WcspChanges& changes) {
   const Move move{before, now, moved};
   if (std::holds_alternative<Clause>(form)) {
-    return updateCount(countedSum(now), [&](CountStep const& step) {
+    return updateCount(sumOf(now), [&](CountStep const& step) {
       reportClause(step, move, changes);
     });
   }
   if (std::holds_alternative<Few>(form)) {
-    return updateCount(countedSum(now), [&](CountStep const& step) {
+    return updateCount(sumOf(now), [&](CountStep const& step) {
       reportFew(step, move, changes);
     });
   }

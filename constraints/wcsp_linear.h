@@ -91,8 +91,6 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
   void chooseForm();
   std::int64_t sumOf(Assignment const& assignment) const;
   CountState stateOf(std::int64_t count) const;
-  /// The sum where all coefficients are the same.
-  std::int64_t countedSum(Assignment const& assignment) const;
   int updateMixed(Move const& move, WcspChanges& changes);
   static void reportGroup(SumStep const& step, Terms group,
                           std::int64_t lossBefore, std::int64_t lossAfter,

@@ -237,29 +237,8 @@ class WCSP_EXPORT WcspChanges {
     numAdded += diffs.differ() ? 1U : 0U;
   }
 
-  /// The same for the labels from `first` to `last` - 1, of which
-  /// diffsOf(label) returns the diffs: one test of the room for all of them.
-  template <class DiffsOf>
-  void addRange(unsigned first, unsigned last, DiffsOf diffsOf) {
-    while (first < last) {
-      if (numAdded > added.size() / 2) {
-        flush();
-      }
-      auto const count =
-          std::min<std::size_t>(last - first, added.size() - numAdded);
-      unsigned const end = first + static_cast<unsigned>(count);
-      Change* change = added.data() + numAdded;
-      for (; first < end; ++first) {
-        const Diffs diffs = diffsOf(first);
-        *change = {first, diffs};
-        change += diffs.differ() ? 1 : 0;
-      }
-      numAdded = static_cast<std::size_t>(change - added.data());
-    }
-  }
-
   /// The same for up to `count` labels, 128 at most: write(append) calls
-  /// append(label, diffs) for each.
+  /// append(label, diffs) for each. One test of the room for all of them.
   template <class Write>
   [[gnu::always_inline]] void addUpTo(std::size_t count, Write write) {
     if (added.size() - numAdded < count) {
@@ -271,6 +250,20 @@ class WCSP_EXPORT WcspChanges {
       end += diffs.differ() ? 1 : 0;
     });
     numAdded = static_cast<std::size_t>(end - added.data());
+  }
+
+  /// Adds those of the labels from `first` to `last` - 1 whose diffs, which are
+  /// diffsOf(label), have changed.
+  template <class DiffsOf>
+  void addRange(unsigned first, unsigned last, DiffsOf diffsOf) {
+    while (first < last) {
+      unsigned const end = first + std::min(last - first, 128U);
+      addUpTo(128, [&](auto append) {
+        for (; first < end; ++first) {
+          append(first, diffsOf(first));
+        }
+      });
+    }
   }
 
   /// Adds those of 64 ascending labels whose bit is set, all of them with the
