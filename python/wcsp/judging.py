@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import os
 from typing import TYPE_CHECKING
 
 from .errors import ModelError
@@ -14,14 +15,18 @@ if TYPE_CHECKING:
     from .model import Model
 
 
-def price(model: Model, places: dict[int, int], what: str = "price") -> Result:
+def price(
+    model: Model,
+    places: dict[int, int],
+    wcsp: str | os.PathLike[str] | None = None,
+) -> Result:
     """The judged result with these values, and the best for the helper
     variables."""
     places = filled(model, places)
     missing = [x for x in model.variables if x.number not in places]
     if missing:
         raise ModelError(
-            f"{what}: no value for {len(missing)} of {len(model.variables)} "
+            f"price: no value for {len(missing)} of {len(model.variables)} "
             f"variables, such as {missing[0].name!r}"
         )
     text = model.text()
@@ -30,7 +35,7 @@ def price(model: Model, places: dict[int, int], what: str = "price") -> Result:
         for v in range(len(model.variables))
     }
     start = start_text(assignment)
-    checked = judged(text, start, is_start=True)
+    checked = judged(text, start, wcsp, is_start=True)
     violated = {v["name"]: v["violation"] for v in checked["violated"]}
     hard, soft = checked["penalty"]["capped"].split()[0].split("/")
     # In the order of the model.
@@ -44,4 +49,4 @@ def price(model: Model, places: dict[int, int], what: str = "price") -> Result:
     lines += [f"{word}: {count}" for word, count in violated.items()]
     report = Report(assignment, int(hard), int(soft), violated)
     run = Run(0, 0, report, "\n".join(lines) + "\n", "")
-    return Result(model, run, [run], checked)
+    return Result(model, run, [run], checked, wcsp)

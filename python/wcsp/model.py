@@ -43,7 +43,9 @@ from .ranges import can_hold, check_size, must_hold, range_of
 from .results import Result
 from .rules import AllDifferent
 from .saved import save
-from .solving import Progress, polish, solve
+from .several import several
+from .signals import Signals
+from .solving import Progress, polish, search
 from .sources import (
     Only,
     Source,
@@ -544,18 +546,30 @@ class Model:
         wcsp: str | os.PathLike[str] | None = None,
         options: Iterable[str] = (),
         polish: float = 0,
+        progress: bool = True,
+        plans: int = 1,
+        apart: int = 1,
+        only: Only = None,
     ) -> Result:
         """Searches with several seeds and returns the best result.
 
         Needs the programs wcsp and wcsp-check. `time` is the wall-clock time
         of the call in seconds. `jobs` searches run at once, by default one
         per core. The first search that reaches the soft penalty `target`
-        ends all. `start` is a result or a mapping to start from.
+        ends all. `start` is a plan to start from, see price().
         `on_improve` is called for each better penalty, `log` is a file for
         the log of the best search, and `options` are passed to the program.
         For the share `polish` of the time, from 0 to below 1, the program
         wcsp-polish improves the best few reports. An interrupt (Ctrl-C)
         returns the best result so far; a second one raises KeyboardInterrupt.
+        With `progress`, a line on a terminal or in a notebook shows how far
+        the searches are.
+
+        For several good `plans`, the searches get half of the time. The first
+        of their reports are taken that differ from each other in at least
+        `apart` variables whose names `only` accepts; if these are too few,
+        further searches exclude what is near them. They are the `plans` of
+        the result.
 
         >>> m = Model()
         >>> x = m.variable("way to work", ["bus", "car"])
@@ -564,19 +578,27 @@ class Model:
         >>> r[x], r.objective
         ('bus', 3)
         """
-        return solve(
-            self,
-            time,
-            seeds,
-            jobs,
-            target,
-            start,
-            on_improve,
-            log,
-            wcsp,
-            options,
-            polish,
-        )
+
+        def one(
+            signals: Signals, model: Model, time: float, is_first: bool
+        ) -> Result:
+            return search(
+                signals,
+                model,
+                time,
+                seeds,
+                jobs,
+                target,
+                start if is_first else None,
+                on_improve if is_first else None,
+                log if is_first else None,
+                wcsp,
+                options,
+                polish,
+                progress,
+            )
+
+        return several(self, one, time, plans, apart, only)
 
     def _polish(
         self,

@@ -65,14 +65,17 @@ def judged_file(
     return checked
 
 
-def judged(model: str, report: str, is_start: bool = False) -> dict[str, Any]:
+def judged(
+    model: str,
+    report: str,
+    wcsp: str | os.PathLike[str] | None = None,
+    is_start: bool = False,
+) -> dict[str, Any]:
     """The same of texts."""
     with scratch(PREFIX) as folder:
         (folder / "model").write_text(model, "utf-8")
         (folder / "report").write_text(report, "utf-8")
-        return judged_file(
-            folder / "model", folder / "report", is_start=is_start
-        )
+        return judged_file(folder / "model", folder / "report", wcsp, is_start)
 
 
 def _done(

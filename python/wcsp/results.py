@@ -97,6 +97,7 @@ class Result(Plan):
         #: What ended the searches early: "SIGINT", "SIGTERM", "SIGHUP",
         #: "target", or "".
         self.ended_by = ""
+        self._others: list[Result] = []
         #: What wcsp-check says of the report.
         self.checked = checked
         #: The solver that solve() was given; the other programs are beside it.
@@ -118,7 +119,14 @@ class Result(Plan):
         result = Result.__new__(Result)
         result.__dict__.update(self.__dict__)
         result.model = deepcopy(self.model, memo)
+        result._others = deepcopy(self._others, memo)
         return result
+
+    @property
+    def plans(self) -> list[Result]:
+        """This result, and those that Model.solve(plans=...) has found
+        besides; they are apart."""
+        return [self, *self._others]
 
     def values(self) -> dict[Hashable, Any]:
         """The value of each variable, by name."""

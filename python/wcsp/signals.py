@@ -22,7 +22,7 @@ _NUMBERS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 _DEFAULTS = (signal.SIG_DFL, signal.default_int_handler)
 
 
-class _Signalled(BaseException):
+class Signalled(BaseException):
     """A signal that must have its default effect."""
 
     def __init__(self, number: int) -> None:
@@ -64,7 +64,7 @@ class Signals:
         for number, handler in self._usual.items():
             signal.signal(number, handler)
         signal.pthread_sigmask(signal.SIG_SETMASK, mask)
-        if isinstance(error, _Signalled):
+        if isinstance(error, Signalled):
             self._end_by(error.number)
         elif self._next is not None:
             self._end_by(self._next)
@@ -84,7 +84,7 @@ class Signals:
             number = self.first
         if number is not None and self._is_open:
             self._is_open = False
-            raise _Signalled(number)
+            raise Signalled(number)
 
     def window(
         self, action: Callable[[], T], is_first_enough: bool = False
@@ -98,10 +98,15 @@ class Signals:
         finally:
             self._is_open = False
 
+    def is_first(self, signalled: Signalled) -> bool:
+        """Whether the exception came of the first signal and no other has
+        followed."""
+        return self._next is None and signalled.number == self.first
+
     def take_effect(self) -> None:
         """Ends the call with the first signal, if there was one."""
         if self.first is not None:
-            raise _Signalled(self.first)
+            raise Signalled(self.first)
 
     def _end_by(self, number: int) -> None:
         if self._usual[number] is signal.default_int_handler:

@@ -34,6 +34,7 @@ from .best import best_of
 from .errors import ModelError, SolverError, SolverWarning, warn
 from .numbers import shortest
 from .programs import PREFIX, find_program
+from .progress import Line
 from .reports import read_report
 from .results import Result, Run
 from .signals import Signals
@@ -70,6 +71,7 @@ class _Asked(NamedTuple):
     start: dict[int, int] | None
     options: list[str]
     on_improve: Callable[[Progress], object] | None
+    progress: bool = False
 
 
 class _Search(Search):
@@ -140,6 +142,7 @@ class _Race:
         self.best: tuple[int, int] | None = None
         self.has_target = False
         self.failure = ""  # why no more searches can be started
+        self.line = Line(asked.progress, asked.model.scale)
 
     def search(self) -> list[Run]:
         """What the searches of all seeds have left."""
@@ -168,13 +171,17 @@ class _Race:
                     self._start(self.waiting.pop())
                 self._look()
                 if self.running:
-                    self.signals.window(lambda: clock.sleep(_POLL))
+                    self.signals.window(self._pause)
             runs = [child.run(self._must_not_end) for child in self.finished]
             self._note_failures()
             return runs
         finally:
             for child in self.running:
                 child.kill()
+
+    def _pause(self) -> None:
+        self.line.show(len(self.running), self.best)
+        clock.sleep(_POLL)
 
     def _note_failures(self) -> None:
         """Why the processes that polish have ended early."""
@@ -229,6 +236,7 @@ class _Race:
             if self.best is not None and penalty >= self.best:
                 continue
             self.best = penalty
+            self.line.improved()
             limit = self.asked.limit
             if limit is not None and penalty <= (0, limit):
                 self.has_target = True
@@ -259,7 +267,8 @@ class _Race:
             )
 
 
-def solve(
+def search(
+    signals: Signals,
     model: Model,
     time: float,
     seeds: int | Iterable[int],
@@ -271,6 +280,7 @@ def solve(
     wcsp: str | os.PathLike[str] | None,
     options: Iterable[str],
     polish: float,
+    progress: bool,
 ) -> Result:
     """See Model.solve, which sets the defaults."""
     if not model.variables:
@@ -292,10 +302,11 @@ def solve(
         None if start is None else start_places(model, start),
         options_of(options),
         on_improve,
+        progress,
     )
     find_program("wcsp-check", wcsp)
     result, unwritten = None, ""
-    with Signals() as signals, scratch(PREFIX) as folder:
+    with scratch(PREFIX) as folder:
         race = _Race(asked, folder, signals)
         try:
             with contextlib.ExitStack() as stack:
@@ -320,6 +331,8 @@ def solve(
             if result is None:
                 raise
             unwritten = str(error)
+        finally:
+            race.line.end()
     assert result is not None
     result.ended_by = signals.name or "target" * race.has_target
     race.warn()
