@@ -43,7 +43,7 @@ _wcsp_tool() {
     wcsp-plot) options='--csv --follow --group --help --iterations --output
       --safe --target --title --version' ;;
     wcsp-convert) options='--back --help --output --to --version' ;;
-    wcsp-polish) options='--columns --help --jobs --output --rows --seed --split
+    wcsp-polish) options='--bound --columns --engine --help --jobs --output --rows --seed --split
       --steps --time --version' ;;
   esac
   if [[ $word == -* ]]; then

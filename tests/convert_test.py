@@ -246,7 +246,7 @@ def arguments():
             (["--to", "lp", "absent"], "cannot read 'absent'"),
             (["--to", "lp", "."], "cannot read '.'"),
             (["--to", "lp", "broken"], "no model"),
-            (["--to", "lp", "none"], "needs a variable"),
+            (["--to", "lp", "none"], "the model has no variables"),
             (["--to", "lp", "capped"], "constraint 'big' can be violated by more than 2147483647"),
             (["--to", "lp", "large"], "5060000 entries, and the limit is 5000000"),
             (["--to", "lp", "m", "-o", "m"], "--output names an input"),

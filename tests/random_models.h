@@ -15,6 +15,8 @@ class Chance {
  public:
   explicit Chance(unsigned seed) : engine(seed) {}
 
+  int most = check::inf - 1;  // of a coefficient, a bound or a soft weight
+
   int between(int low, int high) {
     return std::uniform_int_distribution<int>(low, high)(engine);
   }
@@ -28,10 +30,9 @@ class Chance {
 
 /// Sometimes at the ends of the range, where sums and bounds saturate.
 inline int number(Chance& chance) {
-  return chance.below(12) == 0
-             ? chance.between(check::inf - 3, check::inf - 1) *
-                   (chance.below(2) == 0 ? 1 : -1)
-             : chance.between(-4, 4);
+  return chance.below(12) == 0 ? chance.between(chance.most - 2, chance.most) *
+                                     (chance.below(2) == 0 ? 1 : -1)
+                               : chance.between(-4, 4);
 }
 
 inline check::Constraint randomConstraint(check::Model const& model,
@@ -43,7 +44,7 @@ inline check::Constraint randomConstraint(check::Model const& model,
   check::Constraint constraint;
   constraint.kind = static_cast<check::Constraint::Kind>(chance.below(3));
   constraint.weight = chance.below(3) == 0   ? check::inf
-                      : chance.below(8) == 0 ? check::inf - 1
+                      : chance.below(8) == 0 ? chance.most
                                              : chance.between(0, 9);
   if (constraint.kind == check::Constraint::alldiff) {
     for (unsigned i = chance.below(7); i > 0; --i) {

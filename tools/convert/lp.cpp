@@ -1,5 +1,3 @@
-#include <stdexcept>
-
 #include "tools/check/command.h"
 #include "tools/convert/format.h"
 #include "tools/model/encode.h"
@@ -10,9 +8,6 @@ namespace convert {
 namespace {
 
 void write(std::ostream& out, check::Model const& model) {
-  if (model.variables.size() == 0) {
-    throw std::runtime_error("a linear program needs a variable");
-  }
   writeProgram(out, encode(lp::sourceOf(model), {}), model);
 }
 

@@ -381,7 +381,47 @@ Source sourceOf(check::Model const& model) {
 }
 
 Program encode(Source const& source, Goal goal) {
+  if (source.numValues.empty()) {
+    throw Unsuitable("the model has no variables");
+  }
   return Encoder(source, goal).encode();
+}
+
+std::vector<std::int64_t> columnsOf(Program const& program,
+                                    check::Assignment const& assignment) {
+  std::vector<std::int64_t> values(program.columns.size());
+  auto const isOn = [&](Label const& label) {
+    return assignment[label.variable] == label.value;
+  };
+  for (std::size_t j = 0; j < values.size(); ++j) {
+    Meaning const& meaning = program.columns[j].meaning;
+    if (meaning.kind == Meaning::label) {
+      values[j] = isOn(meaning.label1);
+    } else if (meaning.kind == Meaning::product) {
+      values[j] = isOn(meaning.label1) && isOn(meaning.label2);
+    }
+  }
+  for (std::size_t i = 0; i < program.rows.size(); ++i) {
+    Row const& row = program.rows[i];
+    std::int64_t sum = 0;
+    for (std::size_t k = program.firstOf(i); k < row.past; ++k) {
+      auto const& [column, coefficient] = program.entries[k];
+      sum += coefficient * values[column];
+    }
+    // Each of the other columns stands in one row that says what it must be.
+    for (std::size_t k = program.firstOf(i); k < row.past; ++k) {
+      unsigned const column = program.entries[k].column;
+      Meaning::Kind const kind = program.columns[column].meaning.kind;
+      if (kind == Meaning::above && row.upper && sum > *row.upper) {
+        values[column] = sum - *row.upper;
+      } else if (kind == Meaning::below && row.lower && sum < *row.lower) {
+        values[column] = *row.lower - sum;
+      } else if (kind == Meaning::used && row.lower) {
+        values[column] = std::min<std::int64_t>(sum, 1);
+      }
+    }
+  }
+  return values;
 }
 
 }  // namespace lp

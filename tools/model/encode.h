@@ -68,8 +68,13 @@ struct Unsuitable : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Throws Unsuitable above maxEntries and where a violation can exceed the
-// ceiling at which penalties are capped.
+// Throws Unsuitable without variables, above maxEntries, and where a violation
+// can exceed the ceiling at which penalties are capped.
 Program encode(Source const& source, Goal goal);
+
+// The values of all columns if the labels of an assignment are on, which the
+// goal allows: each violation as small as can be.
+std::vector<std::int64_t> columnsOf(Program const& program,
+                                    check::Assignment const& assignment);
 
 }  // namespace lp

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <iostream>
 #include <limits>
+#include <memory>
 #include <new>
 #include <optional>
 #include <regex>
@@ -19,6 +20,7 @@
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "tools/check/command.h"
 #include "tools/check/files.h"
@@ -26,6 +28,8 @@
 #include "tools/check/layout_options.h"
 #include "tools/check/output_file.h"
 #include "tools/check/report.h"
+#include "tools/engines/engine.h"
+#include "tools/polish/bound.h"
 #include "tools/polish/output.h"
 #include "tools/polish/polisher.h"
 #include "tools/polish/signals.h"
@@ -57,6 +61,8 @@ struct Options {
   unsigned numJobs = 1;
   std::string output;
   check::LayoutWishes layout;
+  bool isBound = false;
+  std::string engine = "auto";
 };
 
 void complain(std::string const& message) {
@@ -176,6 +182,12 @@ class Display {
     }
   }
 
+  static double clock() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() -
+                                         programStart)
+        .count();
+  }
+
   double secondsLeft() const {
     return std::max(options.seconds - clock(), 0.0);
   }
@@ -187,12 +199,6 @@ class Display {
   bool const isTerminal = isatty(STDERR_FILENO) == 1;
   double shownAt = -1.0;  // the first step is shown at once
   bool isLineShown = false;
-
-  static double clock() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() -
-                                         programStart)
-        .count();
-  }
 
   std::string textOf(Solution const& solution) const {
     std::ostringstream out;
@@ -266,11 +272,44 @@ void polishTogether(Options const& options, check::Model const& model,
   }
 }
 
+// `auto` takes the engines that are there.
+std::vector<std::unique_ptr<engines::Engine>> makeEngines(
+    std::string const& name) {
+  std::vector<std::unique_ptr<engines::Engine>> made;
+  std::string missing;
+  for (auto const& [offered, make] : {std::pair("highs", &engines::makeHighs),
+                                      std::pair("cbc", &engines::makeCbc)}) {
+    try {
+      if (name == offered || name == "auto") {
+        made.push_back(make());
+      }
+    } catch (std::runtime_error const& error) {
+      missing += (missing.empty() ? "" : "; ") + std::string(error.what());
+    }
+  }
+  if (made.empty()) {
+    throw Failure(failed, missing);
+  }
+  return made;
+}
+
+void tellBound(Options const& options, check::Model const& model,
+               std::optional<Solution> const& best) {
+  auto const engines = makeEngines(options.engine);
+  const polish::Bound bound =
+      boundOf(model, best, engines, options.seconds - Display::clock());
+  std::cout << describe(bound, best) << "\n";
+}
+
 void run(Options const& options) {
   const check::Model model = check::readModel(options.model);
   std::optional<Solution> best;
   if (!options.report.empty()) {
     best = readStart(options.report, model);
+  }
+  if (options.isBound) {
+    tellBound(options, model, best);
+    return;
   }
   std::error_code error;
   if (std::filesystem::equivalent(options.output, options.model, error)) {
@@ -316,8 +355,9 @@ Options parse(int argc, char** argv) {
       "Improves a report of wcsp: frees parts of its variables, solves these "
       "small models\nby the search, and keeps what is equal or better. Without "
       "a report it searches first.\n"
-      "Status: 0 a report is written; 1 REPORT differs from the model; 2 "
-      "something cannot\nbe read, written or understood; 3 REPORT is none.",
+      "Status: 0 a report is written, or a bound printed; 1 REPORT differs "
+      "from the model;\n2 something cannot be read, written or understood; 3 "
+      "REPORT is none.",
       "wcsp-polish");
   std::string time = "60s";
   app.add_option("MODEL", options.model, "The model")->required();
@@ -345,12 +385,26 @@ Options parse(int argc, char** argv) {
       ->type_name("N")
       ->check(CLI::Range(1U, mostJobs).description(""))
       ->capture_default_str();
-  app.add_option("-o,--output", options.output,
-                 "Write the report to this file, anew at each improvement")
-      ->type_name("FILE")
-      ->check([](std::string const& name) {
-        return std::string(name.empty() ? "names no file" : "");
-      });
+  CLI::Option* const output =
+      app.add_option("-o,--output", options.output,
+                     "Write the report to this file, anew at each improvement")
+          ->type_name("FILE")
+          ->check([](std::string const& name) {
+            return std::string(name.empty() ? "names no file" : "");
+          });
+  CLI::Option* const engine =
+      app.add_option("--engine", options.engine,
+                     "Exact engine for --bound: cbc, highs, or auto for both")
+          ->type_name("ENGINE")
+          ->check(CLI::IsMember({"auto", "cbc", "highs"}).description(""))
+          ->capture_default_str();
+  CLI::Option* const bound =
+      app.add_flag("--bound", options.isBound,
+                   "Print a lower bound on the penalty instead of polishing")
+          ->disable_flag_override()
+          ->excludes(steps)
+          ->excludes(output);
+  engine->needs(bound);
   check::addLayoutOptions(app, options.layout);
   app.set_version_flag("--version", "wcsp-polish " WCSP_VERSION);
   try {
