@@ -298,24 +298,18 @@ class Model:
         bound = constraint.bound - left_side.constant
         low, high = self.range_of(left)
         check_size(name, left, low, high, bound)
+        constant = left_side.constant
+        wanted = f"{relation} {constraint.bound}"
         if not can_hold(low, high, relation, bound):
-            text = (
-                f": {describe(left)} is {low} to {high}, not {relation} "
-                f"{bound}"
-            )
+            text = f"{_range_text(left, constant, low, high)}, not {wanted}"
             if weight is None:
                 raise ModelError(f"constraint {name!r} can never hold{text}")
             self._remarks.add("can never hold", name, text)
         elif must_hold(low, high, relation, bound):
             if isinstance(constraint, Part):
                 return None
-            self._remarks.add(
-                "always holds",
-                name,
-                f": {describe(left)} is {low} to {high}, always {relation} "
-                f"{bound}",
-            )
-        constant = left_side.constant
+            text = f"{_range_text(left, constant, low, high)}, always {wanted}"
+            self._remarks.add("always holds", name, text)
         return _Ready(
             left, relation, bound, weight, name, constant, constraint.form
         )
@@ -808,6 +802,12 @@ class Model:
             f"<Model of {len(self.variables)} variables and "
             f"{len(self.names)} constraints>"
         )
+
+
+def _range_text(left: Sum, constant: int, low: int, high: int) -> str:
+    """The bounds of a sum with the constant of the user."""
+    whole = total((constant, left))
+    return f": {describe(whole)} is {low + constant} to {high + constant}"
 
 
 def _is_zero(weight: Weight) -> bool:

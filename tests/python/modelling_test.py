@@ -257,6 +257,8 @@ ERRORS = [
     (lambda m, x, y: (x == "a") + (y == "b") != 1, "is not supported for sums"),
     (lambda m, x, y: m.add((x == "a") + (y == "a") >= 3), "is 0 to 2, not >="),
     (lambda m, x, y: m.add(x.isin("abc") <= 0), "is 1 to 1, not <= 0"),
+    (lambda m, x, y: m.add((x != "a") + (y != "a") >= 3),
+     "2 - (x = 'a') - (y = 'a') is 0 to 2, not >= 3"),
     (lambda m, x, y: m.add((x == "a") + (y == "a")), "is a sum"),
     (lambda m, x, y: m.add(sum([]) > 3), "can never hold"),
     (lambda m, x, y: m.add("x"), "'x' is not a constraint"),
