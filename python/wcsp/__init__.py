@@ -37,6 +37,7 @@ from .rules import (
     at_most,
     exactly,
     implies,
+    ranked,
     table,
 )
 from .saved import Saved, load
@@ -70,6 +71,7 @@ __all__ = [
     "implies",
     "load",
     "number",
+    "ranked",
     "runs",
     "table",
     "total",

@@ -17,6 +17,7 @@ from .expressions import (
     total,
 )
 from .forms import NOT_MET
+from .numbers import LARGEST
 
 
 class AllDifferent:
@@ -116,3 +117,36 @@ def table(
         integer(c, "a cost") * ((x == v) * (y == u))
         for (v, u), c in costs.items()
     )
+
+
+def ranked(goals: Iterable[Expression]) -> list[int]:
+    """Weights for minimize() that rank the goals, the most important first:
+    no gain in a later goal outweighs a loss of 1 in an earlier one.
+
+    They follow from the bounds of the goals and must stay below 2147483647.
+    Other soft constraints belong into a goal, or they count beside them.
+
+    >>> from wcsp import Model
+    >>> m = Model()
+    >>> x = [m.variable(i, ["off", "early", "late"]) for i in range(3)]
+    >>> late = total(d == "late" for d in x)
+    >>> work = total(d != "off" for d in x)
+    >>> ranked([late, work])
+    [4, 1]
+    """
+    weights: list[int] = []
+    weight = 1
+    for goal in reversed(list(goals)):
+        if not isinstance(goal, Expression):
+            raise ModelError(f"ranked() needs expressions, not {goal!r}")
+        expr = goal.sum()
+        if weight >= LARGEST:
+            raise ModelError(
+                f"ranked(): the weight of {goal!r} would be {weight}; goals "
+                "with smaller bounds are needed"
+            )
+        weights.insert(0, weight)
+        if expr.model is not None:
+            low, high = expr.model.range_of(expr)
+            weight += weight * (high - low)
+    return weights

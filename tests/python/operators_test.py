@@ -12,9 +12,10 @@ from fractions import Fraction
 import pytest
 
 from wcsp import (Model, ModelError, ModelWarning, at_least_different, at_most_different, implies,
-                  number, runs, total, weekends, windows)
+                  number, ranked, runs, total, weekends, windows)
 from wcsp.evaluation import stored, violation
 from wcsp.explain import explanation
+from wcsp.expressions import terms
 from wcsp.helpers import filled
 
 COUNT = int(os.environ.get("WCSP_OPERATOR_MODELS", "250"))
@@ -314,6 +315,30 @@ def test_conditions_are_linear_where_they_can_be():
     assert [line.split(" = ", 2)[2] for line in m.text().splitlines()[3:]] == [
         "linear 1(a,1) 1(b,2) 1(c,x) >= 1", "linear 1(a,1) 1(b,1) <= 1",
         "linear 1(a,1) 2(a,2) 3(a,3) -1(b,2) -4(b,5) <= 0"]
+
+
+def test_ranked_goals_are_lexicographic():
+    """The weighted sums order all assignments as the goals do, one after the other."""
+    for seed in range(20):
+        rng = random.Random(seed)
+        m = Model()
+        x = [m.variable(i, "abc") for i in range(3)]
+        goals = [total(rng.randint(-2, 3) * (v == c) for v in x for c in "ab")
+                 + rng.randint(0, 1) * (x[0] == "a") * (x[1] == "b") for _ in range(3)]
+        weights = ranked(goals)
+        for goal, weight in zip(goals, weights):
+            m.minimize(goal, weight=weight)
+        keys = []
+        for values in itertools.product("abc", repeat=3):
+            on = {v.first + v.places[c] for v, c in zip(x, values)}
+            sums = [sum(k for k, labels in terms(goal.sum()) if on.issuperset(labels))
+                    for goal in goals]
+            keys.append((sums, sum(w * k for w, k in zip(weights, sums))))
+        assert [s for s, _ in sorted(keys)] == [s for s, _ in sorted(keys, key=lambda k: (k[1], k[0]))]
+        assert all((s < t) == (k < w) for (s, k), (t, w) in itertools.combinations(keys, 2))
+    m, a, b, c = example()
+    with pytest.raises(ModelError, match="goals with smaller bounds are needed"):
+        ranked([a == 1, 10**6 * (b == 1), 10**6 * (c == "x")])
 
 
 def test_dates_in_comparisons():
