@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
+#include <limits>
+#include <new>
 #include <numeric>
 #include <span>
 #include <utility>
 
 #include "constraints/bounds.h"
-#include "constraints/offset.h"
 #include "constraints/quadratic_terms.h"
 
 // Two labels of one variable are never on together. A term that joins them
@@ -40,10 +41,14 @@ class RunWriter {
  public:
   explicit RunWriter(std::vector<Sum>& output) : runs(output) { runs.clear(); }
 
-  /// Returns where the run begins. Throws std::bad_alloc beyond 2^32 numbers.
+  /// Returns where the run begins. Throws std::bad_alloc beyond 2^32 numbers,
+  /// which could not be addressed.
   unsigned startRun() {
     isOpen = false;
-    return offsetOf(runs.size());
+    if (runs.size() > std::numeric_limits<unsigned>::max()) {
+      throw std::bad_alloc();
+    }
+    return static_cast<unsigned>(runs.size());
   }
 
   /// Appends a term of the run; they come in ascending order of partners.
@@ -503,8 +508,7 @@ void GainedSum<Sum>::report(WcspChanges& changes, SumStep const& sumStep,
 }  // namespace
 
 std::unique_ptr<detail::QuadraticSum> detail::QuadraticSum::make(
-    WcspQuadratic const& constraint) {
-  std::vector<LabelKey> const keys = labelKeys(constraint.terms);
+    WcspQuadratic const& constraint, std::vector<LabelKey> const& keys) {
   if (largestMagnitude(constraint.terms) >
       static_cast<std::uint64_t>(Wcsp::inf)) {
     return std::make_unique<GainedSum<std::int64_t>>(constraint, keys);

@@ -9,15 +9,17 @@
 #include <span>
 #include <vector>
 
-#include "constraints/wcsp_quadratic.h"
+#include "constraints/quadratic_terms.h"
 
 namespace detail {
 
 class QuadraticSum {
  public:
   /// Lays out the terms of a constraint, which ascend and hold their lesser
-  /// label first. Sums are kept in 32 bits where they fit.
-  static std::unique_ptr<QuadraticSum> make(WcspQuadratic const& constraint);
+  /// label first; `keys` are their labels, ascending. Sums are kept in 32 bits
+  /// where they fit.
+  static std::unique_ptr<QuadraticSum> make(WcspQuadratic const& constraint,
+                                            std::vector<LabelKey> const& keys);
 
   QuadraticSum() = default;
   QuadraticSum(QuadraticSum const&) = delete;

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
 #include "constraints/wcsp_quadratic.h"
 
@@ -21,7 +20,3 @@ inline LabelKey firstKey(WcspQuadratic::Term const& term) {
 inline LabelKey secondKey(WcspQuadratic::Term const& term) {
   return keyOf(term.variable2, term.value2);
 }
-
-/// The labels in the terms, ascending, each once. The terms ascend and hold
-/// their lesser label first.
-std::vector<LabelKey> labelKeys(std::vector<WcspQuadratic::Term> const& terms);

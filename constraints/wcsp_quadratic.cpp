@@ -24,9 +24,7 @@ void orient(WcspQuadratic::Term& term) {
   }
 }
 
-}  // namespace
-
-/// The labels in the terms, ascending.
+/// The labels in the terms, ascending, each once.
 std::vector<LabelKey> labelKeys(std::vector<WcspQuadratic::Term> const& terms) {
   std::vector<LabelKey> keys;
   for (WcspQuadratic::Term const& term : terms) {
@@ -41,6 +39,8 @@ std::vector<LabelKey> labelKeys(std::vector<WcspQuadratic::Term> const& terms) {
   keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
   return keys;
 }
+
+}  // namespace
 
 bool WcspQuadratic::Lt::operator()(Term const& a, Term const& b) const {
   return firstKey(a) < firstKey(b) ||
@@ -59,12 +59,13 @@ void WcspQuadratic::preprocess() {
     first.coefficient += other.coefficient;
   });
   terms.shrink_to_fit();
-  for (const LabelKey key : labelKeys(terms)) {
+  std::vector<LabelKey> const keys = labelKeys(terms);
+  for (const LabelKey key : keys) {
     wcsp->involve(id, static_cast<unsigned>(key >> 32U),
                   static_cast<unsigned>(key));
   }
   if (!makePair()) {
-    form = std::shared_ptr<QuadraticSum>(QuadraticSum::make(*this));
+    form = std::shared_ptr<QuadraticSum>(QuadraticSum::make(*this, keys));
   }
   terms = {};
 }
