@@ -8,9 +8,9 @@ build_packages=(g++ cmake ninja-build)
 # shellcheck disable=SC2034  # as above
 tool_packages=(libcli11-dev nlohmann-json3-dev python3)
 # shellcheck disable=SC2034  # as above
-test_packages=("${tool_packages[@]}" libgtest-dev libbenchmark-dev python3-pytest python3-setuptools python3-venv python3-wheel asciidoctor dpkg-dev file pkg-config gnuplot-nox parallel coinor-cbc glpk-utils python3-scipy)
+test_packages=("${tool_packages[@]}" libgtest-dev libbenchmark-dev python3-pytest python3-setuptools python3-venv python3-wheel asciidoctor dpkg-dev file pkg-config gnuplot-nox parallel coinor-cbc glpk-utils python3-scipy python3-pulp)
 # shellcheck disable=SC2034  # as above
-engine_packages=(chromium openssh-server openssh-client procps slurmctld slurmd slurm-client munge)
+engine_packages=(chromium openssh-server openssh-client procps slurmctld slurmd slurm-client munge python3-ipykernel jupyter-nbconvert)
 
 # require_folder: exits with status 1 and a message if CMake or Ninja cannot build
 # in a folder with this name.
