@@ -37,7 +37,7 @@ _wcsp_tool() {
     wcsp-show) options='--by-name --by-value --check --columns --compare --csv
       --help --json --long --names --output --rows --safe --split --title --transpose
       --version --wrong' ;;
-    wcsp-many) options='--array-limit --check --compress --dir --each --from-best
+    wcsp-many) options='--array-limit --bound --check --compress --dir --each --from-best
       --help --hosts --jobs --no-logs --partition --polish --restart --results
       --retries --seeds --slurm --status --stop --submit --target --time --version --wcsp' ;;
     wcsp-plot) options='--csv --follow --group --help --iterations --output

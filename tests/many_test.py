@@ -212,6 +212,9 @@ def polish():
     check_clean("p")
     expect("results", many("--results", "p")[1], out)
     expect("status", f"best {hard}/{soft}, polished" in many("--status", "p")[1], True)
+    bounded = many("--results", "p", "--bound", "1")
+    expect(f"bound: {bounded[2]}", (bounded[:2], len(re.findall(
+        r"^(no bound from|\w+ reports a lower bound of) .*", bounded[2], re.M))), ((0, out), 1))
     # It goes on from there, without running a seed again; the target ends it.
     before = records("p")
     process = start(*arguments[:5], "--time", "100", "--polish", "0.9", *arguments[9:])
@@ -229,6 +232,8 @@ def polish():
            (0, True))
     check_polished("p", out)
     for given, message in (
+            (["--bound", "9", "--slurm"], "--bound cannot be used with"),
+            (["--bound", "soon"], "'soon' is not a time"),
             (["--polish", "0.5"], "--polish needs --time"),
             (["--polish", "1", "--time", "9"], "'1' is not a number above 0 and below 1"),
             (["--polish", "nan", "--time", "9"], "'nan' is not"),

@@ -12,6 +12,7 @@
 
 from .alternatives import Alternative, Change
 from .amounts import number
+from .bounds import Bound
 from .composed import (
     at_least_different,
     at_most_different,
@@ -46,6 +47,7 @@ from .solving import Progress
 __all__ = [
     "AllDifferent",
     "Alternative",
+    "Bound",
     "Change",
     "Constraint",
     "Expression",

@@ -17,6 +17,7 @@ from typing import Any, NamedTuple, Union, overload
 from ._shared.files import write_whole
 from .alternatives import Alternative, Change, alternatives, changes
 from .best import with_runs
+from .bounds import Bound, bound
 from .composed import Different, Part, Runs
 from .copies import Family, drop, taken
 from .errors import ModelError, Remarks, caller
@@ -604,6 +605,12 @@ class Model:
     ) -> Result:
         """See Result.polish."""
         return polish(result, time, jobs, seed, on_improve)
+
+    def _find_bound(
+        self, result: Result, time: float, engine: str
+    ) -> Bound | None:
+        """See Result.bound."""
+        return bound(result, time, engine)
 
     @overload
     def check(self, plan: Result) -> list[str]:

@@ -27,6 +27,7 @@ from .text import names_text
 if TYPE_CHECKING:
     from .alternatives import Alternative, Change
     from .expressions import Variable
+    from .bounds import Bound
     from .model import Model
     from .solving import Progress
     from .sources import Only, Source
@@ -97,6 +98,7 @@ class Result(Plan):
         #: What ended the searches early: "SIGINT", "SIGTERM", "SIGHUP",
         #: "target", or "".
         self.ended_by = ""
+        self._bound: Bound | None = None
         self._others: list[Result] = []
         #: What wcsp-check says of the report.
         self.checked = checked
@@ -319,6 +321,28 @@ class Result(Plan):
         equal seed. `on_improve` and an interrupt work as in Model.solve."""
         # Through the model: searches create results and are a higher layer.
         return self.model._polish(self, time, jobs, seed, on_improve)
+
+    def bound(self, time: float = 60, engine: str = "auto") -> Bound | None:
+        """What no result is below, as an exact engine claims that runs for
+        `time` seconds on the clock: "cbc", "highs", or "auto" for those that
+        are installed; None if it finds no bound."""
+        # Through the model, like polish().
+        self._bound = self.model._find_bound(self, time, engine)
+        return self._bound
+
+    @property
+    def gap(self) -> float | None:
+        """How far the soft penalty is above the last bound(), relative to it:
+        0.008 for 0.8 %, 0 for an optimal result; None without a bound, with
+        more hard violations than it allows, and above a bound of 0."""
+        known = self._bound
+        if known is None or known.soft is None or known.hard != self.hard:
+            return None
+        least = Fraction(known.soft)
+        above = self._soft - least
+        if above <= 0:
+            return 0.0
+        return float(above / least) if least > 0 else None
 
     def alternatives(
         self, x: Variable | Hashable | Iterable[Any]

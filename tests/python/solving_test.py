@@ -344,6 +344,28 @@ def test_polish():
         first.polish(time=1)
 
 
+def test_bound():
+    m = Model()
+    x, y = m.variable("x", "abc"), m.variable("y", "ab")
+    m.add(x == "a", weight=0.5)
+    m.add(x != "a", weight=0.25)
+    m.add(y == "b", weight=1.25)
+    for values, soft, gap in (("ab", 0.25, 0), ("aa", 1.5, 5), ("bb", 0.5, 1)):
+        r = m.price(dict(zip("xy", values)))
+        assert r.gap is None and r.soft == soft
+        b = r.bound(time=20, engine="cbc")
+        assert (b.hard, b.soft, b.engine, r.gap) == (0, 0.25, "cbc", gap)
+        assert (b.text == "optimal, says cbc") == (gap == 0)
+    m.add(x != y)
+    m.add(y == "a")
+    m.add(y == "b")
+    r = m.price({"x": "a", "y": "a"})
+    assert r.hard == 2 and r.bound(time=20)[:3] == (1, None, "") and r.gap is None
+    for wrong, message in (({"time": 0}, "time"), ({"engine": "gurobi"}, "engine is one of auto")):
+        with pytest.raises(ModelError, match=message):
+            r.bound(**wrong)
+
+
 def test_ways_to_look(tmp_path):
     m = Model()
     days = ["Mon", "Tue"]

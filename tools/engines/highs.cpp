@@ -41,9 +41,6 @@ std::string questionOf(lp::Program const& program, double seconds) {
   for (lp::Column const& column : program.columns) {
     message.add(static_cast<double>(column.upper));
   }
-  for (lp::Column const& column : program.columns) {
-    message.add(std::int64_t{column.isBinary});
-  }
   constexpr double infinity = std::numeric_limits<double>::infinity();
   for (lp::Row const& row : program.rows) {
     message.add(row.lower ? static_cast<double>(*row.lower) : -infinity);

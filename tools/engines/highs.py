@@ -1,7 +1,7 @@
 """Solves linear programs by HiGHS as binary messages on standard input ask for it.
 
 A question has the numbers of columns, rows and entries, the seconds, and per column
-its cost, its upper bound and whether it is binary, per row its bounds and the place
+its cost and its upper bound, per row its bounds and the place
 past its last entry, per entry its column and coefficient: all of eight bytes. An
 answer has the kind (0 optimal, 1 found, 2 infeasible, 3 nothing), the bound (nan for
 none), and the values of the columns unless there are none.
@@ -32,12 +32,13 @@ def answer():
     columns, rows, entries = take("i8", 3)
     (seconds,) = take("f8", 1)
     cost, upper = take("f8", columns), take("f8", columns)
-    is_binary = take("i8", columns)
     low, high = take("f8", rows), take("f8", rows)
     past = numpy.concatenate(([0], take("i8", rows)))
     indices, coefficients = take("i8", entries), take("f8", entries)
     matrix = csr_matrix((coefficients, indices, past), shape=(rows, columns))
-    found = milp(cost, integrality=is_binary, bounds=Bounds(0, upper),
+    # All columns are whole numbers. When only the labels had to be, the presolve of
+    # HiGHS 1.2 took some feasible programs for infeasible.
+    found = milp(cost, integrality=numpy.ones(columns), bounds=Bounds(0, upper),
                  constraints=LinearConstraint(matrix, low, high),
                  options={"time_limit": seconds, "mip_rel_gap": 0.0})
     kind = {0: 0, 2: 2}.get(found.status, 1)

@@ -16,6 +16,7 @@ import errno
 import os
 import re
 import stat
+import subprocess
 import sys
 import time
 
@@ -27,6 +28,7 @@ from table import table
 from version import VERSION
 
 from _shared.files import write_whole
+from _shared.search import child_command
 from _shared.text import escaped
 from _shared.tool import Failure, Parser, find_program, run_tool, write_error
 
@@ -99,6 +101,8 @@ def options():
                         help="with --restart: start every second new seed from the best report")
     parser.add_argument("--polish", type=share, metavar="SHARE", default=0,
                         help="polish the best reports for this share of --time, such as 0.5")
+    parser.add_argument("--bound", type=seconds, metavar="TIME",
+                        help="after the table, let wcsp-polish seek a lower bound for this time")
     parser.add_argument("--hosts", metavar="FILE",
                         help="file of hosts, as for --sshloginfile of GNU parallel")
     parser.add_argument("--retries", type=int, default=3, metavar="N",
@@ -135,6 +139,8 @@ def options():
         parser.error("--polish needs --time")
     if args.slurm and (args.hosts or args.restart or args.polish):
         parser.error("--slurm cannot be used with --hosts, --restart or --polish")
+    if args.bound and (args.slurm or args.status or args.stop):
+        parser.error("--bound cannot be used with --slurm, --status or --stop")
     if not args.slurm and (args.submit or args.partition or args.array_limit):
         parser.error("--submit, --partition and --array-limit need --slurm")
     if args.partition and not re.fullmatch(r"[\w.,-]+", args.partition):
@@ -146,7 +152,16 @@ def options():
     return args
 
 
-def finish(folder, checker, most, target):
+def tell_bound(folder, args):
+    """How far the best report may be above the least penalty."""
+    command = [args.polisher, "--bound", "--time", f"{args.bound:.3f}", "--",
+               str(folder.model.resolve()), "-"]
+    done = subprocess.run(child_command(command), input=folder.best_report,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    write_error(done.stdout.decode("utf-8", "replace"))
+
+
+def finish(folder, checker, most, args):
     """Prints the best report and the table, and returns the status. A failure of
     one does not lose the other."""
     failure = None
@@ -157,13 +172,15 @@ def finish(folder, checker, most, target):
         failure = error
     for name in folder.restored:
         tell(f"{folder.path}: {name} was lost or damaged and has been restored")
-    missing = [] if is_reached(folder, target) else folder.never_started()
+    missing = [] if is_reached(folder, args.target) else folder.never_started()
     lines = table(folder, most)
     if missing:
         lines.append(f"{len(missing)} of {len(folder.asked)} seeds never started")
     write_error("".join(escaped(line) + "\n" for line in lines))
     if folder.best is not None:
         write_whole(None, folder.best_report)
+        if args.bound:
+            tell_bound(folder, args)
     if failure:
         raise failure
     return 1 if folder.best is None else NEVER_STARTED if missing else 0
@@ -214,13 +231,15 @@ def missing_seeds(folder, args):
     return seeds
 
 
-def show_results(path, checker):
+def show_results(args, checker):
+    path = args.results
     folder = Folder(path)
     settings = folder.settings()
     folder.load(settings)
     folder.find_model(settings)
     name_damage(folder, "; the same call again runs seed %d again")
-    return finish(folder, checker, os.cpu_count() or 1, settings["target"])
+    args.target = settings["target"]
+    return finish(folder, checker, os.cpu_count() or 1, args)
 
 
 def run(args, checker):
@@ -254,7 +273,9 @@ def run(args, checker):
         except OSError as error:
             session.fail(error)
         failure = session.failure
-    status = finish(folder, checker, most, args.target)
+        if session.asked:  # who has sent a signal does not wait for a bound
+            args.bound = None
+    status = finish(folder, checker, most, args)
     if failure:
         raise Failure(failure)
     return status
@@ -271,9 +292,9 @@ def main():
     if args.stop:
         return ask_to_stop(args.stop)
     checker = find_program("wcsp-check", args.check)
+    args.polisher = find_program("wcsp-polish") if args.polish or args.bound else None
     if args.results:
-        return show_results(args.results, checker)
-    args.polisher = find_program("wcsp-polish") if args.polish else None
+        return show_results(args, checker)
     args.is_wcsp_given = args.wcsp is not None
     if not (args.hosts and args.is_wcsp_given):
         args.wcsp = find_program("wcsp", args.wcsp)
