@@ -322,10 +322,11 @@ class Page {
     if (!violated.length) return [];
     const heads = ["constraint", "weight", "violation", "cost", "counts", "wants", "line"];
     const rows = violated.map((c) => {
-      const {counts, wants, scope, missing} = explained(c);
+      const {counts, wants, scope, value, isMissing} = explained(c);
       const marked = unique(scope.map((name) => this.numbers.get(name))).join(" ");
-      return [html`<th scope="row" tabindex="0" data-s="${marked}"${
-        missing === undefined ? [] : html` data-missing="${missing}"`}>${c.name}</th>`,
+      return [html`<th scope="row" tabindex="0" data-s="${marked}" data-of="${value}"
+        data-most="${isMissing ? 2 : Math.max(2 * c.violation, 2)}"${
+        isMissing ? html` data-missing` : []}>${c.name}</th>`,
       ...[c.hard ? "hard" : c.weight, c.violation, c.hard ? "" : cost(c), counts, wants,
         c.line].map((text, i) => html`<td data-head="${heads[i + 1]}">${text}</td>`)];
     });
@@ -380,51 +381,52 @@ class Page {
 }
 
 // The terms and the bound of a violated constraint, and its variables: those that count
-// too much, or, where something is missing, all that could count. What is missing is a
-// value if it is the same for all of them.
+// too much, or, where something is missing, all that could count. The value is the one
+// that counts or is missing, or "" if there are several.
 function explained({kind, shared, terms, sum, lower, upper, scope}) {
   const texts = (labels) => labels.map(([name, value]) => `${name} = ${value}`);
   const namesOf = (parts) => parts.flatMap((part) => part.labels.map(([name]) => name));
   if (kind === "alldiff") {
     return {counts: shared.map((group) => listed(texts(group.labels))).join("; "),
-      wants: "different values", scope: namesOf(shared)};
+      wants: "different values", scope: namesOf(shared), value: "", isMissing: false};
   }
   const counted = terms.map(({coefficient, labels}) =>
     (coefficient === 1 ? "" : `${coefficient} `) + texts(labels).join(" and "));
   const counts = terms.length ? `${sum}: ${listed(counted)}` : sum;
   const all = scope.map(([name]) => name);
   const values = unique(scope.flatMap(([, own]) => own));
-  const missing = values.length === 1 ? values[0] : "";
+  const value = values.length === 1 ? values[0] : "";
   if (lower === null || Number(sum) >= lower) {
     const raising = terms.filter(({coefficient}) => coefficient > 0);
-    return {counts, wants: `at most ${upper}`,
-      ...raising.length ? {scope: namesOf(raising)} : {scope: all, missing}};
+    return {counts, wants: `at most ${upper}`, value, isMissing: !raising.length,
+      scope: raising.length ? namesOf(raising) : all};
   }
   const could = scope.map(([name, values]) => kind === "quadratic" || values.length > 3
     ? name : `${name} = ${values.join(" or ")}`);
-  return {counts, wants: `at least ${lower} from ${listed(could)}`, scope: all, missing};
+  return {counts, wants: `at least ${lower} from ${listed(could)}`, scope: all, value,
+    isMissing: true};
 }
 
-// The elements that always show that a constraint is violated. Where something is
-// missing from many cells, it is the heading that they share in their table, or the one
-// of the missing value.
+// The elements that always show that a constraint is violated: its cells, or, if they are
+// many, the heading that they share in their table or the heading of their value. All
+// that counts too much is marked if there is no such heading.
 function markedBy(head, elements) {
-  const {missing} = head.dataset;
-  if (missing === undefined) return elements;
-  const headsOf = (ofTable, table) => {
-    const cells = unique(ofTable.map((element) => element.closest("td")));
-    const [{parentElement: row, cellIndex}] = cells;
-    if (cells.length <= 2) return ofTable;
-    if (cells.every((cell) => cell.parentElement === row)) return [row.cells[0]];
-    if (table.className !== "grid" || cells.some((cell) => cell.cellIndex !== cellIndex)) {
-      return [...table.querySelectorAll("th")].filter((th) => th.dataset.value === missing);
-    }
-    // The corner spans all rows of the head.
-    const heads = lastOf(table.tHead.rows).cells;
-    return [heads[cellIndex - (row.cells.length - heads.length)]];
-  };
+  const {of, most, missing} = head.dataset;
   return [...grouped(elements, (element) => element.closest("table"))].flatMap(
-    ([table, ofTable]) => headsOf(ofTable, table));
+    ([table, ofTable]) => {
+      const cells = unique(ofTable.map((element) => element.closest("td")));
+      if (cells.length <= most) return ofTable;
+      const [{parentElement: row, cellIndex}] = cells;
+      if (cells.every((cell) => cell.parentElement === row)) return [row.cells[0]];
+      if (table.className === "grid" && cells.every((cell) => cell.cellIndex === cellIndex)) {
+        // The corner spans all rows of the head.
+        const heads = lastOf(table.tHead.rows).cells;
+        return [heads[cellIndex - (row.cells.length - heads.length)]];
+      }
+      const heads = [...table.querySelectorAll("th")].filter(
+        (th) => of && th.dataset.value === of);
+      return heads.length || missing !== undefined ? heads : ofTable;
+    });
 }
 
 // Marks the cells of a violated constraint while the pointer or the focus is on it.
