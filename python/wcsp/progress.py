@@ -22,6 +22,7 @@ class Line:
         self._scale = scale
         self._begin = self._improved = time.monotonic()
         self._last = 0.0
+        self._best: tuple[int, int] | None = None
         self._display: Any = None
         self._is_notebook = is_wanted and _in_notebook()
         self._is_on = self._is_notebook or is_wanted and _on_terminal()
@@ -34,14 +35,16 @@ class Line:
     def show(self, running: int, best: tuple[int, int] | None) -> None:
         """Shows the number of searches that run, and the best penalty."""
         now = time.monotonic()
+        self._best = best
         if self._is_on and now >= self._last + _PAUSE:
             self._last = now
             self._write(self._text(now, running, best))
 
     def end(self) -> None:
         """Removes the line of a terminal; the one of a notebook stays."""
-        if self._is_shown and not self._is_notebook:
-            self._write("")
+        if self._is_shown:
+            last = self._text(time.monotonic(), 0, self._best)
+            self._write(last if self._is_notebook else "")
         self._is_on = False
 
     def _text(

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+from base64 import b64encode
 from collections import Counter
 from collections.abc import Callable, Hashable, Iterable
 from copy import deepcopy
@@ -73,7 +74,13 @@ class Picture:
         self.text = text
 
     def _repr_svg_(self) -> str:
-        return self.text
+        # A document inside a page has no XML declaration.
+        return self.text[max(self.text.find("<svg"), 0) :]
+
+    def _repr_html_(self) -> str:
+        # Converters of notebooks remove the contents of SVG.
+        code = b64encode(self.text.encode()).decode()
+        return f'<img alt="wcsp-plot" src="data:image/svg+xml;base64,{code}">'
 
 
 class Result(Plan):
