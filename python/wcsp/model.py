@@ -661,9 +661,7 @@ class Model:
         """
         return read_plan(self, path, rows, columns)
 
-    def keep(
-        self, plan: Source, weight: Weight = 1, only: Only = None
-    ) -> None:
+    def keep(self, old: Source, weight: Weight = 1, only: Only = None) -> None:
         """Asks for few changes: one constraint for each variable, named
         ("keep", name), which costs the weight if the value is not the old
         one. `only` is a predicate of names.
@@ -676,24 +674,24 @@ class Model:
         >>> r.soft, r.groups()
         (1, {'keep': Penalty(hard=0, soft=1)})
         """
-        places = places_of(self, plan, "keep")
+        places = places_of(self, old, "keep")
         for v in chosen(self, places, only):
             x = self.variables[v]
             if len(x.places) > 1:
-                old = list(x.places)[places[v]]
+                value = list(x.places)[places[v]]
                 rule = Constraint(
-                    (x == old).sum(), "=", 1, Kept((x.name,), shown(old))
+                    (x == value).sum(), "=", 1, Kept((x.name,), shown(value))
                 )
                 self.add(rule, weight, ("keep", x.name))
 
-    def changed(self, plan: Source, only: Only = None) -> Sum:
+    def changed(self, old: Source, only: Only = None) -> Sum:
         """The number of variables that have another value than in the plan.
 
         >>> m = Model()
         >>> x = [m.variable(i, "ab") for i in range(4)]
         >>> m.add(m.changed({0: "a", 1: "a", 2: "a", 3: "a"}) <= 2)
         """
-        places = places_of(self, plan, "changed")
+        places = places_of(self, old, "changed")
         result = total(
             self.variables[v] != list(self.variables[v].places)[places[v]]
             for v in chosen(self, places, only)

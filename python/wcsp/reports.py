@@ -7,6 +7,9 @@ from typing import NamedTuple
 
 _BEST = re.compile(r"^\[(?:best|incumbent) solution\]\n", re.M)
 _PENALTY = re.compile(r"^penalty: (\d+)/(\d+) \(hard/soft\)$", re.M)
+_COMMENT = re.compile(r"#.*")
+_WORD = r"[A-Za-z_][A-Za-z0-9_@\[\]]*"
+_PAIR = re.compile(rf"({_WORD})\s*:\s*({_WORD}|-?[0-9]+)")
 
 
 class Report(NamedTuple):
@@ -53,6 +56,11 @@ def start_text(assignment: dict[str, str]) -> str:
 
 
 def read_assignment(text: str) -> dict[str, str]:
-    """The words of variables and values in a report or a start file."""
+    """The words of variables and values in a report or a start file: each
+    name, a colon and a value. Everything else is skipped, as the solver
+    does."""
     heads = list(_BEST.finditer(text))
-    return _pairs(text[heads[-1].end() :] if heads else text)
+    body = text[heads[-1].end() :] if heads else text
+    end = _PENALTY.search(body)
+    body = _COMMENT.sub("", body[: end.start()] if end else body)
+    return dict(_PAIR.findall(body))

@@ -370,11 +370,11 @@ class Result(Plan):
         # Through the model, like polish().
         return self.model._alternatives(self, x)
 
-    def changes(self, plan: Source, only: Only = None) -> list[Change]:
+    def changes(self, old: Source, only: Only = None) -> list[Change]:
         """The variables whose values differ from those of an earlier plan,
         each with its old and new value; see Model.price() for plans. `only`
         is a predicate of names."""
-        return self.model._changes(self, plan, only)
+        return self.model._changes(self, old, only)
 
     def save(self, path: str | os.PathLike[str]) -> None:
         """Writes the values, the penalties and the violated constraints as

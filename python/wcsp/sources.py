@@ -20,7 +20,8 @@ from .saved import code_of, matching, parsed
 if TYPE_CHECKING:
     from .model import Model
 
-#: What serves as a plan: a result, a saved result, a mapping, or a path.
+#: What serves as a plan: a result, a saved result, a mapping, a path, or the
+#: text of a report or start file.
 Source = Union[Plan, Mapping[Any, Any], str, "os.PathLike[str]"]
 Only = Union[Callable[[Any], object], None]
 
@@ -133,8 +134,11 @@ def _of_plan(model: Model, source: Plan, what: str) -> Found:
 
 
 def _of_file(model: Model, path: str | os.PathLike[str], what: str) -> Found:
-    with open(path, "rb") as file:
-        text = file.read()
+    if isinstance(path, str) and "\n" in path:
+        text, path = path.encode("utf-8", "replace"), "the text"
+    else:
+        with open(path, "rb") as file:
+            text = file.read()
     if text.lstrip()[:1] == b"{":
         return _of_plan(model, parsed(text, path), what)
     model.words.update()

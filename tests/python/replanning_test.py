@@ -177,8 +177,9 @@ def test_results_live_on(tmp_path):
     assert str(saved["Zoë", "Mon"]) == "Shift.LATE"
     (tmp_path / "start").write_text(r.start())
     (tmp_path / "report").write_text("log\n" + r.run.text)
+    (tmp_path / "loose").write_text("# a note: none\n" + " ".join(r.start().split()[2:]))
     for source in (saved, str(tmp_path / "r.json"), tmp_path / "start", tmp_path / "report",
-                   r, r.values()):
+                   tmp_path / "loose", r, r.values(), r.start(), r.run.text):
         assert m.price(source).values() == r.values()
         assert m.check(source if source is r else m.price(source)) == []
         assert r.changes(source) == []
