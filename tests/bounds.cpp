@@ -1,9 +1,12 @@
-// Solves random small models by the exact engines and compares optima and
-// bounds with all assignments: wcsp_bounds COUNT [SEED].
+// Solves random small models and parts of them by the exact engines, and
+// compares optima and bounds with all assignments: wcsp_bounds COUNT [SEED].
 
+#include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <numeric>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,6 +18,7 @@
 #include "tools/model/encode.h"
 #include "tools/model/lp_file.h"
 #include "tools/polish/bound.h"
+#include "tools/polish/reduce.h"
 
 namespace {
 
@@ -35,15 +39,19 @@ void hold(bool condition, unsigned seed, Engine const& engine,
   }
 }
 
-Solution least(Model const& model) {
-  Assignment assignment(model.variables.size());
+// The best over all values of the free variables.
+Solution least(Model const& model, std::vector<unsigned> const& free,
+               Assignment assignment) {
+  for (unsigned const v : free) {
+    assignment[v] = 0;
+  }
   Solution best{assignment, evaluate(model, assignment)};
   for (;;) {
-    unsigned v = 0;
-    while (v < assignment.size() && ++assignment[v] == model.values[v].size()) {
-      assignment[v++] = 0;
+    auto v = free.begin();
+    while (v != free.end() && ++assignment[*v] == model.values[*v].size()) {
+      assignment[*v++] = 0;
     }
-    if (v == assignment.size()) {
+    if (v == free.end()) {
       return best;
     }
     Solution next{assignment, evaluate(model, assignment)};
@@ -91,6 +99,63 @@ void bound(Model const& model, Solution const& best,
        seed, engine, "optimal");
 }
 
+lp::Source sourceOf(polish::ReducedModel const& reduced) {
+  lp::Source source;
+  source.numValues = reduced.numValues;
+  source.forEach = [&reduced](auto const& act) {
+    for (auto const& part : reduced.constraints) {
+      lp::Constraint constraint;
+      constraint.weight = part.weight;
+      if (part.lower != -check::inf) {
+        constraint.lower = part.lower;
+      }
+      if (part.upper != check::inf) {
+        constraint.upper = part.upper;
+      }
+      for (auto const& [coefficient, label1, label2] : part.terms) {
+        constraint.terms.push_back({label1, label2, coefficient});
+      }
+      act(std::move(constraint));
+    }
+  };
+  return source;
+}
+
+// The least hard penalty of a reduced model and then the least soft one lead to
+// the best assignment that leaves the other variables as they are.
+void reduce(Model const& model, Assignment assignment,
+            random_models::Chance& chance, unsigned seed, Engine& engine) {
+  std::vector<unsigned> free;
+  for (unsigned v = 0; v < assignment.size(); ++v) {
+    if (chance.below(3) > 0) {
+      free.push_back(v);
+    }
+  }
+  auto const reduced = polish::Reducer(model).reduce(assignment, free);
+  if (!reduced || free.empty()) {
+    return;
+  }
+  const lp::Source source = sourceOf(*reduced);
+  const lp::Program hard = encode(source, {lp::Goal::hard, 0});
+  const Answer first = engine.solve(hard, {seconds, {}});
+  hold(first.kind == Answer::optimal && first.bound, seed, engine,
+       "the hard penalty of a part");
+  const lp::Goal goal{
+      lp::Goal::softWithin,
+      std::llround(*first.bound) + static_cast<std::int64_t>(hard.constant)};
+  const Answer second = engine.solve(encode(source, goal), {seconds, {}});
+  hold(second.kind == Answer::optimal, seed, engine, "a part");
+  std::size_t column = 0;
+  for (unsigned const v : free) {
+    unsigned const size = model.values[v].size();
+    for (unsigned a = 0; a < size; ++a, ++column) {
+      assignment[v] = second.values[column] > 0.5 ? a : assignment[v];
+    }
+  }
+  hold(evaluate(model, assignment) == least(model, free, assignment).evaluation,
+       seed, engine, "the solution of a part");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -106,13 +171,16 @@ int main(int argc, char** argv) {
     random_models::Chance chance(seed);
     chance.most = 100;  // bounds of large penalties are rounded down
     const Model model = random_models::randomModel(chance);
-    const Solution best = least(model);
+    std::vector<unsigned> all(model.variables.size());
+    std::iota(all.begin(), all.end(), 0U);
+    const Solution best = least(model, all, Assignment(model.variables.size()));
     const Assignment assignment =
         random_models::randomAssignment(model, chance);
     const Solution other{assignment, evaluate(model, assignment)};
     numFeasible += best.evaluation.hard == 0 ? 1U : 0U;
     for (auto const& engine : engines) {
       solve(model, best, other, seed, *engine);
+      reduce(model, assignment, chance, seed, *engine);
       for (auto const& report : {std::optional<Solution>(), std::optional(best),
                                  std::optional(other)}) {
         bound(model, best, report, seed, *engine);
