@@ -3,7 +3,7 @@
 
 The commands after `./solve` must work without `./manual` and `./test`, so these two
 run last. `./test` only builds, because it may be running this test. The compiler of
-this test copies what build/release already has: other tests compile everything.
+this test copies what build/release already has.
 """
 
 import os
@@ -14,24 +14,14 @@ import subprocess
 import sys
 import tempfile
 
+sys.path.insert(0, str(pathlib.Path(__file__).parent / 'shared'))
+from compiler import copies_of_release  # pylint: disable=wrong-import-position
+
 SOURCE = pathlib.Path(__file__).resolve().parents[1]
 FENCED = re.compile(r'^```text\n(.*?)^```$', re.M | re.S)
 # Lines indented as code, and code within the text.
 CODE = re.compile(r'((?:^ {4}.*\n)+)|`([^`]+)`', re.M)
 COMMAND = re.compile(r'(?:\./|build/release/wcsp)')
-COMPILER = """#!/bin/bash
-for word; do
-  case $last in -o) made=$word ;; -MF) rules=$word ;; esac
-  last=$word
-done
-if [[ -f "{build}/$made" ]]; then
-  mkdir -p "$(dirname "$made")"
-  cp "{build}/$made" "$made"
-  [[ -z $rules ]] || echo "$made:" >"$rules"
-else
-  exec {compiler} "$@" -w
-fi
-"""
 LAST = {'./manual': './manual', './test': './test -N'}
 
 
@@ -74,10 +64,7 @@ def main():
         clone(folder)
         for model in ('talks.model', 'my.model'):
             (folder / model).write_text(FENCED.search(readme)[1], 'utf-8')
-        (folder.parent / 'g++').write_text(COMPILER.format(
-            build=SOURCE / 'build/release', compiler=shutil.which('g++')), 'utf-8')
-        (folder.parent / 'g++').chmod(0o755)
-        environment['PATH'] = f'{folder.parent}:{environment["PATH"]}'
+        environment |= copies_of_release(folder.parent)
         for line in first + last:
             done = subprocess.run(['bash', '-c', line], cwd=folder, env=environment, check=False,
                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,

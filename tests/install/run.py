@@ -18,8 +18,9 @@ import sys
 import tempfile
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(SOURCE / 'tests'))
+sys.path[:0] = [str(SOURCE / 'tests'), str(SOURCE / 'tests/shared')]
 import docs_test  # pylint: disable=wrong-import-position
+from compiler import copies_of_release  # pylint: disable=wrong-import-position
 
 HIDDEN = ('RealWcsp', 'Tabulist', 'LabelIndex', 'BoundedSum', 'IdLists',
           'handler')
@@ -159,8 +160,9 @@ def main():
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         prefix, build = folder / 'prefix', folder / 'build'
-        run('cmake', '--preset', 'package', '-B', build, cwd=SOURCE)
-        run('cmake', '--build', build, '-j', '2')
+        environment = os.environ | copies_of_release(folder)
+        run('cmake', '--preset', 'package', '-B', build, cwd=SOURCE, env=environment)
+        run('cmake', '--build', build, '-j', '2', env=environment)
         run('cmake', '--install', build, '--prefix', prefix)
         version = re.search(r'project\(wcsp VERSION (\S+)', (
             SOURCE / 'CMakeLists.txt').read_text('utf-8'))[1]

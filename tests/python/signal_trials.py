@@ -146,7 +146,7 @@ class Trials:
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
-    parser.add_argument("--count", type=int, default=40)
+    parser.add_argument("--count", type=int, default=25)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--polishing", type=float, default=0.3,
                         help="share of the trials that polish")
