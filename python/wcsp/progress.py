@@ -40,6 +40,11 @@ class Line:
             self._last = now
             self._write(self._text(now, running, best))
 
+    def make_way(self) -> None:
+        """Clears the line of a terminal for output of the caller."""
+        if self._is_shown and not self._is_notebook:
+            self._write("")
+
     def end(self) -> None:
         """Removes the line of a terminal; the one of a notebook stays."""
         if self._is_shown:

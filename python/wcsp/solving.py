@@ -244,6 +244,7 @@ class _Race:
                 scale = self.asked.model.scale
                 soft = shortest(Fraction(point.soft) / scale)
                 news = Progress(search.seed, point.hard, soft, point.time)
+                self.line.make_way()
                 self.signals.window(partial(self.asked.on_improve, news))
 
     def explain(self) -> None:
