@@ -158,8 +158,8 @@ def courses(count=40, rooms=6, days=5, hours=6):
         large = [name for c in range(0, count, 4) for name in lectures[c]]
         model.linear("large_%s" % slot, HARD, [(1, name, slot) for name in large], "<=", 2)
     for k in range(22):
-        chosen = draw.sample(range(count), 5)
-        mine = [name for c in chosen for name in lectures[c]]
+        courses = draw.sample(range(count), 5)
+        mine = [name for c in courses for name in lectures[c]]
         model.all_different("curriculum_%d" % k, HARD, mine)
         for d in range(days):
             for h in range(hours):

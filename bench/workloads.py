@@ -219,9 +219,9 @@ def sat(variables, seed):
         model.variable(name, ["false", "true"])
     clauses = [[(v, signs >> v & 1) for v in range(3)] for signs in range(8)]
     while len(clauses) < variables * 46 // 10:
-        chosen = {draw.below(variables) for _ in range(3)}
-        if len(chosen) == 3:
-            clauses.append([(v, draw.below(2)) for v in sorted(chosen)])
+        three = {draw.below(variables) for _ in range(3)}
+        if len(three) == 3:
+            clauses.append([(v, draw.below(2)) for v in sorted(three)])
     for number, clause in enumerate(clauses):
         model.linear("clause_%d" % number, draw.between(1, 10),
                      [(1, names[v], "true" if sign else "false")

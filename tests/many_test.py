@@ -168,7 +168,7 @@ def ends():
     expect("target", (status, re.findall(r"^penalty: (0/\d+)", out, re.M)), (0, ["0/9"]))
     began = time.monotonic()
     status, out, errors = many("m.model", "--dir", "c", "--target", "0", "--each", "60", "--jobs",
-                               "2", "--seeds", "1-3", "--time", "3")
+                               "2", "--seeds", "1-3", "--time", "4")
     expect(f"clock: {errors}", (status, time.monotonic() - began < 8,
                                 {r["ended by"] for r in records("c").values()}),
            (0, True, {"time"}))
@@ -181,7 +181,7 @@ def ends():
     process.communicate(timeout=20)
     expect("stopped", (process.returncode, len(records("s"))), (5, 2))
     status, _, errors = many("m.model", "--dir", "r", "--target", "0", "--each", "0.3", "--seeds",
-                             "1-2", "--jobs", "2", "--time", "4", "--restart", "--from-best")
+                             "1-2", "--jobs", "2", "--time", "6", "--restart", "--from-best")
     runs = records("r")
     expect(f"restart: {errors}", (status, len(runs) > 3,
                                   {r["from"] for r in runs.values()}), (0, True, {"", "best"}))

@@ -17,9 +17,9 @@ import sys
 import tempfile
 
 sys.dont_write_bytecode = True
-from plain import compare  # noqa: E402
+from shared import random_models  # noqa: E402
 
-INF = compare.INF
+INF = random_models.INF
 TOKEN = re.compile(rb"[+-]\d+|(?:[\x81-\x9f\xe0-\xfc][\s\S]|[0-9A-Za-z_\[\]@])+|\S")
 STEMS = {"name": [b"n", b"[_", b"\x83\x5c", b"\xe0,@"], "value": [b"v", b"", b"-", b"+", b"\x81#"]}
 TERM = {b"linear": 6, b"quadratic": 11, b"alldiff": 1}  # tokens
@@ -116,7 +116,7 @@ def run(program, text, *args):
     done = subprocess.run([program, *map(str, args)], input=text, capture_output=True, timeout=60)
     if done.returncode not in (0, 255) or done.stderr:
         sys.exit(f"status {done.returncode} on:\n{text!r}\n{args}\n{done.stderr!r}")
-    return compare.TIMES.sub(b"T(s)", done.stdout)
+    return random_models.TIMES.sub(b"T(s)", done.stdout)
 
 
 def renewed(output, numVariables, renamed):
@@ -134,8 +134,8 @@ def renewed(output, numVariables, renamed):
 
 def check_same(program, rng, report):
     """A disguised model, and a report fed back."""
-    make = rng.choice([compare.any_model, compare.tight_model, compare.dead_end_model,
-                       compare.overflow_model])
+    make = rng.choice([random_models.any_model, random_models.tight_model, random_models.dead_end_model,
+                       random_models.overflow_model])
     model = make(rng)
     if not model.names:  # no search
         return None
@@ -158,7 +158,7 @@ def check_same(program, rng, report):
 
 
 def check_optimum(program, rng, tally):
-    model = compare.Model(rng, rng.randint(2, 5), rng.randint(2, 4), rng.randint(2, 12))
+    model = random_models.Model(rng, rng.randint(2, 5), rng.randint(2, 4), rng.randint(2, 12))
     totals = Parsed(model).totals()
     text = b"\n".join(line for line in model.lines if not line.startswith(b"target"))
     for seed in (1, 2, 3):

@@ -34,16 +34,16 @@ def main():
     committees = ["%s_%s" % (faculty, board)
                   for faculty in FACULTIES for board in BOARDS]
     # A hidden timetable: members are drawn so that theirs never clash in it.
-    hidden = {committee: place % len(HOURS) for place, committee
+    hidden = {committee: index % len(HOURS) for index, committee
               in enumerate(draw.shuffled(committees))}
     pairs = set()
     for member in range(MEMBERS):
         seats = len(HOURS) if member == 0 else SEATS
-        chosen = {}
+        members = {}
         for committee in draw.shuffled(committees):
-            if len(chosen) < seats:
-                chosen.setdefault(hidden[committee], committee)
-        pairs |= {(a, b) for a in chosen.values() for b in chosen.values()
+            if len(members) < seats:
+                members.setdefault(hidden[committee], committee)
+        pairs |= {(a, b) for a in members.values() for b in members.values()
                   if a < b}
 
     m = Model(COMMENT % (len(committees), len(HOURS), len(pairs), len(HOURS)))

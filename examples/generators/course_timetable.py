@@ -64,10 +64,10 @@ def main():
     m.section("When and where each lesson is.")
     at = {lesson[0]: m.variable(lesson[0], places) for lesson in lessons}
 
-    def during(chosen, times):
-        """How many of the chosen lessons are in some periods."""
+    def during(taught, times):
+        """How many of some lessons are in some periods."""
         return total(at[lesson[0]].isin((period, room) for period in times for room in ROOMS)
-                     for lesson in chosen)
+                     for lesson in taught)
 
     def inside(lesson, rooms):
         return at[lesson].isin((period, room) for period in periods for room in rooms)
@@ -82,20 +82,20 @@ def main():
     for field, what in (2, "teacher"), (3, "class"):
         m.section("Hard: a %s is at one place at a time." % what)
         for who in sorted({lesson[field] for lesson in lessons}):
-            chosen = [lesson for lesson in lessons if lesson[field] == who]
+            taught = [lesson for lesson in lessons if lesson[field] == who]
             for period in periods:
-                m.add(during(chosen, [period]) <= 1, name=(who, period))
+                m.add(during(taught, [period]) <= 1, name=(who, period))
     m.section("Soft: the lessons of a course on different days.")
     for course in sorted({lesson[1] for lesson in lessons}):
-        chosen = [lesson for lesson in lessons if lesson[1] == course]
-        if len(chosen) > 1:
+        taught = [lesson for lesson in lessons if lesson[1] == course]
+        if len(taught) > 1:
             for day in DAYS:
-                m.add(during(chosen, [day + p for p in PERIODS]) <= 1, 4, ("spread", course, day))
+                m.add(during(taught, [day + p for p in PERIODS]) <= 1, 4, ("spread", course, day))
     m.section("Soft: a free period a day for every class.")
     for group in sorted({lesson[3] for lesson in lessons}):
-        chosen = [lesson for lesson in lessons if lesson[3] == group]
+        taught = [lesson for lesson in lessons if lesson[3] == group]
         for day in DAYS:
-            m.add(during(chosen, [day + p for p in PERIODS]) <= 2, 2, ("free", group, day))
+            m.add(during(taught, [day + p for p in PERIODS]) <= 2, 2, ("free", group, day))
     m.section("Soft: no room of more than twice the size.")
     for name, _, _, _, students in lessons:
         large = [room for room, size in ROOMS.items() if size > 2 * students]
@@ -103,9 +103,9 @@ def main():
             m.add(inside(name, large) <= 0, 1, ("waste", name))
     m.section("Soft: days that do not suit a teacher.")
     for teacher in sorted({lesson[2] for lesson in lessons}):
-        chosen = [lesson for lesson in lessons if lesson[2] == teacher]
+        taught = [lesson for lesson in lessons if lesson[2] == teacher]
         for day in draw.sample(DAYS, 2):
-            m.add(during(chosen, [day + p for p in PERIODS]) <= 0, 2, ("wish", teacher, day))
+            m.add(during(taught, [day + p for p in PERIODS]) <= 0, 2, ("wish", teacher, day))
     print(m.text(), end="")
 
 

@@ -36,13 +36,13 @@ Best known penalty: 0/%d. Proved optimal by the MIP solver cbc. The run ends
 def main():
     draw = Draw(9)
     channels = range(1, CHANNELS + 1)
-    place = {mast: (draw.below(100), draw.below(100)) for mast in MASTS}
+    position = {mast: (draw.below(100), draw.below(100)) for mast in MASTS}
     m = Model(COMMENT % (len(MASTS), NEAR, MIDDLE, OPTIMUM), OPTIMUM)
     m.section("The channel of each mast.")
     at = {mast: m.variable(mast, channels) for mast in MASTS}
     m.section("Interference, by distance.")
     for a, b in combinations(MASTS, 2):
-        square = sum((x - y) ** 2 for x, y in zip(place[a], place[b]))
+        square = sum((x - y) ** 2 for x, y in zip(position[a], position[b]))
         if square < NEAR ** 2:
             m.add(total((at[a] == x) * (at[b] == y) for x in channels for y in channels
                         if abs(x - y) < 2) <= 0, name=("near", a, b))

@@ -30,8 +30,8 @@ def main():
     for what, sign in ("rising", -1), ("falling", 1):
         m.section("Hard: at most one queen on each %s diagonal." % what)
         for number in range(-SIZE, 2 * SIZE + 1):
-            cells = [(queen, row) for place, queen in enumerate(queens, 1)
-                     for row in rows if row + sign * place == number]
+            cells = [(queen, row) for column, queen in enumerate(queens, 1)
+                     for row in rows if row + sign * column == number]
             if len(cells) > 1:
                 m.add(total(queen == row for queen, row in cells) <= 1,
                       name="%s_%s_%s" % (what, cells[0][0].name[-1], cells[0][1]))

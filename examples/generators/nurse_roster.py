@@ -97,8 +97,8 @@ and late 1 today; early counts 2 and late 1 tomorrow; at most 2 are allowed.""")
                           for day in days[7 * week:7 * week + 7]], ">=", 2)
 
     model.section("Soft: days off by contract, one more or less is fine.")
-    for place, name in enumerate(names):
-        off = len(days) - (FULL_TIME if place % 2 == 0 else PART_TIME)
+    for index, name in enumerate(names):
+        off = len(days) - (FULL_TIME if index % 2 == 0 else PART_TIME)
         terms = [(1, "%s_%s" % (name, day), "off") for day in days]
         model.linear("underworked_" + name, 5, terms, "<=", off + 1)
         model.linear("overworked_" + name, 10, terms, ">=", off - 1)

@@ -33,8 +33,8 @@ Best known penalty: 0/46. Not proved; every one of three seeds reaches it,
 def main():
     draw = Draw(5)
     students = ["s%02d" % s for s in range(1, STUDENTS + 1)]
-    crowd = [topic for place, topic in enumerate(draw.shuffled(TOPICS))
-             for _ in range(1 + 24 // (place + 1))]
+    crowd = [topic for rank, topic in enumerate(draw.shuffled(TOPICS))
+             for _ in range(1 + 24 // (rank + 1))]
     m = Model(COMMENT % (
         STUDENTS, len(TOPICS), LEAST, MOST, len(COSTS),
         ", ".join(map(str, COSTS)), OTHER_COST), 46)
@@ -44,9 +44,9 @@ def main():
 
     m.section("Hard: a topic that runs has %d to %d students." % (LEAST, MOST))
     for topic in TOPICS:
-        chosen = total(at[student] == topic for student in students)
-        m.add(chosen - LEAST * (runs[topic] == "on") >= 0, name=("enough", topic))
-        m.add(chosen - MOST * (runs[topic] == "on") <= 0, name=("room", topic))
+        number = total(at[student] == topic for student in students)
+        m.add(number - LEAST * (runs[topic] == "on") >= 0, name=("enough", topic))
+        m.add(number - MOST * (runs[topic] == "on") <= 0, name=("room", topic))
 
     m.section("Soft: what each student has ranked.")
     for student in students:

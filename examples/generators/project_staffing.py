@@ -33,8 +33,8 @@ Best known penalty: 0/%d. Proved optimal by the MIP solver cbc. The run ends
 
 def main():
     draw = Draw(11)
-    skill = {name: SKILLS[(0, 0, 1, 2, 0, 1, 2)[place % 7]]
-             for place, name in enumerate(PEOPLE)}
+    skill = {name: SKILLS[(0, 0, 1, 2, 0, 1, 2)[index % 7]]
+             for index, name in enumerate(PEOPLE)}
     m = Model(COMMENT % (len(PEOPLE), len(PROJECTS), TEAM, OPTIMUM), OPTIMUM)
     m.section("Who works in which project.")
     at = {name: m.variable(name, PROJECTS) for name in PEOPLE}

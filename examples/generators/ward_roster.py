@@ -93,10 +93,10 @@ class Roster:
 
     def cover(self):
         self.model.section("Hard: two seniors in every shift. Soft: enough nurses.")
-        for place, d in enumerate(DAYS):
+        for index, d in enumerate(DAYS):
             for s in WORK:
                 on = [self.shift[n, d] == s for n in NAMES]
-                need = NEED[s][place % 7 >= 5]
+                need = NEED[s][index % 7 >= 5]
                 self.model.add(total(on[:SENIORS]) >= 2, name=("seniors", d, s))
                 self.model.add(total(on) >= need, weight=30, name=("need", d, s))
                 self.model.add(total(on) <= need + 1, weight=4, name=("many", d, s))
@@ -129,8 +129,8 @@ class Roster:
 
     def hours(self):
         self.model.section("Soft: the number of shifts, nights in pairs and not many of them.")
-        for place, n in enumerate(NAMES):
-            low, high = PART_TIME if place % 4 == 3 else FULL_TIME
+        for index, n in enumerate(NAMES):
+            low, high = PART_TIME if index % 4 == 3 else FULL_TIME
             worked = total(self.works(n, day) for day in range(len(DAYS)))
             self.model.add(worked >= low, weight=10, name=("under", n))
             self.model.add(worked <= high, weight=10, name=("over", n))

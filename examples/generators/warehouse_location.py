@@ -32,14 +32,14 @@ Best known penalty: 0/%d. Proved optimal by the MIP solver cbc. The run ends
 def main():
     draw = Draw(2)
     m = Model(COMMENT % (len(SITES), len(SHOPS), OPTIMUM), OPTIMUM)
-    place = {name: (draw.below(100), draw.below(100))
+    position = {name: (draw.below(100), draw.below(100))
              for name in SITES + SHOPS}
     demand = {shop: draw.between(2, 9) for shop in SHOPS}
     capacity = {site: draw.between(30, 50) for site in SITES}
     rent = {site: draw.between(250, 400) for site in SITES}
 
     def cost(shop, site):
-        distance = sum(abs(a - b) for a, b in zip(place[shop], place[site]))
+        distance = sum(abs(a - b) for a, b in zip(position[shop], position[site]))
         return demand[shop] * distance // 5
 
     m.section("Which warehouses open.")

@@ -36,8 +36,8 @@ def main():
               for family in FAMILIES for first in FIRST_NAMES]
     couples = [(guests[i], guests[i + 1]) for i in range(0, len(guests), 2)]
     tables = ["t%d" % t for t in range(1, TABLES + 1)]
-    hidden = {guest: place * 2 // SEATS
-              for place, couple in enumerate(draw.shuffled(couples))
+    hidden = {guest: index * 2 // SEATS
+              for index, couple in enumerate(draw.shuffled(couples))
               for guest in couple}
 
     friends, quarrels = {}, set()
