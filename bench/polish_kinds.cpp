@@ -33,8 +33,8 @@ int main(int argc, char** argv) {
   polish::Polisher polisher(model, grids, std::strtoul(argv[3], nullptr, 10),
                             argv[4]);
   double const limit = cpuSeconds() + std::strtod(argv[2], nullptr);
-  constexpr unsigned firstIterations = 100000;
-  polisher.setSolution(polisher.search(firstIterations));
+  polisher.setSolution(polisher.begin());
+  polisher.search();
   polish::writeProgress(std::cout, polisher.solution(), 0.0, 0);
   for (std::uint64_t step = 1; cpuSeconds() < limit; ++step) {
     if (polisher.step()) {

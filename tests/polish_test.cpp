@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <memory>
 #include <numeric>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -41,7 +42,7 @@ bool advance(Model const& model, polish::Part const& free,
   return false;
 }
 
-/// By the definition of a sum between two bounds.
+/// By the definitions of a sum between two bounds and of an all-different.
 Penalty penaltyOf(ReducedModel const& reduced, Assignment const& values) {
   Penalty penalty;
   for (auto const& constraint : reduced.constraints) {
@@ -60,6 +61,10 @@ Penalty penaltyOf(ReducedModel const& reduced, Assignment const& values) {
       violation = std::max<Int128>(violation, constraint.lower - sum);
     }
     violation = std::min<Int128>(violation, check::inf);
+    std::set<unsigned> taken;
+    for (unsigned const v : constraint.different) {
+      violation += taken.insert(values[v]).second ? 0 : 1;
+    }
     if (constraint.weight == check::inf) {
       penalty.hard += violation;
     } else {

@@ -10,7 +10,6 @@ constexpr std::uint64_t firstScore = 4000;
 constexpr std::uint64_t floorScore = 100;
 constexpr std::uint64_t unit = 100000;  // iterations
 constexpr std::size_t smallest = 4;     // variables
-constexpr unsigned patience = 5;        // uses without a gain
 
 }  // namespace
 
@@ -32,17 +31,15 @@ std::size_t Choice::next(Draw& draw) const {
   return draw.weighted(weights);
 }
 
-void Choice::note(std::size_t number, std::uint64_t gain,
+void Choice::note(std::size_t number, Outcome outcome, std::uint64_t gain,
                   std::uint64_t numIterations) {
   Arm& arm = arms[number];
   arm.score =
       arm.score / 2 + gain * unit / std::max<std::uint64_t>(numIterations, 1);
-  if (gain > 0) {
-    arm.size = std::min(arm.size * 13 / 10, largest);
-    arm.numFailed = 0;
-  } else if (++arm.numFailed == patience) {
-    arm.size = std::min(std::max(arm.size * 9 / 10, smallest), largest);
-    arm.numFailed = 0;
+  if (outcome == equal) {
+    arm.size = std::min(arm.size * 13 / 10 + 1, largest);
+  } else if (outcome == worse) {
+    arm.size = std::max(arm.size * 9 / 10, std::min(smallest, largest));
   }
 }
 

@@ -1,6 +1,8 @@
 // Which kind of neighbourhood comes next, and how large it is.
 //
-// Each kind stands twice, begun small and begun large. A score is halved at
+// Each kind stands twice, begun small and begun large. A part that comes back
+// equal is easy for the search and grows, one that comes back worse is too hard
+// and shrinks. A score is halved at
 // each use and raised by what the step has gained per 100,000 iterations; the
 // draw is in proportion to the score plus a floor. All in integers, so that
 // every processor draws the same.
@@ -23,7 +25,6 @@ class Choice {
     PartKind kind;
     std::size_t size;
     std::uint64_t score;
-    unsigned numFailed = 0;  // uses in a row that have gained nothing
   };
 
   // Sizes from `least` to `most` to begin with, never above `numVariables`.
@@ -35,8 +36,11 @@ class Choice {
 
   Arm const& operator[](std::size_t arm) const { return arms[arm]; }
 
+  enum Outcome { better, equal, worse };
+
   // Takes note of a step: `gain` in millionths of the penalty there was.
-  void note(std::size_t arm, std::uint64_t gain, std::uint64_t numIterations);
+  void note(std::size_t arm, Outcome outcome, std::uint64_t gain,
+            std::uint64_t numIterations);
 
  private:
   std::size_t largest;

@@ -48,7 +48,6 @@ enum Status { success = 0, wrongReport = 1, noReport = 3 };
 const std::chrono::steady_clock::time_point programStart =
     std::chrono::steady_clock::now();
 
-constexpr unsigned firstIterations = 100000;
 constexpr double longest = 1e9;  // seconds
 constexpr unsigned mostJobs = 1024;
 
@@ -245,9 +244,9 @@ void polishAlone(Options const& options, check::Model const& model,
 
 void polishTogether(Options const& options, check::Model const& model,
                     Display& display, check::Grids const& grids,
-                    Solution& best) {
+                    bool searchesFirst, Solution& best) {
   polish::Team team(model, options.numJobs, best, options.maxSteps,
-                    [&](unsigned worker) {
+                    searchesFirst, [&](unsigned worker) {
                       return Polisher(model, grids, options.seed + worker);
                     });
   constexpr double pause = 0.05;  // seconds
@@ -320,8 +319,9 @@ void run(Options const& options) {
   // Until here a signal ends the program: there is nothing to lose.
   const Signals signals;
   Polisher polisher(model, grids, options.seed);
-  if (!best) {
-    best = polisher.search(firstIterations);
+  bool const searchesFirst = !best;
+  if (searchesFirst) {
+    best = polisher.begin();
   }
   display.improved(*best, 0);
   std::string failure;
@@ -329,9 +329,12 @@ void run(Options const& options) {
     Signals::startTimer(display.secondsLeft());
     try {
       if (options.numJobs > 1) {
-        polishTogether(options, model, display, grids, *best);
+        polishTogether(options, model, display, grids, searchesFirst, *best);
       } else {
         polisher.setSolution(*best);
+        if (searchesFirst && !isDone(model, *best) && polisher.search()) {
+          display.improved(polisher.solution(), 0);
+        }
         polishAlone(options, model, display, polisher);
       }
     } catch (std::bad_alloc const&) {

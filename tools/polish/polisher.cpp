@@ -28,10 +28,23 @@ Sizes firstSizes(check::Model const& model, std::size_t numVariables) {
                                                      : numSingle) +=
         constraint.terms.size() + constraint.variables.size();
   }
-  Sizes sizes = numProducts > numSingle ? Sizes{7, 30} : Sizes{100, 220};
+  Sizes sizes = numProducts > numSingle ? Sizes{7, 30} : Sizes{100, 400};
   sizes.least = std::min(sizes.least, numVariables / 4 + 1);
-  sizes.most = std::min(sizes.most, numVariables / 2 + 1);
+  sizes.most = std::min(sizes.most, numVariables * 3 / 4 + 1);
   return sizes;
+}
+
+// How many iterations without an improvement end the search of the whole model.
+// An iteration takes longer the more terms there are.
+unsigned stuckAfter(check::Model const& model) {
+  constexpr std::uint64_t least = 50000;
+  constexpr std::uint64_t most = 400000;
+  constexpr std::uint64_t work = 12000000000;
+  std::uint64_t numTerms = 1;
+  for (check::Constraint const& constraint : model.constraints) {
+    numTerms += constraint.terms.size() + constraint.variables.size();
+  }
+  return static_cast<unsigned>(std::clamp(work / numTerms, least, most));
 }
 
 // 100,000 for 150 variables.
@@ -71,10 +84,12 @@ Polisher::Polisher(check::Model const& itsModel, check::Grids const& grids,
       draw(seed) {}
 
 std::vector<unsigned> Polisher::solve(ReducedModel const& reduced,
-                                      unsigned numIterations) {
+                                      unsigned numIterations,
+                                      unsigned maxUnimproved) {
   const std::unique_ptr<Wcsp> solver = reduced.makeSolver();
   solver->setRandomSeed(static_cast<int>(1 + draw.below(2147483646)));
   solver->setMaxIteration(numIterations);
+  solver->setMaxIterationUnimproved(maxUnimproved);
   // No clock may end a step: it would not repeat.
   solver->setMaxCpuTime(std::numeric_limits<double>::infinity());
   try {
@@ -90,14 +105,30 @@ std::vector<unsigned> Polisher::solve(ReducedModel const& reduced,
   return values;
 }
 
-Solution Polisher::search(unsigned numIterations) {
+Solution Polisher::searchWhole(unsigned numIterations, unsigned maxUnimproved) {
   Assignment zeros(model.variables.size(), 0);
   Part all(model.variables.size());
   std::iota(all.begin(), all.end(), 0U);
   // Nothing is fixed, so every bound fits as it did in the model.
-  Assignment found = solve(reducer.reduce(zeros, all).value(), numIterations);
+  Assignment found =
+      solve(reducer.reduce(zeros, all).value(), numIterations, maxUnimproved);
   check::Evaluation evaluation = evaluate(model, found);
   return {std::move(found), std::move(evaluation)};
+}
+
+Solution Polisher::begin() {
+  constexpr unsigned numIterations = 10000;
+  return searchWhole(numIterations, numIterations);
+}
+
+bool Polisher::search() {
+  unsigned const stuck = stuckAfter(model);
+  Solution found = searchWhole(5 * stuck, stuck);
+  bool const isBetter = found.isBetterThan(current);
+  if (isBetter) {
+    current = std::move(found);
+  }
+  return isBetter;
 }
 
 bool Polisher::step() {
@@ -109,11 +140,12 @@ bool Polisher::step() {
   auto const reduced = reducer.reduce(current.assignment, part);
   if (part.empty() || !reduced) {
     skipped += part.empty() ? 0U : 1U;
-    choice.note(arm, 0, 1);
+    choice.note(arm, Choice::worse, 0, 1);
     return false;
   }
   unsigned const numIterations = iterationsFor(part.size(), mostIterations);
-  const std::vector<unsigned> values = solve(*reduced, numIterations);
+  const std::vector<unsigned> values =
+      solve(*reduced, numIterations, numIterations);
   if (interrupted) {
     return false;
   }
@@ -123,11 +155,14 @@ bool Polisher::step() {
   }
   next.evaluation = evaluate(model, next.assignment);
   bool const isBetter = next.isBetterThan(current);
-  choice.note(
-      arm,
-      isBetter ? gainOf(current.evaluation, next.evaluation) : std::uint64_t{0},
-      numIterations);
-  if (!current.isBetterThan(next)) {
+  bool const isWorse = current.isBetterThan(next);
+  choice.note(arm,
+              isBetter  ? Choice::better
+              : isWorse ? Choice::worse
+                        : Choice::equal,
+              isBetter ? gainOf(current.evaluation, next.evaluation) : 0,
+              numIterations);
+  if (!isWorse) {
     current = std::move(next);
   }
   return isBetter;

@@ -36,8 +36,13 @@ class Polisher {
   Polisher(check::Model const& itsModel, check::Grids const& grids,
            std::uint64_t seed, std::string const& unusedKind = "");
 
-  // Searches the whole model from a random start. SIGINT ends it early.
-  Solution search(unsigned numIterations);
+  // Searches the whole model from a random start, shortly. SIGINT ends it
+  // early.
+  Solution begin();
+
+  // Searches the whole model from a random start until it is stuck, and takes
+  // what it finds if that is better: then the answer is true.
+  bool search();
 
   // The most iterations of a step.
   void limitIterations(unsigned most) { mostIterations = most; }
@@ -77,7 +82,8 @@ class Polisher {
   unsigned mostIterations = 400000;
 
   std::vector<unsigned> solve(ReducedModel const& reduced,
-                              unsigned numIterations);
+                              unsigned numIterations, unsigned maxUnimproved);
+  Solution searchWhole(unsigned numIterations, unsigned maxUnimproved);
 };
 
 }  // namespace polish

@@ -5,6 +5,7 @@
 #include <tuple>
 #include <utility>
 
+#include "constraints/wcsp_alldiff.h"
 #include "constraints/wcsp_linear.h"
 #include "constraints/wcsp_quadratic.h"
 
@@ -122,6 +123,10 @@ class Collector {
     constraint.lower = static_cast<int>(draft.lower.value_or(-check::inf));
     constraint.upper = static_cast<int>(draft.upper.value_or(check::inf));
     constraint.terms = std::move(draft.terms);
+    add(std::move(constraint));
+  }
+
+  void add(Constraint constraint) {
     if (constraint.weight == check::inf || !mergeInto(constraint)) {
       model.constraints.push_back(std::move(constraint));
     }
@@ -139,6 +144,8 @@ class Collector {
                      {term.coefficient, term.label1.variable, term.label1.value,
                       term.label2.variable, term.label2.value});
     }
+    content.insert(content.end(), constraint.different.begin(),
+                   constraint.different.end());
     auto const [entry, isNew] =
         numbers.try_emplace(std::move(content), model.constraints.size());
     if (isNew) {
@@ -192,14 +199,27 @@ Draft substitute(check::Constraint const& constraint,
   return draft;
 }
 
-// One constraint for each value number: at most one variable takes it, and no
-// free one if a fixed one does.
+// With a fixed variable, one constraint for each value number: at most one
+// variable takes it, and no free one if a fixed one does.
 void addAlldiff(Collector& collector, check::Model const& model,
                 check::Constraint const& constraint,
                 Assignment const& assignment,
                 std::vector<unsigned> const& positions) {
-  std::map<unsigned, Draft> drafts;  // by value number
   const std::vector<unsigned> variables = scopeOf(constraint);
+  Constraint whole;
+  for (unsigned const v : variables) {
+    if (positions[v] != notFree) {
+      whole.different.push_back(positions[v]);
+    }
+  }
+  if (whole.different.size() == variables.size()) {
+    whole.weight = constraint.weight;
+    if (variables.size() > 1) {
+      collector.add(std::move(whole));
+    }
+    return;
+  }
+  std::map<unsigned, Draft> drafts;  // by value number
   for (unsigned const v : variables) {
     for (unsigned a = 0; positions[v] != notFree && a < model.values[v].size();
          ++a) {
@@ -236,8 +256,13 @@ std::unique_ptr<Wcsp> ReducedModel::makeSolver() const {
   std::vector<unsigned> sizes = numValues;
   solver->initialize(static_cast<unsigned>(sizes.size()), sizes);
   for (Constraint const& constraint : constraints) {
-    if (std::all_of(constraint.terms.begin(), constraint.terms.end(),
-                    [](Term const& term) { return term.isSingle(); })) {
+    if (!constraint.different.empty()) {
+      auto* alldiff = new WcspAlldiff(solver.get(), constraint.weight);
+      for (unsigned const variable : constraint.different) {
+        alldiff->variables.push_back(variable);
+      }
+    } else if (std::all_of(constraint.terms.begin(), constraint.terms.end(),
+                           [](Term const& term) { return term.isSingle(); })) {
       auto* linear = makeConstraint<WcspLinear>(*solver, constraint);
       for (auto const& [coefficient, label, same] : constraint.terms) {
         linear->terms.push_back({coefficient, label.variable, label.value});

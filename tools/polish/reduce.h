@@ -38,6 +38,8 @@ struct Constraint {
   int upper = check::inf;   // inf: no bound
   // Sorted by their labels, no two with the same ones, no coefficient 0.
   std::vector<Term> terms;
+  // Of an all-different, ascending; it has no terms and no bounds.
+  std::vector<unsigned> different;
 };
 
 struct ReducedModel {

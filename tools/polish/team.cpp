@@ -61,7 +61,7 @@ unsigned* Team::cells() const {
 }
 
 Team::Team(check::Model const& itsModel, unsigned numWorkers,
-           Solution const& start, std::uint64_t maxSteps,
+           Solution const& start, std::uint64_t maxSteps, bool searchesFirst,
            std::function<Polisher(unsigned)> const& make)
     : model(itsModel),
       size(sizeof(Board) + start.assignment.size() * sizeof(unsigned)) {
@@ -91,7 +91,7 @@ Team::Team(check::Model const& itsModel, unsigned numWorkers,
         _exit(EXIT_FAILURE);
       }
       try {
-        work(make(i), start, maxSteps);
+        work(make(i), start, maxSteps, searchesFirst);
       } catch (...) {
         _exit(EXIT_FAILURE);
       }
@@ -130,13 +130,14 @@ bool Team::share(std::uint64_t& version, Assignment const& assignment) {
   return true;
 }
 
-// What a dying process has half written is still an assignment, so whoever
-// takes it evaluates it.
-void Team::work(Polisher polisher, Solution const& start,
-                std::uint64_t maxSteps) {
+void Team::work(Polisher polisher, Solution start, std::uint64_t maxSteps,
+                bool searchesFirst) {
   polisher.setSolution(start);
-  Solution shared = start;
   std::uint64_t version = 0;
+  if (searchesFirst) {
+    polisher.search();
+    exchange(polisher, start, version);
+  }
   while (board->begun.fetch_add(1) < maxSteps) {
     std::uint64_t const skipped = polisher.numSkipped();
     polisher.step();
@@ -144,28 +145,35 @@ void Team::work(Polisher polisher, Solution const& start,
     board->kind = polisher.kind();
     board->partSize = polisher.size();
     ++board->finished;
-    for (;;) {
-      if (take(version, shared.assignment)) {
-        shared.evaluation = evaluate(model, shared.assignment);
-        if (shared.isBetterThan(polisher.solution())) {
-          polisher.setSolution(shared);
-        }
-      }
-      if (!polisher.solution().isBetterThan(shared)) {
-        break;
-      }
-      if (share(version, polisher.solution().assignment)) {
-        shared = polisher.solution();
-        char const sign = 1;
-        // A full pipe holds news enough.
-        if (write(news[1], &sign, 1) < 0 && errno != EAGAIN) {
-          _exit(EXIT_FAILURE);
-        }
-        break;
-      }
-    }
+    exchange(polisher, start, version);
   }
   _exit(EXIT_SUCCESS);
+}
+
+// What a dying process has half written is still an assignment, so whoever
+// takes it evaluates it.
+void Team::exchange(Polisher& polisher, Solution& shared,
+                    std::uint64_t& version) {
+  for (;;) {
+    if (take(version, shared.assignment)) {
+      shared.evaluation = evaluate(model, shared.assignment);
+      if (shared.isBetterThan(polisher.solution())) {
+        polisher.setSolution(shared);
+      }
+    }
+    if (!polisher.solution().isBetterThan(shared)) {
+      return;
+    }
+    if (share(version, polisher.solution().assignment)) {
+      shared = polisher.solution();
+      char const sign = 1;
+      // A full pipe holds news enough.
+      if (write(news[1], &sign, 1) < 0 && errno != EAGAIN) {
+        _exit(EXIT_FAILURE);
+      }
+      return;
+    }
+  }
 }
 
 bool Team::wait(double seconds, Assignment& best) {

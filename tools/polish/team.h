@@ -16,10 +16,12 @@ namespace polish {
 class Team {
  public:
   // Starts the processes; each makes its polisher by `make`, with a number from
-  // 0 on. They stop after `maxSteps` steps in all, and end with this process,
-  // however it ends. Throws std::system_error if they cannot be started.
+  // 0 on, and may search the whole model before its steps. They stop after
+  // `maxSteps` steps in all, and end with this process, however it ends. Throws
+  // std::system_error if they cannot be started.
   Team(check::Model const& itsModel, unsigned numWorkers, Solution const& start,
-       std::uint64_t maxSteps, std::function<Polisher(unsigned)> const& make);
+       std::uint64_t maxSteps, bool searchesFirst,
+       std::function<Polisher(unsigned)> const& make);
   ~Team();
   Team(Team const&) = delete;
   Team& operator=(Team const&) = delete;
@@ -53,8 +55,10 @@ class Team {
   unsigned lost = 0;
 
   unsigned* cells() const;
-  [[noreturn]] void work(Polisher polisher, Solution const& start,
-                         std::uint64_t maxSteps);
+  [[noreturn]] void work(Polisher polisher, Solution start,
+                         std::uint64_t maxSteps, bool searchesFirst);
+  // Takes the shared solution or shares that of the polisher, the better one.
+  void exchange(Polisher& polisher, Solution& shared, std::uint64_t& version);
   // Takes the shared assignment if it is new; false if not.
   bool take(std::uint64_t& version, Assignment& assignment) const;
   // Shares an assignment unless a newer one than `version` is there.
