@@ -13,6 +13,7 @@
 #include "tools/check/evaluate.h"
 #include "tools/check/layout.h"
 #include "tools/check/model.h"
+#include "tools/polish/choice.h"
 #include "tools/polish/parts.h"
 #include "tools/polish/polisher.h"
 #include "tools/polish/reduce.h"
@@ -201,6 +202,47 @@ TEST(Polish, AStepIsNeverWorseAndRepeats) {
       ASSERT_EQ(now.violations,
                 evaluate(model, first.solution().assignment).violations);
       ASSERT_EQ(first.solution().assignment, second.solution().assignment);
+    }
+  }
+}
+
+/// Sizes stay between 4, or all variables if there are fewer, and all.
+TEST(Polish, PartsGrowWhenEqualAndShrinkWhenWorse) {
+  using polish::Choice;
+  struct Case {
+    std::size_t least;
+    std::size_t numVariables;
+    Choice::Outcome outcome;
+    std::vector<std::size_t> sizes;
+  };
+  for (auto const& [least, numVariables, outcome, sizes] :
+       std::vector<Case>{{50, 90, Choice::equal, {50, 66, 86, 90, 90}},
+                         {50, 90, Choice::better, {50, 50}},
+                         {50, 90, Choice::worse, {50, 45, 40}},
+                         {5, 90, Choice::worse, {5, 4, 4}},
+                         {1, 2, Choice::worse, {1, 2}},
+                         {1, 2, Choice::equal, {1, 2, 2}}}) {
+    Choice choice({polish::PartKind::random}, least, least, numVariables);
+    for (const std::size_t size : sizes) {
+      EXPECT_EQ(choice[0].size, size) << least << " of " << numVariables;
+      choice.note(0, outcome, 1, 1000);
+    }
+  }
+}
+
+TEST(Polish, ALongSearchIsNeverWorse) {
+  for (unsigned seed = 1; seed <= 5; ++seed) {
+    Chance chance(seed);
+    const Model model = randomModel(chance);
+    const check::Grids grids = layOut(model, {}, {}).variables;
+    polish::Polisher polisher(model, grids, seed);
+    polisher.setSolution(polisher.begin());
+    for (int i = 0; polisher.canStep() && i < 2; ++i) {
+      const check::Evaluation before = polisher.solution().evaluation;
+      bool const isBetter = polisher.search();
+      check::Evaluation const& now = polisher.solution().evaluation;
+      ASSERT_FALSE(before < now) << "seed " << seed;
+      ASSERT_EQ(isBetter, now < before) << "seed " << seed;
     }
   }
 }

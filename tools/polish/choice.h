@@ -1,11 +1,10 @@
 // Which kind of neighbourhood comes next, and how large it is.
 //
 // Each kind stands twice, begun small and begun large. A part that comes back
-// equal is easy for the search and grows, one that comes back worse is too hard
-// and shrinks. A score is halved at
-// each use and raised by what the step has gained per 100,000 iterations; the
-// draw is in proportion to the score plus a floor. All in integers, so that
-// every processor draws the same.
+// equal is easy for the search and grows; one that comes back worse is too hard
+// and shrinks. A score is halved at each use and raised by what the step has
+// gained per 100,000 iterations; the draw is in proportion to the score plus a
+// floor. All in integers, so that every processor draws the same.
 
 #pragma once
 

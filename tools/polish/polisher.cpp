@@ -28,9 +28,9 @@ Sizes firstSizes(check::Model const& model, std::size_t numVariables) {
                                                      : numSingle) +=
         constraint.terms.size() + constraint.variables.size();
   }
-  Sizes sizes = numProducts > numSingle ? Sizes{7, 30} : Sizes{100, 400};
+  Sizes sizes = numProducts > numSingle ? Sizes{7, 30} : Sizes{50, 200};
   sizes.least = std::min(sizes.least, numVariables / 4 + 1);
-  sizes.most = std::min(sizes.most, numVariables * 3 / 4 + 1);
+  sizes.most = std::min(sizes.most, numVariables / 2 + 1);
   return sizes;
 }
 
@@ -47,11 +47,11 @@ unsigned stuckAfter(check::Model const& model) {
   return static_cast<unsigned>(std::clamp(work / numTerms, least, most));
 }
 
-// 100,000 for 150 variables.
+// 30,000 for 100 variables.
 unsigned iterationsFor(std::size_t numVariables, unsigned most) {
   constexpr std::size_t least = 10000;
   return static_cast<unsigned>(
-      std::min<std::size_t>(std::max(numVariables * 2000 / 3, least), most));
+      std::min<std::size_t>(std::max(numVariables * 300, least), most));
 }
 
 std::vector<PartKind> without(std::vector<PartKind> kinds,
@@ -145,7 +145,7 @@ bool Polisher::step() {
   }
   unsigned const numIterations = iterationsFor(part.size(), mostIterations);
   const std::vector<unsigned> values =
-      solve(*reduced, numIterations, numIterations);
+      solve(*reduced, numIterations, numIterations / 3);
   if (interrupted) {
     return false;
   }

@@ -36,12 +36,11 @@ class Polisher {
   Polisher(check::Model const& itsModel, check::Grids const& grids,
            std::uint64_t seed, std::string const& unusedKind = "");
 
-  // Searches the whole model from a random start, shortly. SIGINT ends it
-  // early.
+  // A solution to start from, by a short search of the whole model.
   Solution begin();
 
-  // Searches the whole model from a random start until it is stuck, and takes
-  // what it finds if that is better: then the answer is true.
+  // Searches the whole model from a random start until it is stuck, and keeps
+  // the better solution. True if that is the new one. SIGINT ends it early.
   bool search();
 
   // The most iterations of a step.
