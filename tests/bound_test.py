@@ -203,7 +203,9 @@ def signals(count, seed):
 def main():
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)
-        signal.signal(signal.SIGHUP, signal.SIG_DFL)  # under nohup it would stay ignored
+        # Under nohup and in the background of a shell, these would stay ignored.
+        signal.signal(signal.SIGHUP, signal.SIG_DFL)
+        signal.signal(signal.SIGINT, signal.default_int_handler)
         pathlib.Path("m").write_text(MODEL, "utf-8")
         pathlib.Path("conflict").write_text(CONFLICT, "utf-8")
         if len(sys.argv) > 3:

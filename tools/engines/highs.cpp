@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -66,10 +67,13 @@ class Highs : public Engine {
  public:
   Highs() {
     constexpr double patience = 60.0;
-    start(after(patience));
+    const Time deadline = after(patience);
+    start(deadline);
     if (!child) {
       throw std::runtime_error(
-          "the engine HiGHS is missing; install the package python3-scipy");
+          std::chrono::steady_clock::now() < deadline
+              ? "the engine HiGHS is missing; install the package python3-scipy"
+              : "the engine HiGHS has not started within a minute");
     }
   }
 

@@ -36,6 +36,7 @@ std::vector<Entry> merged(std::vector<Entry> const& entries) {
     sums[column] += coefficient;
   }
   std::vector<Entry> result;
+  result.reserve(sums.size());
   for (auto const& [column, coefficient] : sums) {
     result.push_back({column, coefficient});
   }
@@ -88,9 +89,9 @@ class Encoder {
     return firstLabel[label.variable] + label.value;
   }
 
-  unsigned addColumn(Column column) {
+  unsigned addColumn(Column const& column) {
     if (numEntries <= maxEntries) {
-      program.columns.push_back(std::move(column));
+      program.columns.push_back(column);
     }
     return static_cast<unsigned>(numColumns++);
   }
