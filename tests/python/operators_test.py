@@ -80,6 +80,11 @@ class Case:
     def numbers(self):
         relation, bound = self.rng.choice(list(COMPARE)), self.rng.randint(-4, 4)
         _, left, value = self.combination()
+        if self.rng.random() < 0.4:  # numbers on both sides
+            y = self.rng.choice(self.x)
+            bound -= self.of({y.number: self.values[0]}, y)
+            return (COMPARE[relation](left, number(y) + bound),
+                    lambda a: distance(value(a) - self.of(a, y), relation, bound), lambda a: "")
         limit = bound + {"<": -1, ">": 1}.get(relation, 0)
         word = {"<": "at most", ">": "at least", "=": "exactly"}[relation[0]]
         return (COMPARE[relation](left, bound), lambda a: distance(value(a), relation, bound),
@@ -339,6 +344,33 @@ def test_ranked_goals_are_lexicographic():
     m, a, b, c = example()
     with pytest.raises(ModelError, match="goals with smaller bounds are needed"):
         ranked([a == 1, 10**6 * (b == 1), 10**6 * (c == "x")])
+
+
+@pytest.mark.parametrize("days, before, after, cost", [
+    ("-+-", None, None, 2), ("+--", None, None, 0), ("+--", [], None, 2), ("--+", None, None, 0),
+    ("--+", None, [False], 2), ("--+", None, [True], 0), ("--+", None, [True, False], 1),
+    ("+--", [True], None, 1), ("+--", [True, True], None, 0), ("---", [False, True], None, 2),
+    ("---", [True, False], None, 0), ("---", None, [True, False], 2),
+    ("---", None, [False, True, False], 0), ("--+", None, [False, True, False], 2)])
+def test_runs_at_the_borders(days, before, after, cost):
+    """A run of at least three: of one day it costs 2, of two days 1."""
+    m = Model()
+    x = [m.variable(i, "-+") for i in range(3)]
+    m.add(runs((v == "+" for v in x), at_least=3, before=before, after=after), weight=1)
+    assert m.price(dict(zip(range(3), days))).soft == cost
+
+
+@pytest.mark.filterwarnings("ignore::wcsp.ModelWarning")
+def test_explanations_list_what_counts():
+    m = Model()
+    x = [m.variable(i, ["off", "on", "ill"]) for i in range(3)]
+    m.add(total(v != "off" for v in x) + 5 <= 6, weight=1)
+    m.add(2 * (x[0] == "on") - (x[1] == "ill") >= 5, weight=1)
+    m.add(number(m.variable("n", [3, 4])) < number(m.variable("k", [1, 2])) - 1, weight=1)
+    r = m.price({0: "on", 1: "ill", 2: "off", "n": 4, "k": 1})
+    assert [v.explanation for v in sorted(r.violated, key=lambda v: v.violation)] == [
+        "7, at most 6 wanted: 5, 0 = on, 1 = ill", "1, at least 5 wanted: 2 0 = on, -1 1 = ill",
+        "3, at most -2 wanted: n = 4, k = 1"]
 
 
 def test_dates_in_comparisons():
