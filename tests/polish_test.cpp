@@ -222,7 +222,7 @@ TEST(Polish, PartsGrowWhenEqualAndShrinkWhenWorse) {
                          {5, 90, Choice::worse, {5, 4, 4}},
                          {1, 2, Choice::worse, {1, 2}},
                          {1, 2, Choice::equal, {1, 2, 2}}}) {
-    Choice choice({polish::PartKind::random}, least, least, numVariables);
+    Choice choice({polish::PartKind::random}, {least, least}, numVariables);
     for (const std::size_t size : sizes) {
       EXPECT_EQ(choice[0].size, size) << least << " of " << numVariables;
       choice.note(0, outcome, 1, 1000);

@@ -70,20 +70,6 @@ std::size_t countNewlines(std::string_view text) {
   return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-std::vector<std::string> linesAfterAssignment(Model const& model,
-                                              Evaluation const& evaluation) {
-  std::vector<std::string> lines = {
-      "", "penalty: " + penaltyText(evaluation) + " (hard/soft)", "",
-      "[Violated constraints]"};
-  for (std::size_t c = 0; c < model.constraints.size(); ++c) {
-    if (evaluation.violations[c] > 0) {
-      lines.push_back(model.constraints[c].name + ": " +
-                      std::to_string(evaluation.violations[c]));
-    }
-  }
-  return lines;
-}
-
 // A run that ran out of memory before its first assignment shows both penalties
 // at their maximum and no violated constraint; its variables have no meaning.
 bool isUnrecorded(Model const& model,
@@ -173,6 +159,20 @@ Report missing(std::string error) {
 }
 
 }  // namespace
+
+std::vector<std::string> linesAfterAssignment(Model const& model,
+                                              Evaluation const& evaluation) {
+  std::vector<std::string> lines = {
+      "", "penalty: " + penaltyText(evaluation) + " (hard/soft)", "",
+      "[Violated constraints]"};
+  for (std::size_t c = 0; c < model.constraints.size(); ++c) {
+    if (evaluation.violations[c] > 0) {
+      lines.push_back(model.constraints[c].name + ": " +
+                      std::to_string(evaluation.violations[c]));
+    }
+  }
+  return lines;
+}
 
 Report readReport(Model const& model, std::string_view text) {
   const std::size_t heading = findReport(text);

@@ -66,6 +66,10 @@ std::optional<Earlier> readEarlier(Model const& model, std::string_view text);
 // The two penalties as a report prints them, capped: "0/7".
 std::string penaltyText(Evaluation const& evaluation);
 
+// What a report prints after the assignment: penalties, violated constraints.
+std::vector<std::string> linesAfterAssignment(Model const& model,
+                                              Evaluation const& evaluation);
+
 // The differences between the lines after the assignment and the evaluation,
 // one text each; for the list of violated constraints, only the first.
 std::vector<std::string> findDifferences(Model const& model,

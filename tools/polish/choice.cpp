@@ -13,11 +13,11 @@ constexpr std::size_t smallest = 4;     // variables
 
 }  // namespace
 
-Choice::Choice(std::vector<PartKind> const& kinds, std::size_t least,
-               std::size_t most, std::size_t numVariables)
+Choice::Choice(std::vector<PartKind> const& kinds, Sizes first,
+               std::size_t numVariables)
     : largest(numVariables) {
   for (const PartKind kind : kinds) {
-    for (const std::size_t size : {least, most}) {
+    for (const std::size_t size : {first.least, first.most}) {
       arms.push_back({kind, std::min(size, largest), firstScore});
     }
   }

@@ -17,6 +17,12 @@
 
 namespace polish {
 
+// Variables in a part to begin with, few and many.
+struct Sizes {
+  std::size_t least;
+  std::size_t most;
+};
+
 class Choice {
  public:
   // A kind of part and its size now.
@@ -26,9 +32,9 @@ class Choice {
     std::uint64_t score;
   };
 
-  // Sizes from `least` to `most` to begin with, never above `numVariables`.
-  Choice(std::vector<PartKind> const& kinds, std::size_t least,
-         std::size_t most, std::size_t numVariables);
+  // No size is ever above `numVariables`.
+  Choice(std::vector<PartKind> const& kinds, Sizes first,
+         std::size_t numVariables);
 
   // The index of the arm to use.
   std::size_t next(Draw& draw) const;

@@ -1,6 +1,7 @@
 #include "tools/polish/output.h"
 
 #include <iomanip>
+#include <string>
 
 #include "tools/check/report.h"
 
@@ -20,13 +21,9 @@ void writeReport(std::ostream& out, check::Model const& model,
     out << model.variables[v] << ": " << model.values[v][solution.assignment[v]]
         << "\n";
   }
-  out << "\npenalty: " << check::penaltyText(solution.evaluation)
-      << " (hard/soft)\n\n[Violated constraints]\n";
-  for (std::size_t c = 0; c < model.constraints.size(); ++c) {
-    int const violation = solution.evaluation.violations[c];
-    if (violation > 0) {
-      out << model.constraints[c].name << ": " << violation << "\n";
-    }
+  for (std::string const& line :
+       linesAfterAssignment(model, solution.evaluation)) {
+    out << line << "\n";
   }
   out.flush();
 }

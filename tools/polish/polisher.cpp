@@ -11,12 +11,6 @@ namespace polish {
 
 namespace {
 
-// Variables in a part to begin with, few and many.
-struct Sizes {
-  std::size_t least;
-  std::size_t most;
-};
-
 // An iteration over products costs much more than one over single labels. A
 // part that is nearly the whole model is only another search from a random
 // start.
@@ -34,22 +28,9 @@ Sizes firstSizes(check::Model const& model, std::size_t numVariables) {
   return sizes;
 }
 
-// How many iterations without an improvement end the search of the whole model.
-// An iteration takes longer the more terms there are.
-unsigned stuckAfter(check::Model const& model) {
-  constexpr std::uint64_t least = 50000;
-  constexpr std::uint64_t most = 400000;
-  constexpr std::uint64_t work = 12000000000;
-  std::uint64_t numTerms = 1;
-  for (check::Constraint const& constraint : model.constraints) {
-    numTerms += constraint.terms.size() + constraint.variables.size();
-  }
-  return static_cast<unsigned>(std::clamp(work / numTerms, least, most));
-}
-
 // 30,000 for 100 variables.
 unsigned iterationsFor(std::size_t numVariables, unsigned most) {
-  constexpr std::size_t least = 10000;
+  constexpr std::size_t least = 20000;
   return static_cast<unsigned>(
       std::min<std::size_t>(std::max(numVariables * 300, least), most));
 }
@@ -78,9 +59,7 @@ Polisher::Polisher(check::Model const& itsModel, check::Grids const& grids,
       reducer(itsModel),
       parts(itsModel, reducer, grids),
       choice(without(parts.kinds(), unusedKind),
-             firstSizes(itsModel, parts.numVariables()).least,
-             firstSizes(itsModel, parts.numVariables()).most,
-             parts.numVariables()),
+             firstSizes(itsModel, parts.numVariables()), parts.numVariables()),
       draw(seed) {}
 
 std::vector<unsigned> Polisher::solve(ReducedModel const& reduced,
@@ -122,8 +101,8 @@ Solution Polisher::begin() {
 }
 
 bool Polisher::search() {
-  unsigned const stuck = stuckAfter(model);
-  Solution found = searchWhole(5 * stuck, stuck);
+  constexpr unsigned stuckAfter = 250000;  // iterations
+  Solution found = searchWhole(5 * stuckAfter, stuckAfter);
   bool const isBetter = found.isBetterThan(current);
   if (isBetter) {
     current = std::move(found);
@@ -145,7 +124,7 @@ bool Polisher::step() {
   }
   unsigned const numIterations = iterationsFor(part.size(), mostIterations);
   const std::vector<unsigned> values =
-      solve(*reduced, numIterations, numIterations / 3);
+      solve(*reduced, numIterations, std::max(numIterations / 3, 10000U));
   if (interrupted) {
     return false;
   }
