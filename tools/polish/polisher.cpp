@@ -96,7 +96,7 @@ Solution Polisher::searchWhole(unsigned numIterations, unsigned maxUnimproved) {
 }
 
 Solution Polisher::begin() {
-  constexpr unsigned numIterations = 10000;
+  constexpr unsigned numIterations = 100000;
   return searchWhole(numIterations, numIterations);
 }
 
