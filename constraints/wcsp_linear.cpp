@@ -248,21 +248,25 @@ int WcspLinear::updateMixed(Move const& move, WcspChanges& changes) {
   if (slope == 0) {
     return 0;
   }
-  auto const report = [&](Terms group) {
-    unsigned const variable = group.front().variable;
-    unsigned const before = move.before[variable];
-    unsigned const now = move.now[variable];
-    std::int64_t const loss = gainOf(group, now);
-    reportGroup(step, group, before == now ? loss : gainOf(group, before), loss,
-                changes);
+  auto const reportMoved = [&](unsigned variable) {
+    Terms const group = groupOf(variable);
+    reportGroup(step, group, gainOf(group, move.before[variable]),
+                gainOf(group, move.now[variable]), changes);
   };
-  if (step.reachesAll(slope)) {
-    forEachGroup(report);
-  } else {
-    for (unsigned const variable : move.moved) {
-      report(groupOf(variable));
-    }
+  if (!step.reachesAll(slope)) {
+    std::ranges::for_each(move.moved, reportMoved);
+    return step.violation();
   }
+  auto next = move.moved.begin();
+  forEachGroup([&](Terms group) {
+    unsigned const variable = group.front().variable;
+    if (next != move.moved.end() && *next == variable) {
+      reportMoved(*next++);
+      return;
+    }
+    std::int64_t const loss = gainOf(group, move.now[variable]);
+    reportGroup(step, group, loss, loss, changes);
+  });
   return step.violation();
 }
 
