@@ -31,7 +31,7 @@
 
 namespace {
 
-/// Evaluates along the moves of a setting; `forget` drops the reports of the
+/// Evaluates along the moves of a setting; `forget` drops the diffs of the
 /// evaluation before.
 template <class Forget>
 void calculate(benchmark::State& state, Setting const& setting,
@@ -53,7 +53,7 @@ void calculateInSolver(benchmark::State& state, Case const& c) {
   solver.initialize(static_cast<unsigned>(sizes.size()), sizes);
   c.build(solver);
   calculate(state, c.setting, *solver.constraints.front().constraint,
-            [&] { solver.reports.clear(); });
+            [&] { solver.listed.clear(); });
 }
 
 void calculateInPlainStore(benchmark::State& state, Case const& c) {
@@ -85,8 +85,8 @@ void limitOfAssignment(benchmark::State& state, std::size_t n) {
   }
 }
 
-/// Reports two prepared lists in alternation, to measure the merge alone.
-class ListReporter : public WcspConstraint {
+/// Has two prepared lists in alternation, to measure the merge alone.
+class Lister : public WcspConstraint {
  public:
   std::vector<int> diffs[2];  ///< by variable, of its value 0
 
@@ -106,12 +106,12 @@ void mergeInPlainStore(benchmark::State& state) {
   auto const size = static_cast<unsigned>(state.range(0));
   auto const percent = static_cast<unsigned>(state.range(1));
   PlainStore store(std::vector<unsigned>(size, 2));
-  auto* reporter = new ListReporter(&store, 1);
+  auto* lister = new Lister(&store, 1);
   std::mt19937 random(7);
   for (unsigned v = 0; v < size; ++v) {
-    reporter->diffs[0].push_back(v % 8 == 0 ? -1 : 2);
+    lister->diffs[0].push_back(v % 8 == 0 ? -1 : 2);
     bool const changes = random() % 100 < percent;
-    reporter->diffs[1].push_back(reporter->diffs[0].back() + (changes ? 1 : 0));
+    lister->diffs[1].push_back(lister->diffs[0].back() + (changes ? 1 : 0));
   }
   store.start(std::vector<unsigned>(size, 0));
   for (auto _ : state) {

@@ -13,7 +13,7 @@
 #include "constraints/quadratic_terms.h"
 
 // Two labels of one variable are never on together. A term that joins them
-// counts for nothing and is left out, which spares the reports a correction.
+// counts for nothing and is left out, which spares the diffs a correction.
 
 namespace {
 
@@ -174,8 +174,8 @@ class GainedSum : public detail::QuadraticSum {
   int slope(std::int64_t sumBefore, std::int64_t sumAfter) const;
   std::span<unsigned const> touchedBlocks(Block const& block, unsigned from,
                                           unsigned to);
-  void report(WcspChanges& changes, SumStep const& sumStep, int straight,
-              Block const& block, unsigned onBefore, unsigned on) const;
+  void list(WcspChanges& changes, SumStep const& sumStep, int straight,
+            Block const& block, unsigned onBefore, unsigned on) const;
 };
 
 template <class Sum>
@@ -417,17 +417,17 @@ int GainedSum<Sum>::update(Assignment const& before, Assignment const& now,
     return 0;
   }
   const SumStep sumStep(bounds, sumBefore, sum);
-  auto const reportBlock = [&](Block const& block) {
+  auto const listBlock = [&](Block const& block) {
     unsigned const variable = block.variable;
     unsigned const on = onIn(block, now);
-    report(changes, sumStep, straight, block,
-           before[variable] == now[variable] ? on : onIn(block, before), on);
+    list(changes, sumStep, straight, block,
+         before[variable] == now[variable] ? on : onIn(block, before), on);
   };
   if (touched.empty()) {
-    std::ranges::for_each(blocks, reportBlock);
+    std::ranges::for_each(blocks, listBlock);
   }
   for (unsigned const b : touched) {
-    reportBlock(blocks[b]);
+    listBlock(blocks[b]);
   }
   return sumStep.violation();
 }
@@ -472,9 +472,9 @@ std::span<unsigned const> GainedSum<Sum>::touchedBlocks(Block const& block,
 }
 
 template <class Sum>
-void GainedSum<Sum>::report(WcspChanges& changes, SumStep const& sumStep,
-                            int straight, Block const& block, unsigned onBefore,
-                            unsigned on) const {
+void GainedSum<Sum>::list(WcspChanges& changes, SumStep const& sumStep,
+                          int straight, Block const& block, unsigned onBefore,
+                          unsigned on) const {
   Sum const* const before = scratch->gains.data();
   Sum const* const after = gains.data();
   const Sum lossBefore = onBefore == block.end ? Sum{0} : before[onBefore];

@@ -44,18 +44,18 @@ int WcspAlldiff::calculate(std::vector<unsigned> const& assignment) {
   for (unsigned const variable : variables) {
     unsigned const own = assignment[variable];
     unsigned const numValues = wcsp->getNumValues(variable);
-    auto const report = [&](auto begin, auto end, int diff) {
+    auto const list = [&](auto begin, auto end, int diff) {
       if (numValues <= maxValue) {
         end = std::lower_bound(begin, end, numValues);
       }
       wcsp->setDiffPenalties(id, variable, {begin, end}, diff);
     };
     if (counts[own] > 1) {
-      report(free.begin(), free.end(), -1);
+      list(free.begin(), free.end(), -1);
     } else {
       auto const self = std::lower_bound(used.begin(), used.end(), own);
-      report(used.begin(), self, 1);
-      report(self + 1, used.end(), 1);
+      list(used.begin(), self, 1);
+      list(self + 1, used.end(), 1);
     }
   }
   return numRepeats;

@@ -222,12 +222,12 @@ int WcspLinear::update(Assignment const& before, Assignment const& now,
   const Move move{before, now, moved};
   if (std::holds_alternative<Clause>(form)) {
     return updateCount(sumOf(now), [&](CountStep const& step) {
-      reportClause(step, move, changes);
+      listClause(step, move, changes);
     });
   }
   if (std::holds_alternative<Few>(form)) {
     return updateCount(sumOf(now), [&](CountStep const& step) {
-      reportFew(step, move, changes);
+      listFew(step, move, changes);
     });
   }
   if (auto const* const many = std::get_if<std::unique_ptr<Many>>(&form)) {
@@ -250,8 +250,8 @@ int WcspLinear::updateMixed(Move const& move, WcspChanges& changes) {
   }
   auto const reportMoved = [&](unsigned variable) {
     Terms const group = groupOf(variable);
-    reportGroup(step, group, gainOf(group, move.before[variable]),
-                gainOf(group, move.now[variable]), changes);
+    listGroup(step, group, gainOf(group, move.before[variable]),
+              gainOf(group, move.now[variable]), changes);
   };
   if (!step.reachesAll(slope)) {
     std::ranges::for_each(move.moved, reportMoved);
@@ -265,17 +265,17 @@ int WcspLinear::updateMixed(Move const& move, WcspChanges& changes) {
       return;
     }
     std::int64_t const loss = gainOf(group, move.now[variable]);
-    reportGroup(step, group, loss, loss, changes);
+    listGroup(step, group, loss, loss, changes);
   });
   return step.violation();
 }
 
 // Most groups are one term that is off.
-[[gnu::always_inline]] inline void WcspLinear::reportGroup(
+[[gnu::always_inline]] inline void WcspLinear::listGroup(
     SumStep const& step, Terms group, std::int64_t lossBefore,
     std::int64_t lossAfter, WcspChanges& changes) {
   if (group.size() > 1) {
-    reportTerms(step, group, lossBefore, lossAfter, changes);
+    listTerms(step, group, lossBefore, lossAfter, changes);
     return;
   }
   Term const& term = group.front();
@@ -288,9 +288,9 @@ int WcspLinear::updateMixed(Move const& move, WcspChanges& changes) {
   }
 }
 
-void WcspLinear::reportTerms(SumStep const& step, Terms group,
-                             std::int64_t lossBefore, std::int64_t lossAfter,
-                             WcspChanges& changes) {
+void WcspLinear::listTerms(SumStep const& step, Terms group,
+                           std::int64_t lossBefore, std::int64_t lossAfter,
+                           WcspChanges& changes) {
   unsigned const variable = group.front().variable;
   unsigned const first = changes.label(variable);
   Diffs const leaving = step.diffs(-lossBefore, -lossAfter);
@@ -306,20 +306,20 @@ void WcspLinear::reportTerms(SumStep const& step, Terms group,
       });
 }
 
-template <class Report>
-int WcspLinear::updateCount(std::int64_t after, Report report) {
+template <class List>
+int WcspLinear::updateCount(std::int64_t after, List list) {
   CountState const before = std::exchange(state, stateOf(after));
   sum = after;
   if (CountStep const step(before, state); !step.isFlat()) {
-    report(step);
+    list(step);
   }
   return state.violation;
 }
 
 // Without a branch that depends on the assignment. Values are 0 and 1, and so
 // serve as masks: the diff of a label that is on is 0.
-inline void WcspLinear::reportClause(CountStep const& step, Move const& move,
-                                     WcspChanges& changes) const {
+inline void WcspLinear::listClause(CountStep const& step, Move const& move,
+                                   WcspChanges& changes) const {
   changes.addUpTo(2 * fewTerms, [&](auto append) {
     for (Term const& term : terms) {
       unsigned const before = move.before[term.variable];
@@ -334,8 +334,8 @@ inline void WcspLinear::reportClause(CountStep const& step, Move const& move,
   });
 }
 
-void WcspLinear::reportFew(CountStep const& step, Move const& move,
-                           WcspChanges& changes) const {
+void WcspLinear::listFew(CountStep const& step, Move const& move,
+                         WcspChanges& changes) const {
   for (Term const& term : terms) {
     step.add(changes, term, move.before[term.variable] == term.value,
              move.now[term.variable] == term.value);
@@ -353,28 +353,28 @@ int WcspLinear::updateMany(Many& many, Move const& move, WcspChanges& changes) {
   }
   const std::int64_t after = sum + terms.front().coefficient * numTaken;
   return updateCount(after, [&](CountStep const& step) {
-    reportMany(step, many, move, changes);
+    listMany(step, many, move, changes);
   });
 }
 
 // The diffs of all labels that are off are the same, and so are those of the
 // values beside labels that are on: mostly one of the two does not change.
-void WcspLinear::reportMany(CountStep const& step, Many const& many,
-                            Move const& move, WcspChanges& changes) const {
+void WcspLinear::listMany(CountStep const& step, Many const& many,
+                          Move const& move, WcspChanges& changes) const {
   std::size_t next = 0;
   for (unsigned const variable : move.moved) {
     std::size_t const k = indexOf(variable);
-    reportOthers(step, many, next, k, changes);
+    listOthers(step, many, next, k, changes);
     step.add(changes, terms[k], move.before[variable] == terms[k].value,
              move.now[variable] == terms[k].value);
     next = k + 1;
   }
-  reportOthers(step, many, next, terms.size(), changes);
+  listOthers(step, many, next, terms.size(), changes);
 }
 
-void WcspLinear::reportOthers(CountStep const& step, Many const& many,
-                              std::size_t first, std::size_t last,
-                              WcspChanges& changes) const {
+void WcspLinear::listOthers(CountStep const& step, Many const& many,
+                            std::size_t first, std::size_t last,
+                            WcspChanges& changes) const {
   while (first < last) {
     std::size_t const begin = first / numBits * numBits;
     std::size_t const end = std::min(begin + numBits, last);

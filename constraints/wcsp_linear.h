@@ -92,22 +92,22 @@ class WCSP_EXPORT WcspLinear : public WcspConstraint {
   std::int64_t sumOf(Assignment const& assignment) const;
   CountState stateOf(std::int64_t count) const;
   int updateMixed(Move const& move, WcspChanges& changes);
-  static void reportGroup(SumStep const& step, Terms group,
-                          std::int64_t lossBefore, std::int64_t lossAfter,
-                          WcspChanges& changes);
-  static void reportTerms(SumStep const& step, Terms group,
-                          std::int64_t lossBefore, std::int64_t lossAfter,
-                          WcspChanges& changes);
-  template <class Report>
-  int updateCount(std::int64_t after, Report report);
-  void reportClause(CountStep const& step, Move const& move,
-                    WcspChanges& changes) const;
-  void reportFew(CountStep const& step, Move const& move,
-                 WcspChanges& changes) const;
-  int updateMany(Many& many, Move const& move, WcspChanges& changes);
-  void reportMany(CountStep const& step, Many const& many, Move const& move,
+  static void listGroup(SumStep const& step, Terms group,
+                        std::int64_t lossBefore, std::int64_t lossAfter,
+                        WcspChanges& changes);
+  static void listTerms(SumStep const& step, Terms group,
+                        std::int64_t lossBefore, std::int64_t lossAfter,
+                        WcspChanges& changes);
+  template <class List>
+  int updateCount(std::int64_t after, List list);
+  void listClause(CountStep const& step, Move const& move,
                   WcspChanges& changes) const;
-  /// Reports the terms from `first` to `last` - 1, which have not moved.
-  void reportOthers(CountStep const& step, Many const& many, std::size_t first,
-                    std::size_t last, WcspChanges& changes) const;
+  void listFew(CountStep const& step, Move const& move,
+               WcspChanges& changes) const;
+  int updateMany(Many& many, Move const& move, WcspChanges& changes);
+  void listMany(CountStep const& step, Many const& many, Move const& move,
+                WcspChanges& changes) const;
+  /// Lists the terms from `first` to `last` - 1, which have not moved.
+  void listOthers(CountStep const& step, Many const& many, std::size_t first,
+                  std::size_t last, WcspChanges& changes) const;
 };

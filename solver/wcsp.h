@@ -1,6 +1,6 @@
 // The interfaces on which everything meets: `Wcsp`, the solver as its callers
 // and its constraints see it, `WcspConstraint`, a constraint as the solver sees
-// it, and `WcspChanges`, which takes what a constraint reports after a move.
+// it, and `WcspChanges`, which takes the diffs that a move has changed.
 //
 // Variables are numbered from 0 in the order of their declaration, the values
 // of each variable from 0, and constraints from 0 in the order in which they
@@ -151,10 +151,10 @@ class WCSP_EXPORT Wcsp {
 };
 
 /// A constraint. It knows how to measure its violation and, each time it is
-/// measured, reports how every single move would change it.
+/// measured, lists how every single move would change it.
 class WCSP_EXPORT WcspConstraint {
  public:
-  Wcsp* wcsp;       ///< the solver it belongs to and reports to; not owned
+  Wcsp* wcsp;       ///< the solver it belongs to; not owned
   unsigned id = 0;  ///< its number in the solver
   int weight;       ///< declared weight, 0 to Wcsp::inf; Wcsp::inf: hard
 
@@ -172,13 +172,13 @@ class WCSP_EXPORT WcspConstraint {
 
   /// Called once, before the first calculate() and in the order of ids: brings
   /// the data into the order that calculate() needs and calls `involve` for
-  /// every label whose taking or leaving can change the violation or a report.
+  /// every label whose taking or leaving can change the violation or a diff.
   virtual void preprocess() = 0;
 
   /// Returns the violation of `assignment`: 0 when satisfied, else positive.
-  /// Reports with `setDiffPenalty` the violation after each single move minus
+  /// Lists with `setDiffPenalty` the violation after each single move minus
   /// the violation now, strictly ascending by variable and then value, each
-  /// label at most once; a label that is not reported has diff 0. The result
+  /// label at most once; a label that is not listed has diff 0. The result
   /// depends on nothing but `assignment`. Sets up anew whatever update() goes
   /// by, also after an exception. Allocates nothing.
   virtual int calculate(std::vector<unsigned> const& assignment) = 0;
@@ -277,7 +277,7 @@ class WCSP_EXPORT WcspChanges {
   }
 
   /// Calls calculate() for the assignments before and now, enters all
-  /// differences of their reports, and returns the violation now. In place of
+  /// differences of their diffs, and returns the violation now. In place of
   /// adding labels.
   virtual int compare(WcspConstraint& constraint) = 0;
 

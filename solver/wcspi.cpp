@@ -1,5 +1,5 @@
 // The store: construction, settings, the declaration of variables and
-// constraints, the reports of the constraints, and the getters.
+// constraints, the diffs of the constraints, and the getters.
 
 #include "solver/wcspi.h"
 
@@ -162,7 +162,7 @@ void RealWcsp::involve(unsigned constraint, unsigned variable) {
 void RealWcsp::setDiffPenalty(unsigned, unsigned variable, unsigned value,
                               int diff) {
   if (diff != 0) {
-    reports.push_back({labels.number(variable, value), diff});
+    listed.push_back({labels.number(variable, value), diff});
   }
 }
 
@@ -172,9 +172,9 @@ void RealWcsp::setDiffPenalties(unsigned, unsigned variable,
     return;
   }
   unsigned const first = labels.number(variable, 0);
-  const std::size_t numReports = reports.size();
-  reports.resize(numReports + values.size());  // one test of the room for all
-  std::ranges::transform(values, reports.data() + numReports,
+  const std::size_t numListed = listed.size();
+  listed.resize(numListed + values.size());  // one test of the room for all
+  std::ranges::transform(values, listed.data() + numListed,
                          [&](unsigned value) -> DiffPenalty {
                            return {first + value, diff};
                          });

@@ -11,7 +11,7 @@
 //  1. A record's `penalty` is the violation of its constraint.
 //  2. The last calculate() or update() of its constraint was for
 //     `current.value`, as far as its labels go, and `previous` equals that. The
-//     reports of a calculate() ascend strictly by label.
+//     diffs of a calculate() ascend strictly by label.
 //  3. `current` holds the sums: hard, soft and weighted penalty.
 //  4. A label's score is the sum of weight times diff over all records, its
 //     `improvingCount` the number of records with a negative diff.
@@ -191,11 +191,11 @@ class RealWcsp : public Wcsp, public WcspChanges {
   std::vector<Constraint> constraints;  ///< the index is the id
   unsigned numPreprocessed = 0;         ///< from id 0 on
   LabelTable labels;
-  IdLists constraintIds;                   ///< by label
-  std::vector<DiffPenalty> reports;        ///< of the last calculate()
-  std::vector<DiffPenalty> reportsBefore;  ///< compared with those
-  std::vector<Concern> concerned;          ///< after a change; ids ascend
-  std::vector<unsigned> movedVariables;    ///< of `concerned`
+  IdLists constraintIds;                  ///< by label
+  std::vector<DiffPenalty> listed;        ///< of the last calculate()
+  std::vector<DiffPenalty> listedBefore;  ///< compared with those
+  std::vector<Concern> concerned;         ///< after a change; ids ascend
+  std::vector<unsigned> movedVariables;   ///< of `concerned`
   std::vector<std::pair<unsigned, unsigned>> reached;  ///< ids and variables
   double changeWeight = 0.0;  ///< adaptive, of the constraint under evaluation
   std::vector<unsigned> previous;  ///< the values before the move under way
@@ -267,7 +267,7 @@ class RealWcsp : public Wcsp, public WcspChanges {
   /// additions to the scores.
   void evaluate(Constraint& record, std::span<unsigned const> changed);
 
-  /// The violation of a constraint, which lists its diffs in `reports`.
+  /// The violation of a constraint, which puts its diffs into `listed`.
   int measure(WcspConstraint& constraint, std::vector<unsigned> const& values);
 
   int compare(WcspConstraint& constraint) override;

@@ -77,7 +77,7 @@ bool RealWcsp::bookkeepingHolds() {
       return false;  // invariant 1
     }
     unsigned next = 0;
-    for (auto const& [i, diff] : reports) {
+    for (auto const& [i, diff] : listed) {
       if (i < next || i >= labels.size()) {
         return false;  // invariant 2
       }

@@ -1,4 +1,4 @@
-// The incremental evaluation. A constraint that a move concerns reports the
+// The incremental evaluation. A constraint that a move concerns lists the
 // labels whose diff has changed; for one that can only list all its diffs, two
 // lists are compared.
 
@@ -93,7 +93,7 @@ void RealWcsp::initialize() {
 void RealWcsp::evaluateFirst(Constraint& record) {
   record.penalty = 0;
   setPenalty(record, measure(*record.constraint, current.value));
-  for (auto const& [label, diff] : reports) {
+  for (auto const& [label, diff] : listed) {
     changeDiff(label, {0, diff}, record.weight);
   }
 }
@@ -101,7 +101,7 @@ void RealWcsp::evaluateFirst(Constraint& record) {
 int RealWcsp::measure(WcspConstraint& constraint,
                       std::vector<unsigned> const& values) {
   const EvaluationScope scope(isCalculating);
-  reports.clear();
+  listed.clear();
   return constraint.calculate(values);
 }
 
@@ -155,21 +155,21 @@ void RealWcsp::enter(std::span<Change const> entered) {
 // Both lists ascend by label.
 int RealWcsp::compare(WcspConstraint& constraint) {
   static_cast<void>(measure(constraint, previous));
-  reportsBefore.swap(reports);
+  listedBefore.swap(listed);
   int const violation = measure(constraint, current.value);
-  auto before = reportsBefore.begin();
-  auto after = reports.begin();
-  auto const take = [](auto& report, auto end, unsigned label) {
-    return report != end && report->label == label ? (report++)->diff : 0;
+  auto before = listedBefore.begin();
+  auto after = listed.begin();
+  auto const take = [](auto& pair, auto end, unsigned label) {
+    return pair != end && pair->label == label ? (pair++)->diff : 0;
   };
-  while (before != reportsBefore.end() || after != reports.end()) {
+  while (before != listedBefore.end() || after != listed.end()) {
     unsigned const label =
-        after == reports.end() ||
-                (before != reportsBefore.end() && before->label < after->label)
+        after == listed.end() ||
+                (before != listedBefore.end() && before->label < after->label)
             ? before->label
             : after->label;
-    int const diffBefore = take(before, reportsBefore.end(), label);
-    add(label, {diffBefore, take(after, reports.end(), label)});
+    int const diffBefore = take(before, listedBefore.end(), label);
+    add(label, {diffBefore, take(after, listed.end(), label)});
   }
   return violation;
 }

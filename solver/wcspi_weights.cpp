@@ -201,7 +201,7 @@ void RealWcsp::raiseWeight(Constraint& record, double step) {
   current.weightedPenalty += record.penalty * change;
   noteSum(current.weightedPenalty);
   static_cast<void>(measure(*record.constraint, current.value));
-  for (auto const& [label, diff] : reports) {
+  for (auto const& [label, diff] : listed) {
     labels.scores[label] += diff * change;
     noteSum(labels.scores[label]);
   }

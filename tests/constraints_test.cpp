@@ -1,5 +1,5 @@
 // Tests the constraint kinds against naive evaluation, with solvers that only
-// record registrations and reports. Also tests the sort.
+// record registrations and diffs. Also tests the sort.
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,6 @@
 #include <set>
 #include <utility>
 
-#include "constraints/offset.h"
 #include "tests/build_model.h"
 #include "tests/shared/stand_in.h"
 
@@ -18,11 +17,11 @@ namespace {
 
 using naive::Assignment;
 using LabelKey = std::pair<unsigned, unsigned>;  // variable, value
-using Reports = std::vector<std::pair<LabelKey, int>>;
+using Listed = std::vector<std::pair<LabelKey, int>>;
 
 /// Implements the operations of `Wcsp` and nothing else.
 struct Recorder : StandInWcsp {
-  Reports recorded;
+  Listed recorded;
   std::vector<LabelKey> involved;
   unsigned expectedId = 0;
   int numCallsLeft = -1;  ///< a callback throws when it is 0
@@ -77,8 +76,8 @@ struct Recorder : StandInWcsp {
     for (std::size_t i = 1; i < recorded.size(); ++i) {
       EXPECT_LT(recorded[i - 1].first, recorded[i].first);
     }
-    std::erase_if(recorded, [](auto const& report) { return !report.second; });
-    Reports expected;
+    std::erase_if(recorded, [](auto const& entry) { return !entry.second; });
+    Listed expected;
     for (unsigned v = 0; v < at.size(); ++v) {
       Assignment moved = at;
       for (moved[v] = 0; moved[v] < getNumValues(v); ++moved[v]) {
@@ -152,7 +151,7 @@ void checkEverywhere(std::mt19937& random, Kind kind, Shape const& shape) {
   });
 }
 
-TEST(Constraints, ReportWhatEveryMoveWouldChange) {
+TEST(Constraints, ListWhatEveryMoveWouldChange) {
   for (const Kind kind : {Kind::linear, Kind::quadratic, Kind::alldiff}) {
     for (std::size_t s = 0; s < shapes.size(); ++s) {
       for (unsigned seed = 1; seed <= 60 && !HasFailure(); ++seed) {
@@ -165,11 +164,11 @@ TEST(Constraints, ReportWhatEveryMoveWouldChange) {
   }
 }
 
-/// Collects the reports of updates. Each constraint exists twice: one is
+/// Collects the diffs of updates. Each constraint exists twice: one is
 /// updated, the other is evaluated from scratch.
 struct Follower : RealWcsp {
   std::vector<int> diffs;  ///< by label, as the updates have left them
-  unsigned nextLabel = 0;  ///< the least that an update may report
+  unsigned nextLabel = 0;  ///< the least that an update may list
   bool fails = false;      ///< the next callback throws
 
   using WcspChanges::drop;
@@ -201,11 +200,11 @@ struct Follower : RealWcsp {
 
   std::vector<int> diffsAt(WcspConstraint& made, Assignment const& at) {
     measure(made, at);
-    std::vector<int> listed(labels.size(), 0);
-    for (auto const& [label, diff] : reports) {
-      listed[label] = diff;
+    std::vector<int> result(labels.size(), 0);
+    for (auto const& [label, diff] : listed) {
+      result[label] = diff;
     }
-    return listed;
+    return result;
   }
 
   /// What call(*this) returns, an update of a constraint.
@@ -283,7 +282,7 @@ std::vector<Shape> shapesOfUpdates() {
   return all;
 }
 
-TEST(Constraints, UpdatesReportWhatChanges) {
+TEST(Constraints, UpdatesListWhatChanges) {
   const std::vector<Shape> updatedShapes = shapesOfUpdates();
   for (const Kind kind : {Kind::linear, Kind::quadratic, Kind::alldiff}) {
     for (std::size_t s = 0; s < updatedShapes.size(); ++s) {
@@ -323,11 +322,6 @@ struct CountingLessEqual {
     return a <= b;
   }
 };
-
-TEST(Constraints, OffsetsBeyondTheirWidthAreNoMemory) {
-  EXPECT_EQ(offsetOf(4294967295U), 4294967295U);
-  EXPECT_THROW(offsetOf(4294967296U), std::bad_alloc);
-}
 
 TEST(Sort, OrdersEveryPatternInNLogN) {
   constexpr unsigned n = 100000;  // log2 n < 17

@@ -79,7 +79,7 @@ TEST(Evaluation, OrdersCandidatesByIdThenLabel) {
   EXPECT_EQ(candidatesOf(solver), (Labels{{0, 0}, {2, 1}, {3, 1}}));
 }
 
-TEST(Evaluation, TakesThousandsOfReports) {
+TEST(Evaluation, TakesThousandsOfDiffs) {
   TestSolver solver({{5000, 2}, {wish(1, 0, 0), wish(1, 1, 1)}});
   solver.prepare({0, 1});
   EXPECT_EQ(solver.labels.scores[4999], 1);
@@ -87,7 +87,7 @@ TEST(Evaluation, TakesThousandsOfReports) {
   EXPECT_TRUE(solver.bookkeepingHolds());
 }
 
-/// Not on value 0: one report of all other values, or one for each.
+/// Not on value 0: one entry for all other values, or one for each.
 struct Away : WcspConstraint {
   bool isGrouped = false;
 
@@ -108,7 +108,7 @@ struct Away : WcspConstraint {
   }
 };
 
-TEST(Evaluation, TakesReportsInGroupsAsOneByOne) {
+TEST(Evaluation, TakesDiffsInGroupsAsOneByOne) {
   for (unsigned const size : {1U, 2U, 5000U}) {
     TestSolver solver({{size}, {}});
     for (bool const isGrouped : {false, true}) {
@@ -166,28 +166,28 @@ TEST(Evaluation, CheckNoticesWhatIsSpoilt) {
   EXPECT_FALSE(solver.bookkeepingHolds());
 }
 
-/// Its reports are what a test makes them.
-struct Reporter : WcspConstraint {
-  std::vector<std::pair<unsigned, int>> reports;  ///< value of variable 0, diff
+/// Its diffs are what a test makes them.
+struct Lister : WcspConstraint {
+  std::vector<std::pair<unsigned, int>> listed;  ///< value of variable 0, diff
   using WcspConstraint::WcspConstraint;
   void preprocess() override { wcsp->involve(id, 0); }
   int calculate(Assignment const&) override {
-    for (auto const& [value, diff] : reports) {
+    for (auto const& [value, diff] : listed) {
       wcsp->setDiffPenalty(id, 0, value, diff);
     }
     return 0;
   }
 };
 
-TEST(Evaluation, CheckNoticesReportsOutOfOrder) {
+TEST(Evaluation, CheckNoticesDiffsOutOfOrder) {
   TestSolver solver({{3}, {}});
-  auto* const reporter = new Reporter(&solver, 3);
-  reporter->reports = {{1, 4}, {2, 4}};
+  auto* const lister = new Lister(&solver, 3);
+  lister->listed = {{1, 4}, {2, 4}};
   solver.prepare({0});
   EXPECT_TRUE(solver.bookkeepingHolds());
-  reporter->reports = {{2, 4}, {1, 4}};
+  lister->listed = {{2, 4}, {1, 4}};
   EXPECT_FALSE(solver.bookkeepingHolds());
-  reporter->reports = {{1, 3}, {1, 1}, {2, 4}};
+  lister->listed = {{1, 3}, {1, 1}, {2, 4}};
   EXPECT_FALSE(solver.bookkeepingHolds());
 }
 

@@ -10,23 +10,23 @@
 
 namespace {
 
-/// Keeps what was reported; a diff of 0 says nothing and is dropped.
+/// Keeps what was listed; a diff of 0 says nothing and is dropped.
 class RecordingWcsp : public StandInWcsp {
  public:
-  std::vector<std::array<int, 3>> reports;  ///< variable, value, diff
+  std::vector<std::array<int, 3>> listed;  ///< variable, value, diff
 
   using StandInWcsp::StandInWcsp;
 
   void setDiffPenalty(unsigned, unsigned variable, unsigned value,
                       int diff) override {
     if (diff != 0) {
-      reports.push_back(
+      listed.push_back(
           {static_cast<int>(variable), static_cast<int>(value), diff});
     }
   }
 };
 
-TEST(Forms, ReportTheSame) {
+TEST(Forms, ListTheSame) {
   for (Case const& c : calculateCases()) {
     RecordingWcsp solver(c.setting.numValues);
     RecordingWcsp plain(c.setting.numValues);
@@ -37,12 +37,12 @@ TEST(Forms, ReportTheSame) {
     std::vector<unsigned> assignment = c.setting.start;
     for (Move const& move : c.setting.moves) {
       assignment[move.variable] = move.value;
-      solver.reports.clear();
-      plain.reports.clear();
+      solver.listed.clear();
+      plain.listed.clear();
       ASSERT_EQ(solver.constraints.front()->calculate(assignment),
                 plain.constraints.front()->calculate(assignment))
           << c.name;
-      ASSERT_EQ(solver.reports, plain.reports) << c.name;
+      ASSERT_EQ(solver.listed, plain.listed) << c.name;
     }
   }
 }

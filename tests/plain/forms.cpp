@@ -41,14 +41,14 @@ int PlainLinear::calculate(std::vector<unsigned> const& assignment) {
   for (std::size_t begin = 0; begin < terms.size();) {
     std::size_t end = begin;
     while (end < terms.size() && terms[end].variable == terms[begin].variable) { ++end; }
-    reportBlock(begin, end, sum, now, assignment);
+    listBlock(begin, end, sum, now, assignment);
     begin = end;
   }
   return now;
 }
 
-void PlainLinear::reportBlock(std::size_t begin, std::size_t end, std::int64_t sum, int now,
-                              std::vector<unsigned> const& assignment) {
+void PlainLinear::listBlock(std::size_t begin, std::size_t end, std::int64_t sum, int now,
+                            std::vector<unsigned> const& assignment) {
   unsigned const x = terms[begin].variable;
   std::size_t current = begin;
   while (current < end && terms[current].value != assignment[x]) { ++current; }
@@ -175,18 +175,18 @@ int PlainQuadratic::calculate(std::vector<unsigned> const& assignment) {
   for (std::size_t begin = 0; begin < labels.size();) {
     std::size_t end = begin;
     while (end < labels.size() && labels[end]->variable == labels[begin]->variable) { ++end; }
-    reportBlock(begin, end, sum, now, assignment);
+    listBlock(begin, end, sum, now, assignment);
     begin = end;
   }
   return now;
 }
 
-void PlainQuadratic::reportBlock(std::size_t begin, std::size_t end, std::int64_t sum, int now,
-                                 std::vector<unsigned> const& assignment) {
+void PlainQuadratic::listBlock(std::size_t begin, std::size_t end, std::int64_t sum, int now,
+                               std::vector<unsigned> const& assignment) {
   unsigned const x = labels[begin]->variable;
   for (std::size_t i = begin; i < end; ++i) {
     if (labels[i]->value == assignment[x]) {
-      reportBlockFrom(*labels[i], begin, end, sum, now);
+      listBlockFrom(*labels[i], begin, end, sum, now);
       return;
     }
   }
@@ -198,8 +198,8 @@ void PlainQuadratic::reportBlock(std::size_t begin, std::size_t end, std::int64_
   }
 }
 
-void PlainQuadratic::reportBlockFrom(Label const& current, std::size_t begin, std::size_t end,
-                                     std::int64_t sum, int now) {
+void PlainQuadratic::listBlockFrom(Label const& current, std::size_t begin, std::size_t end,
+                                   std::int64_t sum, int now) {
   unsigned const x = current.variable;
   std::size_t cursor = begin;
   std::size_t joint = current.sameVariableTerm;

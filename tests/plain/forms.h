@@ -3,7 +3,7 @@
 // They follow the definitions with simple containers, terms as separate
 // objects, and 64-bit sums throughout. They are the yardstick by which
 // benchmarks on different machines are compared, and a second opinion on the
-// fast forms: for equal models both make the same reports.
+// fast forms: for equal models both list the same diffs.
 
 #pragma once
 
@@ -38,10 +38,10 @@ class PlainLinear : public WcspConstraint {
   int calculate(std::vector<unsigned> const& assignment) override;
 
  private:
-  /// Reports the moves of the variable of the terms `begin` to `end`, given the
+  /// Lists the moves of the variable of the terms `begin` to `end`, given the
   /// sum and the violation now.
-  void reportBlock(std::size_t begin, std::size_t end, std::int64_t sum, int now,
-                   std::vector<unsigned> const& assignment);
+  void listBlock(std::size_t begin, std::size_t end, std::int64_t sum, int now,
+                 std::vector<unsigned> const& assignment);
 };
 
 /// lower <= summed coefficients of the pairs of labels both on <= upper.
@@ -90,13 +90,13 @@ class PlainQuadratic : public WcspConstraint {
   void makeLabels();
   std::int64_t accumulate(std::vector<unsigned> const& assignment);
 
-  /// Reports the moves of the variable of the labels `begin` to `end`.
-  void reportBlock(std::size_t begin, std::size_t end, std::int64_t sum, int now,
-                   std::vector<unsigned> const& assignment);
+  /// Lists the moves of the variable of the labels `begin` to `end`.
+  void listBlock(std::size_t begin, std::size_t end, std::int64_t sum, int now,
+                 std::vector<unsigned> const& assignment);
 
   /// The same while `current`, one of these labels, is on.
-  void reportBlockFrom(Label const& current, std::size_t begin, std::size_t end, std::int64_t sum,
-                       int now);
+  void listBlockFrom(Label const& current, std::size_t begin, std::size_t end, std::int64_t sum,
+                     int now);
 };
 
 /// Pairwise different value numbers; the violation counts the repeats.
@@ -153,7 +153,7 @@ class PlainStore : public StandInWcsp {
   /// Prepares every constraint and evaluates `start` from scratch.
   void start(std::vector<unsigned> const& initial);
 
-  /// Evaluates one constraint anew and merges its reports.
+  /// Evaluates one constraint anew and merges its diffs.
   void calculate(unsigned constraint);
 
   /// Changes one value and evaluates every constraint that it concerns.
