@@ -248,20 +248,20 @@ int WcspLinear::updateMixed(Move const& move, WcspChanges& changes) {
   if (slope == 0) {
     return 0;
   }
-  auto const reportMoved = [&](unsigned variable) {
+  auto const listMoved = [&](unsigned variable) {
     Terms const group = groupOf(variable);
     listGroup(step, group, gainOf(group, move.before[variable]),
               gainOf(group, move.now[variable]), changes);
   };
   if (!step.reachesAll(slope)) {
-    std::ranges::for_each(move.moved, reportMoved);
+    std::ranges::for_each(move.moved, listMoved);
     return step.violation();
   }
   auto next = move.moved.begin();
   forEachGroup([&](Terms group) {
     unsigned const variable = group.front().variable;
     if (next != move.moved.end() && *next == variable) {
-      reportMoved(*next++);
+      listMoved(*next++);
       return;
     }
     std::int64_t const loss = gainOf(group, move.now[variable]);
