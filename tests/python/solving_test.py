@@ -205,7 +205,7 @@ def test_every_seed_runs_on_a_busy_core():
         done = subprocess.run([sys.executable, "-W", "error", "-c", script], capture_output=True,
                               text=True, check=False)
         assert done.stdout == "[1, 2, 3, 4, 5, 6, 7, 8] \n", done
-        assert time.monotonic() - began < 12
+        assert time.monotonic() - began < 25
     finally:
         for load in loads:
             load.kill()
