@@ -24,8 +24,9 @@ bool isThere(std::string const& program) {
   char const* const path = std::getenv("PATH");
   std::string_view folders = path == nullptr ? "/usr/bin:/bin" : path;
   while (!folders.empty()) {
-    const std::string folder(check::takeUpTo(':', folders));
-    if (access((folder + "/" + program).c_str(), X_OK) == 0) {
+    std::string file(check::takeUpTo(':', folders));
+    file.append("/").append(program);
+    if (access(file.c_str(), X_OK) == 0) {
       return true;
     }
   }
