@@ -129,6 +129,7 @@ std::vector<Places> placesOf(Model const& model) {
     }
   }
   std::vector<Places> places;
+  places.reserve(limits.size());
   for (auto const& [value, limit] : limits) {
     places.push_back({value, limit});
   }
