@@ -240,14 +240,18 @@ def check_hostile_names(browser):
         "s1": "v0", "<b>gone</b>": "<script>alert(2)</script>"}, soft=soft) + violated, "utf-8")
     shown_names = {f"s{i}": name for i, name in enumerate(HOSTILE)} | {
         f"g{i}_{k}": [name, f"day {k}\n"] for i, name in enumerate(HOSTILE) for k in range(2)}
-    pathlib.Path("names").write_text(json.dumps({
-        "variables": {word: [name, 0] for word, name in shown_names.items()},
-        "domains": [HOSTILE],
-        "constraints": {f"c{i}": f"{name}{i}" for i, name in enumerate(HOSTILE)}}))
+    # The values of the second file make a grid.
+    for file, domain in (("names", HOSTILE), ("parts", [
+            [name, f"h{i % 2}"] for i, name in enumerate(HOSTILE)])):
+        pathlib.Path(file).write_text(json.dumps({
+            "variables": {word: [name, 0] for word, name in shown_names.items()},
+            "domains": [domain],
+            "constraints": {f"c{i}": f"{name}{i}" for i, name in enumerate(HOSTILE)}}))
     every = [name if isinstance(name, str) else " ".join(name) for name in shown_names.values()]
-    for arguments in ([], ["--compare", "old"], ["--by-value", "--transpose"]):
-        seen = visit(browser, shown("\n".join(lines) + "\n", report, "--names", "names", "--title",
-                                    HOSTILE[2], *arguments))
+    for arguments in (["--names", "names"], ["--names", "names", "--compare", "old"],
+                      ["--names", "names", "--by-value", "--transpose"], ["--names", "parts"]):
+        seen = visit(browser, shown("\n".join(lines) + "\n", report, "--title", HOSTILE[2],
+                                    *arguments))
         expect((arguments, "names"), seen["names"], every)
         expect((arguments, "scripts"), seen["scripts"], 2)
         expect((arguments, "marks"), seen["hover"], {
