@@ -115,6 +115,8 @@ lp::Source sourceOf(polish::ReducedModel const& reduced) {
       for (auto const& [coefficient, label1, label2] : part.terms) {
         constraint.terms.push_back({label1, label2, coefficient});
       }
+      constraint.isAlldiff = !part.different.empty();
+      constraint.variables = part.different;
       act(std::move(constraint));
     }
   };
