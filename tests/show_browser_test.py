@@ -133,6 +133,13 @@ def check_dates(browser):
         "title": "m, 27 Nov 2026 to 1 Dec 2026", "months": ["November 2026", "December 2026"],
         "days": ["Fri 27", "Sat 28", "Sun 29", "Mon 30", "Tue 1"], "weekend": 8, "month": 4,
         "broken": ["Sat 28", "Ann_Lee", "Bob_May", "Cy_Orr", "off", "off"]})
+    open_page(browser, shown(
+        "\n".join(lines) + "\n", report +
+        "few_Ann_Lee: 4\nfew_Bob_May: 4\nmany: 1\nover: 2\nclash: 1\n",
+        "--columns", "2026_11_27,2026_12_01,2026_11_28"))
+    expect("months in the order of --columns", browser.evaluate(
+        "[...document.querySelectorAll('#view1n th[colspan]')].map((e) => e.innerText)"),
+        ["November 2026", "December 2026", "November 2026"])
 
 
 def check_assignment_problem(browser):

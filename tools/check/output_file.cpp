@@ -82,7 +82,7 @@ void OutputFile::replace(std::string const& content) const {
     return;
   }
   const std::filesystem::path path(goal);
-  std::string beside =
+  std::string beside =  // mkostemp() replaces the Xs
       path.parent_path() / ("." + path.filename().string() + ".XXXXXX");
   int const descriptor = mkostemp(beside.data(), O_CLOEXEC);
   if (descriptor < 0) {

@@ -162,7 +162,7 @@ Folder::Folder() {
   std::error_code error;
   const std::filesystem::path place =
       std::filesystem::temp_directory_path(error);
-  path = (error ? "/tmp" : place) / "wcsp-XXXXXX";
+  path = (error ? "/tmp" : place) / "wcsp-XXXXXX";  // for mkdtemp()
   const Pipe living;
   const Pipe made;
   remover = fork();

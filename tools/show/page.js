@@ -92,9 +92,12 @@ function columnHeads(columns) {
     return html`<tr><th class="corner"></th>${
       columns.map((head) => html`<th scope="col">${head}</th>`)}</tr>`;
   }
-  const months = [...grouped(dates, ({month}) => month)];
-  return html`<tr><th class="corner" rowspan="2"></th>${months.map(([month, days]) =>
-    html`<th scope="colgroup" colspan="${days.length}">${month}</th>`)}</tr><tr>${
+  // Runs of days, since --columns may mix the months.
+  let run = 0;
+  const months = [...grouped(dates.map((date, i) => [date.month, i]), ([month, i]) =>
+    i > 0 && month === dates[i - 1].month ? run : ++run).values()];
+  return html`<tr><th class="corner" rowspan="2"></th>${months.map((days) =>
+    html`<th scope="colgroup" colspan="${days.length}">${days[0][0]}</th>`)}</tr><tr>${
     dates.map(({weekday, day, rest}, i) => html`<th scope="col"${
       classOf(dayClass(dates, i))}>${weekday}<br>${day}${rest}</th>`)}</tr>`;
 }

@@ -16,7 +16,7 @@ from . import files, programs
 from .text import escaped
 
 _SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
-# Flags that open a placeholder for a closed descriptor.
+# Flags to open something in place of a closed descriptor.
 _STANDARD = (
     ("stdin", "r", os.O_WRONLY),
     ("stdout", "w", os.O_RDONLY),
